@@ -1,0 +1,37 @@
+# The entry points. Everything real is in CMakeLists.txt; this file installs what is missing and calls it.
+
+jobs := $(shell nproc)
+
+.PHONY: all demo test bench format tidy setup build sanitized clean
+
+all: build
+
+setup:
+	@tools/setup.sh
+
+build: setup
+	@cmake --preset release
+	@cmake --build build -j$(jobs)
+
+sanitized: setup
+	@cmake --preset sanitized
+	@cmake --build build-sanitized -j$(jobs)
+
+demo: build
+	@tools/demo.sh build
+
+test: build sanitized
+	@tools/run_tests.sh build build-sanitized
+
+bench: build
+	@bench/run.sh build
+
+format: setup
+	@git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format -i
+
+tidy: build
+	@git ls-files '*.cpp' | grep -E '^(core|discovery|at|drivers|connection|apn|status|sms|api|platform)/' \
+		| xargs clang-tidy -p build --quiet
+
+clean:
+	rm -rf build build-debug build-sanitized

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "platform/text.h"
+
+/// A command line on its way to a modem: the text as it stands, cut at 512 characters, with room kept for the CR LF
+/// that at_command appends and the terminating zero.
+class AtCommand {
+  public:
+    static constexpr size_t max_length = 512;
+
+    /// At most longest characters of text.
+    explicit AtCommand(std::string_view text, size_t longest = max_length);
+    /// What printf would write.
+    static AtCommand format(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+    std::string_view view() const { return text_.view(); }
+    void append_line_end() { text_.append("\r\n"); }
+
+  private:
+    Text<max_length + sizeof "\r\n"> text_;
+};
+
+/// One transaction with the modem on port_path: opens and locks the port, sends command with CR LF, collects the reply
+/// until it contains "OK" or "ERROR", or fills the capacity, or the modem has been silent for 30 half-seconds in total
+/// (300 for AT+CFUN=1,1, 30000 for AT+COPS=?), and closes the port. The search for the end is that simple on purpose.
+/// Zero bytes are left out. The reply's last byte is always zero, so a reply that fills the capacity loses its last
+/// byte.
+/// @param capacity  0 or less means 4096; never more than reply holds
+/// @return 0 when anything arrived, which says nothing about the command's success (see reply_has_ok); -1 when the port
+/// cannot be opened or nothing arrived; -2 when another process holds the port. reply is empty unless 0 is returned
+int at_command(const char *port_path, AtCommand command, TextOut reply, int capacity);
+int at_command(const char *port_path, const AtCommand &command, TextOut reply);
+
+/// Whether "OK" stands in the text with a carriage return or a line feed right after it.
+bool reply_has_ok(std::string_view text);
+
+/// Whether needle occurs in text; an empty text contains nothing, not even an empty needle.
+bool str_contains(std::string_view text, std::string_view needle);
+
+/// The integer that follows label's first occurrence, white space before it skipped; beyond 32 bits the nearest one.
+/// @return 0; -1 when the label is missing or no integer follows; -2 when nothing at all follows. out is written on 0
+/// only
+int int_after_label(std::string_view text, std::string_view label, int32_t &out);
+
+/// The value that follows label, after skip further occurrences of it: up to 100 characters, ended by a carriage
+/// return, a line feed or a tab, without the blanks around it (a value of blanks only becomes one blank).
+/// @return 0; -1 when the label or a value is missing; -2 at the end of the text. out (101 bytes) is written on 0 only
+int field_after_label(std::string_view text, std::string_view label, int skip, TextOut out);
+
+/// Field index (from 0) of a line of comma-separated fields, without one quote at its start and one at its end. The
+/// line ends with a carriage return: without it the last field is not there. A line of one unquoted field has no
+/// readable field.
+/// @return 0; -1 when the field cannot be cut or line is null. out is written on 0 only
+int csv_field(std::string_view line, int index, TextOut out);
+
+/// text from the first needle on; empty (with a null pointer) when there is none.
+std::string_view from_first(std::string_view text, std::string_view needle);

@@ -1,0 +1,139 @@
+#include <algorithm>
+#include <cstdarg>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "at/at.h"
+#include "at/serial_port.h"
+
+namespace {
+
+constexpr int line_rate = 115200;
+constexpr int port_timeout_ms = 100;
+constexpr int read_timeout_ms = 500;
+constexpr int lock_tries = 31;
+constexpr useconds_t lock_wait_us = 1000;
+constexpr useconds_t chunk_wait_us = 10'000;
+constexpr int default_capacity = 4096;
+
+// Reads that bring nothing but zero bytes return at once; so many of them, with the wait after each, last as long as
+// one empty read, and count as one. A modem that sends zero bytes for ever thereby ends like a silent one.
+constexpr int zero_reads_per_empty_read = 50;
+
+struct SilenceBudget {
+    std::string_view command_start;
+    int empty_reads;
+};
+constexpr SilenceBudget silence_budgets[] = {
+    {"AT+COPS=?", 30000}, // an operator scan takes minutes
+    {"AT+CFUN=1,1", 300}, // the modem restarts
+    {"", 30},
+};
+
+int silence_budget(std::string_view command)
+{
+    for (const SilenceBudget &row : silence_budgets)
+        if (command.starts_with(row.command_start))
+            return row.empty_reads;
+    return 0;
+}
+
+struct SerialPort {
+    int fd;
+    explicit SerialPort(const char *path) : fd(serial_open(path, line_rate, 0, port_timeout_ms)) {}
+    ~SerialPort()
+    {
+        if (fd != -1)
+            serial_close(fd);
+    }
+    SerialPort(const SerialPort &) = delete;
+    SerialPort &operator=(const SerialPort &) = delete;
+};
+
+bool lock_port(int fd)
+{
+    for (int attempt = 1; flock(fd, LOCK_EX | LOCK_NB) != 0; attempt++) {
+        if (attempt == lock_tries)
+            return false;
+        usleep(lock_wait_us);
+    }
+    return true;
+}
+
+size_t drop_zero_bytes(char *bytes, size_t count)
+{
+    return static_cast<size_t>(std::remove(bytes, bytes + count, '\0') - bytes);
+}
+
+// Whether the reply's end stands in text, of which everything before new_from was searched before.
+bool has_end(std::string_view text, size_t new_from)
+{
+    constexpr size_t overlap = sizeof "ERROR" - 2;
+    const std::string_view unsearched = without_first(text, new_from > overlap ? new_from - overlap : 0);
+    return unsearched.find("OK") != std::string_view::npos || unsearched.find("ERROR") != std::string_view::npos;
+}
+
+// Fills reply up to capacity. @return bytes held
+size_t collect(int fd, char *reply, size_t capacity, int budget)
+{
+    size_t total = 0;
+    int zero_reads = 0;
+    for (int empty_reads = 0; empty_reads < budget;) {
+        const int got = serial_read_timeout(fd, capacity - total, reply + total, read_timeout_ms);
+        if (got <= 0) {
+            empty_reads++;
+            continue;
+        }
+        const size_t kept = drop_zero_bytes(reply + total, static_cast<size_t>(got));
+        if (kept == 0 && ++zero_reads % zero_reads_per_empty_read == 0)
+            empty_reads++;
+        total += kept;
+        if (total == capacity || has_end({reply, total}, total - kept))
+            break;
+        usleep(chunk_wait_us);
+    }
+    std::fill(reply + total, reply + capacity, '\0');
+    return total;
+}
+
+} // namespace
+
+AtCommand::AtCommand(std::string_view text, size_t longest)
+{
+    text_.assign(first_characters(text, std::min(longest, max_length)));
+}
+
+AtCommand AtCommand::format(const char *format, ...)
+{
+    Text<max_length + 1> text;
+    va_list arguments;
+    va_start(arguments, format);
+    text.out().assign_format(format, arguments);
+    va_end(arguments);
+    return AtCommand{text.view()};
+}
+
+int at_command(const char *port_path, AtCommand command, TextOut reply, int capacity)
+{
+    const size_t wanted = static_cast<size_t>(capacity > 0 ? capacity : default_capacity);
+    const size_t room = std::min(wanted, reply.capacity());
+    reply.clear();
+    const int budget = silence_budget(command.view());
+    command.append_line_end();
+
+    const SerialPort port{port_path};
+    if (port.fd == -1)
+        return -1;
+    if (!lock_port(port.fd))
+        return -2;
+    serial_flush(port.fd);
+    serial_write_all(port.fd, command.view().size(), command.view().data());
+    const size_t total = collect(port.fd, reply.data(), room, budget);
+    reply.data()[room - 1] = '\0';
+    return total > 0 ? 0 : -1;
+}
+
+int at_command(const char *port_path, const AtCommand &command, TextOut reply)
+{
+    return at_command(port_path, command, reply, static_cast<int>(reply.capacity()));
+}

@@ -1,0 +1,130 @@
+#include "core/commands.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "at/at.h"
+#include "core/modem_table.h"
+#include "discovery/modem_record.h"
+#include "discovery/ports.h"
+#include "status/signal_cache.h"
+
+namespace {
+
+constexpr int exit_wrong_usage = 255;
+
+int print_not_supported()
+{
+    puts("Not support");
+    return 0;
+}
+
+int run_at(const CommandRun &run)
+{
+    // CR LF and the terminating zero make it 256 bytes, which every modem's command line takes.
+    constexpr size_t longest_command = 253;
+    if (run.arguments.empty()) {
+        puts("\nUsage:<modemctl> <AT> [device] <command>");
+        return exit_wrong_usage;
+    }
+    Text<64> device;
+    const char *command = "";
+    if (run.arguments.size() == 1) {
+        at_port_path(run.rec.bus.c_str(), run.rec.control_port, device);
+        command = run.arguments[0];
+    } else if (run.arguments.size() == 2) {
+        device.assign(run.arguments[0]);
+        command = run.arguments[1];
+    }
+    Text<4096> reply;
+    if (at_command(device.c_str(), AtCommand{command, longest_command}, reply) == 0)
+        printf("\n%s", reply.c_str());
+    return 0;
+}
+
+int run_sim_status(const CommandRun &run)
+{
+    Text<64> state;
+    puts(sim_state_text(run.rec, state) == 0 ? "READY" : state.c_str());
+    return 0;
+}
+
+int run_signal(const CommandRun &run)
+{
+    Json signals{json_object_new_array()};
+    int32_t strength = -1;
+    Text<4> mode = "0G";
+    char &generation = *mode.data();
+    if (run.rec.ops.get_signal != nullptr) {
+        generation = static_cast<char>(generation + run.rec.ops.get_signal(run.rec, signals.get(), strength));
+    } else {
+        generation = static_cast<char>(generation + signal_details(run.rec.bus.c_str(), signals.get(), strength));
+        if (generation <= '0')
+            return print_not_supported();
+    }
+    const Json report{json_object_new_object()};
+    kjson_add_object(report.get(), "signals", std::move(signals));
+    kjson_add_int(report.get(), "strength", strength);
+    kjson_add_string(report.get(), "mode", mode.view());
+    puts(json_pretty(report.get()));
+    return 0;
+}
+
+int run_cells(const CommandRun &run)
+{
+    if (run.rec.ops.get_cells == nullptr)
+        return print_not_supported();
+    const Json cells{json_object_new_array()};
+    run.rec.ops.get_cells(run.rec, cells.get());
+    puts(json_pretty(cells.get()));
+    return 0;
+}
+
+int run_carrier(const CommandRun &run)
+{
+    Text<64> name;
+    if (run.rec.ops.get_carrier != nullptr && run.rec.ops.get_carrier(run.rec, name) == 0)
+        puts(name.c_str());
+    if (!name.empty())
+        return 0;
+    const Json info{json_object_new_object()};
+    if (add_carrier(info.get(), run.rec) != 0)
+        return 0;
+    if (const char *carrier = kjson_get_string(info.get(), "carrier"); carrier != nullptr)
+        puts(carrier);
+    return 0;
+}
+
+int run_check_register(const CommandRun &run)
+{
+    if (run.rec.ops.check_register == nullptr)
+        return print_not_supported();
+    printf("check_register=%d\n", run.rec.ops.check_register(run.rec));
+    return 0;
+}
+
+int run_get_mode(const CommandRun &run)
+{
+    if (run.rec.ops.get_mode == nullptr)
+        return print_not_supported();
+    Text<5> mode;
+    run.rec.ops.get_mode(run.rec, mode);
+    printf("get_mode: %s\n", mode.c_str());
+    return 0;
+}
+
+constexpr Command commands[] = {
+    {"sim-status", run_sim_status}, {"AT", run_at},           {"signal", run_signal},
+    {"cells", run_cells},           {"carrier", run_carrier}, {"check_register", run_check_register},
+    {"get_mode", run_get_mode},
+};
+
+} // namespace
+
+const Command *find_command(const char *word)
+{
+    for (const Command &command : commands)
+        if (strcmp(command.word, word) == 0)
+            return &command;
+    return nullptr;
+}

@@ -1,0 +1,7 @@
+#include "core/front_end.h"
+
+int main(int argc, char **argv)
+{
+    const std::span<char *const> words{argv, static_cast<size_t>(argc)};
+    return run_command_line(words.empty() ? words : words.last(words.size() - 1));
+}

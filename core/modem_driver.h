@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/json.h"
+#include "platform/text.h"
+
+struct ModemDriver;
+
+/// What can be asked of a modem. Any slot may be empty: the model does not have the operation, and the caller tests for
+/// it. Unless said otherwise an operation returns 0 on success and a negative value on failure, and text results go
+/// into a text that the caller has zeroed. Operations find the modem's AT port afresh from the record's bus and
+/// control_port.
+struct ModemOps {
+    /// Model name (200 bytes), kept per bus in the state directory.
+    int (*get_model)(const char *bus, const char *port_path, TextOut out);
+    /// Access technology in use: "4G", "3G" or "2G".
+    int (*get_mode)(const ModemDriver &rec, TextOut out);
+    /// Signal bars 0 to 4. @return 1 (or another value from 0 up) on success, -1 on failure
+    int (*get_csq)(const ModemDriver &rec, int32_t &bars);
+    /// Appends signal values to array and writes the level, 1 to 4. @return generation of the serving cell: 2, 3 or 4;
+    /// 0 when unknown; -1 when nothing was usable, level is then untouched
+    int (*get_signal)(const ModemDriver &rec, json_object *array, int32_t &level);
+    /// IMSI (16 bytes).
+    int (*get_imsi)(const ModemDriver &rec, TextOut out);
+    /// Network scan mode on "/dev/ttyUSB<tty>": 2 GSM only, 3 WCDMA only, 4 LTE only, anything else automatic.
+    int (*set_scan_mode)(int tty, int mode);
+    /// Removes one message of the SMS spool by its file name.
+    int (*sms_remove)(const char *name);
+    /// Removes all messages of the SMS spool.
+    int (*sms_remove_all)(const ModemDriver &rec);
+    /// Brings the interface up and waits up to budget_s seconds. @return 0 up, 1 pending, 2 down or unknown
+    int (*iface_up)(int budget_s, const char *iface);
+    /// Takes the interface down and asks up to polls times. @return 2 down, 0 still up, 1 pending
+    int (*iface_down)(int polls, const char *iface);
+    /// Operator name (64 bytes).
+    int (*get_carrier)(const ModemDriver &rec, TextOut out);
+    /// @return registration status digit of "/dev/ttyUSB<tty>" (AT+CREG?, 3GPP TS 27.007), -1 on failure
+    int (*get_creg)(int tty);
+    /// IMEI (16 bytes), kept per bus in the state directory.
+    int (*get_imei)(const char *port_path, const char *bus, TextOut out);
+    /// Appends serving and neighbour cells to array.
+    int (*get_cells)(const ModemDriver &rec, json_object *array);
+    /// Writes the configured thermal limits into the modem.
+    int (*set_thermal)(const ModemDriver &rec);
+    /// @return 1 when carrier aggregation is active, else 0
+    int (*get_ca_info)(const ModemDriver &rec);
+    /// @return a negative value when the modem is not registered
+    int (*check_register)(const ModemDriver &rec);
+    /// @return 0 SIM ready, -1 no SIM, -2 PIN required, -4 PUK required
+    int (*get_sim_status)(const ModemDriver &rec, TextOut scratch);
+    /// Writes the APN into the modem's PDP context.
+    int (*set_apn)(const ModemDriver &rec, const char *apn);
+    /// Writes the PDP context's authentication ("NONE", "PAP", "CHAP", "PAP or CHAP").
+    int (*set_auth)(const ModemDriver &rec, const char *apn, const char *username, const char *password,
+                    const char *auth);
+    /// ICCID (21 bytes).
+    int (*get_iccid)(const ModemDriver &rec, TextOut out);
+    /// Adds the configured bands to object.
+    int (*get_bands)(const ModemDriver &rec, json_object *object);
+    /// Scan mode as text ("AUTO", "LTE only" ...).
+    int (*get_scan_mode)(const ModemDriver &rec, TextOut out);
+};
+
+/// A modem model, and, once bound to a bus, a modem. A plain value: copying it copies its texts and operations.
+struct ModemDriver {
+    const char *name;     ///< as printed and reported
+    uint32_t vid;         ///< USB vendor id
+    uint32_t pid;         ///< USB product id
+    int32_t modem_id;     ///< model number of the web API; 255 the unknown device, -1 no usable modem
+    Text<16> iface;       ///< UCI network interface: "modem" in the table, "modem_1_1_2" when bound to 1-1.2
+    int32_t control_port; ///< USB interface number of the AT port
+    int32_t data_port;    ///< USB interface number of the dial (PPP) port
+    int32_t qmi_port;     ///< USB interface number of the QMI control device, -1 for none
+    Text<16> qmi_netdev;  ///< network device in QMI mode, "xxx" for none
+    Text<16> ppp_netdev;  ///< network device in serial mode, "xxx" for none
+    Text<16> ncm_netdev;  ///< network device in NCM mode, "xxx" for none
+    Text<10> bus;         ///< sysfs name of the USB device ("1-1.2"), empty in the table
+    uint8_t ttl;          ///< forced TTL of the modem's traffic, 0 for none
+    uint32_t proto_flags; ///< bit 0x04 DirectIP, 0x10 wwan device, 0x20 NCM; see the connect flows
+    uint32_t flags2;      ///< bit 0: the AT port may serve as data device
+    uint32_t raw_ip;      ///< non-zero: the QMI network device carries raw IP
+    ModemDriver *next;    ///< null in the last entry
+    ModemOps ops;
+};

@@ -1,0 +1,20 @@
+#include "drivers/ask.h"
+
+#include "discovery/ports.h"
+
+int ask_modem(const ModemDriver &rec, const AtCommand &command, TextOut reply)
+{
+    Text<30> port;
+    at_port_path(rec.bus.c_str(), rec.control_port, port);
+    return at_command(port.c_str(), command, reply);
+}
+
+bool ask_modem_ok(const ModemDriver &rec, const AtCommand &command, TextOut reply)
+{
+    return ask_modem(rec, command, reply) == 0 && reply_has_ok(reply.view());
+}
+
+bool is_registered(std::string_view reply)
+{
+    return str_contains(reply, ",1\r") || str_contains(reply, ",5\r");
+}

@@ -1,0 +1,188 @@
+#include "drivers/generic.h"
+
+#include <sys/stat.h>
+
+#include "drivers/ask.h"
+#include "platform/board.h"
+#include "platform/files.h"
+
+namespace {
+
+constexpr size_t imei_length = 15;
+constexpr size_t shortest_cached_imsi = 6;
+
+Text<20> tty_path(int tty)
+{
+    return Text<20>::format("/dev/ttyUSB%d", tty);
+}
+
+// Makes the state directory and the file. @return 0, -1 when it cannot be opened
+int write_state(const char *bus, const char *file, std::string_view content)
+{
+    ensure_state_dir(bus);
+    return write_file(state_path(bus, file).c_str(), content) == -1 ? -1 : 0;
+}
+
+} // namespace
+
+Text<100> state_path(const char *bus, const char *file)
+{
+    return Text<100>::format("/tmp/modem.%s/%s", bus, file);
+}
+
+void ensure_state_dir(const char *bus)
+{
+    mkdir(Text<100>::format("/tmp/modem.%s", bus).c_str(), 0755);
+}
+
+int get_model(const char *bus, const char *port_path, TextOut out)
+{
+    if (read_file(state_path(bus, "modem-name").c_str(), 199, out) >= 0)
+        return 0;
+    Text<400> reply;
+    if (at_command(port_path, AtCommand{"ATI"}, reply) != 0 || !reply_has_ok(reply.view()))
+        return -1;
+    const std::string_view model = parse_model(reply.view());
+    if (model.empty())
+        return -1;
+    out.assign(model);
+    return write_state(bus, "modem-name", out.view());
+}
+
+int get_mode(const ModemDriver &rec, TextOut out)
+{
+    Text<100> reply;
+    if (!ask_modem_ok(rec, AtCommand{"AT+QNWINFO"}, reply))
+        return -1;
+    const char *generation = parse_access_technology(reply.view());
+    if (generation == nullptr)
+        return -1;
+    out.assign(generation);
+    return 0;
+}
+
+int get_csq(const ModemDriver &rec, int32_t &bars)
+{
+    Text<100> reply;
+    if (!ask_modem_ok(rec, AtCommand{"AT+CSQ"}, reply))
+        return -1;
+    const auto parsed = parse_signal_bars(reply.view());
+    if (!parsed)
+        return -1;
+    bars = *parsed;
+    return 1;
+}
+
+int get_imsi(const ModemDriver &rec, TextOut out)
+{
+    if (read_file(state_path(rec.bus.c_str(), "cimi").c_str(), 15, out) >= static_cast<int>(shortest_cached_imsi))
+        return 0;
+    out.clear();
+    Text<48> reply;
+    if (!ask_modem_ok(rec, AtCommand{"AT+CIMI"}, reply))
+        return -1;
+    const std::string_view imsi = parse_imsi(reply.view());
+    if (imsi.empty())
+        return -1;
+    out.assign(imsi);
+    return 0;
+}
+
+int set_scan_mode(int tty, int mode)
+{
+    const int setting = mode >= 2 && mode <= 4 ? mode - 1 : 0;
+    Text<100> reply;
+    const int result =
+        at_command(tty_path(tty).c_str(), AtCommand::format("AT+QCFG=\"nwscanmode\",%d", setting), reply);
+    return result == 0 && reply_has_ok(reply.view()) ? 0 : -1;
+}
+
+int get_carrier(const ModemDriver &rec, TextOut out)
+{
+    Text<100> reply;
+    if (!ask_modem_ok(rec, AtCommand{"AT+COPS?"}, reply))
+        return -1;
+    const std::string_view name = parse_operator(reply.view());
+    if (name.empty())
+        return -1;
+    out.assign(name);
+    return 0;
+}
+
+int get_creg(int tty)
+{
+    Text<100> reply;
+    if (at_command(tty_path(tty).c_str(), AtCommand{"AT+CREG?"}, reply) != 0 || !reply_has_ok(reply.view()))
+        return -1;
+    return parse_registration(reply.view()).value_or(-1);
+}
+
+int get_imei(const char *port_path, const char *bus, TextOut out)
+{
+    const auto path = state_path(bus, "modem-imei");
+    if (cmm_check_file_is_exist(path.c_str())) {
+        Text<21> cached;
+        read_file(path.c_str(), 20, cached);
+        if (cached.size() == imei_length && starts_with_digits(cached.view(), imei_length)) {
+            out.assign(cached.view());
+            return 0;
+        }
+        unlink(path.c_str());
+        return -1;
+    }
+    Text<36> reply;
+    if (at_command(port_path, AtCommand{"AT+GSN"}, reply) != 0 || !reply_has_ok(reply.view()))
+        return -1;
+    const auto imei = parse_imei(reply.view());
+    if (imei.size() != imei_length)
+        return -1;
+    out.assign(imei.view());
+    return write_state(bus, "modem-imei", imei.view());
+}
+
+int get_sim_status(const ModemDriver &rec, TextOut out)
+{
+    struct SimState {
+        const char *word;
+        const char *text;
+        int result;
+    };
+    static constexpr SimState sim_states[] = {
+        {"ERROR", "ERROR", -1}, {"PIN\r", "NEED PIN", -2}, {"PUK\r", "NEED PUK", -4}, {"READY", "READY", 0}};
+
+    Text<1024> reply;
+    if (ask_modem(rec, AtCommand{"AT+CPIN?"}, reply) != 0)
+        return 0;
+    for (const SimState &state : sim_states) {
+        if (str_contains(reply.view(), state.word)) {
+            out.assign(state.text);
+            return state.result;
+        }
+    }
+    return 0;
+}
+
+int check_register_by_creg(const ModemDriver &rec)
+{
+    Text<256> reply;
+    if (!ask_modem_ok(rec, AtCommand{"AT+CREG?"}, reply))
+        return 0;
+    return is_registered(reply.view()) ? 0 : -1;
+}
+
+int quectel_check_register(const ModemDriver &rec)
+{
+    for (const char *command : {"AT+CREG?", "AT+CEREG?"}) {
+        Text<256> reply;
+        if (ask_modem_ok(rec, AtCommand{command}, reply) && is_registered(reply.view()))
+            return 0;
+    }
+    return -1;
+}
+
+int at_expect_ok(const char *port_path, std::string_view command)
+{
+    Text<20> reply;
+    const int result = at_command(port_path, AtCommand{command, 49}, reply);
+    return result == 0 && reply_has_ok(reply.view()) ? 0 : -1;
+}

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <optional>
+
+#include "core/modem_driver.h"
+
+// Who the modem is and what state it is in: operations that most models share, by the commands of 3GPP TS 27.007
+// and 27.005 and some of the Quectel AT manuals. All fail with -1 when the modem does not answer or answers without OK,
+// unless said otherwise; all leave out untouched then.
+
+/// Model name, or the firmware revision where the modem tells no model, as ATI prints it (the blank after the colon and
+/// the carriage return stay). Kept in "/tmp/modem.<bus>/modem-name", which is asked first. out: 200 bytes. @return 0,
+/// -1
+int get_model(const char *bus, const char *port_path, TextOut out);
+
+/// Access technology by AT+QNWINFO; out (3 bytes) becomes "4G", "3G" or "2G". @return 0, -1
+int get_mode(const ModemDriver &rec, TextOut out);
+
+/// Signal bars, 0 (none) to 4, by AT+CSQ. @return 1, -1
+int get_csq(const ModemDriver &rec, int32_t &bars);
+
+/// IMSI from "/tmp/modem.<bus>/cimi" (6 bytes or more of it), else by AT+CIMI, which has to tell 15 digits. out: 16
+/// bytes.
+/// @return 0, -1
+int get_imsi(const ModemDriver &rec, TextOut out);
+
+/// Network scan mode by AT+QCFG="nwscanmode" on "/dev/ttyUSB<tty>": 2 GSM only, 3 WCDMA only, 4 LTE only, anything else
+/// automatic. @return 0, -1
+int set_scan_mode(int tty, int mode);
+
+/// Operator name by AT+COPS?: the text between its first quotes. @return 0, -1 also without a name
+int get_carrier(const ModemDriver &rec, TextOut out);
+
+/// Registration status digit by AT+CREG? on "/dev/ttyUSB<tty>". @return 0 to 9, -1
+int get_creg(int tty);
+
+/// IMEI, kept in "/tmp/modem.<bus>/modem-imei" (a file that is not 15 digits is removed and fails this call), else by
+/// AT+GSN. out: 16 bytes. @return 0, -1
+int get_imei(const char *port_path, const char *bus, TextOut out);
+
+/// SIM state by AT+CPIN?; out becomes "READY", "NEED PIN", "NEED PUK" or "ERROR". An unreachable modem is no SIM
+/// problem.
+/// @return 0 ready or unknown, -1 no SIM, -2 PIN, -4 PUK
+int get_sim_status(const ModemDriver &rec, TextOut out);
+
+/// Registration by AT+CREG? alone. @return 0 registered, also when the modem does not answer with OK; -1
+int check_register_by_creg(const ModemDriver &rec);
+
+/// Registration by AT+CREG?, then by AT+CEREG? (an LTE-only registration). @return 0 registered, -1
+int quectel_check_register(const ModemDriver &rec);
+
+/// Sends a command, cut at 49 characters, whose only interesting answer is OK. The reply has 20 bytes: where echo and
+/// result need more, the OK may be lost. @return 0, -1
+int at_expect_ok(const char *port_path, std::string_view command);
+
+/// Makes "/tmp/modem.<bus>" (mode 0755) where it is missing.
+void ensure_state_dir(const char *bus);
+
+/// A file of the bus's state directory.
+Text<100> state_path(const char *bus, const char *file);
+
+// How the replies are read.
+
+std::string_view parse_model(std::string_view reply);             ///< empty when the reply names none
+const char *parse_access_technology(std::string_view reply);      ///< null when it names none
+std::optional<int32_t> parse_signal_bars(std::string_view reply); ///< +CSQ
+std::string_view parse_imsi(std::string_view reply);              ///< 15 digits, or empty
+std::string_view parse_operator(std::string_view reply);          ///< +COPS, empty without a name
+std::optional<int> parse_registration(std::string_view reply);    ///< +CREG status digit
+Text<16> parse_imei(std::string_view reply);                      ///< up to 15 of the reply's digits

@@ -1,0 +1,51 @@
+#include "drivers/quectel_fields.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr const char *bandwidths[] = {"1.4M", "3M", "5M", "10M", "15M", "20M"};
+constexpr int32_t resource_blocks[] = {6, 15, 25, 50, 75, 100};
+
+int32_t integer_of(const Field &field)
+{
+    return text_to_int(field.c_str());
+}
+
+} // namespace
+
+Text<16> negate_text(const Field &field)
+{
+    return Text<16>::format("-%d", integer_of(field));
+}
+
+Text<16> sinr_tenths(const Field &field)
+{
+    return Text<16>::format("%d", static_cast<int32_t>((int64_t{integer_of(field)} + 5) / 10));
+}
+
+Text<16> rb_bandwidth(const Field &field)
+{
+    const auto *found = std::find(std::begin(resource_blocks), std::end(resource_blocks), integer_of(field));
+    return found == std::end(resource_blocks) ? "-" : bandwidths[found - resource_blocks];
+}
+
+Text<16> bw_index(const Field &field)
+{
+    const char digit = field.c_str()[0];
+    return digit >= '0' && digit <= '5' ? bandwidths[digit - '0'] : "-";
+}
+
+std::optional<Field> cut_field(std::string_view line, int index)
+{
+    Field field;
+    if (csv_field(line, index, field) != 0)
+        return std::nullopt;
+    return field;
+}
+
+void add_field(json_object *object, std::string_view line, const FieldKey &row)
+{
+    if (const auto field = cut_field(line, row.index))
+        kjson_add_string(object, row.key, row.convert == nullptr ? field->view() : row.convert(*field).view());
+}

@@ -1,0 +1,109 @@
+#include <cstring>
+
+#include "tree.h"
+
+using namespace host_uci;
+
+namespace {
+
+char *cut_at(char *text, char separator)
+{
+    char *found = strchr(text, separator);
+    if (found == nullptr)
+        return nullptr;
+    *found = '\0';
+    return found + 1;
+}
+
+void set_flag(uci_ptr &ptr, int flag)
+{
+    ptr.flags = static_cast<decltype(ptr.flags)>(ptr.flags | flag);
+}
+
+int parse(uci_ptr *ptr, char *str, bool extended)
+{
+    *ptr = {};
+    if (!is_value(str))
+        return UCI_ERR_PARSE;
+    ptr->value = cut_at(str, '=');
+    ptr->package = str;
+    char *section = cut_at(str, '.');
+    char *option = section == nullptr ? nullptr : cut_at(section, '.');
+    ptr->section = section;
+    ptr->option = option;
+    if (!is_package_name(str) || (option != nullptr && !is_name(option)))
+        return UCI_ERR_PARSE;
+    ptr->target = option != nullptr ? UCI_TYPE_OPTION : section != nullptr ? UCI_TYPE_SECTION : UCI_TYPE_PACKAGE;
+    if (section != nullptr && *section == '@' && extended)
+        set_flag(*ptr, uci_ptr::UCI_LOOKUP_EXTENDED);
+    return UCI_OK;
+}
+
+// "@type[index]"; a negative index counts from the end.
+uci_section *find_extended(const uci_package &package, char *text)
+{
+    char *index_text = cut_at(text + 1, '[');
+    char *end = nullptr;
+    long index = index_text == nullptr ? 0 : strtol(index_text, &end, 10);
+    if (index_text == nullptr || end == index_text || strcmp(end, "]") != 0)
+        return nullptr;
+    const std::string_view type = text + 1;
+    const auto is_counted = [type](uci_element *section) {
+        return type.empty() || type == uci_to_section(section)->type;
+    };
+    uci_element *element = nullptr;
+    if (index < 0) {
+        uci_foreach_element(&package.sections, element) index += is_counted(element) ? 1 : 0;
+        if (index < 0)
+            return nullptr;
+    }
+    uci_foreach_element(&package.sections, element)
+    {
+        if (is_counted(element) && index-- == 0)
+            return uci_to_section(element);
+    }
+    return nullptr;
+}
+
+int look_up(uci_context *ctx, uci_ptr *ptr)
+{
+    set_flag(*ptr, uci_ptr::UCI_LOOKUP_DONE);
+    ptr->p = uci_to_package(find_element(ctx->root, ptr->package));
+    if (ptr->p == nullptr && uci_load(ctx, ptr->package, &ptr->p) != UCI_OK)
+        return ctx->err;
+    ptr->last = &ptr->p->e;
+    if (ptr->section != nullptr) {
+        // A name that cannot be one is wrong only in a package that exists.
+        const bool extended = (ptr->flags & uci_ptr::UCI_LOOKUP_EXTENDED) != 0 && *ptr->section == '@';
+        if (!extended && !is_name(ptr->section))
+            return UCI_ERR_INVAL;
+        ptr->s = extended ? find_extended(*ptr->p, const_cast<char *>(ptr->section))
+                          : uci_to_section(find_element(ptr->p->sections, ptr->section));
+        if (ptr->s == nullptr)
+            return UCI_OK;
+        ptr->section = ptr->s->e.name;
+        ptr->last = &ptr->s->e;
+    }
+    if (ptr->option != nullptr) {
+        ptr->o = uci_to_option(find_element(ptr->s->options, ptr->option));
+        if (ptr->o == nullptr)
+            return UCI_OK;
+        ptr->last = &ptr->o->e;
+    }
+    set_flag(*ptr, uci_ptr::UCI_LOOKUP_COMPLETE);
+    return UCI_OK;
+}
+
+} // namespace
+
+int uci_lookup_ptr(uci_context *ctx, uci_ptr *ptr, char *str, bool extended)
+{
+    ctx->reason = nullptr;
+    if (str != nullptr) {
+        if (const int result = parse(ptr, str, extended); result != UCI_OK)
+            return ctx->err = result;
+    } else if (ptr->package == nullptr) {
+        return ctx->err = UCI_ERR_INVAL;
+    }
+    return ctx->err = look_up(ctx, ptr);
+}

@@ -1,0 +1,75 @@
+#include "platform/files.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+bool is_regular(const Fd &fd)
+{
+    struct stat status;
+    return fd && fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+} // namespace
+
+bool entry_is_dots(const dirent &entry)
+{
+    const std::string_view name = entry.d_name;
+    return name == "." || name == "..";
+}
+
+bool entry_is_directory(const char *path, const dirent &entry)
+{
+    if (entry.d_type != DT_UNKNOWN)
+        return entry.d_type == DT_DIR;
+    struct stat status;
+    return lstat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+int read_file(const char *path, size_t max_length, TextOut out)
+{
+    out.clear();
+    // Non-blocking, so that a FIFO without a writer does not hold us up before fstat can tell what it is.
+    const Fd fd{open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
+    if (!is_regular(fd))
+        return -1;
+    const size_t room = out.capacity() == 0 ? 0 : out.capacity() - 1;
+    const size_t wanted = std::min(max_length, room);
+    size_t total = 0;
+    while (total < wanted) {
+        const ssize_t got = read(fd.get(), out.data() + total, wanted - total);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0) {
+            out.clear();
+            return -1;
+        }
+        if (got == 0)
+            break;
+        total += static_cast<size_t>(got);
+    }
+    return static_cast<int>(total);
+}
+
+int write_file(const char *path, std::string_view content)
+{
+    // Non-blocking, so that a FIFO without a reader fails at once.
+    const Fd fd{open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0644)};
+    if (!fd)
+        return -1;
+    while (!content.empty()) {
+        const ssize_t written = write(fd.get(), content.data(), content.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0) {
+            if (is_regular(fd))
+                unlink(path);
+            return -2;
+        }
+        content.remove_prefix(static_cast<size_t>(written));
+    }
+    return 0;
+}

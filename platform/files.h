@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdio>
+#include <dirent.h>
+#include <memory>
+#include <unistd.h>
+#include <utility>
+
+#include "platform/text.h"
+
+/// An open descriptor, closed at the end of its scope. -1 holds nothing.
+class Fd {
+  public:
+    explicit Fd(int descriptor = -1) : descriptor_(descriptor) {}
+    Fd(Fd &&other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    Fd &operator=(Fd &&other) noexcept
+    {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
+    ~Fd()
+    {
+        if (descriptor_ >= 0)
+            close(descriptor_);
+    }
+    int get() const { return descriptor_; }
+    explicit operator bool() const { return descriptor_ >= 0; }
+
+  private:
+    int descriptor_;
+};
+
+struct FileClose {
+    void operator()(FILE *file) const { fclose(file); }
+};
+using File = std::unique_ptr<FILE, FileClose>;
+
+struct DirectoryClose {
+    void operator()(DIR *directory) const { closedir(directory); }
+};
+using Directory = std::unique_ptr<DIR, DirectoryClose>;
+
+/// Whether entry is "." or "..".
+bool entry_is_dots(const dirent &entry);
+
+/// Whether entry, whose whole path is path, is a directory; asked of the file system where the entry does not tell. A
+/// symbolic link is none.
+bool entry_is_directory(const char *path, const dirent &entry);
+
+/// Reads the first max_length bytes of a regular file into out, as far as they fit; the rest of out becomes zero. Never
+/// waits: what is not a regular file is not read.
+/// @return bytes read, 0 for an empty file; -1 when path is no regular file or cannot be read, out is then all zero
+int read_file(const char *path, size_t max_length, TextOut out);
+
+/// Replaces the content of path (mode 0644 less the umask where it is new). A regular file that cannot be written
+/// whole is removed, a device or a FIFO stays.
+/// @return 0; -1 when the file cannot be opened; -2 when it could not be written whole
+int write_file(const char *path, std::string_view content);

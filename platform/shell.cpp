@@ -1,0 +1,233 @@
+#include "platform/shell.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include "platform/files.h"
+
+namespace {
+
+constexpr size_t longest_output = size_t{1024} * 1024;
+
+// While this lives, a SIGCHLD handler of the process cannot take the exit status of our child.
+class ChildSignalBlocked {
+  public:
+    ChildSignalBlocked()
+    {
+        sigset_t blocked;
+        sigemptyset(&blocked);
+        sigaddset(&blocked, SIGCHLD);
+        pthread_sigmask(SIG_BLOCK, &blocked, &before_);
+    }
+    ChildSignalBlocked(const ChildSignalBlocked &) = delete;
+    ChildSignalBlocked &operator=(const ChildSignalBlocked &) = delete;
+    ~ChildSignalBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+  private:
+    sigset_t before_;
+};
+
+// What follows a fork calls only async-signal-safe functions: the process may have other threads.
+
+// A server ignores or blocks signals that shell scripts rely on (SIGPIPE ends the writer of a pipe, SIGTERM what runs
+// too long), so they get their default back. The three that nohup and "&" ignore on purpose stay as they are.
+void reset_signals()
+{
+    for (int number = 1; number < NSIG; number++)
+        if (number != SIGHUP && number != SIGINT && number != SIGQUIT)
+            signal(number, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+[[noreturn]] void become_shell(const char *command)
+{
+    reset_signals();
+    execl("/bin/sh", "sh", "-c", command, nullptr);
+    _exit(127);
+}
+
+void set_standard_output(int descriptor)
+{
+    // dup2 onto itself would leave close-on-exec set.
+    if (descriptor == STDOUT_FILENO)
+        fcntl(STDOUT_FILENO, F_SETFD, 0);
+    else
+        dup2(descriptor, STDOUT_FILENO);
+}
+
+void close_all_descriptors()
+{
+#ifdef SYS_close_range
+    if (syscall(SYS_close_range, 0U, ~0U, 0U) == 0)
+        return;
+#endif
+    // Kernels before 5.9 have no close_range. Reading /proc/self/fd instead would need memory from the heap.
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        limit.rlim_cur = 1024;
+    for (rlim_t descriptor = 0; descriptor < std::min<rlim_t>(limit.rlim_cur, 1 << 20); descriptor++)
+        close(static_cast<int>(descriptor));
+}
+
+void open_null_streams()
+{
+    const int null_device = open("/dev/null", O_RDWR); // 0: all descriptors are closed
+    dup2(null_device, STDOUT_FILENO);
+    dup2(null_device, STDERR_FILENO);
+}
+
+// The exit status; -1 when child was killed, and when the system kept no status because the process ignores SIGCHLD.
+int wait_for(pid_t child)
+{
+    int status = 0;
+    pid_t ended = 0;
+    do
+        ended = waitpid(child, &status, 0);
+    while (ended < 0 && errno == EINTR);
+    return ended == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// A running command with its standard output. At the end of its scope what is left of the output is thrown away (a
+// command whose reader goes away would be killed halfway), and the command's end is waited for.
+class ShellOutput {
+  public:
+    explicit ShellOutput(const char *command)
+    {
+        int ends[2];
+        if (pipe2(ends, O_CLOEXEC) != 0)
+            return;
+        output_ = Fd{ends[0]};
+        const Fd input{ends[1]};
+        child_ = fork();
+        if (child_ == 0) {
+            set_standard_output(input.get());
+            become_shell(command);
+        }
+    }
+    ShellOutput(const ShellOutput &) = delete;
+    ShellOutput &operator=(const ShellOutput &) = delete;
+    ~ShellOutput()
+    {
+        while (!next().empty()) {
+        }
+        if (started())
+            wait_for(child_);
+    }
+    bool started() const { return child_ > 0; }
+
+    // The next piece without its zero bytes, valid until the next call; empty at the end.
+    std::string_view next()
+    {
+        while (started()) {
+            const ssize_t got = read(output_.get(), piece_.data(), piece_.size());
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got <= 0)
+                break;
+            char *const end = std::remove(piece_.data(), piece_.data() + got, '\0');
+            if (end != piece_.data())
+                return {piece_.data(), static_cast<size_t>(end - piece_.data())};
+        }
+        return {};
+    }
+
+  private:
+    ChildSignalBlocked guard_;
+    Fd output_;
+    pid_t child_ = -1;
+    std::array<char, 4096> piece_;
+};
+
+// The command's output up to the first ending, all of it where ending is a zero byte.
+int store_output(const char *command, char ending, TextOut out)
+{
+    out.clear();
+    ShellOutput output{command};
+    if (!output.started())
+        return -1;
+    size_t stored = 0;
+    for (std::string_view piece = output.next(); !piece.empty(); piece = output.next())
+        for (const char character : piece) {
+            if (character == ending || stored + 1 >= out.capacity())
+                return static_cast<int>(stored);
+            out.data()[stored++] = character;
+        }
+    return static_cast<int>(stored);
+}
+
+} // namespace
+
+int getShellCommandReturn(const char *command, TextOut out)
+{
+    return store_output(command, '\0', out);
+}
+
+int getShellCommandReturnLine(const char *command, TextOut out)
+{
+    return store_output(command, '\n', out);
+}
+
+HeapText getShellCommandReturnDynamic(const char *command)
+{
+    ShellOutput output{command};
+    HeapText text;
+    size_t length = 0;
+    while (length < longest_output) {
+        const std::string_view kept = first_characters(output.next(), longest_output - length);
+        if (kept.empty())
+            break;
+        char *const grown = static_cast<char *>(realloc(text.get(), length + kept.size() + 1));
+        if (!grown)
+            return nullptr;
+        static_cast<void>(text.release());
+        text.reset(grown);
+        memcpy(grown + length, kept.data(), kept.size());
+        length += kept.size();
+        grown[length] = '\0';
+    }
+    return text;
+}
+
+int getUciReturn(const char *path, TextOut out)
+{
+    out.clear();
+    Text<256> command;
+    // The quotes keep "@type[0]" from being read as a file name pattern; a path that could leave them is none.
+    if (strchr(path, '\'') || !command.out().assign_format("uci -q get '%s'", path))
+        return -1;
+    return getShellCommandReturnLine(command.c_str(), out);
+}
+
+int execCommand(const char *command)
+{
+    const ChildSignalBlocked guard;
+    const pid_t child = fork();
+    if (child == 0)
+        become_shell(command);
+    return child < 0 ? -1 : wait_for(child);
+}
+
+int fork_exec2(const char *command)
+{
+    constexpr int not_started = 1;
+    const ChildSignalBlocked guard;
+    const pid_t child = fork();
+    if (child == 0) {
+        setsid();
+        // The command is a grandchild, so that init and not this process sees its end.
+        const pid_t background = fork();
+        if (background != 0)
+            _exit(background > 0 ? 0 : not_started);
+        close_all_descriptors();
+        open_null_streams();
+        become_shell(command);
+    }
+    return child < 0 || wait_for(child) == not_started ? -1 : 0;
+}

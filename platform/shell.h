@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/text.h"
+
+// All run the command with /bin/sh and wait for its end; its standard error is ours. A command that cannot be started
+// prints nothing. Zero bytes in an output are left out.
+
+/// What the command prints, cut at out's capacity (the rest is read and thrown away). @return bytes stored, -1 when the
+/// command could not be started
+int getShellCommandReturn(const char *command, TextOut out);
+
+/// The first line of it, without its newline. @return as above
+int getShellCommandReturnLine(const char *command, TextOut out);
+
+/// All of it, at most 1 MiB. Null when the command could not be started or printed nothing.
+HeapText getShellCommandReturnDynamic(const char *command);
+
+/// The option at path as "uci get" prints it, by the router's uci command: the first line, empty when unset.
+/// @return bytes stored, -1 when the command could not be started
+int getUciReturn(const char *path, TextOut out);
+
+/// Runs the command and waits. @return its exit status; -1 when it could not be started, when it was killed, and in a
+/// process that ignores SIGCHLD (the system then keeps no status)
+int execCommand(const char *command);
+
+/// Starts the command in a session of its own, with none of our descriptors and /dev/null as its standard streams, and
+/// does not wait: a caller that captures our output is not held up by it. Its end leaves no zombie behind.
+/// @return 0, -1 when it could not be started
+int fork_exec2(const char *command);

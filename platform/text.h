@@ -1,0 +1,112 @@
+#pragma once
+
+#include <array>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+/// A text that somebody else holds, open for writing: its bytes and their number together, made from any Text.
+/// What does not fit is cut; the last byte stays zero. A TextOut of no bytes takes nothing.
+class TextOut {
+  public:
+    constexpr TextOut(char *bytes, size_t capacity) : bytes_(bytes), capacity_(capacity) {}
+
+    char *data() const { return bytes_; }
+    /// Bytes in place, terminating zero included.
+    size_t capacity() const { return capacity_; }
+    /// Up to the first zero byte.
+    std::string_view view() const { return {bytes_, capacity_ == 0 ? 0 : strnlen(bytes_, capacity_)}; }
+    bool empty() const { return view().empty(); }
+
+    /// All bytes zero.
+    void clear() const;
+    /// Replaces the text; the rest becomes zero. @return false when text was cut
+    bool assign(std::string_view text) const;
+    /// @return false when text was cut
+    bool append(std::string_view text) const;
+    /// Replaces the text by what printf would write. @return false when that was cut
+    bool assign_format(const char *format, ...) const __attribute__((format(printf, 2, 3)));
+    bool assign_format(const char *format, va_list arguments) const __attribute__((format(printf, 2, 0)));
+
+  private:
+    char *bytes_;
+    size_t capacity_;
+};
+
+/// N bytes in place, the terminating zero included: a new one is all zero, what does not fit is cut, the last byte
+/// stays zero. It copies like an int and holds no pointer to itself.
+template <size_t N> class Text {
+  public:
+    constexpr Text() = default;
+    constexpr Text(const char *text)
+    {
+        for (size_t i = 0; i + 1 < N && text[i] != '\0'; i++)
+            bytes_[i] = text[i];
+    }
+    explicit Text(std::string_view text) { out().assign(text); }
+
+    /// What printf would write, cut at N - 1 bytes.
+    static Text format(const char *format, ...) __attribute__((format(printf, 1, 2)))
+    {
+        Text text;
+        va_list arguments;
+        va_start(arguments, format);
+        text.out().assign_format(format, arguments);
+        va_end(arguments);
+        return text;
+    }
+
+    static constexpr size_t capacity() { return N; }
+    const char *c_str() const { return bytes_.data(); }
+    char *data() { return bytes_.data(); }
+    TextOut out() { return {bytes_.data(), N}; }
+    operator TextOut() { return out(); }
+    std::string_view view() const { return {bytes_.data(), strnlen(bytes_.data(), N)}; }
+    size_t size() const { return view().size(); }
+    bool empty() const { return bytes_[0] == '\0'; }
+
+    void clear() { out().clear(); }
+    bool assign(std::string_view text) { return out().assign(text); }
+    bool append(std::string_view text) { return out().append(text); }
+
+    bool operator==(std::string_view other) const { return view() == other; }
+
+  private:
+    static_assert(N > 0);
+    std::array<char, N> bytes_{};
+};
+
+struct Free {
+    void operator()(void *memory) const { free(memory); }
+};
+/// A text from the heap, zero-terminated.
+using HeapText = std::unique_ptr<char, Free>;
+
+/// The first count characters of text, all of it where it is shorter (string_view::substr would need the exception
+/// support of libstdc++).
+constexpr std::string_view first_characters(std::string_view text, size_t count)
+{
+    return {text.data(), count < text.size() ? count : text.size()};
+}
+
+/// text without its first count characters, empty where it is shorter.
+constexpr std::string_view without_first(std::string_view text, size_t count)
+{
+    text.remove_prefix(count < text.size() ? count : text.size());
+    return text;
+}
+
+constexpr bool is_digit(char character)
+{
+    return character >= '0' && character <= '9';
+}
+
+/// Whether the first count characters of text are there and are all decimal digits.
+bool starts_with_digits(std::string_view text, size_t count);
+
+/// The integer that text starts with by strtol's rule (white space, a sign, digits), the nearest one beyond 32 bits; 0
+/// without digits. json-c reads a string as a number in the same way.
+int32_t text_to_int(const char *text);

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/text.h"
+
+// UCI by libuci's own rules: an option is set only in a section that exists (setting a section's type brings it into
+// being), an empty or null value deletes the option, a missing option reads as an empty text. A package without a file
+// gets an empty one (mode 0600) before the first write, so that no setting is lost on a router that does not ship it.
+// Names and paths are "package.section.option"; a section may be "@type[0]".
+//
+// Writes stay in the context until they are committed. From the first write to the commit the context holds the
+// package's writer lock ("/var/lock/modemctl.<package>.lock"), so that two of us that change one package at the same
+// time both keep their changes; after 5 s without it, it goes on without. A commit is not tried where the file system
+// has no room for the new file: the old file stays as it is, and the commit fails.
+
+struct UciContext;
+struct UciFree {
+    void operator()(UciContext *context) const;
+};
+using Uci = std::unique_ptr<UciContext, UciFree>;
+
+// The explicit context. Everything accepts a null context and fails.
+
+Uci kuci2_init();
+void kuci2_free(Uci context);
+/// out is empty when the option is missing; a list reads as its items with a blank between. With a section only: its
+/// type.
+/// @return 0; -1 when missing
+int kuci2_get(const Uci &context, const char *path, TextOut out);
+/// The same by parts; a null option reads the section's type.
+int kuci2_get_name(const Uci &context, const char *package, const char *section, const char *option, TextOut out);
+/// Item index (from 0) of a list option; a single value is a list of one. @return 0; -1 when missing, out is then empty
+int kuci2_get_list_index(const Uci &context, const char *path, int index, TextOut out);
+/// @return 0; -1 when libuci refuses
+int kuci2_set(const Uci &context, const char *path, const char *value);
+/// A null option sets the section's type, which creates the section.
+int kuci2_set_name(const Uci &context, const char *package, const char *section, const char *option, const char *value);
+int kuci2_add_list(const Uci &context, const char *path, const char *value);
+/// Deletes an option or a section.
+int kuci2_delete(const Uci &context, const char *path);
+/// Makes the context's changes to package, and everybody's saved ones, the file's content; readers see the old file or
+/// the new one, never a part. @return 0; -1 when the file cannot be written, it is then as it was
+int kuci2_commit(const Uci &context, const char *package);
+
+// The writer's context: the same functions under the names that configuration writers use.
+
+inline Uci kuci_init()
+{
+    return kuci2_init();
+}
+inline int kuci_set(const Uci &context, const char *path, const char *value)
+{
+    return kuci2_set(context, path, value);
+}
+inline int kuci_set_name(const Uci &context, const char *package, const char *section, const char *option,
+                         const char *value)
+{
+    return kuci2_set_name(context, package, section, option, value);
+}
+inline int kuci_delete(const Uci &context, const char *path)
+{
+    return kuci2_delete(context, path);
+}
+inline int kuci_commit(const Uci &context, const char *package)
+{
+    return kuci2_commit(context, package);
+}
+inline void kuci_free(Uci context)
+{
+    kuci2_free(static_cast<Uci &&>(context));
+}

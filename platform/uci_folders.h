@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/uci.h"
+
+/// Where UCI keeps things; tests have folders of their own.
+struct UciFolders {
+    Text<64> config; ///< the packages' files
+    Text<64> saved;  ///< saved changes
+    Text<64> lock;   ///< our writer locks
+};
+
+/// As kuci2_init, with other folders.
+Uci open_uci(const UciFolders &folders);

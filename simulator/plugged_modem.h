@@ -1,0 +1,68 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "simulator/event_loop.h"
+#include "simulator/journal.h"
+#include "simulator/modem.h"
+#include "simulator/sysfs_tree.h"
+#include "simulator/terminal.h"
+
+namespace simulator {
+
+/// The kernel's names for devices: the lowest number that is free.
+class DeviceNames {
+  public:
+    /// "ttyUSB" gives "ttyUSB0", or the first from number first on that nobody has.
+    std::string take(const std::string &prefix, int first = 0);
+    void release(const std::string &name) { taken_.erase(name); }
+
+  private:
+    std::set<std::string> taken_;
+};
+
+/// What all modems of a router have in common.
+struct RouterParts {
+    EventLoop &loop;
+    DeviceNames &names;
+    const SysfsTree &sysfs;
+    Journal &journal;
+    TrafficLog &log;
+    std::function<void(const std::string &netdev, bool present)> set_netdev;
+};
+
+/// A modem in a USB port of the router: its devices, its sysfs folders, its bytes.
+class PluggedModem {
+  public:
+    PluggedModem(RouterParts &parts, std::string bus, Modem modem);
+    PluggedModem(const PluggedModem &) = delete;
+    PluggedModem &operator=(const PluggedModem &) = delete;
+    ~PluggedModem();
+
+    const std::string &bus() const { return device_.bus; }
+    const Modem &modem() const { return modem_; }
+
+  private:
+    void name_devices();
+    void attach();
+    void detach();
+    void on_received(int interface, std::string_view bytes);
+    void on_due();
+    void send(const Event &event);
+    void report_unknown();
+    void wait_for_next();
+    std::string device_name(int interface) const;
+
+    RouterParts &parts_;
+    Modem modem_;
+    UsbDevice device_;
+    std::map<int, std::unique_ptr<Terminal>> terminals_; ///< by interface
+    EventLoop::Timer timer_ = 0;
+    size_t reported_unknown_ = 0;
+};
+
+} // namespace simulator

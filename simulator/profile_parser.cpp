@@ -1,0 +1,406 @@
+#include "simulator/profile_parser.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <optional>
+
+#include "simulator/reply_text.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr int deepest_include = 8;
+constexpr size_t longest_line = 4096;
+constexpr int64_t longest_time_ms = 24 * 3600 * 1000;
+constexpr int highest_interface = 31;
+
+// Takes the first word and the blank behind it off text.
+std::string_view take_word(std::string_view &text)
+{
+    const size_t end = std::min(text.find(' '), text.size());
+    const std::string_view word = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return word;
+}
+
+std::string_view without_trailing_blanks(std::string_view text)
+{
+    while (text.ends_with(' '))
+        text.remove_suffix(1);
+    return text;
+}
+
+template <typename Number> std::optional<Number> to_number(std::string_view text, int base = 10)
+{
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+    if (error != std::errc{} || end != text.data() + text.size())
+        return std::nullopt;
+    return number;
+}
+
+bool same_place(const Row &a, const Row &b)
+{
+    return a.command.text() == b.command.text() && a.conditions == b.conditions;
+}
+
+} // namespace
+
+ProfileParser::ProfileParser(std::string file, const IncludeReader &read_include, int depth)
+    : file_(std::move(file)), read_include_(read_include), depth_(depth)
+{
+}
+
+void ProfileParser::fail(const std::string &reason) const
+{
+    throw ProfileError(file_ + ":" + std::to_string(line_) + ": " + reason);
+}
+
+Profile ProfileParser::parse(std::string_view text)
+{
+    profile_.name = file_.ends_with(".modem") ? file_.substr(0, file_.size() - 6) : file_;
+    while (!text.empty()) {
+        const size_t end = std::min(text.find('\n'), text.size());
+        std::string_view line = text.substr(0, end);
+        text.remove_prefix(std::min(end + 1, text.size()));
+        line_++;
+        if (line.ends_with('\r'))
+            line.remove_suffix(1);
+        if (line.size() > longest_line)
+            fail("a line of more than " + std::to_string(longest_line) + " characters");
+        try {
+            read_line(line);
+        } catch (const std::invalid_argument &error) {
+            fail(error.what());
+        }
+    }
+    end_row();
+    merge_includes();
+    return std::move(profile_);
+}
+
+void ProfileParser::read_line(std::string_view line)
+{
+    if (line == "#" || line.starts_with("# "))
+        return;
+    if (line.starts_with("> "))
+        begin_row(without_trailing_blanks(line.substr(2)));
+    else if (in_row_ && line.starts_with("@ "))
+        directive(line.substr(2));
+    else if (in_row_)
+        reply_line(line);
+    else if (!line.empty())
+        header(line);
+}
+
+void ProfileParser::header(std::string_view line)
+{
+    const std::string_view keyword = take_word(line);
+    line = without_trailing_blanks(line);
+    if (keyword == "include")
+        read_include(line);
+    else if (keyword == "model")
+        profile_.model = line;
+    else if (keyword == "about")
+        profile_.about = line;
+    else if (keyword == "usb")
+        read_usb(line);
+    else if (keyword == "interface")
+        read_interface(line);
+    else if (keyword == "var" || keyword == "stored")
+        read_variable(line, keyword == "stored");
+    else if (keyword == "urc")
+        profile_.unsolicited.push_back(read_header_urc(line));
+    else if (keyword == "fault")
+        profile_.faults.push_back(parse_fault(line));
+    else
+        fail("unknown keyword '" + std::string(keyword) + "'");
+}
+
+void ProfileParser::read_include(std::string_view name)
+{
+    if (depth_ >= deepest_include)
+        fail("includes go deeper than " + std::to_string(deepest_include) + " files");
+    const std::string file = std::string(name) + (name.ends_with(".modem") ? "" : ".modem");
+    std::string text;
+    try {
+        text = read_include_(file);
+    } catch (const std::exception &error) {
+        fail("cannot include '" + file + "': " + error.what());
+    }
+    included_.push_back(ProfileParser(file, read_include_, depth_ + 1).parse(text));
+}
+
+void ProfileParser::read_usb(std::string_view ids)
+{
+    const auto vendor = to_number<uint16_t>(ids.substr(0, 4), 16);
+    const auto product = ids.size() == 9 && ids[4] == ':' ? to_number<uint16_t>(ids.substr(5), 16) : std::nullopt;
+    if (!vendor || !product)
+        fail("usb wants ids like 2c7c:0125");
+    profile_.vendor_id = *vendor;
+    profile_.product_id = *product;
+}
+
+void ProfileParser::read_interface(std::string_view fields)
+{
+    Interface interface;
+    interface.number = static_cast<int>(take_number(fields, highest_interface, "interface number"));
+    const std::string_view kind = take_word(fields);
+    if (kind == "ttyUSB")
+        interface.kind = Interface::Kind::ttyUSB;
+    else if (kind == "ttyACM")
+        interface.kind = Interface::Kind::ttyACM;
+    else if (kind == "cdc-wdm")
+        interface.kind = Interface::Kind::cdc_wdm;
+    else if (kind != "none")
+        fail("an interface is ttyUSB, ttyACM, cdc-wdm or none, not '" + std::string(kind) + "'");
+    const bool tty = interface.kind == Interface::Kind::ttyUSB || interface.kind == Interface::Kind::ttyACM;
+    while (!fields.empty()) {
+        const std::string_view word = take_word(fields);
+        if (word == "netdev" && !fields.empty())
+            interface.netdev = take_word(fields);
+        else if (tty && word == "at")
+            interface.role = Interface::Role::at;
+        else if (tty && word == "talks")
+            interface.role = Interface::Role::talks;
+        else if (word != "silent")
+            fail("unknown word '" + std::string(word) + "' of an interface");
+    }
+    if (profile_.interface(interface.number) != nullptr)
+        fail("interface " + std::to_string(interface.number) + " is there twice");
+    profile_.interfaces.push_back(interface);
+}
+
+void ProfileParser::read_variable(std::string_view fields, bool stored)
+{
+    Variable variable{.name = std::string(take_word(fields)), .initial = {}, .allowed = {}, .stored = stored};
+    if (!is_variable_name(variable.name))
+        fail("bad variable name '" + variable.name + "'");
+    if (fields.find('|') != std::string_view::npos)
+        variable.allowed = split(fields, '|');
+    variable.initial = variable.allowed.empty() ? std::string(fields) : variable.allowed.front();
+    for (const Variable &other : profile_.variables)
+        if (other.name == variable.name)
+            fail("variable '" + variable.name + "' is there twice");
+    profile_.variables.push_back(std::move(variable));
+}
+
+void ProfileParser::begin_row(std::string_view command)
+{
+    end_row();
+    if (command.empty())
+        fail("a row without a command");
+    in_row_ = true;
+    Row row;
+    row.command = Pattern(command);
+    row.file = file_;
+    row.line = line_;
+    profile_.rows.push_back(std::move(row));
+}
+
+void ProfileParser::directive(std::string_view line)
+{
+    Row &row = profile_.rows.back();
+    const std::string_view keyword = take_word(line);
+    if (keyword == "when" || keyword == "unless") {
+        row.conditions.push_back(read_condition(line, keyword == "unless"));
+    } else if (keyword == "if" || keyword == "ifnot") {
+        next_line_.conditions.push_back(read_condition(line, keyword == "ifnot"));
+    } else if (keyword == "set" || keyword == "add") {
+        const std::string_view name = take_word(line);
+        if (name.empty())
+            fail(std::string(keyword) + " wants a variable and a value");
+        names_in(name);
+        names_in(line);
+        row.assignments.push_back({std::string(name), std::string(line), keyword == "add"});
+    } else if (keyword == "delay") {
+        row.delay_ms = take_number(line, longest_time_ms, "delay");
+    } else if (keyword == "urc") {
+        row.unsolicited.push_back(read_row_urc(line));
+    } else if (keyword == "detach") {
+        read_detach(line);
+    } else if (keyword == "each") {
+        read_each(line);
+    } else if (keyword == "cme") {
+        const int code = static_cast<int>(take_number(line, 9999, "error code"));
+        reply_line(line, code);
+    } else {
+        fail("unknown directive '" + std::string(keyword) + "'");
+    }
+}
+
+void ProfileParser::reply_line(std::string_view text, int cme_error)
+{
+    Row &row = profile_.rows.back();
+    // A pasted capture begins with the echo of the command; the modem's own echo takes its place.
+    if (row.reply.empty() && empty_.empty() && cme_error < 0 && !text.empty() && text == row.command.text())
+        return;
+    names_in(text);
+    next_line_.text = text;
+    next_line_.cme_error = cme_error;
+    std::vector<ReplyLine> &target = text.empty() && cme_error < 0 ? empty_ : row.reply;
+    if (&target == &row.reply) {
+        row.reply.insert(row.reply.end(), empty_.begin(), empty_.end());
+        empty_.clear();
+    }
+    target.push_back(std::move(next_line_));
+    next_line_ = {};
+}
+
+void ProfileParser::end_row()
+{
+    if (next_line_ != ReplyLine{})
+        fail("'@ if' or '@ each' without a line behind it");
+    empty_.clear();
+    if (!in_row_)
+        return;
+    in_row_ = false;
+    for (size_t i = 0; i + 1 < profile_.rows.size(); i++)
+        if (same_place(profile_.rows[i], profile_.rows.back()))
+            repeated(profile_.rows[i], profile_.rows.back());
+}
+
+void ProfileParser::repeated(const Row &first, const Row &second)
+{
+    line_ = second.line;
+    fail("the row of line " + std::to_string(first.line) + " has the same command and the same conditions");
+}
+
+Condition ProfileParser::read_condition(std::string_view fields, bool negated)
+{
+    const std::string_view name = take_word(fields);
+    if (name.empty())
+        fail("a condition wants a variable");
+    names_in(name);
+    Condition condition{std::string(name), fields.empty() ? std::vector<std::string>{} : split(fields, '|'), negated};
+    for (const std::string &value : condition.values)
+        names_in(value);
+    return condition;
+}
+
+void ProfileParser::read_detach(std::string_view fields)
+{
+    Detach detach{.in_ms = take_number(fields, longest_time_ms, "detach"), .away_ms = -1, .renumbered = false};
+    if (fields.starts_with("never"))
+        take_word(fields);
+    else
+        detach.away_ms = take_number(fields, longest_time_ms, "detach");
+    const std::string_view word = take_word(fields);
+    detach.renumbered = word == "renumbered";
+    if (!word.empty() && !detach.renumbered)
+        fail("unknown word '" + std::string(word) + "' of detach");
+    profile_.rows.back().detach = detach;
+}
+
+void ProfileParser::read_each(std::string_view fields)
+{
+    next_line_.each = take_word(fields);
+    const size_t dash = fields.find('-');
+    const int first = to_number<int>(fields.substr(0, dash)).value_or(-1);
+    const int last = dash == std::string_view::npos ? -1 : to_number<int>(fields.substr(dash + 1)).value_or(-1);
+    if (!is_variable_name(next_line_.each) || first < 0 || last < first || last > 1000)
+        fail("each wants a name and a range like 1-16, at most to 1000");
+    next_line_.first = first;
+    next_line_.last = last;
+}
+
+UnsolicitedLine ProfileParser::read_row_urc(std::string_view fields)
+{
+    UnsolicitedLine line{};
+    const std::string_view where = take_word(fields);
+    if (where == "before") {
+        line.when = UnsolicitedLine::When::before;
+    } else if (where == "inside") {
+        line.when = UnsolicitedLine::When::inside;
+        line.position = static_cast<int>(take_number(fields, 100'000, "line number"));
+    } else if (where == "after") {
+        line.when = UnsolicitedLine::When::after;
+        line.at_ms = take_number(fields, longest_time_ms, "time");
+    } else {
+        fail("a row's urc comes before, inside or after its reply, not '" + std::string(where) + "'");
+    }
+    finish_urc(line, fields);
+    return line;
+}
+
+UnsolicitedLine ProfileParser::read_header_urc(std::string_view fields)
+{
+    UnsolicitedLine line{};
+    const std::string_view when = take_word(fields);
+    if (when == "at" || when == "boot") {
+        line.when = when == "at" ? UnsolicitedLine::When::at : UnsolicitedLine::When::boot;
+        line.at_ms = take_number(fields, longest_time_ms, "time");
+    } else if (when == "every") {
+        line.when = UnsolicitedLine::When::every;
+        line.at_ms = take_number(fields, longest_time_ms, "time");
+    } else if (when == "random") {
+        line.when = UnsolicitedLine::When::random;
+        std::string_view range = take_word(fields);
+        const size_t dash = std::min(range.find('-'), range.size());
+        std::string_view first = range.substr(0, dash);
+        std::string_view last = range.substr(std::min(dash + 1, range.size()));
+        line.at_ms = take_number(first, longest_time_ms, "time");
+        line.until_ms = take_number(last, longest_time_ms, "time");
+    } else {
+        fail("a urc comes at, boot, every or random, not '" + std::string(when) + "'");
+    }
+    const bool repeats = line.when == UnsolicitedLine::When::every || line.when == UnsolicitedLine::When::random;
+    if (repeats && line.at_ms == 0)
+        fail("a urc that repeats needs a time above 0");
+    if (line.when == UnsolicitedLine::When::random && line.until_ms < line.at_ms)
+        fail("a random urc wants a range like 100-900");
+    finish_urc(line, fields);
+    return line;
+}
+
+void ProfileParser::finish_urc(UnsolicitedLine &line, std::string_view fields)
+{
+    if (fields.starts_with("on ")) {
+        take_word(fields);
+        line.interface = static_cast<int>(take_number(fields, highest_interface, "interface number"));
+    }
+    if (fields.empty())
+        fail("a urc without a text");
+    names_in(fields);
+    line.text = fields;
+}
+
+int64_t ProfileParser::take_number(std::string_view &fields, int64_t highest, const char *what)
+{
+    const std::string_view word = take_word(fields);
+    const auto number = to_number<int64_t>(word);
+    if (!number || *number < 0 || *number > highest)
+        fail(std::string(what) + ": a number from 0 to " + std::to_string(highest) + " is needed, not '" +
+             std::string(word) + "'");
+    return *number;
+}
+
+void ProfileParser::merge_includes()
+{
+    for (Profile &base : included_) {
+        if (profile_.model.empty())
+            profile_.model = base.model;
+        if (profile_.about.empty())
+            profile_.about = base.about;
+        if (profile_.vendor_id == 0) {
+            profile_.vendor_id = base.vendor_id;
+            profile_.product_id = base.product_id;
+        }
+        if (profile_.interfaces.empty())
+            profile_.interfaces = base.interfaces;
+        for (Variable &variable : base.variables)
+            if (std::none_of(profile_.variables.begin(), profile_.variables.end(),
+                             [&](const Variable &own) { return own.name == variable.name; }))
+                profile_.variables.push_back(std::move(variable));
+        profile_.unsolicited.insert(profile_.unsolicited.end(), base.unsolicited.begin(), base.unsolicited.end());
+        profile_.faults.insert(profile_.faults.end(), base.faults.begin(), base.faults.end());
+        for (Row &row : base.rows)
+            if (std::none_of(profile_.rows.begin(), profile_.rows.end(),
+                             [&](const Row &own) { return same_place(own, row); }))
+                profile_.rows.push_back(std::move(row));
+    }
+}
+
+} // namespace simulator

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <list>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+#include "simulator/command_server.h"
+#include "simulator/event_loop.h"
+#include "simulator/exclusive_terminals.h"
+#include "simulator/journal.h"
+#include "simulator/options.h"
+#include "simulator/plugged_modem.h"
+#include "simulator/router_network.h"
+#include "simulator/sandbox.h"
+
+namespace simulator {
+
+/// The files that a run writes outside the router, opened before the router is entered.
+struct RunFiles {
+    Journal journal;
+    TrafficLog log;
+    LineFile coverage;
+};
+
+/// The simulated router at work: it lives in the first process of the router's namespaces, with the router's root
+/// entered.
+class Router {
+  public:
+    /// Everything is there when the constructor returns: devices, sysfs, sockets. modems belong to options.modems one
+    /// by one. Throws std::system_error, std::invalid_argument.
+    Router(const Options &options, std::vector<Modem> modems, RunFiles files, Rights rights);
+
+    /// Runs the command, or a shell, in folder where the router has it.
+    /// @return the status with which simrouter ends
+    int run(const std::string &folder);
+
+  private:
+    pid_t start_command(const std::string &folder);
+    void collect_children();
+    std::string on_command(const CommandReport &report);
+    void write_coverage();
+    int final_status() const;
+
+    const Options &options_;
+    const Rights rights_;
+    RunFiles files_;
+    EventLoop loop_;
+    DeviceNames names_;
+    SysfsTree sysfs_{"/sys"};
+    std::optional<ExclusiveTerminals> exclusive_terminals_;
+    std::optional<RouterNetwork> network_;
+    RouterParts parts_;
+    std::list<PluggedModem> modems_;
+    CommandServer commands_;
+    Fd child_signals_;
+    pid_t command_ = 0;
+    std::optional<int> command_status_;
+};
+
+} // namespace simulator

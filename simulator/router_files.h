@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "simulator/options.h"
+
+namespace simulator {
+
+/// Something that the router's file system has besides, or in place of, the machine's own.
+struct RouterFile {
+    enum class Kind { folder, file, link };
+    Kind kind;
+    std::string path;    ///< inside the router
+    std::string content; ///< of a file; a link's target
+    uint32_t mode = 0644;
+};
+
+/// The files of an OpenWrt router with the given board: configuration, spool folders, commands. The commands are links
+/// to the programs in build_folder and to busybox.
+std::vector<RouterFile> router_files(const std::string &board, const std::string &build_folder,
+                                     const std::string &busybox);
+
+/// The files that --put and --put-text name, folders with all that is in them. Throws std::system_error or OptionError
+/// when a source cannot be read.
+std::vector<RouterFile> put_files(const std::vector<PutChoice> &puts);
+
+} // namespace simulator

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What a run in the simulated router left behind.
+struct RouterRun {
+    int status = -1; ///< exit status of simrouter; -1 when it was killed at the deadline
+    std::string out;
+    std::string err;
+    std::string log;                  ///< every byte to and from the modems, with times
+    std::vector<std::string> journal; ///< "shell<tab>modemctl<tab>uci commit network"
+    std::chrono::milliseconds duration{};
+
+    /// The texts of the journal's lines of that kind, by everybody or by who only.
+    std::vector<std::string> journal_of(std::string_view kind, std::string_view who = {}) const;
+    /// What was written to the modems' port ("ttyUSB2"), as bytes.
+    std::string sent_to(std::string_view port) const;
+};
+
+struct RunOptions {
+    std::vector<std::string> options; ///< of simrouter, without journal, log and delivery
+    std::string input;                ///< the command's standard input
+    std::chrono::seconds deadline{60};
+};
+
+/// Runs the command in a simulated router and waits for its end. With the environment variable DELIVERY=bytes the
+/// modems send byte by byte.
+RouterRun run_in_router(const RunOptions &options, const std::vector<std::string> &command);
+
+/// The same with a text for the router's shell.
+RouterRun run_shell(const std::vector<std::string> &options, const std::string &script);
+
+/// Runs any program outside with the same care. Its journal and log are empty.
+RouterRun run_program(const std::vector<std::string> &command, const std::string &input = {},
+                      std::chrono::seconds deadline = std::chrono::seconds{60});
+
+/// A folder that is there for the time of a test.
+class TemporaryFolder {
+  public:
+    TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder &) = delete;
+    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+    ~TemporaryFolder();
+    const std::string &path() const { return path_; }
+
+  private:
+    std::string path_;
+};
+
+std::string read_text(const std::string &path);
+std::vector<std::string> lines_of(const std::string &text);
+/// BUILD_ROOT/name
+std::string built(const std::string &name);

@@ -1,0 +1,202 @@
+#include "platform/files.h"
+
+#include <climits>
+#include <csignal>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include "tests/unit/temporary_directory.h"
+
+using namespace std::string_view_literals;
+
+namespace {
+
+bool is_open(int descriptor)
+{
+    return fcntl(descriptor, F_GETFD) != -1;
+}
+
+int open_null()
+{
+    return open("/dev/null", O_RDONLY | O_CLOEXEC);
+}
+
+} // namespace
+
+TEST(Fd, ClosesAtTheEndOfItsScope)
+{
+    int descriptor = -1;
+    {
+        const Fd fd{open_null()};
+        ASSERT_TRUE(fd);
+        descriptor = fd.get();
+    }
+    EXPECT_FALSE(is_open(descriptor));
+}
+
+TEST(Fd, HasOneOwnerAfterAMove)
+{
+    Fd first{open_null()};
+    const int descriptor = first.get();
+    Fd second{std::move(first)};
+    EXPECT_EQ(second.get(), descriptor);
+    {
+        Fd third;
+        EXPECT_FALSE(third);
+        third = std::move(second);
+        EXPECT_EQ(third.get(), descriptor);
+    }
+    EXPECT_FALSE(is_open(descriptor));
+}
+
+TEST(DirectoryEntry, IsADirectoryByItsOwnWordOrTheFileSystems)
+{
+    const TemporaryDirectory directory;
+    directory.file("file", "");
+    std::filesystem::create_directory(directory.entry("directory"));
+    std::filesystem::create_directory_symlink(directory.path(), directory.entry("link"));
+    const struct {
+        const char *name;
+        unsigned char type;
+        bool is_directory;
+    } rows[] = {
+        {"directory", DT_DIR, true},     {"file", DT_REG, false},     {"link", DT_LNK, false},
+        {"directory", DT_UNKNOWN, true}, {"file", DT_UNKNOWN, false}, {"link", DT_UNKNOWN, false},
+        {"missing", DT_UNKNOWN, false},
+    };
+    for (const auto &row : rows) {
+        dirent entry = {};
+        entry.d_type = row.type;
+        EXPECT_EQ(entry_is_directory(directory.entry(row.name).c_str(), entry), row.is_directory) << row.name;
+    }
+}
+
+TEST(DirectoryEntry, IsDotsByItsWholeName)
+{
+    for (const char *name : {".", "..", "...", ".a", "a", ""}) {
+        dirent entry = {};
+        strncpy(entry.d_name, name, sizeof entry.d_name - 1);
+        EXPECT_EQ(entry_is_dots(entry), name == "."sv || name == ".."sv) << name;
+    }
+}
+
+TEST(ReadFile, ReadsNoMoreThanAskedAndNoMoreThanFits)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("text", "abcdefghij");
+    const struct {
+        size_t max_length;
+        int length;
+        std::string_view content;
+    } rows[] = {
+        {0, 0, ""}, {3, 3, "abc"}, {7, 7, "abcdefg"}, {8, 7, "abcdefg"}, {SIZE_MAX, 7, "abcdefg"},
+    };
+    for (const auto &row : rows) {
+        Text<8> out = "xxxxxxx";
+        EXPECT_EQ(read_file(path.c_str(), row.max_length, out), row.length) << row.max_length;
+        EXPECT_EQ(out, row.content) << row.max_length;
+    }
+}
+
+TEST(ReadFile, CountsZeroBytes)
+{
+    const TemporaryDirectory directory;
+    Text<8> out;
+    EXPECT_EQ(read_file(directory.file("bytes", "a\0\xFFz"sv).c_str(), 8, out), 4);
+    EXPECT_EQ((std::string_view{out.data(), 5}), "a\0\xFFz\0"sv);
+}
+
+TEST(ReadFile, OfAnEmptyFileIsEmpty)
+{
+    const TemporaryDirectory directory;
+    Text<8> out = "old";
+    EXPECT_EQ(read_file(directory.file("empty", "").c_str(), 8, out), 0);
+    EXPECT_TRUE(out.empty());
+}
+
+TEST(ReadFile, IntoNoBytesReadsNothing)
+{
+    const TemporaryDirectory directory;
+    EXPECT_EQ(read_file(directory.file("text", "abc").c_str(), 8, TextOut{nullptr, 0}), 0);
+}
+
+TEST(ReadFile, RefusesWhatIsNoRegularFileWithoutWaiting)
+{
+    const TemporaryDirectory directory;
+    const std::string fifo = directory.entry("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::string &path : {directory.entry("missing"), directory.path().string(), fifo,
+                                    std::string{"/dev/zero"}, std::string{}, std::string(PATH_MAX, 'x')}) {
+        Text<8> out = "old";
+        EXPECT_EQ(read_file(path.c_str(), 8, out), -1) << path;
+        EXPECT_TRUE(out.empty()) << path;
+    }
+}
+
+TEST(ReadFile, ReadsWhatTheKernelWritesWithoutASize)
+{
+    Text<8> out;
+    EXPECT_EQ(read_file("/proc/version", 5, out), 5);
+    EXPECT_EQ(out, "Linux");
+}
+
+TEST(WriteFile, ReplacesTheWholeContent)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.entry("file");
+    EXPECT_EQ(write_file(path.c_str(), "a long first text"), 0);
+    EXPECT_EQ(write_file(path.c_str(), "b\0c"sv), 0);
+    EXPECT_EQ(content_of(path), "b\0c"sv);
+    EXPECT_EQ(write_file(path.c_str(), ""), 0);
+    EXPECT_EQ(content_of(path), "");
+}
+
+TEST(WriteFile, MakesANewFileReadableByAll)
+{
+    const TemporaryDirectory directory;
+    const mode_t before = umask(022);
+    EXPECT_EQ(write_file(directory.entry("new").c_str(), "x"), 0);
+    umask(before);
+    struct stat status;
+    ASSERT_EQ(stat(directory.entry("new").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0644U);
+}
+
+TEST(WriteFile, FailsWhereNothingCanBeOpenedWithoutWaiting)
+{
+    const TemporaryDirectory directory;
+    const std::string fifo = directory.entry("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::string &path : {directory.entry("missing/file"), directory.path().string(), fifo, std::string{}})
+        EXPECT_EQ(write_file(path.c_str(), "x"), -1) << path;
+}
+
+TEST(WriteFile, RemovesAFileThatCannotBeWrittenWhole)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("file", "old");
+    const pid_t child = fork();
+    if (child == 0) {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit little{.rlim_cur = 4, .rlim_max = 4};
+        setrlimit(RLIMIT_FSIZE, &little);
+        _exit(write_file(path.c_str(), "too long") == -2 ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST(WriteFile, LeavesAFifoInPlaceThatTakesNoMore)
+{
+    const TemporaryDirectory directory;
+    const std::string fifo = directory.entry("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const Fd reader{open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
+    EXPECT_EQ(write_file(fifo.c_str(), std::string(4000000, 'x')), -2);
+    EXPECT_TRUE(std::filesystem::is_fifo(fifo));
+}

@@ -1,0 +1,405 @@
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "platform/ubus.h"
+#include "simulator/network_daemon.h"
+#include "tests/unit/ubus_fixture.h"
+
+namespace {
+
+using namespace simulator;
+
+std::string text_of(const Json &json)
+{
+    return json ? json_object_to_json_string_ext(json.get(), JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE)
+                : "not found";
+}
+
+/// A network daemon with a clock, a configuration and devices that the test sets.
+class Network {
+  public:
+    explicit Network(std::vector<InterfaceSection> sections) : sections_(std::move(sections)) {}
+
+    NetworkDaemon &daemon()
+    {
+        if (!daemon_) {
+            daemon_.emplace(NetworkSurroundings{
+                .now = [this] { return now_; },
+                .read_config = [this] { return sections_; },
+                .has_device = [this](const std::string &device) { return missing_.count(device) == 0; },
+                .has_carrier = [this](const std::string &device) { return without_carrier_.count(device) == 0; },
+                .change_device = [this](const DeviceChange &change) { note(change); },
+                .wake_at = [this](int64_t at) { wakes_.push_back(at); },
+            });
+            daemon_->reload();
+        }
+        return *daemon_;
+    }
+    std::string status(const std::string &name) { return text_of(daemon().status(name)); }
+    std::vector<InterfaceSection> &sections() { return *sections_; }
+
+    int64_t now_ = 100000;
+    std::optional<std::vector<InterfaceSection>> sections_;
+    std::set<std::string> missing_, without_carrier_;
+    std::vector<std::string> changes_;
+    std::vector<int64_t> wakes_;
+
+  private:
+    void note(const DeviceChange &change)
+    {
+        std::string text = change.interface + " " + change.device + (change.up ? " up" : " down");
+        for (const auto &[address, mask] : change.addresses)
+            text += " " + address + "/" + std::to_string(mask);
+        changes_.push_back(text + (change.gateway.empty() ? "" : " via " + change.gateway));
+    }
+    std::optional<NetworkDaemon> daemon_;
+};
+
+InterfaceSection wan()
+{
+    return {"wan",
+            {{"proto", {"static"}},
+             {"device", {"wan0"}},
+             {"ipaddr", {"10.9.8.2"}},
+             {"netmask", {"255.255.255.248"}},
+             {"ip6addr", {"fd00:9::2/64"}},
+             {"gateway", {"10.9.8.1"}},
+             {"metric", {"20"}},
+             {"dns", {"10.9.8.1 1.1.1.1"}}}};
+}
+
+InterfaceSection modem(const std::string &proto = "qmi")
+{
+    return {"modem", {{"proto", {proto}}, {"device", {"/dev/cdc-wdm0"}}, {"metric", {"40"}}}};
+}
+
+const std::string no_lists = R"("ipv6-address":[],"ipv6-prefix":[],"ipv6-prefix-assignment":[],)";
+const std::string no_inactive =
+    R"("inactive":{"ipv4-address":[],"ipv6-address":[],"route":[],"dns-server":[],"dns-search":[],"neighbors":[]},)";
+
+TEST(NetworkDaemon, ShowsAStaticInterfaceThatIsUp)
+{
+    Network network({wan()});
+    network.daemon();
+    network.now_ += 4999;
+    EXPECT_EQ(network.status("wan"),
+              R"({"up":true,"pending":false,"available":true,"autostart":true,"dynamic":false,"uptime":4,)"
+              R"("l3_device":"wan0","proto":"static","device":"wan0","updated":["addresses","routes"],"metric":20,)"
+              R"("dns_metric":0,"delegation":true,"ipv4-address":[{"address":"10.9.8.2","mask":29}],)"
+              R"("ipv6-address":[{"address":"fd00:9::2","mask":64}],"ipv6-prefix":[],"ipv6-prefix-assignment":[],)"
+              R"("route":[{"target":"0.0.0.0","mask":0,"nexthop":"10.9.8.1","source":"0.0.0.0/0"}],)"
+              R"("dns-server":["10.9.8.1","1.1.1.1"],"dns-search":[],"neighbors":[],)" +
+                  no_inactive + R"("data":{}})");
+}
+
+TEST(NetworkDaemon, ShowsAModemThatIsPendingAndThenUp)
+{
+    Network network({modem()});
+    network.daemon().set_behaviour("modem", {.dns = {"10.64.1.1", "9.9.9.9"}, .data = "{\"cid\":17}"});
+    network.daemon().restart();
+    network.now_ += 999;
+    EXPECT_EQ(network.status("modem"), R"({"up":false,"pending":true,"available":true,"autostart":true,)"
+                                       R"("dynamic":false,"proto":"qmi","data":{}})");
+    network.now_ += 4001;
+    EXPECT_EQ(network.status("modem"),
+              R"({"up":true,"pending":false,"available":true,"autostart":true,"dynamic":false,"uptime":4,)"
+              R"("l3_device":"wwan0","proto":"qmi","updated":["addresses","routes","data"],"metric":40,"dns_metric":0,)"
+              R"("delegation":true,"ipv4-address":[{"address":"10.64.1.2","mask":30}],)" +
+                  no_lists +
+                  R"("route":[{"target":"0.0.0.0","mask":0,"nexthop":"10.64.1.1","source":"0.0.0.0/0"}],)"
+                  R"("dns-server":["10.64.1.1","9.9.9.9"],"dns-search":[],"neighbors":[],)" +
+                  no_inactive + R"("data":{"cid":17}})");
+}
+
+TEST(NetworkDaemon, KeepsTheRouteAndTheServersInactiveThatNobodyWants)
+{
+    Network network({modem()});
+    network.sections()[0].options["defaultroute"] = {"0"};
+    network.sections()[0].options["peerdns"] = {"0"};
+    network.daemon();
+    network.now_ += 1000;
+    const std::string status = network.status("modem");
+    EXPECT_NE(
+        status.find(R"("route":[],"dns-server":[],"dns-search":[],"neighbors":[],"inactive":{"ipv4-address":[],)"
+                    R"("ipv6-address":[],"route":[{"target":"0.0.0.0","mask":0,"nexthop":"10.64.1.1",)"
+                    R"("source":"0.0.0.0/0"}],"dns-server":["10.64.1.1"],"dns-search":[],"neighbors":[]},"data":{}})"),
+        std::string::npos)
+        << status;
+    EXPECT_EQ(network.changes_, std::vector<std::string>{"modem wwan0 up 10.64.1.2/30"});
+}
+
+TEST(NetworkDaemon, ShowsADisconnectedModemByItsReason)
+{
+    struct Row {
+        const char *what;
+        InterfaceSection section;
+        bool take_down;
+        std::string status;
+    };
+    InterfaceSection wired_dhcp{"wan", {{"proto", {"dhcp"}}, {"device", {"wan0"}}}};
+    InterfaceSection absent = wan();
+    absent.options["device"] = {"absent0"};
+    InterfaceSection manual = modem();
+    manual.options["auto"] = {"0"};
+    const std::string down = R"({"up":false,"pending":false,"available":true,"autostart":false,"dynamic":false,)";
+    const Row rows[] = {
+        {"taken down", modem(), true, down + R"("proto":"qmi","data":{}})"},
+        {"static, taken down", wan(), true, down + R"("proto":"static","device":"wan0","data":{}})"},
+        {"not started by itself", manual, false, down + R"("proto":"qmi","data":{}})"},
+        {"pending, with a device", wired_dhcp, false,
+         R"({"up":false,"pending":true,"available":true,"autostart":true,"dynamic":false,"proto":"dhcp","device":"wan0","data":{}})"},
+        {"device missing", absent, false,
+         R"({"up":false,"pending":false,"available":false,"autostart":true,"dynamic":false,"proto":"static","device":"absent0",)"
+         R"("data":{},"errors":[{"subsystem":"interface","code":"NO_DEVICE"}]})"},
+        {"no protocol, no carrier",
+         {"wan", {{"proto", {"none"}}, {"device", {"dark0"}}}},
+         false,
+         R"({"up":false,"pending":false,"available":true,"autostart":true,"dynamic":false,"proto":"none","device":"dark0","data":{}})"},
+        {"unknown protocol",
+         {"wan", {{"proto", {"nobody-knows"}}}},
+         false,
+         R"({"up":false,"pending":false,"available":false,"autostart":true,"dynamic":false,"proto":"none","data":{},)"
+         R"("errors":[{"subsystem":"interface","code":"NO_DEVICE"}]})"},
+    };
+    for (const Row &row : rows) {
+        Network network({row.section});
+        network.missing_ = {"absent0"};
+        network.without_carrier_ = {"dark0"};
+        if (row.take_down) {
+            EXPECT_EQ(network.daemon().down(row.section.name), 0);
+        }
+        EXPECT_EQ(network.status(row.section.name), row.status) << row.what;
+    }
+}
+
+TEST(NetworkDaemon, BlocksANewStartAfterASetupThatFailed)
+{
+    Network network({modem()});
+    network.daemon().set_behaviour("modem", {.error = "NO_DEVICE"});
+    network.daemon().restart();
+    network.now_ += 1000;
+    EXPECT_EQ(
+        network.status("modem"),
+        R"({"up":false,"pending":false,"available":true,"autostart":false,"dynamic":false,"proto":"qmi","data":{},)"
+        R"("errors":[{"subsystem":"qmi","code":"NO_DEVICE"}]})");
+    network.daemon().set_behaviour("modem", {});
+    EXPECT_EQ(network.daemon().up("modem"), 0);
+    EXPECT_EQ(network.status("modem"), R"({"up":false,"pending":true,"available":true,"autostart":true,)"
+                                       R"("dynamic":false,"proto":"qmi","data":{}})");
+}
+
+TEST(NetworkDaemon, LetsAModemStayPendingForEver)
+{
+    Network network({modem()});
+    network.daemon().set_behaviour("modem", {.setup_ms = std::nullopt});
+    network.daemon().restart();
+    network.now_ += 1000000000;
+    EXPECT_NE(network.status("modem").find(R"("pending":true)"), std::string::npos);
+}
+
+TEST(NetworkDaemon, GivesTheCompanionTheAddress)
+{
+    Network network({modem()});
+    network.daemon().set_behaviour("modem", {.companion = true});
+    network.daemon().restart();
+    EXPECT_EQ(network.status("modem_4"), "not found");
+    network.now_ += 1000;
+    const std::string status = network.status("modem");
+    EXPECT_EQ(status.find("updated"), std::string::npos);
+    EXPECT_NE(status.find(R"("ipv4-address":[],"ipv6-address":[])"), std::string::npos);
+    const std::string companion = network.status("modem_4");
+    EXPECT_NE(companion.find(R"("dynamic":true,"uptime":0,"l3_device":"wwan0","proto":"dhcp","device":"wwan0")"),
+              std::string::npos)
+        << companion;
+    EXPECT_NE(companion.find(R"("ipv4-address":[{"address":"10.64.1.2","mask":30}])"), std::string::npos);
+    EXPECT_NE(companion.find(R"("metric":40)"), std::string::npos);
+    network.daemon().reload();
+    EXPECT_EQ(network.daemon().interface_names(), (std::vector<std::string>{"modem", "modem_4"}));
+    network.daemon().down("modem");
+    EXPECT_EQ(network.daemon().interface_names(), std::vector<std::string>{"modem"});
+    EXPECT_EQ(network.changes_,
+              (std::vector<std::string>{"modem wwan0 up", "modem_4 wwan0 up 10.64.1.2/30 via 10.64.1.1",
+                                        "modem_4 wwan0 down", "modem wwan0 down"}));
+}
+
+TEST(NetworkDaemon, NamesTheNetworkDeviceAfterTheProtocol)
+{
+    struct Row {
+        const char *proto, *device, *ifname, *l3_device;
+    };
+    const Row rows[] = {
+        {"3g", "/dev/ttyUSB3", "", "3g-modem"},
+        {"qmi", "/dev/cdc-wdm0", "", "wwan0"},
+        {"qmi", "/dev/cdc-wdm1", "", "wwan1"},
+        {"ncm", "/dev/cdc-wdm1-wdm0", "", "wwan0"},
+        {"qcm", "", "", "wwan0"},
+        {"callip", "/dev/ttyUSB3", "", "wwan0"},
+        {"directip", "/dev/ttyUSB3", "usb0", "usb0"},
+        {"directip", "/dev/ttyUSB3", "", "wwan0"},
+    };
+    for (const Row &row : rows) {
+        Network network({{"modem", {{"proto", {row.proto}}, {"device", {row.device}}, {"ifname", {row.ifname}}}}});
+        network.daemon();
+        network.now_ += 1000;
+        const std::string status = network.status("modem");
+        EXPECT_NE(status.find("\"l3_device\":\"" + std::string(row.l3_device) + "\""), std::string::npos)
+            << row.proto << row.device << status;
+    }
+}
+
+TEST(NetworkDaemon, AppliesAnotherMetricWithoutTakingAnInterfaceDown)
+{
+    Network network({wan(), modem()});
+    network.daemon();
+    network.now_ += 3000;
+    network.daemon().advance();
+    network.sections()[0].options["metric"] = {"7"};
+    network.sections()[1].options["metric"] = {"8"};
+    EXPECT_EQ(network.daemon().reload(), 0);
+    EXPECT_NE(network.status("wan").find("\"uptime\":3"), std::string::npos);
+    EXPECT_NE(network.status("wan").find("\"metric\":7"), std::string::npos);
+    EXPECT_NE(network.status("modem").find("\"uptime\":2"), std::string::npos);
+    EXPECT_NE(network.status("modem").find("\"metric\":8"), std::string::npos);
+}
+
+TEST(NetworkDaemon, StartsAModemAnewWhoseOptionsChanged)
+{
+    Network network({modem()});
+    network.daemon();
+    network.now_ += 3000;
+    network.daemon().advance();
+    network.sections()[0].options["apn"] = {"internet"};
+    network.daemon().reload();
+    EXPECT_EQ(network.status("modem"), R"({"up":false,"pending":true,"available":true,"autostart":true,)"
+                                       R"("dynamic":false,"proto":"qmi","data":{}})");
+    EXPECT_EQ(network.changes_.back(), "modem wwan0 down");
+}
+
+TEST(NetworkDaemon, LeavesAnInterfaceDownThatWasTakenDownWhenItsOptionsChange)
+{
+    Network network({modem()});
+    network.daemon().down("modem");
+    network.sections()[0].options["apn"] = {"internet"};
+    network.daemon().reload();
+    EXPECT_NE(network.status("modem").find(R"("pending":false,"available":true,"autostart":false)"), std::string::npos);
+}
+
+TEST(NetworkDaemon, LeavesAPendingInterfaceAloneThatDidNotChange)
+{
+    Network network({modem()});
+    network.daemon();
+    network.now_ += 900;
+    network.daemon().reload();
+    network.now_ += 100;
+    EXPECT_NE(network.status("modem").find("\"up\":true"), std::string::npos);
+}
+
+TEST(NetworkDaemon, LetsInterfacesComeAndGoWithTheConfiguration)
+{
+    Network network({wan()});
+    network.daemon();
+    network.sections().push_back(modem());
+    network.daemon().reload();
+    EXPECT_EQ(network.daemon().interface_names(), (std::vector<std::string>{"modem", "wan"}));
+    network.sections()[0].options["disabled"] = {"1"};
+    network.sections()[1].options["disabled"] = {"0"};
+    network.daemon().reload();
+    EXPECT_EQ(network.daemon().interface_names(), std::vector<std::string>{"modem"});
+    EXPECT_EQ(network.status("wan"), "not found");
+    network.sections_.reset();
+    EXPECT_EQ(network.daemon().reload(), 4);
+    EXPECT_EQ(network.daemon().interface_names(), std::vector<std::string>{"modem"});
+}
+
+TEST(NetworkDaemon, FollowsADeviceThatGoesAndComesBack)
+{
+    Network network({wan()});
+    network.daemon();
+    network.missing_ = {"wan0"};
+    network.daemon().check_devices();
+    EXPECT_EQ(
+        network.status("wan"),
+        R"({"up":false,"pending":false,"available":false,"autostart":true,"dynamic":false,"proto":"static","device":"wan0",)"
+        R"("data":{},"errors":[{"subsystem":"interface","code":"NO_DEVICE"}]})");
+    network.missing_ = {};
+    network.daemon().check_devices();
+    EXPECT_NE(network.status("wan").find(R"({"up":true)"), std::string::npos);
+    EXPECT_EQ(network.status("wan").find("errors"), std::string::npos);
+    EXPECT_EQ(network.changes_,
+              (std::vector<std::string>{"wan wan0 up 10.9.8.2/29 fd00:9::2/64 via 10.9.8.1", "wan wan0 down",
+                                        "wan wan0 up 10.9.8.2/29 fd00:9::2/64 via 10.9.8.1"}));
+}
+
+TEST(NetworkDaemon, CaresAboutCarrierOnlyWithoutAProtocol)
+{
+    Network network({wan(), {"bare", {{"proto", {"none"}}, {"device", {"wan0"}}}}});
+    network.daemon();
+    network.without_carrier_ = {"wan0"};
+    network.daemon().check_devices();
+    EXPECT_NE(network.status("wan").find(R"("up":true)"), std::string::npos);
+    EXPECT_NE(network.status("bare").find(R"("up":false)"), std::string::npos);
+}
+
+TEST(NetworkDaemon, AddsAndRemovesDynamicInterfaces)
+{
+    Network network({});
+    const Json options{
+        json_tokener_parse(R"({"name":"bare_4","proto":"none","device":"vm1","metric":7,"list":["a",null]})")};
+    EXPECT_EQ(network.daemon().add_dynamic(options.get()), 0);
+    EXPECT_NE(network.status("bare_4").find(R"("dynamic":true)"), std::string::npos);
+    EXPECT_NE(network.status("bare_4").find(R"("metric":7)"), std::string::npos);
+    network.daemon().reload();
+    EXPECT_EQ(network.daemon().remove("bare_4"), 0);
+    EXPECT_EQ(network.daemon().remove("bare_4"), 4);
+    for (const char *bad : {"{}", "{\"name\":null}", "{\"name\":\"\"}"})
+        EXPECT_EQ(network.daemon().add_dynamic(Json{json_tokener_parse(bad)}.get()), 2) << bad;
+}
+
+TEST(NetworkDaemon, AsksToBeWokenWhenASetupEnds)
+{
+    Network network({modem()});
+    network.daemon();
+    EXPECT_EQ(network.wakes_, std::vector<int64_t>{101000});
+}
+
+TEST(NetworkDaemon, AnswersNotFoundForAnInterfaceThatIsNotThere)
+{
+    Network network({});
+    for (const char *name : {"nope", "", "a b"}) {
+        EXPECT_EQ(network.daemon().up(name), 4);
+        EXPECT_EQ(network.daemon().down(name), 4);
+        EXPECT_EQ(network.status(name), "not found");
+    }
+}
+
+TEST(NetworkObjects, ComeAndGoWithTheInterfaces)
+{
+    Network network({wan()});
+    ServedUbus ubus;
+    ubus.with([&](auto &server) { register_network_daemon(server, network.daemon()); });
+    const auto call = [&](const char *object, const char *method) {
+        return ubus_call(object, method, 20000, ubus.path().c_str());
+    };
+    EXPECT_EQ(kjson_get_boolean(call("network.interface.wan", "status").reply.get(), "up"), true);
+    EXPECT_EQ(call("network.interface.modem", "status").code, 4);
+    ubus.with([&](auto &) { network.sections() = {modem()}; });
+    const UbusResult reload = call("network", "reload");
+    EXPECT_EQ(reload.code, 0);
+    EXPECT_EQ(reload.reply, nullptr);
+    EXPECT_EQ(call("network.interface.wan", "status").code, 4);
+    EXPECT_EQ(kjson_get_boolean(call("network.interface.modem", "status").reply.get(), "pending"), true);
+    EXPECT_EQ(call("network.interface.modem", "down").code, 0);
+    EXPECT_EQ(kjson_get_boolean(call("network.interface.modem", "status").reply.get(), "pending"), false);
+    EXPECT_EQ(call("network.interface.modem", "up").code, 0);
+    EXPECT_EQ(kjson_get_boolean(call("network.interface.modem", "status").reply.get(), "pending"), true);
+    EXPECT_EQ(call("network.interface", "status").code, 2);
+    EXPECT_EQ(call("network.interface", "frob").code, 3);
+    EXPECT_EQ(text_of(call("network.interface", "dump").reply),
+              R"({"interface":[{"interface":"modem","up":false,"pending":true,"available":true,"autostart":true,)"
+              R"("dynamic":false,"proto":"qmi","data":{}}]})");
+    ubus.with([&](auto &) { network.sections_.reset(); });
+    EXPECT_EQ(call("network", "reload").code, 4);
+}
+
+} // namespace

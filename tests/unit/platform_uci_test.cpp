@@ -1,0 +1,231 @@
+#include <array>
+#include <fcntl.h>
+#include <filesystem>
+#include <string>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include "platform/files.h"
+#include "platform/uci.h"
+#include "platform/uci_folders.h"
+#include "tests/unit/temporary_directory.h"
+
+namespace {
+
+const char network[] =
+    "config interface 'lan'\n\toption proto 'static'\n\nconfig interface 'modem'\n"
+    "\toption proto 'qmi'\n\tlist dns '1.1.1.1'\n\tlist dns '9.9.9.9'\n\nconfig device\n\toption name 'br0'\n";
+
+class PlatformUci : public testing::Test {
+  protected:
+    PlatformUci()
+    {
+        for (const char *folder : {"config", "saved", "lock"})
+            std::filesystem::create_directory(root.path() / folder);
+        write("network", network);
+    }
+
+    Uci open() const
+    {
+        return open_uci({.config = folder("config"), .saved = folder("saved"), .lock = folder("lock")});
+    }
+    void write(const char *package, std::string_view content) const
+    {
+        std::ofstream{root.path() / "config" / package, std::ios::binary} << content;
+    }
+    std::string content(const char *package) const { return content_of((root.path() / "config" / package).c_str()); }
+    std::string read(const char *path) const
+    {
+        Text<64> value = "before";
+        kuci2_get(open(), path, value);
+        return value.c_str();
+    }
+    Text<64> folder(const char *name) const { return Text<64>{std::string_view{(root.path() / name).string()}}; }
+
+    TemporaryDirectory root;
+};
+
+TEST_F(PlatformUci, ReadsAnOptionASectionsTypeAndAList)
+{
+    EXPECT_EQ(read("network.modem.proto"), "qmi");
+    EXPECT_EQ(read("network.modem"), "interface");
+    EXPECT_EQ(read("network.modem.dns"), "1.1.1.1 9.9.9.9");
+    EXPECT_EQ(read("network.@device[0].name"), "br0");
+}
+
+TEST_F(PlatformUci, ReadsWhatIsMissingAsAnEmptyText)
+{
+    for (const char *path : {"network.modem.apn", "network.wan.proto", "nothing.at.all", "network", "", "network.a.b.c",
+                             "network.bad-name.x", "network.@device[7].name"}) {
+        EXPECT_EQ(read(path), "") << path;
+        Text<8> value;
+        EXPECT_EQ(kuci2_get(open(), path, value), -1) << path;
+    }
+}
+
+TEST_F(PlatformUci, CutsAValueAtTheCallersCapacity)
+{
+    Text<3> value;
+    EXPECT_EQ(kuci2_get(open(), "network.lan.proto", value), 0);
+    EXPECT_EQ(value.view(), "st");
+}
+
+TEST_F(PlatformUci, ReadsListItemsByPosition)
+{
+    const Uci uci = open();
+    Text<16> item;
+    EXPECT_EQ(kuci2_get_list_index(uci, "network.modem.dns", 1, item), 0);
+    EXPECT_EQ(item.view(), "9.9.9.9");
+    EXPECT_EQ(kuci2_get_list_index(uci, "network.modem.proto", 0, item), 0);
+    EXPECT_EQ(item.view(), "qmi");
+    for (const int index : {2, -1}) {
+        EXPECT_EQ(kuci2_get_list_index(uci, "network.modem.dns", index, item), -1);
+        EXPECT_TRUE(item.empty());
+    }
+    EXPECT_EQ(kuci2_get_list_index(uci, "network.modem.proto", 1, item), -1);
+    EXPECT_EQ(kuci2_get_list_index(uci, "network.modem", 0, item), -1);
+}
+
+TEST_F(PlatformUci, WritesOptionsListsAndSectionsWithACommit)
+{
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_set_name(uci, "network", "wwan", nullptr, "interface"), 0);
+    EXPECT_EQ(kuci2_set(uci, "network.wwan.apn", "it's"), 0);
+    EXPECT_EQ(kuci2_add_list(uci, "network.modem.dns", "8.8.8.8"), 0);
+    EXPECT_EQ(kuci2_delete(uci, "network.lan"), 0);
+    EXPECT_EQ(content("network"), network);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    EXPECT_EQ(content("network"), "\nconfig interface 'modem'\n\toption proto 'qmi'\n\tlist dns '1.1.1.1'\n"
+                                  "\tlist dns '9.9.9.9'\n\tlist dns '8.8.8.8'\n\nconfig device\n\toption name 'br0'\n\n"
+                                  "config interface 'wwan'\n\toption apn 'it'\\''s'\n\n");
+}
+
+TEST_F(PlatformUci, RefusesAnOptionOfASectionThatDoesNotExist)
+{
+    EXPECT_EQ(kuci2_set(open(), "network.wwan.apn", "internet"), -1);
+}
+
+TEST_F(PlatformUci, DeletesAnOptionThatIsSetToAnEmptyOrANullText)
+{
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_set(uci, "network.modem.proto", ""), 0);
+    EXPECT_EQ(kuci2_set(uci, "network.lan.proto", nullptr), 0);
+    EXPECT_EQ(kuci2_set(uci, "network.lan.none", ""), 0);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    EXPECT_EQ(read("network.modem.proto"), "");
+    EXPECT_EQ(read("network.lan.proto"), "");
+}
+
+TEST_F(PlatformUci, MakesAFileForAPackageThatHasNone)
+{
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_set(uci, "cellconf.sim", "sim"), 0);
+    EXPECT_EQ(kuci2_set(uci, "cellconf.sim.sim_num", "2"), 0);
+    EXPECT_EQ(kuci2_commit(uci, "cellconf"), 0);
+    EXPECT_EQ(content("cellconf"), "\nconfig sim 'sim'\n\toption sim_num '2'\n\n");
+    struct stat status;
+    ASSERT_EQ(stat((root.path() / "config/cellconf").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0600u);
+}
+
+TEST_F(PlatformUci, RefusesAValueThatWouldBeLost)
+{
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_set(uci, "network.modem.proto", "a\x01"), -1);
+    EXPECT_EQ(kuci2_set(uci, "network.modem.proto", "tab\tand\nlines\r\xc3\xa9"), 0);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    EXPECT_EQ(read("network.modem.proto"), "tab\tand\nlines\r\xc3\xa9");
+}
+
+TEST_F(PlatformUci, RefusesAPathThatIsTooLongOrNoPath)
+{
+    const Uci uci = open();
+    const std::string option(600, 'x');
+    EXPECT_EQ(kuci2_set(uci, ("network.modem." + option).c_str(), "1"), -1);
+    EXPECT_EQ(kuci2_set_name(uci, "network", "modem", option.c_str(), "1"), -1);
+    EXPECT_EQ(kuci2_set(uci, "", "1"), -1);
+    EXPECT_EQ(kuci2_commit(uci, ""), -1);
+    EXPECT_EQ(kuci2_commit(nullptr, "network"), -1);
+    EXPECT_EQ(kuci2_set(nullptr, "network.modem.proto", "1"), -1);
+    EXPECT_EQ(content("network"), network);
+}
+
+TEST_F(PlatformUci, TakesEverybodysSavedChangesAlongWithACommit)
+{
+    std::ofstream{root.path() / "saved/network"} << "network.lan.ipaddr='192.168.1.1'\n";
+    EXPECT_EQ(read("network.lan.ipaddr"), "192.168.1.1");
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_set(uci, "network.modem.apn", "internet"), 0);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    EXPECT_NE(content("network").find("ipaddr '192.168.1.1'"), std::string::npos);
+    EXPECT_NE(content("network").find("apn 'internet'"), std::string::npos);
+}
+
+TEST_F(PlatformUci, LosesWhatWasNotCommitted)
+{
+    EXPECT_EQ(kuci2_set(open(), "network.modem.apn", "internet"), 0);
+    EXPECT_EQ(read("network.modem.apn"), "");
+}
+
+TEST_F(PlatformUci, FailsOnAFileThatCannotBeRead)
+{
+    write("network", "config interface 'lan\n");
+    EXPECT_EQ(read("network.lan.proto"), "");
+    EXPECT_EQ(kuci2_set(open(), "network.lan.proto", "x"), -1);
+    EXPECT_EQ(kuci2_commit(open(), "network"), -1);
+    EXPECT_EQ(content("network"), "config interface 'lan\n");
+}
+
+// Two writers that set 200 options each, side by side, in processes of their own.
+TEST_F(PlatformUci, KeepsTheChangesOfTwoWritersSideBySide)
+{
+    std::array<pid_t, 2> writers{};
+    for (size_t w = 0; w < writers.size(); w++) {
+        writers[w] = fork();
+        if (writers[w] != 0)
+            continue;
+        for (int i = 0; i < 200; i++) {
+            const Uci uci = open();
+            kuci2_set(uci, Text<64>::format("network.modem.o%d_%d", static_cast<int>(w), i).c_str(), "1");
+            kuci2_commit(uci, "network");
+        }
+        _exit(0);
+    }
+    for (const pid_t writer : writers)
+        waitpid(writer, nullptr, 0);
+    int kept = 0;
+    const Uci uci = open();
+    for (int i = 0; i < 400; i++) {
+        Text<4> value;
+        kept += kuci2_get(uci, Text<64>::format("network.modem.o%d_%d", i / 200, i % 200).c_str(), value) == 0 ? 1 : 0;
+    }
+    EXPECT_EQ(kept, 400);
+}
+
+TEST_F(PlatformUci, HoldsTheWriterLockFromTheFirstWriteToTheCommit)
+{
+    const Uci uci = open();
+    const auto is_locked = [this] {
+        const Fd lock{::open((root.path() / "lock/modemctl.network.lock").c_str(), O_RDWR | O_CREAT, 0600)};
+        return flock(lock.get(), LOCK_EX | LOCK_NB) != 0;
+    };
+    EXPECT_FALSE(is_locked());
+    kuci2_set(uci, "network.modem.apn", "internet");
+    EXPECT_TRUE(is_locked());
+    kuci2_commit(uci, "network");
+    EXPECT_FALSE(is_locked());
+}
+
+TEST_F(PlatformUci, WritesWithoutALockWhereNoneCanBeHad)
+{
+    std::filesystem::remove(root.path() / "lock");
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_set(uci, "network.modem.apn", "internet"), 0);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    EXPECT_EQ(read("network.modem.apn"), "internet");
+}
+
+} // namespace

@@ -1,0 +1,69 @@
+#include <cstdio>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+std::string output_of(const std::string &command)
+{
+    const std::unique_ptr<FILE, int (*)(FILE *)> pipe{popen(command.c_str(), "r"), pclose};
+    std::string output;
+    char chunk[4096];
+    while (size_t got = fread(chunk, 1, sizeof chunk, pipe.get()))
+        output.append(chunk, got);
+    return output;
+}
+
+std::set<std::string> words_of(const std::string &text)
+{
+    std::istringstream stream{text};
+    std::set<std::string> words;
+    for (std::string word; stream >> word;)
+        words.insert(word);
+    return words;
+}
+
+std::set<std::string> needed_libraries(const std::string &product)
+{
+    return words_of(
+        output_of("readelf -d " BUILD_ROOT "/" + product + " | sed -n 's/.*(NEEDED).*\\[\\(.*\\)\\]/\\1/p'"));
+}
+
+const std::set<std::string> allowed_libraries = {
+    "libc.so.6", "libc.so", "libjson-c.so.5", "libubus.so", "libubox.so", "libuci.so", "libblobmsg_json.so",
+};
+
+class Product : public testing::TestWithParam<const char *> {};
+
+TEST_P(Product, NeedsNoLibraryButThoseOfTheRouter)
+{
+    EXPECT_NE(output_of("readelf -d " BUILD_ROOT "/" + std::string{GetParam()}).find("Dynamic section"),
+              std::string::npos);
+    const auto needed = needed_libraries(GetParam());
+    for (const auto &library : needed)
+        EXPECT_TRUE(allowed_libraries.contains(library) || library.starts_with("ld-linux"))
+            << GetParam() << " needs " << library;
+}
+
+TEST_P(Product, HasNoConstructorsThatRunAtStart)
+{
+    // Besides the compiler's own frame_dummy the array is empty: one pointer.
+    const auto size =
+        output_of("readelf -SW " BUILD_ROOT "/" + std::string{GetParam()} +
+                  " | sed -n 's/.*\\.init_array *INIT_ARRAY *[0-9a-f]* [0-9a-f]* \\([0-9a-f]*\\).*/\\1/p'");
+    EXPECT_EQ(words_of(size), std::set<std::string>{"000008"});
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Product, testing::Values("modemctl", "libmodemapi.so"));
+
+TEST(ModemApiLibrary, ExportsItsGetterAndNothingElse)
+{
+    const auto symbols = output_of("nm -D --defined-only " BUILD_ROOT "/libmodemapi.so | sed 's/.* //'");
+    EXPECT_EQ(words_of(symbols), std::set<std::string>{"modem_api_routes"});
+}
+
+} // namespace

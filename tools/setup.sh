@@ -1,0 +1,22 @@
+#!/bin/sh
+# Installs the Debian packages that building and testing need, as far as they are missing.
+set -eu
+
+packages="g++ cmake ninja-build pkg-config libjson-c-dev libgtest-dev libbenchmark-dev busybox
+    clang-format clang-tidy valgrind gammu procps binutils git"
+
+missing=
+for package in $packages; do
+    dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+if [ "$(id -u)" -ne 0 ]; then
+    echo "These packages are missing, and installing them needs root. Please run:" >&2
+    echo "    sudo apt-get install$missing" >&2
+    exit 1
+fi
+echo "Installing:$missing"
+export DEBIAN_FRONTEND=noninteractive
+apt-get -qq update
+apt-get -qq install -y --no-install-recommends $missing >/dev/null
