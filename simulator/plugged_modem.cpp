@@ -86,6 +86,8 @@ void PluggedModem::detach()
     for (const UsbInterface &interface : device_.interfaces)
         if (!interface.netdev.empty())
             parts_.set_netdev(interface.netdev, false);
+    for (const auto &[interface, terminal] : terminals_)
+        terminal->remove_node();
     terminals_.clear();
 }
 
@@ -105,8 +107,8 @@ void PluggedModem::on_due()
         if (event.kind == Event::Kind::bytes) {
             send(event);
         } else if (event.kind == Event::Kind::gone) {
-            detach();
             parts_.journal.add("device", device_.bus, "gone");
+            detach();
         } else {
             if (event.renumbered) {
                 const UsbDevice before = device_;

@@ -58,8 +58,16 @@ Terminal::Terminal(EventLoop &loop, std::string node, Manner manner, Received re
 Terminal::~Terminal()
 {
     loop_.unwatch(master_.get());
+    remove_node();
+}
+
+void Terminal::remove_node()
+{
+    if (node_.empty())
+        return;
     umount2(node_.c_str(), MNT_DETACH);
     unlink(node_.c_str());
+    node_.clear();
 }
 
 bool Terminal::is_open() const

@@ -27,6 +27,9 @@ class Terminal {
     /// As when the device is pulled: the node goes, who has it open gets a hang-up.
     ~Terminal();
 
+    /// The node goes, who has it open notices nothing yet: so all devices of a modem are gone before the first hang-up
+    /// is seen.
+    void remove_node();
     /// Whether somebody in the router has it open.
     bool is_open() const;
     /// Never waits: what the reader does not take yet is kept, at most 256 KiB.

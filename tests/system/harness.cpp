@@ -202,6 +202,12 @@ RouterRun run_shell(const std::vector<std::string> &options, const std::string &
     return run_in_router({.options = options, .input = {}}, {"sh", "-c", script});
 }
 
+std::string ask(const std::string &port, const std::string &text)
+{
+    return "exec 3<>" + port + " && stty raw -echo <&3 && printf '" + text +
+           "' >&3 && sed -E '/^(OK|ERROR)/q' <&3; exec 3>&-\n";
+}
+
 TemporaryFolder::TemporaryFolder()
 {
     const char *parent = getenv("TMPDIR");

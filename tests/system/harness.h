@@ -33,6 +33,10 @@ RouterRun run_in_router(const RunOptions &options, const std::vector<std::string
 /// The same with a text for the router's shell.
 RouterRun run_shell(const std::vector<std::string> &options, const std::string &script);
 
+/// Shell commands for run_shell that send text (in printf's form) to a port of the router and print what comes back, up
+/// to and with the line "OK" or "ERROR".
+std::string ask(const std::string &port, const std::string &text);
+
 /// Runs any program outside with the same care. Its journal and log are empty.
 RouterRun run_program(const std::vector<std::string> &command, const std::string &input = {},
                       std::chrono::seconds deadline = std::chrono::seconds{60});
