@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -18,9 +17,10 @@ constexpr int lock_tries = 500;
 constexpr useconds_t lock_wait_us = 10'000;
 constexpr uint64_t room_margin = 8192; // what a file system may need beside the bytes themselves
 
-struct WriterLock {
-    Text<32> package{};
-    Fd file{};
+struct Writing {
+    Text<64> package{};
+    Fd lock{};
+    uint64_t unsaved_bytes = 0; // of the changes, as saving them will write them
 };
 
 // libuci takes a path apart in place.
@@ -31,8 +31,7 @@ using UciPath = Text<512>;
 struct UciContext {
     uci_context *libuci = nullptr;
     UciFolders folders;
-    std::array<WriterLock, 4> locks;
-    uint64_t unsaved_bytes = 0;
+    std::array<Writing, max_written_packages> writings;
 
     ~UciContext()
     {
@@ -44,13 +43,22 @@ struct UciContext {
 namespace {
 
 // Control characters but these would be dropped when the saved change is read back, and the old value would stay.
-bool is_storable(const char *value)
+bool is_storable(std::string_view text)
 {
-    const std::string_view text = value;
     return std::none_of(text.begin(), text.end(), [](char character) {
         return static_cast<unsigned char>(character) < ' ' && character != '\t' && character != '\n' &&
                character != '\r';
     });
+}
+
+// It becomes part of file names.
+bool is_package_name(std::string_view text)
+{
+    return !text.empty() && text.size() < decltype(Writing::package)::capacity() &&
+           std::all_of(text.begin(), text.end(), [](char character) {
+               return is_digit(character) || (character >= 'a' && character <= 'z') ||
+                      (character >= 'A' && character <= 'Z') || character == '_' || character == '-';
+           });
 }
 
 std::string_view package_of(const char *path)
@@ -59,14 +67,18 @@ std::string_view package_of(const char *path)
     return first_characters(text, text.find('.'));
 }
 
-bool look_up(const Uci &context, UciPath &path, uci_ptr &found)
+// A path with a value in it is none here.
+bool look_up(const Uci &context, const char *path, UciPath &pieces, uci_ptr &found)
 {
-    return uci_lookup_ptr(context->libuci, &found, path.data(), true) == UCI_OK;
+    found = {};
+    return pieces.assign(path) && strchr(path, '=') == nullptr &&
+           uci_lookup_ptr(context->libuci, &found, pieces.data(), true) == UCI_OK;
 }
 
-bool is_complete(const uci_ptr &found)
+bool look_up_complete(const Uci &context, const char *path, UciPath &pieces, uci_ptr &found)
 {
-    return (found.flags & uci_ptr::UCI_LOOKUP_COMPLETE) != 0;
+    return context != nullptr && path != nullptr && look_up(context, path, pieces, found) &&
+           (found.flags & uci_ptr::UCI_LOOKUP_COMPLETE) != 0;
 }
 
 void copy_value(const uci_option &option, TextOut out)
@@ -75,27 +87,30 @@ void copy_value(const uci_option &option, TextOut out)
         out.assign(option.v.string);
         return;
     }
+    const char *between = "";
     uci_element *item = nullptr;
     uci_foreach_element(&option.v.list, item)
     {
-        if (!out.empty())
-            out.append(" ");
+        out.append(between);
         out.append(item->name);
+        between = " ";
     }
 }
 
 bool make_path(UciPath &path, const char *package, const char *section, const char *option)
 {
+    if (package == nullptr || section == nullptr)
+        return false;
     if (option == nullptr)
         return path.out().assign_format("%s.%s", package, section);
     return path.out().assign_format("%s.%s.%s", package, section, option);
 }
 
 // A package without a file could not be written at all.
-void make_package_file(const Uci &context, const char *package)
+bool make_package_file(const Uci &context, const char *package)
 {
-    const auto file = Text<128>::format("%s/%s", context->folders.config.c_str(), package);
-    const Fd made{open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
+    const auto file = Text<160>::format("%s/%s", context->folders.config.c_str(), package);
+    return Fd{open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)}.get() >= 0;
 }
 
 void forget_loaded(const Uci &context, std::string_view package)
@@ -110,58 +125,65 @@ void forget_loaded(const Uci &context, std::string_view package)
     }
 }
 
-void wait_for_lock(const Fd &file)
+Fd take_lock(const char *folder, const char *package)
 {
-    for (int i = 0; i < lock_tries && flock(file.get(), LOCK_EX | LOCK_NB) != 0; i++)
+    const auto path = Text<160>::format("%s/modemctl.%s.lock", folder, package);
+    Fd lock{open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)};
+    for (int i = 0; lock && i < lock_tries && flock(lock.get(), LOCK_EX | LOCK_NB) != 0; i++)
         usleep(lock_wait_us);
+    return lock;
 }
 
 // The first write to a package: nobody else of us changes it until our commit, and what others did before is read.
-void start_writing(const Uci &context, std::string_view package)
+// @return null where the package cannot be one, or too many are being written
+Writing *start_writing(const Uci &context, std::string_view package)
 {
-    WriterLock *unused = nullptr;
-    for (WriterLock &lock : context->locks) {
-        if (lock.package == package)
-            return;
-        if (unused == nullptr && lock.package.empty())
-            unused = &lock;
+    if (!is_package_name(package))
+        return nullptr;
+    Writing *unused = nullptr;
+    for (Writing &writing : context->writings) {
+        if (writing.package == package)
+            return &writing;
+        if (unused == nullptr && writing.package.empty())
+            unused = &writing;
     }
     if (unused == nullptr)
-        return;
+        return nullptr;
     unused->package.assign(package);
-    const char *name = unused->package.c_str();
-    const auto path = Text<128>::format("%s/modemctl.%s.lock", context->folders.lock.c_str(), name);
-    unused->file = Fd{open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)};
-    if (unused->file)
-        wait_for_lock(unused->file);
-    make_package_file(context, name);
+    unused->lock = take_lock(context->folders.lock.c_str(), unused->package.c_str());
     forget_loaded(context, package);
+    return unused;
 }
 
-void stop_writing(const Uci &context, std::string_view package)
+void stop_writing(Writing &writing)
 {
-    for (WriterLock &lock : context->locks)
-        if (lock.package == package)
-            lock = {.package = {}, .file = Fd{}};
+    writing = {.package = {}, .lock = Fd{}, .unsaved_bytes = 0};
 }
 
-int write(const Uci &context, UciPath &path, const char *value, int (*change)(uci_context *, uci_ptr *))
+// A quote takes four characters between quotes: '\''.
+uint64_t quoted_size(std::string_view text)
 {
-    start_writing(context, package_of(path.c_str()));
-    uci_ptr found{};
-    if (!look_up(context, path, found))
-        return -1;
-    found.value = value;
-    context->unsaved_bytes += UciPath::capacity() + (value == nullptr ? 0 : strlen(value));
-    return change(context->libuci, &found) == UCI_OK ? 0 : -1;
+    return text.size() + 2 + 3 * static_cast<uint64_t>(std::count(text.begin(), text.end(), '\''));
 }
 
 int write_to(const Uci &context, const char *path, const char *value, int (*change)(uci_context *, uci_ptr *))
 {
-    UciPath copy;
-    if (context == nullptr || !copy.assign(path) || (value != nullptr && !is_storable(value)))
+    if (context == nullptr || path == nullptr || (value != nullptr && !is_storable(value)))
         return -1;
-    return write(context, copy, value, change);
+    Writing *writing = start_writing(context, package_of(path));
+    if (writing == nullptr)
+        return -1;
+    UciPath pieces;
+    uci_ptr found{};
+    if (!look_up(context, path, pieces, found)) {
+        const bool sets_something = value != nullptr && *value != '\0';
+        if (!sets_something || !make_package_file(context, writing->package.c_str()) ||
+            !look_up(context, path, pieces, found))
+            return -1;
+    }
+    found.value = value;
+    writing->unsaved_bytes += UciPath::capacity() + (value == nullptr ? 0 : quoted_size(value));
+    return change(context->libuci, &found) == UCI_OK ? 0 : -1;
 }
 
 uint64_t size_of(const char *file)
@@ -170,23 +192,52 @@ uint64_t size_of(const char *file)
     return stat(file, &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
 }
 
-bool has_room(const char *folder, uint64_t bytes)
+// At least as many bytes as the file of package will have.
+uint64_t written_size(const uci_package &package)
+{
+    constexpr uint64_t words_around = 16; // "\n\tconfig " and the like
+    uint64_t size = words_around;
+    uci_element *section = nullptr;
+    uci_foreach_element(&package.sections, section)
+    {
+        size += words_around + quoted_size(uci_to_section(section)->type) + quoted_size(section->name);
+        uci_element *element = nullptr;
+        uci_foreach_element(&uci_to_section(section)->options, element)
+        {
+            const uci_option &option = *uci_to_option(element);
+            const uint64_t name_size = words_around + quoted_size(option.e.name);
+            if (option.type == UCI_TYPE_STRING) {
+                size += name_size + quoted_size(option.v.string);
+                continue;
+            }
+            uci_element *item = nullptr;
+            uci_foreach_element(&option.v.list, item) size += name_size + quoted_size(item->name);
+        }
+    }
+    return size;
+}
+
+// Where the file system does not tell, there is room.
+bool has_room(const char *path, uint64_t bytes)
 {
     struct statvfs status;
-    if (statvfs(folder, &status) != 0)
+    if (statvfs(path, &status) != 0)
         return true;
-    return static_cast<uint64_t>(status.f_bavail) * status.f_frsize >= bytes;
+    const bool has_file = status.f_files == 0 || status.f_favail > 0;
+    return has_file && static_cast<uint64_t>(status.f_bavail) * status.f_frsize >= bytes;
 }
 
 // libuci does not notice when a write fails, and leaves an empty file where the configuration was.
-bool can_commit(const Uci &context, const char *package)
+bool can_commit(const Uci &context, const Writing &writing, const uci_package &package)
 {
-    const UciFolders &folders = context->folders;
-    const uint64_t config = size_of(Text<128>::format("%s/%s", folders.config.c_str(), package).c_str());
-    const uint64_t saved = size_of(Text<128>::format("%s/%s", folders.saved.c_str(), package).c_str());
-    mkdir(folders.saved.c_str(), 0755);
-    return has_room(folders.config.c_str(), config + saved + context->unsaved_bytes + room_margin) &&
-           has_room(folders.saved.c_str(), context->unsaved_bytes + room_margin);
+    const char *saved = context->folders.saved.c_str();
+    const char *config = access(package.path, F_OK) == 0 ? package.path : context->folders.config.c_str();
+    struct stat config_folder;
+    if (stat(context->folders.config.c_str(), &config_folder) == 0)
+        mkdir(saved, config_folder.st_mode & 0777);
+    const uint64_t others = size_of(Text<160>::format("%s/%s", saved, package.e.name).c_str());
+    return has_room(config, written_size(package) + others + size_of(package.path) + room_margin) &&
+           has_room(saved, writing.unsaved_bytes + room_margin);
 }
 
 } // namespace
@@ -225,15 +276,15 @@ void kuci2_free(Uci context)
 int kuci2_get(const Uci &context, const char *path, TextOut out)
 {
     out.clear();
-    UciPath copy;
+    UciPath pieces;
     uci_ptr found{};
-    if (context == nullptr || !copy.assign(path) || !look_up(context, copy, found) || !is_complete(found))
+    if (!look_up_complete(context, path, pieces, found) || found.s == nullptr)
         return -1;
     if (found.o != nullptr)
         copy_value(*found.o, out);
-    else if (found.s != nullptr)
+    else
         out.assign(found.s->type);
-    return found.o != nullptr || found.s != nullptr ? 0 : -1;
+    return 0;
 }
 
 int kuci2_get_name(const Uci &context, const char *package, const char *section, const char *option, TextOut out)
@@ -246,10 +297,9 @@ int kuci2_get_name(const Uci &context, const char *package, const char *section,
 int kuci2_get_list_index(const Uci &context, const char *path, int index, TextOut out)
 {
     out.clear();
-    UciPath copy;
+    UciPath pieces;
     uci_ptr found{};
-    if (context == nullptr || index < 0 || !copy.assign(path) || !look_up(context, copy, found) ||
-        !is_complete(found) || found.o == nullptr)
+    if (index < 0 || !look_up_complete(context, path, pieces, found) || found.o == nullptr)
         return -1;
     if (found.o->type == UCI_TYPE_STRING) {
         if (index > 0)
@@ -291,14 +341,15 @@ int kuci2_delete(const Uci &context, const char *path)
 
 int kuci2_commit(const Uci &context, const char *package)
 {
-    if (context == nullptr)
+    Writing *writing = context == nullptr || package == nullptr ? nullptr : start_writing(context, package);
+    if (writing == nullptr)
         return -1;
-    start_writing(context, package);
-    int result = -1;
-    UciPath name;
+    UciPath pieces;
     uci_ptr found{};
-    if (name.assign(package) && look_up(context, name, found) && can_commit(context, package))
-        result = uci_commit(context->libuci, &found.p, false) == UCI_OK ? 0 : -1;
-    stop_writing(context, package);
-    return result;
+    const bool is_there = look_up(context, package, pieces, found);
+    if (is_there && !can_commit(context, *writing, *found.p))
+        return -1;
+    const bool is_done = is_there && uci_commit(context->libuci, &found.p, false) == UCI_OK;
+    stop_writing(*writing);
+    return is_done ? 0 : -1;
 }

@@ -11,8 +11,14 @@
 //
 // Writes stay in the context until they are committed. From the first write to the commit the context holds the
 // package's writer lock ("/var/lock/modemctl.<package>.lock"), so that two of us that change one package at the same
-// time both keep their changes; after 5 s without it, it goes on without. A commit is not tried where the file system
-// has no room for the new file: the old file stays as it is, and the commit fails.
+// time both keep their changes; after 5 s without it, or where it cannot be had at all, it goes on without. The first
+// write also reads the package anew, so it builds on what others have committed since. A context has room for
+// max_written_packages between first write and commit, and refuses the next one.
+//
+// A commit is not tried where the file system has no room for the new file: the old file stays as it is, the commit
+// fails, and the writes stay in the context, which a later commit can write.
+
+inline constexpr int max_written_packages = 8;
 
 struct UciContext;
 struct UciFree {
@@ -32,12 +38,12 @@ int kuci2_get(const Uci &context, const char *path, TextOut out);
 int kuci2_get_name(const Uci &context, const char *package, const char *section, const char *option, TextOut out);
 /// Item index (from 0) of a list option; a single value is a list of one. @return 0; -1 when missing, out is then empty
 int kuci2_get_list_index(const Uci &context, const char *path, int index, TextOut out);
-/// @return 0; -1 when libuci refuses
+/// @return 0; -1 when libuci refuses, or value holds a control character that its files cannot
 int kuci2_set(const Uci &context, const char *path, const char *value);
 /// A null option sets the section's type, which creates the section.
 int kuci2_set_name(const Uci &context, const char *package, const char *section, const char *option, const char *value);
 int kuci2_add_list(const Uci &context, const char *path, const char *value);
-/// Deletes an option or a section.
+/// Deletes an option or a section. @return 0; -1 when it is not there
 int kuci2_delete(const Uci &context, const char *path);
 /// Makes the context's changes to package, and everybody's saved ones, the file's content; readers see the old file or
 /// the new one, never a part. @return 0; -1 when the file cannot be written, it is then as it was

@@ -33,20 +33,40 @@ char *cut_at(char *text, char separator)
     return found + 1;
 }
 
+// Whether a change of this kind can be about what the line names, to what it tells.
+bool makes_sense(const ChangeLine &line, bool has_value)
+{
+    switch (line.kind) {
+    case ChangeKind::remove:
+        return true;
+    case ChangeKind::reorder:
+        return has_value && line.option == nullptr;
+    case ChangeKind::add_to_list:
+    case ChangeKind::remove_from_list:
+        return has_value && line.option != nullptr;
+    case ChangeKind::rename:
+        return is_name(line.value);
+    case ChangeKind::add_section:
+    case ChangeKind::set:
+        break;
+    }
+    return has_value;
+}
+
 // Cuts word to pieces.
 bool parse_change(char *word, ChangeLine &line)
 {
     const bool has_kind = *word != '\0' && strchr("+-@^|~", *word) != nullptr;
     line.kind = has_kind ? static_cast<ChangeKind>(*word) : ChangeKind::set;
     line.package = word + (has_kind ? 1 : 0);
-    char *value = cut_at(word, '=');
+    const char *value = cut_at(word, '=');
     line.value = value == nullptr ? "" : value;
     char *section = cut_at(word, '.');
     char *option = section == nullptr ? nullptr : cut_at(section, '.');
     line.section = section;
     line.option = option;
     return is_package_name(line.package) && section != nullptr && is_name(section) &&
-           (option == nullptr || is_name(option)) && is_value(line.value);
+           (option == nullptr || is_name(option)) && is_value(line.value) && makes_sense(line, value != nullptr);
 }
 
 int rename_in_tree(uci_package &package, const ChangeLine &line)
@@ -103,7 +123,8 @@ int apply(uci_package &package, const ChangeLine &line)
     case ChangeKind::set:
         return set_in_tree(package, line.section, line.option, line.value);
     case ChangeKind::add_section:
-        return add_section_in_tree(package, line);
+        return line.option == nullptr ? add_section_in_tree(package, line)
+                                      : set_in_tree(package, line.section, line.option, line.value);
     case ChangeKind::remove:
         return remove(package, section, line);
     case ChangeKind::rename:
@@ -129,7 +150,7 @@ template <typename Visit> void for_each_change(std::string_view text, Visit visi
         ChangeLine line;
         const bool is_change =
             reader.error() == nullptr && words.count == 1 && parse_change(const_cast<char *>(words.word[0]), line);
-        visit(is_change ? &line : nullptr, text.substr(words.start, words.end - words.start));
+        visit(is_change ? &line : nullptr, std::string_view{text.data() + words.start, words.end - words.start});
     }
 }
 
@@ -211,6 +232,24 @@ int apply_delta(uci_package &package, std::string_view text)
     return applied;
 }
 
+void print_changes(FILE *file, const char *package, std::string_view text)
+{
+    for_each_change(text, [&](const ChangeLine *line, std::string_view) {
+        if (line == nullptr || strcmp(line->package, package) != 0)
+            return;
+        const bool is_removal = line->kind == ChangeKind::remove;
+        fprintf(file, "%s%s.%s", is_removal ? "-" : "", package, line->section);
+        if (line->option != nullptr)
+            fprintf(file, ".%s", line->option);
+        if (!is_removal) {
+            const bool grows = line->kind == ChangeKind::add_to_list;
+            fputs(grows ? "+=" : line->kind == ChangeKind::remove_from_list ? "-=" : "=", file);
+            write_quoted(file, line->value);
+        }
+        fputc('\n', file);
+    });
+}
+
 void write_delta_without(FILE *file, const char *package, std::string_view text, const char *section,
                          const char *option)
 {
@@ -239,9 +278,12 @@ int set_in_tree(uci_package &package, const char *section_name, const char *opti
             return replace_text(section->type, value) ? UCI_OK : UCI_ERR_MEM;
         return new_section(package, value, section_name) != nullptr ? UCI_OK : UCI_ERR_MEM;
     }
-    if (section == nullptr)
-        return UCI_ERR_INVAL;
-    auto *option = uci_to_option(find_element(section->options, option_name));
+    return section == nullptr ? UCI_ERR_INVAL : set_option_in_tree(*section, option_name, value);
+}
+
+int set_option_in_tree(uci_section &section, const char *option_name, const char *value)
+{
+    auto *option = uci_to_option(find_element(section.options, option_name));
     if (*value == '\0') {
         if (option != nullptr)
             free_option(*option);
@@ -249,7 +291,7 @@ int set_in_tree(uci_package &package, const char *section_name, const char *opti
     }
     if (option != nullptr)
         return set_value(*option, value) ? UCI_OK : UCI_ERR_MEM;
-    return new_option(*section, option_name, value) != nullptr ? UCI_OK : UCI_ERR_MEM;
+    return new_option(section, option_name, value) != nullptr ? UCI_OK : UCI_ERR_MEM;
 }
 
 int add_to_list_in_tree(uci_section &section, const char *option_name, const char *value)

@@ -31,6 +31,9 @@ void write_changes(FILE *file, const uci_package &package);
 /// @return how many could be applied
 int apply_delta(uci_package &package, std::string_view text);
 
+/// Prints the lines of a delta file that concern package, for people: "t.s.l+='x'" for an item that is added to a list.
+void print_changes(FILE *file, const char *package, std::string_view text);
+
 /// Writes the lines of a delta file but those that concern section (and option), null for any; an unreadable line
 /// stays.
 void write_delta_without(FILE *file, const char *package, std::string_view text, const char *section,
@@ -44,6 +47,7 @@ void write_quoted(FILE *file, const char *value);
 // Changes to the tree, without recording them. @return a code of uci.h
 
 int set_in_tree(uci_package &package, const char *section, const char *option, const char *value);
+int set_option_in_tree(uci_section &section, const char *option, const char *value);
 int add_to_list_in_tree(uci_section &section, const char *option, const char *value);
 int remove_from_list_in_tree(uci_section &section, const char *option, const char *value);
 /// Removes the item at position of a list. @return whether there was one

@@ -39,27 +39,37 @@ int parse(uci_ptr *ptr, char *str, bool extended)
     return UCI_OK;
 }
 
-// "@type[index]"; a negative index counts from the end.
-uci_section *find_extended(const uci_package &package, char *text)
+// "@type[index]"; a negative index counts from the end, no type means any.
+struct Place {
+    std::string_view type;
+    long index;
+};
+
+bool parse_place(const char *text, Place &place)
 {
-    char *index_text = cut_at(text + 1, '[');
+    const char *bracket = strchr(text, '[');
+    if (bracket == nullptr)
+        return false;
     char *end = nullptr;
-    long index = index_text == nullptr ? 0 : strtol(index_text, &end, 10);
-    if (index_text == nullptr || end == index_text || strcmp(end, "]") != 0)
-        return nullptr;
-    const std::string_view type = text + 1;
-    const auto is_counted = [type](uci_element *section) {
-        return type.empty() || type == uci_to_section(section)->type;
+    place.type = {text + 1, static_cast<size_t>(bracket - text - 1)};
+    place.index = strtol(bracket + 1, &end, 10);
+    return end != bracket + 1 && strcmp(end, "]") == 0;
+}
+
+uci_section *find_at(const uci_package &package, Place place)
+{
+    const auto is_counted = [&place](uci_element *section) {
+        return place.type.empty() || place.type == uci_to_section(section)->type;
     };
     uci_element *element = nullptr;
-    if (index < 0) {
-        uci_foreach_element(&package.sections, element) index += is_counted(element) ? 1 : 0;
-        if (index < 0)
+    if (place.index < 0) {
+        uci_foreach_element(&package.sections, element) place.index += is_counted(element) ? 1 : 0;
+        if (place.index < 0)
             return nullptr;
     }
     uci_foreach_element(&package.sections, element)
     {
-        if (is_counted(element) && index-- == 0)
+        if (is_counted(element) && place.index-- == 0)
             return uci_to_section(element);
     }
     return nullptr;
@@ -75,10 +85,10 @@ int look_up(uci_context *ctx, uci_ptr *ptr)
     if (ptr->section != nullptr) {
         // A name that cannot be one is wrong only in a package that exists.
         const bool extended = (ptr->flags & uci_ptr::UCI_LOOKUP_EXTENDED) != 0 && *ptr->section == '@';
-        if (!extended && !is_name(ptr->section))
+        Place place{};
+        if (extended ? !parse_place(ptr->section, place) : !is_name(ptr->section))
             return UCI_ERR_INVAL;
-        ptr->s = extended ? find_extended(*ptr->p, const_cast<char *>(ptr->section))
-                          : uci_to_section(find_element(ptr->p->sections, ptr->section));
+        ptr->s = extended ? find_at(*ptr->p, place) : uci_to_section(find_element(ptr->p->sections, ptr->section));
         if (ptr->s == nullptr)
             return UCI_OK;
         ptr->section = ptr->s->e.name;

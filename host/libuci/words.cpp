@@ -4,16 +4,6 @@ namespace host_uci {
 
 WordReader::WordReader(std::string_view text) : text_(text), unquoted_(static_cast<char *>(malloc(text.size() + 2))) {}
 
-char WordReader::take()
-{
-    const char character = text_[position_++];
-    if (character == '\n') {
-        line_++;
-        line_start_ = position_;
-    }
-    return character;
-}
-
 void WordReader::skip_blanks()
 {
     while (!at_end() && (text_[position_] == ' ' || text_[position_] == '\t' || text_[position_] == '\r' ||
@@ -84,15 +74,6 @@ void WordReader::read_word()
     put('\0');
 }
 
-void WordReader::end_command(Words &words)
-{
-    words.line = line_;
-    words.line_start = line_start_;
-    if (!at_end())
-        take();
-    words.end = position_;
-}
-
 bool WordReader::next(Words &words)
 {
     words = {};
@@ -100,38 +81,37 @@ bool WordReader::next(Words &words)
     used_ = 0;
     if (unquoted_ == nullptr)
         return false;
-    for (skip_blanks(); !at_end(); skip_blanks()) {
+    words.line_start = position_;
+    for (skip_blanks(); !at_end() && error_ == nullptr; skip_blanks()) {
         const char character = text_[position_];
-        if (character == '#') {
-            skip_line();
-        } else if (character == '\n' && words.count == 0) {
-            take();
-        } else if (character == '\n') {
+        if (character == '\n' && words.count > 0)
             break;
-        } else if (character == ';' && words.count > 0) {
+        if (character == '\n') {
+            take();
+            words.line_start = position_;
+        } else if (character == '#' || (character == ';' && words.count > 0)) {
             skip_line();
         } else {
             if (words.count == 0)
                 words.start = position_;
             add_word(words);
-            if (error_ != nullptr)
-                break;
         }
     }
-    end_command(words);
-    return words.count > 0;
+    if (!at_end())
+        take();
+    words.end = position_;
+    return words.count > 0 || error_ != nullptr;
 }
 
 void WordReader::add_word(Words &words)
 {
     const size_t word = used_;
     read_word();
-    if (words.count == Words::most && error_ == nullptr)
-        error_ = "too many arguments";
-    else if (words.count < Words::most)
-        words.word[words.count++] = unquoted_.get() + word;
-    if (error_ != nullptr)
-        skip_line();
+    if (error_ != nullptr || words.count == Words::most)
+        return;
+    words.word[words.count] = unquoted_.get() + word;
+    words.after[words.count] = position_ < text_.size() ? position_ + 1 : position_;
+    words.count++;
 }
 
 } // namespace host_uci

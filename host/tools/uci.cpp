@@ -2,11 +2,17 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <set>
 #include <string>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include <uci.h>
+
+#include "host/libuci/delta.h"
 
 namespace {
 
@@ -17,6 +23,7 @@ struct Tool {
     const char *name;
     bool quiet = false;
     bool extended = true;
+    const char *delimiter = " ";
 
     int fail(int status = 1) const
     {
@@ -34,26 +41,21 @@ struct Tool {
 int usage(const Tool &tool)
 {
     fprintf(stderr,
-            "Usage: %s [<options>] <command> [<arguments>]\n\n"
-            "Commands:\n"
-            "\tbatch\n"
-            "\texport     [<config>]\n"
-            "\tchanges    [<config>]\n"
-            "\tcommit     [<config>]\n"
-            "\tadd        <config> <section-type>\n"
-            "\tadd_list   <config>.<section>.<option>=<string>\n"
-            "\tdel_list   <config>.<section>.<option>=<string>\n"
-            "\tshow       [<config>[.<section>[.<option>]]]\n"
-            "\tget        <config>.<section>[.<option>]\n"
-            "\tset        <config>.<section>[.<option>]=<value>\n"
-            "\tdelete     <config>[.<section>[[.<option>][=<id>]]]\n"
-            "\trevert     <config>[.<section>[.<option>]]\n\n"
-            "Options:\n"
-            "\t-c <path>  set the search path for config files (default: /etc/config)\n"
-            "\t-t <path>  set save path for config change files\n"
-            "\t-P <path>  the same\n"
-            "\t-q         quiet mode (don't print error messages)\n"
-            "\t-X         do not use extended syntax on 'show'\n\n",
+            "Usage: %s [options] command\n\n"
+            "  get path              a value, or a section's type\n"
+            "  show [path]           as lines path=value\n"
+            "  set path=value        an empty value deletes\n"
+            "  add package type      an unnamed section; prints its name\n"
+            "  add_list path=item    delete path[=position]    del_list path=item\n"
+            "  changes [package]     what is saved and not committed\n"
+            "  commit [package]      revert path\n"
+            "  export [package]      batch (commands from standard input)\n\n"
+            "A path is package.section.option, or the front of it; a section may be @type[n].\n\n"
+            "  -c folder             configuration, instead of /etc/config\n"
+            "  -t folder, -P folder  saved changes, instead of /tmp/.uci\n"
+            "  -d text               between the items of a list\n"
+            "  -q                    no error messages\n"
+            "  -X                    unnamed sections by their internal name\n",
             tool.name);
     return usage_status;
 }
@@ -84,7 +86,7 @@ std::string section_name(const uci_section &section, Naming naming)
     return "@" + std::string{section.type} + "[" + std::to_string(index) + "]";
 }
 
-void show_option(const uci_option &option, Naming naming)
+void show_option(const Tool &tool, const uci_option &option, Naming naming)
 {
     const uci_section &section = *option.section;
     std::string values;
@@ -92,40 +94,39 @@ void show_option(const uci_option &option, Naming naming)
         values = quoted(option.v.string);
     } else {
         uci_element *item = nullptr;
-        uci_foreach_element(&option.v.list, item) values += (values.empty() ? "" : " ") + quoted(item->name);
+        uci_foreach_element(&option.v.list, item) values += (values.empty() ? "" : tool.delimiter) + quoted(item->name);
     }
     printf("%s.%s.%s=%s\n", section.package->e.name, section_name(section, naming).c_str(), option.e.name,
            values.c_str());
 }
 
-void show_section(const uci_section &section, Naming naming)
+void show_section(const Tool &tool, const uci_section &section, Naming naming)
 {
     printf("%s.%s=%s\n", section.package->e.name, section_name(section, naming).c_str(), section.type);
     uci_element *option = nullptr;
-    uci_foreach_element(&section.options, option) show_option(*uci_to_option(option), naming);
+    uci_foreach_element(&section.options, option) show_option(tool, *uci_to_option(option), naming);
 }
 
 void show_package(const Tool &tool, const uci_package &package)
 {
     uci_element *section = nullptr;
     uci_foreach_element(&package.sections, section)
-        show_section(*uci_to_section(section), tool.extended ? Naming::by_position : Naming::by_name);
+        show_section(tool, *uci_to_section(section), tool.extended ? Naming::by_position : Naming::by_name);
 }
 
-void print_value(const uci_option &option)
+void print_value(const Tool &tool, const uci_option &option)
 {
     if (option.type == UCI_TYPE_STRING) {
         printf("%s\n", option.v.string);
         return;
     }
-    const char *separator = "";
+    const char *between = "";
     uci_element *item = nullptr;
     uci_foreach_element(&option.v.list, item)
     {
-        const std::string text = item->name;
-        printf("%s%s", separator,
-               text.find_first_of(" \t\r\n") == std::string::npos ? text.c_str() : quoted(text).c_str());
-        separator = " ";
+        const bool is_plain = strpbrk(item->name, " \t\r\n") == nullptr;
+        printf("%s%s", between, is_plain ? item->name : quoted(item->name).c_str());
+        between = tool.delimiter;
     }
     printf("\n");
 }
@@ -135,7 +136,7 @@ int get(const Tool &tool, const uci_ptr &ptr)
     if ((ptr.flags & uci_ptr::UCI_LOOKUP_COMPLETE) == 0)
         return tool.fail_with(UCI_ERR_NOTFOUND);
     if (ptr.o != nullptr)
-        print_value(*ptr.o);
+        print_value(tool, *ptr.o);
     else if (ptr.s != nullptr)
         printf("%s\n", ptr.s->type);
     return 0;
@@ -146,9 +147,9 @@ int show(const Tool &tool, const uci_ptr &ptr)
     if ((ptr.flags & uci_ptr::UCI_LOOKUP_COMPLETE) == 0)
         return tool.fail_with(UCI_ERR_NOTFOUND);
     if (ptr.o != nullptr)
-        show_option(*ptr.o, Naming::by_name);
+        show_option(tool, *ptr.o, Naming::by_name);
     else if (ptr.s != nullptr)
-        show_section(*ptr.s, Naming::by_name);
+        show_section(tool, *ptr.s, Naming::by_name);
     else
         show_package(tool, *ptr.p);
     return 0;
@@ -200,7 +201,7 @@ int add(const Tool &tool, const char *name, const char *type)
     uci_section *section = nullptr;
     if (uci_load(tool.ctx, name, &package) != UCI_OK || uci_add_section(tool.ctx, package, type, &section) != UCI_OK ||
         uci_save(tool.ctx, package) != UCI_OK)
-        return tool.fail(3);
+        return tool.fail(tool.ctx->err);
     printf("%s\n", section->e.name);
     return 0;
 }
@@ -242,30 +243,33 @@ int export_package(const Tool &tool, const char *name)
     return 0;
 }
 
-// A delta line is nearly what "changes" prints: only those of lists look different.
 int changes(const Tool &tool, const char *name)
 {
-    const std::string path = std::string{tool.ctx->savedir} + "/" + name;
-    FILE *file = fopen(path.c_str(), "re");
-    if (file == nullptr)
-        return 0;
-    char *line = nullptr;
-    size_t room = 0;
-    while (getline(&line, &room, file) > 0) {
-        std::string text = line;
-        if (text[0] == '|' || text[0] == '~') {
-            const std::string sign = text[0] == '|' ? "+=" : "-=";
-            const size_t equals = text.find('=');
-            text = text.substr(1, equals - 1) + sign + text.substr(equals + 1);
-        } else if (text[0] == '+') {
-            text.erase(0, 1);
-        } else if (text[0] == '-' && text.find('=') != std::string::npos) {
-            text = text.substr(0, text.find('=')) + "\n";
-        }
-        fputs(text.c_str(), stdout);
-    }
-    free(line);
-    fclose(file);
+    if (uci_load(tool.ctx, name, nullptr) != UCI_OK)
+        return tool.fail();
+    std::ifstream file{std::string{tool.ctx->savedir} + "/" + name, std::ios::binary};
+    const std::string text{std::istreambuf_iterator<char>{file}, {}};
+    host_uci::print_changes(stdout, name, text);
+    return 0;
+}
+
+int show_all_of(const Tool &tool, const char *name)
+{
+    return run_on_path(tool, "show", name);
+}
+
+// Without a package a command is about every package there is.
+int run_on_packages(const Tool &tool, int (*run)(const Tool &, const char *), const char *only)
+{
+    if (only != nullptr)
+        return run(tool, only);
+    std::set<std::string> names;
+    std::error_code error;
+    for (const auto &entry : std::filesystem::directory_iterator{tool.ctx->confdir, error})
+        if (const std::string name = entry.path().filename(); name[0] != '.' && entry.is_regular_file(error))
+            names.insert(name);
+    for (const std::string &name : names)
+        run(tool, name.c_str());
     return 0;
 }
 
@@ -304,12 +308,11 @@ int run_words(const Tool &tool, const std::vector<std::string> &words)
             return run_on_path(tool, command, first);
     if (command == "add" && words.size() == 3)
         return add(tool, first, words[2].c_str());
-    if (command == "commit" && words.size() == 2)
-        return commit(tool, first);
-    if (command == "export" && words.size() == 2)
-        return export_package(tool, first);
-    if (command == "changes" && words.size() == 2)
-        return changes(tool, first);
+    constexpr std::pair<const char *, int (*)(const Tool &, const char *)> on_packages[] = {
+        {"commit", commit}, {"export", export_package}, {"changes", changes}, {"show", show_all_of}};
+    for (const auto &[name, run] : on_packages)
+        if (command == name && words.size() <= 2)
+            return run_on_packages(tool, run, first);
     if (command == "batch" && words.size() == 1)
         return batch(tool);
     return usage(tool);
@@ -325,6 +328,8 @@ int main(int argc, char **argv)
             uci_set_confdir(tool.ctx, optarg);
         else if (option == 't' || option == 'P')
             uci_set_savedir(tool.ctx, optarg);
+        else if (option == 'd')
+            tool.delimiter = optarg;
         else if (option == 'q')
             tool.quiet = true;
         else if (option == 'X')

@@ -158,7 +158,8 @@ TEST_F(Libuci, TellsHowFarAPathLeads)
     EXPECT_EQ(look_up("t.@iface[0].opt", false).first, 2);
     EXPECT_EQ(look_up("t.@iface[9].opt"), Found(0, 5));
     EXPECT_EQ(look_up("t.@nope[0]"), Found(0, 5));
-    EXPECT_EQ(look_up("t.bad-name.x").first, 2);
+    for (const char *path : {"t.bad-name.x", "t.@iface", "t.@iface[", "t.@iface[0", "t.@iface[x].opt", "t.@iface[0]x"})
+        EXPECT_EQ(look_up(path).first, 2) << path;
     for (const char *path : {"t.sec.bad-opt", "t.sec.a.b", "t.sec.", "", "t.sec.x=\x01"})
         EXPECT_EQ(look_up(path).first, 5) << path;
     EXPECT_EQ(look_up("t.").first, 2);

@@ -1,8 +1,10 @@
 #include <array>
 #include <fcntl.h>
 #include <filesystem>
+#include <sched.h>
 #include <string>
 #include <sys/file.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -59,7 +61,7 @@ TEST_F(PlatformUci, ReadsAnOptionASectionsTypeAndAList)
 TEST_F(PlatformUci, ReadsWhatIsMissingAsAnEmptyText)
 {
     for (const char *path : {"network.modem.apn", "network.wan.proto", "nothing.at.all", "network", "", "network.a.b.c",
-                             "network.bad-name.x", "network.@device[7].name"}) {
+                             "network.bad-name.x", "network.@device[7].name", "network.lan.proto=static"}) {
         EXPECT_EQ(read(path), "") << path;
         Text<8> value;
         EXPECT_EQ(kuci2_get(open(), path, value), -1) << path;
@@ -81,6 +83,7 @@ TEST_F(PlatformUci, ReadsListItemsByPosition)
     EXPECT_EQ(item.view(), "9.9.9.9");
     EXPECT_EQ(kuci2_get_list_index(uci, "network.modem.proto", 0, item), 0);
     EXPECT_EQ(item.view(), "qmi");
+    EXPECT_EQ(kuci2_get_list_index(uci, nullptr, 0, item), -1);
     for (const int index : {2, -1}) {
         EXPECT_EQ(kuci2_get_list_index(uci, "network.modem.dns", index, item), -1);
         EXPECT_TRUE(item.empty());
@@ -131,6 +134,56 @@ TEST_F(PlatformUci, MakesAFileForAPackageThatHasNone)
     EXPECT_EQ(status.st_mode & 0777, 0600u);
 }
 
+TEST_F(PlatformUci, MakesNoFileWhereNothingIsSet)
+{
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_delete(uci, "cellconf.sim"), -1);
+    EXPECT_EQ(kuci2_set(uci, "cellconf.sim.sim_num", ""), -1);
+    EXPECT_EQ(kuci2_commit(uci, "cellconf"), -1);
+    EXPECT_EQ(kuci2_set(uci, "bad name.sim", "sim"), -1);
+    EXPECT_EQ(kuci2_set(uci, "cellconf=x.sim", "sim"), -1);
+    Text<8> value;
+    EXPECT_EQ(kuci2_get(uci, "cellconf.sim", value), -1);
+    int files = 0;
+    for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator{root.path() / "config"})
+        files++;
+    EXPECT_EQ(files, 1);
+}
+
+TEST_F(PlatformUci, KeepsWritesToAPackageWithALongName)
+{
+    const std::string name(63, 'p');
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_set_name(uci, name.c_str(), "s", nullptr, "t"), 0);
+    EXPECT_EQ(kuci2_set_name(uci, name.c_str(), "s", "o", "1"), 0);
+    EXPECT_EQ(kuci2_commit(uci, name.c_str()), 0);
+    EXPECT_EQ(content(name.c_str()), "\nconfig t 's'\n\toption o '1'\n\n");
+    EXPECT_EQ(kuci2_set_name(uci, (name + 'p').c_str(), "s", nullptr, "t"), -1);
+}
+
+TEST_F(PlatformUci, WritesEightPackagesAtATime)
+{
+    const Uci uci = open();
+    for (int i = 0; i < max_written_packages; i++)
+        EXPECT_EQ(kuci2_set(uci, Text<16>::format("p%d.s", i).c_str(), "t"), 0);
+    EXPECT_EQ(kuci2_set(uci, "one_more.s", "t"), -1);
+    for (int i = 0; i < max_written_packages; i++)
+        EXPECT_EQ(kuci2_commit(uci, Text<16>::format("p%d", i).c_str()), 0);
+    EXPECT_EQ(kuci2_set(uci, "one_more.s", "t"), 0);
+    EXPECT_EQ(content("p7"), "\nconfig t 's'\n\n");
+}
+
+TEST_F(PlatformUci, ReadsWhatOthersCommittedBeforeTheFirstWrite)
+{
+    const Uci uci = open();
+    Text<16> value;
+    EXPECT_EQ(kuci2_get(uci, "network.modem.proto", value), 0);
+    write("network", "config interface 'modem'\n\toption proto 'ppp'\n");
+    EXPECT_EQ(kuci2_set(uci, "network.modem.apn", "internet"), 0);
+    EXPECT_EQ(kuci2_get(uci, "network.modem.proto", value), 0);
+    EXPECT_EQ(value.view(), "ppp");
+}
+
 TEST_F(PlatformUci, RefusesAValueThatWouldBeLost)
 {
     const Uci uci = open();
@@ -147,7 +200,13 @@ TEST_F(PlatformUci, RefusesAPathThatIsTooLongOrNoPath)
     EXPECT_EQ(kuci2_set(uci, ("network.modem." + option).c_str(), "1"), -1);
     EXPECT_EQ(kuci2_set_name(uci, "network", "modem", option.c_str(), "1"), -1);
     EXPECT_EQ(kuci2_set(uci, "", "1"), -1);
-    EXPECT_EQ(kuci2_commit(uci, ""), -1);
+    EXPECT_EQ(kuci2_set(uci, nullptr, "1"), -1);
+    EXPECT_EQ(kuci2_set(uci, "network.modem.proto=a", "1"), -1);
+    EXPECT_EQ(kuci2_set_name(uci, nullptr, "modem", "proto", "1"), -1);
+    EXPECT_EQ(kuci2_set_name(uci, "network", nullptr, "proto", "1"), -1);
+    for (const char *package : {"", "network.lan", "../network", "network=x"})
+        EXPECT_EQ(kuci2_commit(uci, package), -1) << package;
+    EXPECT_EQ(kuci2_commit(uci, nullptr), -1);
     EXPECT_EQ(kuci2_commit(nullptr, "network"), -1);
     EXPECT_EQ(kuci2_set(nullptr, "network.modem.proto", "1"), -1);
     EXPECT_EQ(content("network"), network);
@@ -226,6 +285,46 @@ TEST_F(PlatformUci, WritesWithoutALockWhereNoneCanBeHad)
     EXPECT_EQ(kuci2_set(uci, "network.modem.apn", "internet"), 0);
     EXPECT_EQ(kuci2_commit(uci, "network"), 0);
     EXPECT_EQ(read("network.modem.apn"), "internet");
+}
+
+// Takes all the room there is.
+void fill(const std::string &path)
+{
+    std::ofstream file{path, std::ios::binary};
+    while (file << std::string(512, 'x') << std::flush)
+        continue;
+}
+
+// A file system of the test's own needs rights that not everybody has.
+TEST_F(PlatformUci, LeavesTheFileAloneWhereThereIsNoRoomAndCommitsOnceThereIs)
+{
+    enum Result { as_expected, refused_mount, committed, changed_file, not_committed, lost_change };
+    const pid_t child = fork();
+    if (child == 0) {
+        const std::string config = root.path() / "config";
+        if (unshare(CLONE_NEWNS | (geteuid() == 0 ? 0 : CLONE_NEWUSER)) != 0 ||
+            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("tmpfs", config.c_str(), "tmpfs", 0, "size=64k") != 0)
+            _exit(refused_mount);
+        write("network", network);
+        fill(config + "/filler");
+        const Uci uci = open();
+        kuci2_set(uci, "network.modem.apn", "internet");
+        if (kuci2_commit(uci, "network") == 0)
+            _exit(committed);
+        if (content("network") != network)
+            _exit(changed_file);
+        std::filesystem::remove(config + "/filler");
+        if (kuci2_commit(uci, "network") != 0)
+            _exit(not_committed);
+        _exit(read("network.modem.apn") == "internet" ? as_expected : lost_change);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    if (WEXITSTATUS(status) == refused_mount)
+        GTEST_SKIP() << "no right to mount a file system";
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), as_expected);
 }
 
 } // namespace
