@@ -80,6 +80,24 @@ int run_cells(const CommandRun &run)
     return 0;
 }
 
+int run_iccid(const CommandRun &run)
+{
+    if (run.rec.ops.get_iccid == nullptr)
+        return print_not_supported();
+    Text<21> iccid;
+    run.rec.ops.get_iccid(run.rec, iccid); // the digits that it read are shown also when they are too few
+    puts(iccid.c_str());
+    return 0;
+}
+
+int run_thermal(const CommandRun &run)
+{
+    if (run.rec.ops.set_thermal == nullptr)
+        return print_not_supported();
+    puts(run.rec.ops.set_thermal(run.rec) == 0 ? "thermal setting  success" : "thermal setting failed");
+    return 0;
+}
+
 int run_carrier(const CommandRun &run)
 {
     Text<64> name;
@@ -116,7 +134,7 @@ int run_get_mode(const CommandRun &run)
 constexpr Command commands[] = {
     {"sim-status", run_sim_status}, {"AT", run_at},           {"signal", run_signal},
     {"cells", run_cells},           {"carrier", run_carrier}, {"check_register", run_check_register},
-    {"get_mode", run_get_mode},
+    {"get_mode", run_get_mode},     {"iccid", run_iccid},     {"thermal", run_thermal},
 };
 
 } // namespace

@@ -1,7 +1,11 @@
 #include "core/modem_table.h"
 
+#include "drivers/fibocom.h"
 #include "drivers/generic.h"
 #include "drivers/quectel.h"
+#include "drivers/sierra.h"
+#include "drivers/simcom.h"
+#include "drivers/zte.h"
 
 // The one file that sees every driver: which functions a family of models has, and the models.
 
@@ -39,8 +43,11 @@ constexpr ModemOps quectel_ops = [] {
     ModemOps ops = generic_ops;
     ops.get_signal = quectel_get_signal;
     ops.get_cells = quectel_get_cells;
+    ops.set_thermal = quectel_set_thermal;
     ops.check_register = quectel_check_register;
     ops.get_sim_status = get_sim_status;
+    ops.set_apn = quectel_set_apn;
+    ops.set_auth = quectel_set_auth;
     return ops;
 }();
 
@@ -54,32 +61,51 @@ constexpr ModemOps ep06_ops = [] {
 constexpr ModemOps quectel_3g_ops = [] {
     ModemOps ops = quectel_ops;
     ops.get_cells = nullptr;
+    ops.set_thermal = nullptr;
     return ops;
 }();
 
-constexpr ModemOps quectel_newer_ops = quectel_ops;
+constexpr ModemOps quectel_newer_ops = [] {
+    ModemOps ops = quectel_ops;
+    ops.set_auth = nullptr;
+    ops.get_iccid = quectel_get_iccid;
+    ops.get_bands = quectel_get_bands;
+    ops.get_scan_mode = quectel_get_scan_mode;
+    return ops;
+}();
 
 constexpr ModemOps sierra_ops = [] {
     ModemOps ops = generic_ops;
-    ops.get_csq = nullptr;
+    ops.get_csq = sierra_get_signal;
+    ops.get_cells = sierra_get_cells;
+    ops.check_register = sierra_check_register;
+    ops.get_sim_status = sierra_get_sim_status;
     return ops;
 }();
 
 constexpr ModemOps simcom_ops = [] {
     ModemOps ops = generic_ops;
-    ops.get_mode = nullptr;
+    ops.get_mode = simcom_get_mode;
     ops.check_register = check_register_by_creg;
     ops.get_sim_status = get_sim_status;
     return ops;
 }();
 
-constexpr ModemOps zte_ops = simcom_ops;
+constexpr ModemOps zte_ops = [] {
+    ModemOps ops = simcom_ops;
+    ops.get_mode = zte_get_mode;
+    return ops;
+}();
 
 constexpr ModemOps fibocom_ops = [] {
     ModemOps ops = generic_ops;
-    ops.get_mode = nullptr;
+    ops.get_mode = fibocom_get_mode;
+    ops.get_signal = fibocom_get_signal;
     ops.set_scan_mode = nullptr;
+    ops.get_cells = fibocom_get_cells;
+    ops.check_register = fibocom_check_register;
     ops.get_sim_status = get_sim_status;
+    ops.set_apn = fibocom_set_apn;
     return ops;
 }();
 

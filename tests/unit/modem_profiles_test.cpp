@@ -175,7 +175,7 @@ TEST(ModemProfiles, AllLoadAndHaveWhatARunNeeds)
         EXPECT_GE(profile.at_interface(), 0) << profile.name;
         EXPECT_EQ(ModemUnderTest(profile).say("AT\r\n"), "AT\r\r\nOK\r\n") << profile.name;
     }
-    EXPECT_EQ(names, "EC20 EC25 EP06 UC20 unlisted ");
+    EXPECT_EQ(names, "BG95 EC100Y EC20 EC200T EC25 EG91 EP06 MC7430 ME3630 NL678E SIMCOM7600 UC20 unlisted ");
 }
 
 TEST(ModemProfiles, HaveTheirUsbIdsAndInterfaces)

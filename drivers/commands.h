@@ -1,0 +1,7 @@
+#pragma once
+
+// Every line that this room hands to the shell. The files are the SIM watcher's: "ready" or what is wrong, and the
+// card's operator where modems need to know it ("verizon").
+
+inline constexpr char print_sim_status[] = "cat /tmp/sim_status";
+inline constexpr char print_sim_type[] = "cat /tmp/sim_type";

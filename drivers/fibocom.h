@@ -1,0 +1,38 @@
+#pragma once
+
+#include "core/modem_driver.h"
+
+// Fibocom NL678E: the commands of its maker (AT+GTCCINFO) and of 3GPP TS 27.007 (AT+CREG, AT+CESQ, AT+CSQ, AT+CGDCONT).
+// Every value becomes a JSON string as cut from the reply unless said otherwise; an empty field is left out. A reply
+// counts only with OK.
+
+/// Access technology of the serving cell; out (3 bytes) becomes "4G", "3G" or "2G". @return 0, -1; out is untouched
+/// then
+int fibocom_get_mode(const ModemDriver &rec, TextOut out);
+
+/// Appends one object and writes the level, 1 to 4: the mean of the grades of RSRP, RSRQ and RSSI, each by the index
+/// number that the modem tells, a missing one as 0. "rssi" is in dBm, empty when the modem tells none. @return 0
+int fibocom_get_signal(const ModemDriver &rec, json_object *array, int32_t &level);
+
+/// Appends the serving cell and its neighbours. @return 0, -1 when the modem tells no cells
+int fibocom_get_cells(const ModemDriver &rec, json_object *array);
+
+/// Only the home network counts as registered, roaming does not. @return 0, -1
+int fibocom_check_register(const ModemDriver &rec);
+
+/// Writes the APN into context 1, whatever the SIM. A null text counts as empty. Nothing is sent when the text holds a
+/// quote or a control character, or makes the command longer than 512 characters.
+/// @return 0, also when the modem cannot be asked; -1 when nothing was sent or the modem refuses
+int fibocom_set_apn(const ModemDriver &rec, const char *apn);
+
+/// Field index (from 0) of text, which ends at a comma, a carriage return or the end of text. Commas are counted over
+/// line ends.
+/// @return 0; -1 when the field is empty or not there. out is written on 0 only
+int fibocom_field(std::string_view text, int index, TextOut out);
+
+// How the replies are read; an empty reply stands for one that was not given.
+
+const char *parse_gtccinfo_mode(std::string_view reply); ///< null without a serving cell of a known technology
+bool parse_home_registration(std::string_view reply);    ///< +CREG
+Json parse_fibocom_signal(std::string_view cesq_reply, std::string_view csq_reply, int32_t &level);
+void parse_fibocom_cells(std::string_view gtccinfo_reply, std::string_view csq_reply, json_object *array);

@@ -1,0 +1,304 @@
+#include <algorithm>
+#include <cstring>
+
+#include "discovery/ports.h"
+#include "drivers/ask.h"
+#include "drivers/commands.h"
+#include "drivers/quectel.h"
+#include "drivers/quectel_fields.h"
+#include "drivers/setting.h"
+#include "platform/shell.h"
+#include "platform/uci.h"
+
+namespace {
+
+constexpr PdpContext common_context = {.cid = 1, .type = "IP", .type_number = 1};
+constexpr PdpContext verizon_context = {.cid = 3, .type = "IPV4V6", .type_number = 3};
+
+struct BandLock {
+    const char *revision_part;
+    const char *command;
+};
+// The first row that fits counts.
+// clang-format off
+constexpr BandLock band_locks[] = {
+    {"EC25AFFA", "AT+QCFG=\"band\",0,42000000000000381a,0"},
+    {"EC25AFXD", "AT+QCFG=\"band\",0,42000000000000381a,0"},
+    {"EC25AFA",  "AT+QCFG=\"band\",0,80a,0"},
+    {"EC20CE",   "AT+QCFG=\"band\",0,1e200000095,0"},
+    {"EC25EUX",  "AT+QCFG=\"band\",0,1a0080800c5,0"},
+    {"EC25E",    "AT+QCFG=\"band\",0,1a0000800d5,0"},
+    {"EP06E",    "AT+QCFG=\"band\",0,7e00000000000000000000000000000000000000000000ff000001a0880800d5,0"},
+    {"EP06A",    "AT+QCFG=\"band\",0,2000000003300185a,0"},
+    {"EC25AU",   "AT+QCFG=\"band\",0,80080000df,0"},
+    {"EG25G",    "AT+QCFG=\"band\",0,1e00b0e18df,0"},
+};
+// clang-format on
+
+struct ScanMode {
+    const char *digit;
+    const char *text;
+};
+constexpr ScanMode scan_modes[] = {{"0", "AUTO"}, {"1", "GSM only"}, {"2", "WCDMA only"}, {"3", "LTE only"}};
+
+constexpr const char *auth_methods[] = {"NONE", "PAP", "CHAP", "PAP or CHAP"};
+
+int auth_number(const char *auth)
+{
+    const auto *found = std::find_if(std::begin(auth_methods), std::end(auth_methods),
+                                     [auth](const char *method) { return strcmp(method, auth) == 0; });
+    return found == std::end(auth_methods) ? 0 : static_cast<int>(found - auth_methods);
+}
+
+const char *or_empty(const char *text)
+{
+    return text == nullptr ? "" : text;
+}
+
+// A value that fills it makes the command too long, so that no cut value is ever sent.
+using Setting = Text<AtCommand::max_length + 1>;
+
+Setting read_setting(const Uci &uci, const char *path, const char *default_value)
+{
+    Setting value;
+    kuci2_get(uci, path, value);
+    return value.empty() ? default_value : value;
+}
+
+Text<20> capture(const char *command)
+{
+    Text<20> captured;
+    getShellCommandReturn(command, captured);
+    return captured;
+}
+
+// What a file holds in front of its newline; the last character goes whatever it is.
+std::string_view without_last(std::string_view text)
+{
+    return first_characters(text, text.empty() ? 0 : text.size() - 1);
+}
+
+uint8_t half_byte(char character)
+{
+    return static_cast<uint8_t>(character - (character >= ':' && character <= 'f' ? 55 : 48)) & 0xf;
+}
+
+} // namespace
+
+std::optional<AtCommand> compose_thermal_limit(const char *limit)
+{
+    if (!is_plain_text(limit))
+        return std::nullopt;
+    return compose_whole("AT+QCFG=\"thermal/limit_rates\",%s", limit);
+}
+
+std::optional<AtCommand> compose_thermal_range(const char *trigger, const char *clear)
+{
+    if (!is_plain_text(trigger) || !is_plain_text(clear))
+        return std::nullopt;
+    return compose_whole("AT+QCFG=\"thermal/modem\",1,%s,%s", trigger, clear);
+}
+
+std::optional<AtCommand> compose_apn(const PdpContext &context, const char *apn)
+{
+    if (!is_plain_text(or_empty(apn)))
+        return std::nullopt;
+    return compose_whole("AT+CGDCONT=%d,\"%s\",\"%s\"", context.cid, context.type, or_empty(apn));
+}
+
+std::optional<AtCommand> compose_auth(const PdpContext &context, const char *apn, const char *username,
+                                      const char *password, const char *auth)
+{
+    for (const char *text : {apn, username, password})
+        if (!is_plain_text(or_empty(text)))
+            return std::nullopt;
+    return compose_whole("AT+QICSGP=%d,%d,\"%s\",\"%s\",\"%s\",%d", context.cid, context.type_number, or_empty(apn),
+                         or_empty(username), or_empty(password), auth_number(or_empty(auth)));
+}
+
+bool is_sim_ready(std::string_view captured)
+{
+    return without_last(captured).starts_with("ready");
+}
+
+const PdpContext &pick_pdp_context(std::string_view captured)
+{
+    return without_last(captured).starts_with("verizon") ? verizon_context : common_context;
+}
+
+std::string_view parse_revision(std::string_view reply)
+{
+    constexpr std::string_view label = "Revision:";
+    constexpr size_t longest_revision = 59;
+    const std::string_view value = without_first(from_first(reply, label), label.size());
+    return first_characters(value, std::min(value.find_first_of("\r\n"), longest_revision));
+}
+
+const char *pick_band_lock(std::string_view revision)
+{
+    for (const BandLock &row : band_locks)
+        if (str_contains(revision, row.revision_part))
+            return row.command;
+    return nullptr;
+}
+
+std::string_view parse_iccid(std::string_view reply)
+{
+    constexpr size_t iccid_length = 20;
+    const std::string_view digits = without_first(reply, reply.find_first_of("0123456789"));
+    return first_characters(digits, std::min(digits.find_first_not_of("0123456789"), iccid_length));
+}
+
+const char *parse_scan_mode(std::string_view reply)
+{
+    // Anywhere in the reply: no other digit stands in it, unless the modem printed something unasked.
+    for (const ScanMode &mode : scan_modes)
+        if (str_contains(reply, mode.digit))
+            return mode.text;
+    return nullptr;
+}
+
+std::string_view parse_lte_mask(std::string_view reply)
+{
+    constexpr std::string_view mark = ",0x";
+    constexpr size_t longest_mask = 39;
+    const auto after_mark = [&](std::string_view text) { return without_first(from_first(text, mark), mark.size()); };
+    const std::string_view lte = after_mark(after_mark(reply));
+    const size_t comma = lte.find(mark);
+    if (comma == std::string_view::npos || !str_contains(after_mark(lte), "OK"))
+        return {};
+    return first_characters(lte, std::min(comma + 1, longest_mask));
+}
+
+size_t hex_to_bytes(std::string_view text, std::span<uint8_t> bytes)
+{
+    const size_t padding = text.size() % 2;
+    const size_t count = std::min((text.size() + padding) / 2, bytes.size());
+    for (size_t i = 0; i < count; i++) {
+        const size_t low = 2 * i + 1 - padding;
+        const uint8_t high_half = low == 0 ? 0 : half_byte(text[low - 1]);
+        bytes[i] = static_cast<uint8_t>(high_half << 4 | half_byte(text[low]));
+    }
+    return count;
+}
+
+Text<100> list_bands(std::string_view mask)
+{
+    std::array<uint8_t, 20> bytes;
+    const size_t count = hex_to_bytes(mask, bytes);
+    Text<100> list;
+    for (size_t bit = 0; bit < 8 * count; bit++) {
+        if ((bytes[count - 1 - bit / 8] >> bit % 8 & 1) == 0)
+            continue;
+        const auto entry = Text<8>::format("B%d ", static_cast<int>(bit) + 1);
+        if (list.size() + entry.size() >= list.capacity())
+            break;
+        list.append(entry.view());
+    }
+    return list;
+}
+
+int32_t parse_lte_band(std::string_view reply)
+{
+    int32_t band = 0;
+    for_each_tag(reply, ": \"servingcell", 12, [&](std::string_view found) {
+        const Json cell{json_object_new_object()};
+        if (band != 0 || parse_servingcell(found, cell.get()) != 0)
+            return;
+        const char *technology = kjson_get_string(cell.get(), "rat");
+        if (technology != nullptr && strcmp(technology, "LTE") == 0)
+            band = text_to_int(or_empty(kjson_get_string(cell.get(), "band")));
+    });
+    return band;
+}
+
+int quectel_set_thermal(const ModemDriver &rec)
+{
+    const Uci uci = kuci2_init();
+    const Setting limit = read_setting(uci, "devconf.modem.en_limt", "0");
+    const Setting trigger = read_setting(uci, "devconf.modem.tigger", "95");
+    const Setting clear = read_setting(uci, "devconf.modem.clear", "90");
+    if (write_setting(rec, compose_thermal_limit(limit.c_str())) != 0)
+        return -1;
+    return write_setting(rec, compose_thermal_range(trigger.c_str(), clear.c_str()));
+}
+
+int set_band_by_revision(const char *port_path, TextOut out)
+{
+    constexpr int reply_capacity = 500;
+    Text<400> identity;
+    if (at_command(port_path, AtCommand{"ATI"}, identity) != 0 || !reply_has_ok(identity.view()))
+        return -2;
+    const char *command = pick_band_lock(parse_revision(identity.view()));
+    if (command == nullptr)
+        return -2;
+    at_command(port_path, AtCommand{command}, out, reply_capacity); // without a reply out is empty, and holds no OK
+    return reply_has_ok(out.view()) ? 0 : -2;
+}
+
+int quectel_set_apn(const ModemDriver &rec, const char *apn)
+{
+    if (!is_sim_ready(capture(print_sim_status).view()))
+        return -1;
+    return write_setting(rec, compose_apn(pick_pdp_context(capture(print_sim_type).view()), apn));
+}
+
+int quectel_set_auth(const ModemDriver &rec, const char *apn, const char *username, const char *password,
+                     const char *auth)
+{
+    if (!is_sim_ready(capture(print_sim_status).view()))
+        return -1;
+    const PdpContext &context = pick_pdp_context(capture(print_sim_type).view());
+    return write_setting(rec, compose_auth(context, apn, username, password, auth));
+}
+
+int quectel_get_iccid(const ModemDriver &rec, TextOut out)
+{
+    Text<48> reply;
+    if (!ask_modem_ok(rec, AtCommand{"AT+QCCID"}, reply))
+        return -1;
+    const std::string_view digits = parse_iccid(reply.view());
+    out.assign(digits);
+    return digits.size() == 20 ? 0 : -1;
+}
+
+int quectel_get_bands(const ModemDriver &rec, json_object *object)
+{
+    Text<1024> reply;
+    if (!ask_modem_ok(rec, AtCommand{"AT+QCFG=\"band\""}, reply))
+        return 0;
+    const std::string_view mask = parse_lte_mask(reply.view());
+    if (mask.empty())
+        return 0;
+    kjson_add_string(object, "EGPRS", "850MHz 900MHz 1800Mhz 1900MHz ");
+    kjson_add_string(object, "LTE", list_bands(mask).view());
+    return 0;
+}
+
+int quectel_get_scan_mode(const ModemDriver &rec, TextOut out)
+{
+    Text<80> reply;
+    if (ask_modem(rec, AtCommand{"AT+QCFG=\"nwscanmode\""}, reply) != 0)
+        return 0;
+    if (!reply_has_ok(reply.view())) {
+        out.assign("ERROR");
+        return -1;
+    }
+    if (const char *mode = parse_scan_mode(reply.view()); mode != nullptr)
+        out.assign(mode);
+    return 0;
+}
+
+int32_t get_lte_band(const char *bus, int32_t interface, const char *key)
+{
+    Text<32> fixed_band;
+    kuci2_get(kuci2_init(), key, fixed_band);
+    if (!fixed_band.empty())
+        return text_to_int(fixed_band.c_str());
+    Text<30> port;
+    at_port_path(bus, interface, port);
+    Text<1024> reply;
+    if (at_command(port.c_str(), AtCommand{"AT+QENG=\"servingcell\""}, reply) != 0 || !reply_has_ok(reply.view()))
+        return 0;
+    return parse_lte_band(reply.view());
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "core/modem_driver.h"
+
+// Sierra Wireless MC7430: its status report (AT!GSTATUS?), lines of a label, blanks and a value. The AT port is busy
+// while the data connection is being set up: the operations that are asked again and again step aside while the
+// interface is pending (up to 100 s are spent on asking), and say so in the system log.
+
+/// Signal level (1 to 4). @return 4 LTE, 3 WCDMA; 0 when the modem does not answer with OK; -1 when it is busy or does
+/// not tell enough. level is written for 4 and 3 only
+int sierra_get_signal(const ModemDriver &rec, int32_t &level);
+
+/// Appends the primary and secondary LTE cell and the WCDMA cell, as far as the report has them; every value a JSON
+/// string.
+/// @return 0, also when the modem does not answer; -1 when memory runs out
+int sierra_get_cells(const ModemDriver &rec, json_object *array);
+
+/// Registration by AT+CREG?. @return 0 registered, also when it is busy or does not answer with OK; -1
+int sierra_check_register(const ModemDriver &rec);
+
+/// @return 1 when the report tells a carrier aggregation state other than "NOT ASSIGNED", else 0
+int sierra_get_ca_info(const ModemDriver &rec);
+
+/// SIM state by AT+CPIN?; scratch is not written. @return 0 ready, unknown or busy; -1 no SIM; -2 PIN. A PUK is not
+/// told apart from a ready SIM
+int sierra_get_sim_status(const ModemDriver &rec, TextOut scratch);
+
+// How the report is read; results as those of the operations above.
+
+int parse_gstatus_signal(std::string_view report, int32_t &level);
+int parse_gstatus_cells(std::string_view report, json_object *array);
+bool parse_gstatus_ca(std::string_view report);

@@ -1,0 +1,111 @@
+#include <span>
+
+#include "at/at.h"
+#include "core/signal_grade.h"
+#include "drivers/sierra.h"
+
+namespace {
+
+struct ReportKey {
+    const char *key;
+    const char *label;
+    int earlier = 0; ///< occurrences of label that belong to other keys
+};
+
+struct ReportCell {
+    const char *word; ///< the report tells such a cell when it holds this
+    const char *type;
+    const char *technology;
+    std::span<const ReportKey> keys;
+};
+
+// clang-format off
+constexpr ReportKey primary_keys[] = {
+    {"state", "PS state:"}, {"cellid", "Cell ID:"}, {"band", "LTE band:"}, {"bandwidth", "LTE bw:"},
+    {"tx-chan", "LTE Tx chan:"}, {"rx-chan", "LTE Rx chan:"}, {"M-rssi", "PCC RxM RSSI:"}, {"D-rssi", "PCC RxD RSSI:"},
+    {"M-rsrp", "RSRP (dBm):"}, {"D-rsrp", "RSRP (dBm):", 1}, {"rsrq", "RSRQ (dB):"}, {"sinr", "SINR (dB):"}, {"tac", "TAC:"},
+};
+constexpr ReportKey secondary_keys[] = {
+    {"band", "LTE Scell band:"}, {"bandwidth", "LTE Scell bw:"}, {"chan", "LTE Scell chan:"},
+    {"M-rssi", "SCC RxM RSSI:"}, {"D-rssi", "SCC RxD RSSI:"}, {"M-rsrp", "RSRP (dBm):", 2}, {"D-rsrp", "RSRP (dBm):", 3},
+};
+constexpr ReportKey wcdma_keys[] = {
+    {"state", "PS state:"}, {"cellid", "UTRAN Cell ID:"}, {"band", "WCDMA band:"}, {"chan", "WCDMA channel:"},
+    {"M-rssi-c0", "RxM RSSI C0:"}, {"M-rssi-c1", "RxM RSSI C1:"}, {"D-rssi-c0", "RxD RSSI C0:"}, {"D-rssi-c1", "RxD RSSI C1:"},
+    {"lac", "LAC:"},
+};
+constexpr ReportCell report_cells[] = {
+    {"LTE",   "PSS",         "LTE",   primary_keys},
+    {"SCC",   "SSS",         "LTE",   secondary_keys},
+    {"WCDMA", "servingcell", "WCDMA", wcdma_keys},
+};
+// clang-format on
+
+// The blanks that the report puts between label and value belong to the label.
+struct Metric {
+    const char *label;
+    GradeSteps steps;
+};
+constexpr Metric lte_metrics[] = {
+    {"PCC RxM RSSI:  ", lte_rssi_steps},
+    {"RSRP (dBm):  ", lte_rsrp_steps},
+    {"RSRQ (dB):     ", lte_rsrq_steps},
+    {"SINR (dB):     ", {13, 10, 7}},
+};
+constexpr Metric wcdma_metrics[] = {{"RxM RSSI C0:", lte_rssi_steps}};
+
+// The mean of the metrics' grades, written only when the report has them all. @return generation, -1
+int grade_report(std::string_view report, std::span<const Metric> metrics, int generation, int32_t &level)
+{
+    int32_t sum = 0;
+    for (const Metric &metric : metrics) {
+        int32_t value;
+        if (int_after_label(report, metric.label, value) != 0)
+            return -1;
+        sum += grade_reading(value, metric.steps);
+    }
+    level = sum / static_cast<int32_t>(metrics.size());
+    return generation;
+}
+
+void fill_cell(json_object *object, std::string_view report, const ReportCell &cell)
+{
+    kjson_add_string(object, "type", cell.type);
+    for (const ReportKey &row : cell.keys) {
+        Text<101> value;
+        if (field_after_label(report, row.label, row.earlier, value) == 0)
+            kjson_add_string(object, row.key, value.view());
+    }
+    kjson_add_string(object, "rat", cell.technology);
+}
+
+} // namespace
+
+int parse_gstatus_signal(std::string_view report, int32_t &level)
+{
+    if (str_contains(report, "LTE"))
+        return grade_report(report, lte_metrics, 4, level);
+    if (str_contains(report, "WCDMA"))
+        return grade_report(report, wcdma_metrics, 3, level);
+    return -1;
+}
+
+int parse_gstatus_cells(std::string_view report, json_object *array)
+{
+    for (const ReportCell &cell : report_cells) {
+        if (!str_contains(report, cell.word))
+            continue;
+        Json object{json_object_new_object()};
+        if (!object)
+            return -1;
+        fill_cell(object.get(), report, cell);
+        kjson_array_add(array, std::move(object));
+    }
+    return 0;
+}
+
+bool parse_gstatus_ca(std::string_view report)
+{
+    Text<101> state;
+    return field_after_label(report, "LTE CA state:", 0, state) == 0 && !str_contains(state.view(), "NOT ASSIGNED");
+}
