@@ -1,11 +1,13 @@
 #include "core/modem_table.h"
 
+#include "connection/interface_control.h"
 #include "drivers/fibocom.h"
 #include "drivers/generic.h"
 #include "drivers/quectel.h"
 #include "drivers/sierra.h"
 #include "drivers/simcom.h"
 #include "drivers/zte.h"
+#include "sms/spool.h"
 
 // The one file that sees every driver: which functions a family of models has, and the models.
 
@@ -19,10 +21,10 @@ constexpr ModemOps generic_ops = {
     .get_signal     = nullptr,
     .get_imsi       = get_imsi,
     .set_scan_mode  = set_scan_mode,
-    .sms_remove     = nullptr,
-    .sms_remove_all = nullptr,
-    .iface_up       = nullptr,
-    .iface_down     = nullptr,
+    .sms_remove     = sms_remove,
+    .sms_remove_all = sms_remove_all,
+    .iface_up       = iface_up,
+    .iface_down     = iface_down,
     .get_carrier    = get_carrier,
     .get_creg       = get_creg,
     .get_imei       = get_imei,

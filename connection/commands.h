@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string_view>
+
+#include "platform/text.h"
+
+// Every line that this room hands to the shell. A value that could mean something to the shell, or does not fit whole,
+// gives an empty command, which is not run.
+
+using ShellCommand = Text<128>;
+
+inline constexpr char read_wan_zone[] = "uci get firewall.@zone[1].network";
+inline constexpr char reload_firewall[] = "/etc/init.d/firewall reload";
+inline constexpr char refresh_zones[] = "zonewall";
+inline constexpr char stop_shortcuts[] = "/etc/init.d/shortcut-fe stop";
+
+/// Asks the network daemon to bring the interface up.
+ShellCommand compose_interface_up(const char *iface);
+/// Keeps the interface from coming up again by itself.
+ShellCommand compose_disable_interface(const char *iface);
+/// Sets the networks of the WAN firewall zone to zone and iface; an empty iface leaves zone alone.
+ShellCommand compose_set_wan_zone(std::string_view zone, std::string_view iface);
+/// Prints the WAN zone's networks without iface, also where it is part of a longer name.
+ShellCommand compose_read_wan_zone_without(const char *iface);
+/// Commits a package; the puffin board's flash needs a sync behind it.
+ShellCommand compose_commit(const char *package, std::string_view board);

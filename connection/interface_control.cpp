@@ -1,0 +1,101 @@
+#include "connection/interface_control.h"
+
+#include <unistd.h>
+
+#include "connection/commands.h"
+#include "platform/board.h"
+#include "platform/interface_state.h"
+#include "platform/shell.h"
+
+namespace {
+
+constexpr int ubus_timeout_s = 100;
+constexpr useconds_t down_poll_us = 100'000;
+
+using Zone = Text<256>;
+
+void run(const ShellCommand &command)
+{
+    if (!command.empty())
+        execCommand(command.c_str());
+}
+
+Text<64> board_name()
+{
+    Text<64> board;
+    get_model_name(board);
+    return board;
+}
+
+std::string_view without_trailing_blanks(std::string_view text)
+{
+    return first_characters(text, text.find_last_not_of(' ') + 1);
+}
+
+Zone read_zone(const char *command)
+{
+    Zone zone;
+    if (*command != '\0')
+        getShellCommandReturnLine(command, zone);
+    return zone;
+}
+
+// A list that cannot be written whole is not written at all.
+void write_zone(std::string_view zone, std::string_view iface)
+{
+    const ShellCommand set = compose_set_wan_zone(without_trailing_blanks(zone), iface);
+    if (set.empty())
+        return;
+    run(set);
+    run(compose_commit("firewall", board_name().view()));
+    execCommand(reload_firewall);
+}
+
+void enter_zone(const char *iface)
+{
+    const Zone zone = read_zone(read_wan_zone);
+    if (zone.view().find(iface) == std::string_view::npos)
+        write_zone(zone.view(), iface);
+    else
+        execCommand(refresh_zones);
+}
+
+void leave_zone(const char *iface)
+{
+    const ShellCommand read = compose_read_wan_zone_without(iface);
+    if (!read.empty())
+        write_zone(read_zone(read.c_str()).view(), {});
+}
+
+} // namespace
+
+int iface_up(int budget_s, const char *iface)
+{
+    reload_network(ubus_timeout_s);
+    run(compose_interface_up(iface));
+    enter_zone(iface);
+    for (int i = 0; i < budget_s; i++) {
+        sleep(1);
+        if (interface_state(iface, ubus_timeout_s) == interface_is_up)
+            return interface_is_up;
+    }
+    return interface_state(iface, ubus_timeout_s);
+}
+
+int iface_down(int polls, const char *iface)
+{
+    const auto board = board_name();
+    if (board == "condor")
+        execCommand(stop_shortcuts);
+    run(compose_disable_interface(iface));
+    run(compose_commit("network", board.view()));
+    reload_network(ubus_timeout_s);
+    for (int i = 0; i < polls; i++) {
+        usleep(down_poll_us);
+        if (interface_state(iface, ubus_timeout_s) == interface_is_down) {
+            leave_zone(iface);
+            return interface_is_down;
+        }
+    }
+    return interface_state(iface, ubus_timeout_s);
+}
