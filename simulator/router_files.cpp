@@ -105,12 +105,11 @@ config wifi-iface 'default_radio0'
 )"},
     {"devconf", R"(
 config modem 'modem'
-	option bus '1-1.2'
-	option dev1 '1-1.2'
+	list bus '1-1.2'
 )"},
     {"cellconf", ""},
     {"smsrelay", R"(
-config sms 'sms'
+config sms 'general'
 	option enabled '0'
 )"},
     {"mwan3", R"(

@@ -7,8 +7,10 @@
 #include <map>
 #include <string>
 
+#include "at/at.h"
 #include "core/modem_table.h"
 #include "discovery/ports.h"
+#include "drivers/quectel.h"
 
 namespace {
 
@@ -51,6 +53,14 @@ const std::map<std::string, Operation> operations = {
          c.text.assign(json_object_to_json_string_ext(c.json.get(), JSON_C_TO_STRING_PLAIN));
          return result;
      }},
+    {"set_band_by_revision",
+     [](Call &c) {
+         Text<500> reply;
+         const int result = set_band_by_revision(c.port().c_str(), reply);
+         c.text.assign(reply_has_ok(reply.view()) ? "OK" : "");
+         return result;
+     }},
+    {"get_lte_band", [](Call &c) { return get_lte_band(c.rec.bus.c_str(), c.rec.control_port, c.word(0)); }},
     {"set_apn", [](Call &c) { return c.rec.ops.set_apn(c.rec, c.word(0)); }},
     {"set_auth", [](Call &c) { return c.rec.ops.set_auth(c.rec, c.word(0), c.word(1), c.word(2), c.word(3)); }},
     {"iface_up", [](Call &c) { return c.rec.ops.iface_up(c.number(0), c.word(1)); }},

@@ -133,6 +133,55 @@ TEST(PdpContext, OfAFibocomNeedsNoSimFile)
     EXPECT_EQ(run.sent_to("ttyUSB2"), "AT+CGDCONT=1,\"IP\",\"internet\"\r\n");
 }
 
+// Band locks
+
+struct LockRow {
+    const char *revision;
+    const char *command; // null: none is sent
+};
+const LockRow lock_rows[] = {
+    {"EC25AFFAR07A08M4G", "AT+QCFG=\"band\",0,42000000000000381a,0"},
+    {"EC25AFXDR08A01M4G", "AT+QCFG=\"band\",0,42000000000000381a,0"},
+    {"EC25AFAR05A06M4G", "AT+QCFG=\"band\",0,80a,0"},
+    {"EC20CEFRSGR08A03M2G", "AT+QCFG=\"band\",0,1e200000095,0"},
+    {"EC25EUXGAR08A03M1G", "AT+QCFG=\"band\",0,1a0080800c5,0"},
+    {"EC25EFAR06A01M4G", "AT+QCFG=\"band\",0,1a0000800d5,0"},
+    {"EP06ELAR03A08M4G", "AT+QCFG=\"band\",0,7e00000000000000000000000000000000000000000000ff000001a0880800d5,0"},
+    {"EP06ALAR02A09M4G", "AT+QCFG=\"band\",0,2000000003300185a,0"},
+    {"EC25AUXGAR08A03M1G", "AT+QCFG=\"band\",0,80080000df,0"},
+    {"EG25GGBR07A08M2G", "AT+QCFG=\"band\",0,1e00b0e18df,0"},
+    {"EC21EFAR06A03M4G", nullptr},
+};
+
+TEST(BandLock, IsChosenByTheFirmwareRevision)
+{
+    for (const auto &row : lock_rows) {
+        const RouterRun run = operation({"--modem", std::string{"EC25,revision="} + row.revision},
+                                        {"3", "1-1.2", "set_band_by_revision"});
+        EXPECT_EQ(run.out, row.command == nullptr ? "-2 \n" : "0 OK\n") << row.revision;
+        EXPECT_EQ(run.sent_to("ttyUSB2"),
+                  row.command == nullptr ? "ATI\r\n" : std::string{"ATI\r\n"} + row.command + "\r\n");
+    }
+}
+
+TEST(LteBand, IsTheFixedOneWhereThereIsOne)
+{
+    const RouterRun fixed =
+        operation({"--modem", "EC25", "--put-text", "/etc/config/devconf=config service modem\n\toption dev1 '40'"},
+                  {"3", "1-1.2", "get_lte_band", "devconf.modem.dev1"});
+    EXPECT_EQ(fixed.out, "40 \n");
+    EXPECT_EQ(fixed.sent_to("ttyUSB2"), "");
+    EXPECT_EQ(operation({"--modem", "EC25"}, {"3", "1-1.2", "get_lte_band", "devconf.modem.dev1"}).out, "3 \n");
+    EXPECT_EQ(operation({"--modem", "EC25,rat=WCDMA"}, {"3", "1-1.2", "get_lte_band", "devconf.modem.dev1"}).out,
+              "0 \n");
+}
+
+TEST(Bands, AreListedWithTheirMask)
+{
+    const std::string out = operation({"--modem", "EG91"}, {"8", "1-1.2", "get_bands"}).out;
+    EXPECT_EQ(out.find("0 {\"EGPRS\":\"850MHz 900MHz 1800Mhz 1900MHz \",\"LTE\":\"B"), 0u) << out;
+}
+
 // Operations of a port number
 
 TEST(ScanMode, IsWrittenByItsNumberAndReadsBack)
