@@ -16,6 +16,14 @@ bool is_plain(std::string_view text)
     return std::all_of(text.begin(), text.end(), is_harmless);
 }
 
+// A file's path may hold a colon too, as those of LEDs do, and no blank.
+bool is_plain_path(std::string_view path)
+{
+    return std::all_of(path.begin(), path.end(), [](char character) {
+        return character != ' ' && (is_harmless(character) || character == '/' || character == ':');
+    });
+}
+
 __attribute__((format(printf, 1, 2))) ShellCommand compose_whole(const char *format, ...)
 {
     ShellCommand command;
@@ -52,6 +60,24 @@ ShellCommand compose_read_wan_zone_without(const char *iface)
     if (!is_plain(iface))
         return {};
     return compose_whole("uci get firewall.@zone[1].network | sed -e \"s/%s//g\"", iface);
+}
+
+ShellCommand compose_stop_autoconnect(const char *device)
+{
+    constexpr size_t buffer_size = 100;
+    if (!is_plain_path(device))
+        return {};
+    const auto command =
+        compose_whole("timeout -t 2 uqmi -d %s --stop-network 4294967295 --autoconnect 2>/dev/null", device);
+    return command.size() < buffer_size ? command : ShellCommand{};
+}
+
+Text<500> compose_power_pulse(const char *file, bool high)
+{
+    if (!is_plain_path(file))
+        return {};
+    const int first = high ? 1 : 0;
+    return Text<500>::format("echo %d > %s; sleep 1; echo %d > %s", first, file, 1 - first, file);
 }
 
 ShellCommand compose_commit(const char *package, std::string_view board)

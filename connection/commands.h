@@ -12,6 +12,10 @@ using ShellCommand = Text<128>;
 inline constexpr char read_wan_zone[] = "uci get firewall.@zone[1].network";
 inline constexpr char reload_firewall[] = "/etc/init.d/firewall reload";
 inline constexpr char refresh_zones[] = "zonewall";
+inline constexpr char read_sim_type_command[] = "cat /tmp/sim_type";
+inline constexpr char reload_led[] = "/etc/init.d/led reload 2>&1 >/dev/null";
+inline constexpr char restart_multi_wan[] = "mwan3 restart";
+inline constexpr char kill_qmi_clients[] = "killall uqmi 2>/dev/null";
 inline constexpr char stop_shortcuts[] = "/etc/init.d/shortcut-fe stop";
 
 /// Asks the network daemon to bring the interface up.
@@ -22,5 +26,9 @@ ShellCommand compose_disable_interface(const char *iface);
 ShellCommand compose_set_wan_zone(std::string_view zone, std::string_view iface);
 /// Prints the WAN zone's networks without iface, also where it is part of a longer name.
 ShellCommand compose_read_wan_zone_without(const char *iface);
+/// Ends the connection that the modem on the QMI control device holds by itself; the handle is that of all connections.
+ShellCommand compose_stop_autoconnect(const char *device);
+/// Switches a control file to one level for a second and back: 1, 0 where high, else 0, 1.
+Text<500> compose_power_pulse(const char *file, bool high);
 /// Commits a package; the puffin board's flash needs a sync behind it.
 ShellCommand compose_commit(const char *package, std::string_view board);

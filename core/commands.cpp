@@ -4,8 +4,9 @@
 #include <cstring>
 
 #include "at/at.h"
+#include "core/connect_commands.h"
 #include "core/modem_table.h"
-#include "discovery/modem_record.h"
+#include "discovery/carrier.h"
 #include "discovery/ports.h"
 #include "status/signal_cache.h"
 
@@ -132,9 +133,19 @@ int run_get_mode(const CommandRun &run)
 }
 
 constexpr Command commands[] = {
-    {"sim-status", run_sim_status}, {"AT", run_at},           {"signal", run_signal},
-    {"cells", run_cells},           {"carrier", run_carrier}, {"check_register", run_check_register},
-    {"get_mode", run_get_mode},     {"iccid", run_iccid},     {"thermal", run_thermal},
+    {"connect", run_connect},
+    {"connect-auto", run_connect_auto},
+    {"new-connect-auto", run_new_connect_auto},
+    {"disconnect", run_disconnect},
+    {"sim-status", run_sim_status},
+    {"AT", run_at},
+    {"signal", run_signal},
+    {"cells", run_cells},
+    {"carrier", run_carrier},
+    {"check_register", run_check_register},
+    {"get_mode", run_get_mode},
+    {"iccid", run_iccid},
+    {"thermal", run_thermal},
 };
 
 } // namespace

@@ -1,6 +1,6 @@
-#include "core/modem_table.h"
+#include "discovery/carrier.h"
+
 #include "discovery/commands.h"
-#include "discovery/modem_record.h"
 #include "drivers/generic.h"
 #include "platform/board.h"
 #include "platform/files.h"

@@ -2,6 +2,7 @@
 
 #include "core/debug.h"
 #include "core/modem_table.h"
+#include "discovery/carrier.h"
 #include "discovery/ports.h"
 
 namespace {

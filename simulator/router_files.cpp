@@ -87,6 +87,10 @@ config led 'led_modem'
 	option trigger 'netdev'
 	option mode 'link tx rx'
 	option dev 'wwan0'
+
+config led 'led_3gnet'
+	option name '3gnet'
+	option trigger 'netdev'
 )"},
     {"wireless", R"(
 config wifi-device 'radio0'

@@ -1,0 +1,111 @@
+#include "connection/connect.h"
+
+#include <unistd.h>
+
+#include "connection/commands.h"
+#include "core/modem_table.h"
+#include "discovery/ports.h"
+#include "platform/board.h"
+#include "platform/shell.h"
+
+namespace {
+
+constexpr uint32_t flag_directip = 0x04;
+constexpr uint32_t flag_wwan = 0x10;
+constexpr uint32_t flag_ncm = 0x20;
+
+constexpr int given_device_budget_s = 1;
+constexpr int found_device_budget_s = 15;
+constexpr int tolerant_budget_s = 10; // up to here an interface that is not up yet is no failure
+
+struct Link {
+    const char *proto;
+    Text<16> ifname;
+};
+
+// The data device: the one given, or the one found, and how long its interface may take to come up.
+struct DataDevice {
+    Text<64> path;
+    int budget_s;
+};
+
+DataDevice find_device(const ModemDriver &rec, const char *given, int32_t interface_number)
+{
+    if (given != nullptr)
+        return {Text<64>{std::string_view{given}}, given_device_budget_s};
+    DataDevice device{.path = {}, .budget_s = found_device_budget_s};
+    at_port_path(rec.bus.c_str(), rec.modem_id == unknown_modem_id ? 0 : interface_number, device.path);
+    return device;
+}
+
+Link pick_serial_link(ModemDriver &rec)
+{
+    if (rec.proto_flags & flag_directip) {
+        bus_netdev(rec.bus.c_str(), "eth", rec.ppp_netdev);
+        return {"directip", rec.ppp_netdev};
+    }
+    if (rec.proto_flags & flag_wwan) {
+        Text<10> netdev;
+        if (bus_netdev(rec.bus.c_str(), "wwan", netdev) <= 0)
+            netdev.assign(rec.ppp_netdev.view());
+        return {"callip", Text<16>{netdev.view()}};
+    }
+    if (rec.proto_flags & flag_ncm)
+        return {"ncm", rec.ncm_netdev};
+    return {"3g", rec.ppp_netdev};
+}
+
+void configure(const ModemDriver &rec, const Link &link, const DataDevice &device, const ConnectSettings &settings)
+{
+    unlink(Text<50>::format("/tmp/modem.%s/fail_count", rec.bus.c_str()).c_str());
+    delete_interface(rec.iface.c_str());
+    ConnectSettings with_device = settings;
+    with_device.device = device.path.c_str();
+    write_interface(rec, link.ifname.c_str(), link.proto, with_device);
+    override_condor_metric(rec.iface.c_str(), rec.bus.c_str());
+}
+
+int bring_up(const ModemDriver &rec, int budget_s)
+{
+    if (rec.ops.iface_up != nullptr && rec.ops.iface_up(budget_s, rec.iface.c_str()) == 0) {
+        set_current_modem_id(rec.modem_id);
+        return 0;
+    }
+    return budget_s <= tolerant_budget_s ? 0 : -1;
+}
+
+// The part of the two QMI flows that they share; stop_autoconnect is the one step in which they differ.
+int connect_by_qmi_device(const ModemDriver &rec, const char *proto, bool stop_autoconnect,
+                          const ConnectSettings &settings)
+{
+    const DataDevice device = find_device(rec, settings.device, rec.qmi_port);
+    const bool is_checked = settings.device == nullptr && rec.modem_id != unknown_modem_id;
+    if (is_checked && !cmm_check_file_is_exist(device.path.c_str()))
+        return -1;
+    configure(rec, {proto, rec.qmi_netdev}, device, settings);
+    execCommand(kill_qmi_clients);
+    if (stop_autoconnect && rec.modem_id != unknown_modem_id)
+        execCommand(compose_stop_autoconnect(device.path.c_str()).c_str());
+    return bring_up(rec, device.budget_s);
+}
+
+} // namespace
+
+int serial_connect(ModemDriver rec, const ConnectSettings &settings)
+{
+    const DataDevice device = find_device(rec, settings.device, rec.data_port);
+    // Deriving the link may rewrite the record's serial network device, which is why the record is a copy.
+    const Link link = pick_serial_link(rec);
+    configure(rec, link, device, settings);
+    return bring_up(rec, device.budget_s);
+}
+
+int qcm_connect(ModemDriver rec, const ConnectSettings &settings)
+{
+    return connect_by_qmi_device(rec, "qcm", false, settings);
+}
+
+int qmi_connect(ModemDriver rec, const ConnectSettings &settings)
+{
+    return connect_by_qmi_device(rec, "qmi", true, settings);
+}

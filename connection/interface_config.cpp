@@ -1,0 +1,153 @@
+#include "connection/interface_config.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "connection/commands.h"
+#include "connection/multi_wan.h"
+#include "platform/board.h"
+#include "platform/shell.h"
+#include "platform/uci.h"
+
+namespace {
+
+constexpr char default_metric[] = "40";
+constexpr char verizon_mtu[] = "1428";
+constexpr std::string_view verizon = "verizon";
+
+const char *base_name(const char *path)
+{
+    const char *slash = strrchr(path, '/');
+    return slash == nullptr ? path : slash + 1;
+}
+
+bool holds(const char *text, const char *needle)
+{
+    return text != nullptr && strstr(text, needle) != nullptr;
+}
+
+// Writes options of one section.
+struct SectionWriter {
+    const Uci &uci;
+    const char *section;
+
+    void set(const char *option, const char *value) const
+    {
+        if (value != nullptr)
+            kuci_set_name(uci, "network", section, option, value);
+    }
+};
+
+void write_device(const SectionWriter &section, const char *device)
+{
+    if (device == nullptr)
+        return;
+    section.set("device", device);
+    Text<50> node;
+    int visits = 0;
+    if (find_usb_node("/sys/devices/platform/", base_name(device), node, visits) > 0)
+        section.set("node", node.c_str());
+}
+
+Text<20> read_sim_type()
+{
+    Text<20> captured;
+    getShellCommandReturn(read_sim_type_command, captured);
+    return Text<20>{first_characters(captured.view(), captured.size() - (captured.empty() ? 0 : 1))};
+}
+
+void write_network(const Uci &uci, const ModemDriver &rec, const char *ifname, const char *proto,
+                   const ConnectSettings &settings)
+{
+    const SectionWriter section{uci, rec.iface.c_str()};
+    kuci_set_name(uci, "network", rec.iface.c_str(), nullptr, "interface");
+    section.set("ifname", ifname);
+    section.set("service", settings.service);
+    section.set("apn", settings.apn);
+    section.set("proto", proto);
+    write_device(section, settings.device);
+    section.set("pincode", settings.pincode);
+    section.set("dialnumber", settings.dialnumber);
+    section.set("username", settings.username);
+    section.set("password", settings.password);
+    section.set("auth", settings.auth);
+    // The second control device gets no raw_ip: its network device speaks Ethernet.
+    if (rec.raw_ip != 0 && settings.device != nullptr && strcmp(settings.device, "/dev/cdc-wdm0") == 0)
+        section.set("raw_ip", "1");
+    section.set("mtu", pick_mtu(settings.mtu, read_sim_type().view()));
+    section.set("metric", default_metric);
+    section.set("disabled", "0");
+    kuci_commit(uci, "network");
+}
+
+void write_modem_context(const ModemDriver &rec, const ConnectSettings &settings)
+{
+    if (settings.apn != nullptr && rec.ops.set_apn != nullptr)
+        rec.ops.set_apn(rec, settings.apn);
+    if (settings.auth != nullptr && rec.ops.set_auth != nullptr)
+        rec.ops.set_auth(rec, settings.apn, settings.username, settings.password, settings.auth);
+}
+
+} // namespace
+
+Text<20> pick_led_device(const char *iface, const char *ifname, const char *proto, const char *device)
+{
+    if (strcmp(proto, "3g") == 0)
+        return Text<20>::format("3g-%s", iface);
+    if (strcmp(proto, "directip") == 0)
+        return ifname == nullptr ? Text<20>{} : Text<20>{std::string_view{ifname}};
+    return holds(device, "wdm1") && !holds(device, "wdm0") ? "wwan1" : "wwan0";
+}
+
+const char *pick_condor_metric(std::string_view bus)
+{
+    return bus == "2-1.2" ? "60" : bus == "1-1.4" ? "70" : default_metric;
+}
+
+const char *pick_mtu(const char *mtu, std::string_view sim_type)
+{
+    if (mtu != nullptr && *mtu != '\0')
+        return mtu;
+    return sim_type.starts_with(verizon) ? verizon_mtu : nullptr;
+}
+
+void write_interface(const ModemDriver &rec, const char *ifname, const char *proto, const ConnectSettings &settings)
+{
+    Uci uci = kuci_init();
+    write_network(uci, rec, ifname, proto, settings);
+    write_modem_context(rec, settings);
+    const auto led_device = pick_led_device(rec.iface.c_str(), ifname, proto, settings.device);
+    if (!led_device.empty())
+        kuci_set(uci, "system.led_3gnet.dev", led_device.c_str());
+    kuci_commit(uci, "system");
+    if (settings.operator_name != nullptr) {
+        kuci_set(uci, "devconf.modem.operator", settings.operator_name);
+        kuci_commit(uci, "devconf");
+    }
+    kuci_free(std::move(uci));
+    execCommand(reload_led);
+    set_up_multi_wan_member(rec.iface.c_str(), settings.operator_name);
+    write_forced_ttl(rec, led_device.c_str());
+}
+
+int delete_interface(const char *iface)
+{
+    Uci uci = kuci_init();
+    kuci_delete(uci, Text<64>::format("network.%s", iface).c_str());
+    kuci_commit(uci, "network");
+    kuci_free(std::move(uci));
+    return 0;
+}
+
+int override_condor_metric(const char *iface, const char *bus)
+{
+    Text<32> board;
+    get_model_name(board);
+    if (!(board == "condor"))
+        return 0;
+    Uci uci = kuci_init();
+    kuci_set_name(uci, "network", iface, "metric", pick_condor_metric(bus));
+    kuci_commit(uci, "network");
+    kuci_free(std::move(uci));
+    return 0;
+}

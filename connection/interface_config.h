@@ -1,0 +1,49 @@
+#pragma once
+
+#include "core/modem_driver.h"
+
+/// How the modem is to be connected. A null text is not set; an empty one is set and empty.
+struct ConnectSettings {
+    const char *device =
+        nullptr; ///< data device, "/dev/ttyUSB3" or "/dev/cdc-wdm0"; null: found from the modem's record
+    const char *service = nullptr; ///< "fdd_lte", "umts" ...
+    const char *apn = nullptr;
+    const char *pincode = nullptr;
+    const char *dialnumber = nullptr;
+    const char *username = nullptr;
+    const char *password = nullptr;
+    const char *auth = nullptr; ///< "NONE", "PAP", "CHAP", "PAP or CHAP"
+    const char *mtu = nullptr;
+    const char *operator_name = nullptr; ///< one that begins with "Visible" keeps the modem out of multi-WAN
+};
+
+/// Writes the UCI network section of rec's interface, the LED's device, the operator, the multi-WAN member and the
+/// forced TTL, and the APN and authentication into the modem where settings give them. Nothing here fails visibly: what
+/// cannot be written is left out.
+/// @param ifname  network device, null to leave the option out
+/// @param proto   "3g", "directip", "callip", "ncm", "qcm" or "qmi"
+void write_interface(const ModemDriver &rec, const char *ifname, const char *proto, const ConnectSettings &settings);
+
+/// Removes the interface's UCI network section. @return 0
+int delete_interface(const char *iface);
+
+/// On the condor board, which has two modems: gives the interface the metric of its bus. @return 0
+int override_condor_metric(const char *iface, const char *bus);
+
+/// Searches directory and below (1000 visits at most, counted by visits) for directories named name. out (50 bytes)
+/// becomes the nearest directory above the match whose name looks like a USB bus or interface ("1-1.2:1.4").
+/// @return matches; 0 or below when there is none
+int find_usb_node(const char *directory, const char *name, TextOut out, int &visits);
+
+// What the writer decides.
+
+/// Device whose traffic the 3G/LTE LED follows; nothing for "directip" without ifname.
+Text<20> pick_led_device(const char *iface, const char *ifname, const char *proto, const char *device);
+/// Metric of the modem on bus of the condor board.
+const char *pick_condor_metric(std::string_view bus);
+/// MTU to write, null for none: Verizon's network needs 1428 where none is given.
+const char *pick_mtu(const char *mtu, std::string_view sim_type);
+
+/// What becomes of the multi-WAN member's "enabled".
+enum class MultiWanChange { none, enable, disable };
+MultiWanChange pick_multi_wan_change(std::string_view enabled, const char *operator_name);

@@ -1,0 +1,194 @@
+#include "apn/apn.h"
+
+#include <fstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/unit/temporary_directory.h"
+
+namespace {
+
+struct FixedRow {
+    const char *imsi;
+    const char *apn;
+};
+const FixedRow fixed_rows[] = {
+    {"901460000000001", "globalnet"},   {"228620000000001", "globalnet"},   {"222013068600001", "globalnet"},
+    {"222013090000001", "globalnet"},   {"204043896210001", "globalnet"},   {"204046999000001", "globalnet"},
+    {"234030208200001", "globalnet"},   {"234553300000001", "globalnet"},   {"400029999100001", "globalnet"},
+    {"424020075900001", "globalnet"},   {"515030202900001", "globalnet"},   {"730013010000001", "globalnet"},
+    {"311480000000001", "vzwinternet"}, {"311270000000001", "vzwinternet"},
+};
+
+TEST(FixedApn, IsGivenByTheStartOfTheImsi)
+{
+    for (const auto &row : fixed_rows)
+        EXPECT_STREQ(pick_fixed_apn(row.imsi), row.apn) << row.imsi;
+}
+
+TEST(FixedApn, NeedsTheWholePrefix)
+{
+    for (const char *imsi : {"262011234567890", "9014", "", "311481000000001", "204043896220001", "222013068500001"})
+        EXPECT_EQ(pick_fixed_apn(imsi), nullptr) << imsi;
+}
+
+int tell_swiss_imsi(const ModemDriver &, TextOut out)
+{
+    out.assign("901461234567890");
+    return 0;
+}
+
+int tell_no_imsi(const ModemDriver &, TextOut)
+{
+    return -1;
+}
+
+ModemDriver modem_with(int (*get_imsi)(const ModemDriver &, TextOut))
+{
+    ModemDriver rec{};
+    rec.ops.get_imsi = get_imsi;
+    return rec;
+}
+
+TEST(FixedApn, BecomesACandidateAsTheDatabaseHasThem)
+{
+    const Json candidates{json_object_new_array()};
+    EXPECT_EQ(find_fixed_apn(modem_with(tell_swiss_imsi), candidates.get(), nullptr), 0);
+    EXPECT_STREQ(json_object_to_json_string(candidates.get()),
+                 R"([ { "-mcc": "901", "-mnc": "461", "-apn": "globalnet" } ])");
+}
+
+TEST(FixedApn, BecomesANameWhereNamesAreWanted)
+{
+    const Json names{json_object_new_array()};
+    EXPECT_EQ(find_fixed_apn(modem_with(tell_swiss_imsi), nullptr, names.get()), 0);
+    EXPECT_STREQ(json_object_to_json_string(names.get()), R"([ "globalnet" ])");
+}
+
+TEST(FixedApn, IsNotFoundWithoutAnImsi)
+{
+    const Json names{json_object_new_array()};
+    EXPECT_EQ(find_fixed_apn(modem_with(tell_no_imsi), names.get(), names.get()), -1);
+    EXPECT_EQ(find_fixed_apn(modem_with(nullptr), names.get(), names.get()), -1);
+    EXPECT_EQ(json_object_array_length(names.get()), 0u);
+}
+
+class ApnDatabase : public testing::Test {
+  protected:
+    int parse(const std::string &content)
+    {
+        const auto file = directory.path() / "apn-config.js";
+        std::ofstream{file, std::ios::binary} << content;
+        return parse_apn_database(file.c_str(), root);
+    }
+
+    TemporaryDirectory directory;
+    Json root{json_object_new_object()};
+};
+
+const std::string prefix = "var apn_config_default =";
+
+TEST_F(ApnDatabase, IsTheJsonBehindTwentyFourBytes)
+{
+    EXPECT_EQ(parse(prefix + R"({"apns":{"apn":[]}})"), 0);
+    EXPECT_STREQ(json_object_to_json_string(root.get()), R"({ "apns": { "apn": [ ] } })");
+}
+
+TEST_F(ApnDatabase, MayHaveAnythingInItsFirstBytes)
+{
+    EXPECT_EQ(parse(std::string(24, '\0') + "[]"), 0);
+    EXPECT_STREQ(json_object_to_json_string(root.get()), "[ ]");
+}
+
+TEST_F(ApnDatabase, OfTwentyFourBytesOrFewerFails)
+{
+    EXPECT_EQ(parse(prefix), -1);
+    EXPECT_EQ(parse(prefix.substr(1)), -1);
+    EXPECT_EQ(parse(""), -1);
+    EXPECT_STREQ(json_object_to_json_string(root.get()), "{ }");
+}
+
+TEST_F(ApnDatabase, ThatIsNoJsonLoadsAsNothing)
+{
+    for (const char *text : {"{", "nonsense", "\xff\xfe", " "}) {
+        EXPECT_EQ(parse(prefix + text), 0) << text;
+        EXPECT_EQ(root.get(), nullptr) << text;
+    }
+}
+
+TEST_F(ApnDatabase, ThatIsMissingOrAFolderFails)
+{
+    EXPECT_EQ(parse_apn_database("/nowhere/apn-config.js", root), -1);
+    EXPECT_EQ(parse_apn_database(directory.path().c_str(), root), -1);
+}
+
+TEST_F(ApnDatabase, WithoutANameAbortsAndSaysSo)
+{
+    EXPECT_DEATH(parse_apn_database(nullptr, root), "modem_core.*parse_apn_database.*filename");
+}
+
+const char three_networks[] = R"({"apns":{"apn":[
+    {"-mcc":"234","-mnc":"15","-apn":"wap.example"},
+    {"-mcc":"310","-mnc":"410","-apn":"first"},
+    {"-mcc":"310","-mnc":"41","-apn":"shorter"},
+    {"-mcc":"310","-mnc":"410","-apn":"second"},
+    {"-mcc":310,"-mnc":410,"-apn":"numbers"},
+    {"-mnc":"410"}, {"-mcc":"310"}, null, [], "text"]}})";
+
+std::string picked(const char *database, const char *mcc, const char *mnc)
+{
+    const Json root{json_tokener_parse(database)};
+    const Json candidates{json_object_new_array()};
+    pick_apn_entries(root.get(), mcc, mnc, candidates.get());
+    std::string names;
+    for (size_t i = 0; i < json_object_array_length(candidates.get()); i++)
+        names += std::string{kjson_get_string(json_object_array_get_idx(candidates.get(), i), "-apn")} + " ";
+    return names;
+}
+
+TEST(ApnEntries, OfTheThreeDigitNetworkComeInTheOrderOfTheFile)
+{
+    EXPECT_EQ(picked(three_networks, "310", "410"), "first second numbers ");
+}
+
+TEST(ApnEntries, OfTheTwoDigitNetworkComeWhereTheThreeDigitOneHasNone)
+{
+    EXPECT_EQ(picked(three_networks, "310", "412"), "shorter ");
+    EXPECT_EQ(picked(three_networks, "234", "159"), "wap.example ");
+}
+
+TEST(ApnEntries, AreNoneWhereNothingFitsOrTheDatabaseIsSomethingElse)
+{
+    EXPECT_EQ(picked(three_networks, "262", "011"), "");
+    for (const char *database :
+         {"{}", "[]", "null", "{\"apns\":[]}", "{\"apns\":{\"apn\":{}}}", "{\"apns\":{\"apn\":3}}"})
+        EXPECT_EQ(picked(database, "310", "410"), "") << database;
+}
+
+TEST(ApnEntries, OutliveTheDatabase)
+{
+    Json root{json_tokener_parse(three_networks)};
+    const Json candidates{json_object_new_array()};
+    EXPECT_EQ(pick_apn_entries(root.get(), "234", "15", candidates.get()), 1);
+    root.reset();
+    EXPECT_STREQ(kjson_get_string(json_object_array_get_idx(candidates.get(), 0), "-apn"), "wap.example");
+}
+
+TEST(ApnEntry, IsForTheInternetByItsType)
+{
+    struct TypeRow {
+        const char *entry;
+        bool expected;
+    };
+    const TypeRow rows[] = {
+        {R"({"-apn":"a"})", true},           {R"({"-type":"default,supl"})", true},
+        {R"({"-type":"mms,hipri"})", true},  {R"({"-type":"mms"})", false},
+        {R"({"-type":""})", false},          {R"({"-type":null})", false},
+        {R"({"-type":["default"]})", false},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(is_internet_apn(Json{json_tokener_parse(row.entry)}.get()), row.expected) << row.entry;
+}
+
+} // namespace
