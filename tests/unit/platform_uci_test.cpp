@@ -295,6 +295,21 @@ void fill(const std::string &path)
         continue;
 }
 
+// An ordinary user gets the right to mount in a user namespace, and is root there, so that the files have an owner.
+bool enter_own_mounts()
+{
+    const uid_t user = geteuid();
+    const gid_t group = getegid();
+    if (user == 0)
+        return unshare(CLONE_NEWNS) == 0;
+    if (unshare(CLONE_NEWNS | CLONE_NEWUSER) != 0)
+        return false;
+    std::ofstream{"/proc/self/setgroups"} << "deny";
+    std::ofstream{"/proc/self/uid_map"} << "0 " << user << " 1";
+    std::ofstream{"/proc/self/gid_map"} << "0 " << group << " 1";
+    return geteuid() == 0;
+}
+
 // A file system of the test's own needs rights that not everybody has.
 TEST_F(PlatformUci, LeavesTheFileAloneWhereThereIsNoRoomAndCommitsOnceThereIs)
 {
@@ -302,8 +317,7 @@ TEST_F(PlatformUci, LeavesTheFileAloneWhereThereIsNoRoomAndCommitsOnceThereIs)
     const pid_t child = fork();
     if (child == 0) {
         const std::string config = root.path() / "config";
-        if (unshare(CLONE_NEWNS | (geteuid() == 0 ? 0 : CLONE_NEWUSER)) != 0 ||
-            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        if (!enter_own_mounts() || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
             mount("tmpfs", config.c_str(), "tmpfs", 0, "size=64k") != 0)
             _exit(refused_mount);
         write("network", network);

@@ -5,6 +5,7 @@
 #include <functional>
 #include <pty.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <thread>
@@ -49,6 +50,8 @@ class Line {
         }
         return text.substr(0, got);
     }
+    // The exclusive use that a transaction claimed ends with a real port's last close; this one's other end stays open.
+    void allow_others() const { ioctl(kept_.get(), TIOCNXCL); }
     termios attributes() const
     {
         termios result{};
@@ -293,6 +296,7 @@ TEST_F(Transaction, UnlocksThePortAtItsEnd)
 {
     Text<32> reply;
     EXPECT_EQ(run("ATI", {"OK\r\n"}, reply, 32), 0);
+    line.allow_others();
     const Fd next{open(line.path(), O_RDWR | O_NOCTTY)};
     EXPECT_EQ(flock(next.get(), LOCK_EX | LOCK_NB), 0);
 }
