@@ -37,7 +37,7 @@ int parse_apn_database(const char *filename, Json &root)
         fputs("modem_core: parse_apn_database: Assertion `filename' failed.\n", stderr);
         abort();
     }
-    const File file{fopen(filename, "re")};
+    const File file = open_regular_file(filename);
     const HeapText text = file == nullptr ? nullptr : read_after_prefix(file.get());
     if (text == nullptr)
         return -1;

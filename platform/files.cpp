@@ -13,6 +13,14 @@ bool is_regular(const Fd &fd)
     return fd && fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+// Empty when path is no regular file or cannot be opened.
+Fd open_regular(const char *path)
+{
+    // Non-blocking, so that a FIFO without a writer does not hold us up before it is known what it is.
+    Fd fd{open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
+    return is_regular(fd) ? std::move(fd) : Fd{};
+}
+
 } // namespace
 
 bool entry_is_dots(const dirent &entry)
@@ -29,12 +37,20 @@ bool entry_is_directory(const char *path, const dirent &entry)
     return lstat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+File open_regular_file(const char *path)
+{
+    Fd fd = open_regular(path);
+    File file{fd ? fdopen(fd.get(), "r") : nullptr};
+    if (file != nullptr)
+        fd.release();
+    return file;
+}
+
 int read_file(const char *path, size_t max_length, TextOut out)
 {
     out.clear();
-    // Non-blocking, so that a FIFO without a writer does not hold us up before fstat can tell what it is.
-    const Fd fd{open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
-    if (!is_regular(fd))
+    const Fd fd = open_regular(path);
+    if (!fd)
         return -1;
     const size_t room = out.capacity() == 0 ? 0 : out.capacity() - 1;
     const size_t wanted = std::min(max_length, room);

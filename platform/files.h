@@ -24,6 +24,8 @@ class Fd {
             close(descriptor_);
     }
     int get() const { return descriptor_; }
+    /// Gives the descriptor away.
+    int release() { return std::exchange(descriptor_, -1); }
     explicit operator bool() const { return descriptor_ >= 0; }
 
   private:
@@ -46,6 +48,10 @@ bool entry_is_dots(const dirent &entry);
 /// Whether entry, whose whole path is path, is a directory; asked of the file system where the entry does not tell. A
 /// symbolic link is none.
 bool entry_is_directory(const char *path, const dirent &entry);
+
+/// Opens a regular file for reading, and never waits for one that is none (a FIFO). Null when path is none or cannot be
+/// opened.
+File open_regular_file(const char *path);
 
 /// Reads the first max_length bytes of a regular file into out, as far as they fit; the rest of out becomes zero. Never
 /// waits: what is not a regular file is not read.

@@ -226,6 +226,9 @@ TEST_F(PlatformUbus, WorksBesideAnyHandlerForChildren)
     }
 }
 
+// The C library's heap survives a fork beside other threads; AddressSanitizer's does not, and the child would hang in
+// it.
+#ifndef __SANITIZE_ADDRESS__
 TEST_F(PlatformUbus, WorksInSeveralThreadsAtOnce)
 {
     std::vector<std::thread> threads;
@@ -239,6 +242,7 @@ TEST_F(PlatformUbus, WorksInSeveralThreadsAtOnce)
         thread.join();
     EXPECT_EQ(answered, 40);
 }
+#endif
 
 TEST_F(PlatformUbus, GivesALongAnswerWhole)
 {

@@ -1,0 +1,120 @@
+#include "sms/message.h"
+
+#include <algorithm>
+#include <iconv.h>
+
+#include "platform/files.h"
+
+namespace {
+
+constexpr size_t body_capacity = 2048;
+constexpr int bytes_per_character = 3; // for both sides of the conversion, whatever the text needs
+constexpr size_t label_length = sizeof "From: " - 1;
+
+using Line = Text<1024>;
+
+bool holds(const Line &line, std::string_view part)
+{
+    return line.view().find(part) != std::string_view::npos;
+}
+
+// A line with its line end; what does not fit is passed over. @return false at the end of the file
+bool read_line(FILE *file, Line &line)
+{
+    line.clear();
+    size_t length = 0;
+    int character = getc(file);
+    if (character == EOF)
+        return false;
+    for (; character != EOF; character = getc(file)) {
+        if (length + 1 < Line::capacity())
+            line.data()[length++] = static_cast<char>(character);
+        if (character == '\n')
+            break;
+    }
+    return true;
+}
+
+struct Body {
+    bool is_ucs2 = false;
+    int32_t length = 0;
+    Text<body_capacity + 1> bytes{};
+    size_t size = 0;
+};
+
+// @return false at the end of the headers
+bool read_header(const Line &line, json_object *message, Body &body)
+{
+    if (holds(line, "From: "))
+        kjson_add_string(message, "from", without_first(line.view(), label_length));
+    else if (holds(line, "Sent: "))
+        kjson_add_string(message, "time", without_first(line.view(), label_length));
+    else if (holds(line, "From_TOA: "))
+        kjson_add_string(message, "type", parse_number_type(line.view()));
+    else if (holds(line, "Alphabet: "))
+        body.is_ucs2 = body.is_ucs2 || holds(line, "UCS2");
+    else if (holds(line, "Length: "))
+        parse_length(line.view(), body.length);
+    else if (line == "\n")
+        return false;
+    return true;
+}
+
+} // namespace
+
+const char *parse_number_type(std::string_view line)
+{
+    for (const char *type : {"international", "national"})
+        if (line.find(type) != std::string_view::npos)
+            return type;
+    return "unknown";
+}
+
+void parse_length(std::string_view line, int32_t &length)
+{
+    constexpr std::string_view label = "Length: ";
+    const Text<32> digits{without_first(line, label.size())};
+    if (line.starts_with(label) && digits.view().find_first_of("0123456789") != std::string_view::npos)
+        length = text_to_int(digits.c_str());
+}
+
+Text<2048> convert_ucs2(std::span<const char> body, int characters)
+{
+    Text<body_capacity> text;
+    if (characters <= 0)
+        return text;
+    // Every device that is asked for "UCS2" means big-endian, but glibc reads that name in the host's own order.
+    iconv_t converter = iconv_open("UTF-8", "UTF-16BE");
+    if (converter == reinterpret_cast<iconv_t>(-1))
+        return text;
+    const size_t limit =
+        static_cast<size_t>(std::min<int64_t>(int64_t{characters} * bytes_per_character, body_capacity - 1));
+    char *in = const_cast<char *>(body.data());
+    size_t in_left = std::min(limit, body.size());
+    char *out = text.data();
+    size_t out_left = limit;
+    iconv(converter, &in, &in_left, &out, &out_left);
+    iconv_close(converter);
+    return text;
+}
+
+Json read_message(const char *path)
+{
+    const File file = open_regular_file(path);
+    if (file == nullptr)
+        return nullptr;
+    Json message{json_object_new_object()};
+    Body body;
+    Line line;
+    while (read_line(file.get(), line)) {
+        if (read_header(line, message.get(), body))
+            continue;
+        body.size = fread(body.bytes.data(), 1, body_capacity, file.get());
+        break;
+    }
+    if (body.is_ucs2)
+        kjson_add_string(message.get(), "body", convert_ucs2({body.bytes.c_str(), body.size}, body.length).view());
+    else
+        kjson_add_string(message.get(), "body", body.bytes.view());
+    return message;
+}

@@ -1,0 +1,178 @@
+#include <filesystem>
+#include <string>
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include "sms/message.h"
+#include "sms/spool.h"
+#include "tests/unit/temporary_directory.h"
+
+namespace {
+
+struct LengthRow {
+    const char *line;
+    int32_t length; // 77: unchanged
+};
+const LengthRow length_rows[] = {
+    {"Length: 5\n", 5},  {"Length: 160", 160}, {"Length: -1\n", -1},      {"Length: 99999999\n", 99999999},
+    {"Length: x\n", 77}, {"Length: \n", 77},   {"Modem Length: 5\n", 77}, {"Length: 99999999999999\n", INT32_MAX},
+    {"Length:5\n", 77},
+};
+
+TEST(MessageLength, IsReadAtTheStartOfItsLineOnly)
+{
+    for (const auto &row : length_rows) {
+        int32_t length = 77;
+        parse_length(row.line, length);
+        EXPECT_EQ(length, row.length) << row.line;
+    }
+}
+
+TEST(NumberType, IsInternationalNationalOrUnknown)
+{
+    EXPECT_STREQ(parse_number_type("From_TOA: 91 international, ISDN/telephone\n"), "international");
+    EXPECT_STREQ(parse_number_type("From_TOA: A1 national, ISDN/telephone\n"), "national");
+    EXPECT_STREQ(parse_number_type("From_TOA: D0 alphanumeric, unknown\n"), "unknown");
+    EXPECT_STREQ(parse_number_type("From_TOA: \n"), "unknown");
+}
+
+struct Ucs2Row {
+    const char *what;
+    std::string body;
+    int characters;
+    const char *expected;
+};
+const Ucs2Row ucs2_rows[] = {
+    {"Latin", std::string{"\0H\0i", 4}, 2, "Hi"},
+    {"Cyrillic", "\x04\x1f\x04\x40\x04\x38\x04\x32\x04\x35\x04\x42", 6, "Привет"},
+    {"Chinese", "\x4f\x60\x59\x7d", 2, "你好"},
+    {"an emoji is two units", std::string{"\xd8\x3d\xde\0", 4}, 2, "😀"},
+    {"a lone surrogate ends it", std::string{"\0A\xd8\x3d\0B", 6}, 3, "A"},
+    {"a zero ends it", std::string{"\0A\0\0\0B", 6}, 3, "A"},
+    {"five characters are fifteen bytes", std::string{"\0a\0b\0c\0d\0e\0f\0g\0h", 16}, 5, "abcdefg"},
+    {"half a character at the end", std::string{"\0A\0", 3}, 2, "A"},
+    {"no characters", std::string{"\0A", 2}, 0, ""},
+    {"a negative number of them", std::string{"\0A", 2}, -1, ""},
+    {"more than there are", std::string{"\0A", 2}, 99999999, "A"},
+    {"the largest number", std::string{"\0A", 2}, INT32_MAX, "A"},
+    {"nothing", "", 5, ""},
+};
+
+TEST(Ucs2Body, IsBigEndianAndBoundedByItsLength)
+{
+    for (const auto &row : ucs2_rows)
+        EXPECT_EQ(convert_ucs2(row.body, row.characters).view(), row.expected) << row.what;
+}
+
+TEST(Ucs2Body, IsCutAtItsBuffer)
+{
+    std::string body;
+    for (int i = 0; i < 1024; i++)
+        body += "\x4f\x60";
+    const auto text = convert_ucs2(body, 1024);
+    EXPECT_EQ(text.size(), 2046u); // 682 whole characters
+}
+
+class Spool : public testing::Test {
+  protected:
+    std::string folder() const { return directory.path().string() + "/"; }
+    std::string listed(const char *status = "unread") const
+    {
+        const Json array{json_object_new_array()};
+        sms_list_folder(folder().c_str(), status, array.get());
+        return json_object_to_json_string_ext(array.get(), JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
+    }
+    void message(const char *name, const std::string &content) const { directory.file(name, content); }
+
+    TemporaryDirectory directory;
+};
+
+TEST_F(Spool, ListsAMessageWithItsHeadersAsTheyStand)
+{
+    message("GMS99.a1",
+            "From: 491701234567\nFrom_TOA: 91 international, ISDN/telephone\nFrom_SMSC: 491770610000\n"
+            "Sent: 26-11-20 21:00:00\nReceived: 26-11-20 21:00:05\nSubject: GMS99\nModem: GMS99\nAlphabet: ISO\n"
+            "Length: 5\n\nHello");
+    EXPECT_EQ(listed(),
+              R"([{"from":"491701234567\n","type":"international","time":"26-11-20 21:00:00\n","body":"Hello",)"
+              R"("status":"unread","name":"GMS99.a1"}])");
+}
+
+TEST_F(Spool, ConvertsABodyInUcs2)
+{
+    message("GMS99.a1", std::string{"From: Bank\nFrom_TOA: D0 alphanumeric, unknown\nAlphabet: UCS2\nLength: 2\n\n"} +
+                            "\x4f\x60\x59\x7d");
+    EXPECT_EQ(listed("read"),
+              R"([{"from":"Bank\n","type":"unknown","body":"你好","status":"read","name":"GMS99.a1"}])");
+}
+
+TEST_F(Spool, LeavesOutMembersWhoseHeaderIsMissing)
+{
+    message("GMS99.a1", "\nonly a body");
+    EXPECT_EQ(listed(), R"([{"body":"only a body","status":"unread","name":"GMS99.a1"}])");
+}
+
+TEST_F(Spool, GivesAnEmptyBodyWithoutTheEmptyLine)
+{
+    message("GMS99.a1", "From: 1\nnot a body");
+    EXPECT_EQ(listed(), R"([{"from":"1\n","body":"","status":"unread","name":"GMS99.a1"}])");
+}
+
+TEST_F(Spool, ReadsAtMost2048BytesOfABody)
+{
+    message("GMS99.a1", "\n" + std::string(10'000'000, 'x'));
+    EXPECT_EQ(listed(), R"([{"body":")" + std::string(2048, 'x') + R"(","status":"unread","name":"GMS99.a1"}])");
+}
+
+TEST_F(Spool, CutsALongHeader)
+{
+    message("GMS99.a1", "From: " + std::string(5'000'000, '1') + "\n\nbody");
+    EXPECT_EQ(listed(),
+              R"([{"from":")" + std::string(1017, '1') + R"(","body":"body","status":"unread","name":"GMS99.a1"}])");
+}
+
+TEST_F(Spool, MakesBytesThatAreNoUtf8Readable)
+{
+    message("GMS99.a1", "From: \xff\n\nb\xe9");
+    EXPECT_EQ(
+        listed(),
+        "[{\"from\":\"\xef\xbf\xbd\\n\",\"body\":\"b\xef\xbf\xbd\",\"status\":\"unread\",\"name\":\"GMS99.a1\"}]");
+}
+
+TEST_F(Spool, ListsOnlyTheFirstDevicesMessages)
+{
+    message("GMS98.a1", "\nother modem");
+    message("readme", "\nnone");
+    message("xGMS99.y", "\nanywhere in the name");
+    EXPECT_EQ(listed(), R"([{"body":"anywhere in the name","status":"unread","name":"xGMS99.y"}])");
+}
+
+TEST_F(Spool, PassesOverWhatIsNoFile)
+{
+    std::filesystem::create_directory(directory.path() / "GMS99.folder");
+    ASSERT_EQ(mkfifo(directory.entry("GMS99.pipe").c_str(), 0600), 0);
+    std::filesystem::create_symlink("nowhere", directory.path() / "GMS99.link");
+    message("GMS99.a1", "\nhere");
+    EXPECT_EQ(listed(), R"([{"body":"here","status":"unread","name":"GMS99.a1"}])");
+}
+
+TEST_F(Spool, IsNotListedWhereItIsMissing)
+{
+    const Json array{json_object_new_array()};
+    EXPECT_FALSE(sms_list_folder("/nowhere/at/all/", "unread", array.get()));
+    EXPECT_EQ(json_object_array_length(array.get()), 0u);
+}
+
+TEST_F(Spool, CountsTheMessagesOfABusWhateverTheyAre)
+{
+    for (const char *name : {"GMS99.a", "GMS99.b", "GMS98.c", "other"})
+        message(name, "");
+    std::filesystem::create_directory(directory.path() / "GMS99.folder");
+    EXPECT_EQ(sms_count_folder(folder().c_str(), "1-1.2"), 3);
+    EXPECT_EQ(sms_count_folder(folder().c_str(), "2-1.2"), 3);
+    EXPECT_EQ(sms_count_folder(folder().c_str(), "1-1.3"), 1);
+    EXPECT_EQ(sms_count_folder("/nowhere/at/all/", "1-1.2"), 0);
+}
+
+} // namespace
