@@ -85,7 +85,7 @@ Text<2048> convert_ucs2(std::span<const char> body, int characters)
         return text;
     // Every device that is asked for "UCS2" means big-endian, but glibc reads that name in the host's own order.
     iconv_t converter = iconv_open("UTF-8", "UTF-16BE");
-    if (converter == reinterpret_cast<iconv_t>(-1))
+    if (reinterpret_cast<intptr_t>(converter) == -1)
         return text;
     const size_t limit =
         static_cast<size_t>(std::min<int64_t>(int64_t{characters} * bytes_per_character, body_capacity - 1));

@@ -99,6 +99,25 @@ TEST(Connect, OfASecondModemHasItsOwnMetric)
     EXPECT_EQ(run.out, "\nconnect success\n60\n");
 }
 
+TEST(Connect, MarksRawIpOnTheFirstControlDeviceOnly)
+{
+    const auto raw_ip = [](const std::string &device) {
+        return router({"--modem", "NL678E", "--link", "setup=100"},
+                      "modemctl connect qmi " + device + " internet >/dev/null; uci -q get network.modem_1_1_2.raw_ip")
+            .out;
+    };
+    EXPECT_EQ(raw_ip("/dev/cdc-wdm0"), "1\n");
+    EXPECT_EQ(raw_ip("/dev/cdc-wdm1"), "");
+}
+
+TEST(Connect, WritesVerizonsMtu)
+{
+    const RouterRun run =
+        run_shell({"--modem", "EC25", "--put-text", "/tmp/sim_type=verizon", "--link", "setup=100"},
+                  "modemctl connect qmi /dev/cdc-wdm0 internet >/dev/null; uci get network.modem_1_1_2.mtu");
+    EXPECT_EQ(run.out, "1428\n");
+}
+
 TEST(Connect, ForgetsTheFailuresBefore)
 {
     const RouterRun run =
