@@ -155,7 +155,7 @@ constexpr const char *folders[] = {"/etc/config",
                                    "/www/src/lib"};
 
 /// Programs of the build folder that the router has under their own names.
-constexpr const char *products[] = {"modemctl", "uci", "ubus", "ifstatus"};
+constexpr const char *products[] = {"modemctl", "modemapi", "uci", "ubus", "ifstatus"};
 
 /// Commands that do nothing but write themselves into the journal.
 constexpr const char *recorded[] = {

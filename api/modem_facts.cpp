@@ -1,0 +1,85 @@
+#include "api/handlers.h"
+#include "api/request.h"
+#include "core/modem_table.h"
+
+namespace {
+
+constexpr RequiredMember required[] = {bus_required, modem_id_required};
+
+// The entry of the request's model, bound to its bus. @return null with the reason in status
+ModemDriver *bound_model(json_object *request, int32_t &status)
+{
+    status = check_request(request, required);
+    if (status != modem_api_success)
+        return nullptr;
+    ModemDriver *entry = requested_model(request);
+    if (entry == nullptr) {
+        status = modem_api_no_modem;
+        return nullptr;
+    }
+    driver_bind_bus(*entry, requested_bus(request));
+    return entry;
+}
+
+using TextOperation = int (*)(const ModemDriver &rec, TextOut out);
+
+struct TextFact {
+    const char *key;
+    TextOperation ModemOps::*slot;
+};
+
+constexpr TextFact text_facts[] = {
+    {"iccid", &ModemOps::get_iccid},
+    {"imsi", &ModemOps::get_imsi},
+    {"sim_status", &ModemOps::get_sim_status},
+    {"current_mode", &ModemOps::get_scan_mode},
+};
+
+void add_text_fact(json_object *facts, const ModemDriver &rec, const TextFact &fact)
+{
+    const TextOperation operation = rec.ops.*fact.slot;
+    if (operation == nullptr)
+        return;
+    Text<80> text;
+    operation(rec, text); // a failure leaves what it wrote, which is reported as it stands
+    kjson_add_string(facts, fact.key, text.view());
+}
+
+} // namespace
+
+int32_t report_modem_facts(json_object *request, json_object *response)
+{
+    int32_t status = modem_api_success;
+    const ModemDriver *rec = bound_model(request, status);
+    if (rec == nullptr)
+        return status;
+    Json facts{json_object_new_object()};
+    for (const TextFact &fact : text_facts)
+        add_text_fact(facts.get(), *rec, fact);
+    if (rec->ops.get_bands != nullptr) {
+        Json bands{json_object_new_object()};
+        rec->ops.get_bands(*rec, bands.get());
+        kjson_add_object(facts.get(), "band", std::move(bands));
+    }
+    if (rec->ops.get_csq == nullptr)
+        return modem_api_not_supported;
+    int32_t bars = 0;
+    rec->ops.get_csq(*rec, bars);
+    kjson_add_int(facts.get(), "signal", bars);
+    kjson_add_object(response, "modem_info", std::move(facts));
+    return modem_api_success;
+}
+
+int32_t report_cells(json_object *request, json_object *response)
+{
+    int32_t status = modem_api_success;
+    const ModemDriver *rec = bound_model(request, status);
+    if (rec == nullptr)
+        return status;
+    if (rec->ops.get_cells == nullptr)
+        return modem_api_not_supported;
+    Json cells{json_object_new_array()};
+    rec->ops.get_cells(*rec, cells.get());
+    kjson_add_object(response, "cells", std::move(cells));
+    return modem_api_success;
+}

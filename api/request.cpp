@@ -1,0 +1,52 @@
+#include "api/request.h"
+
+#include <string_view>
+
+#include "core/modem_table.h"
+
+namespace {
+
+bool names_bus(std::string_view text)
+{
+    for (const char character : text) {
+        const bool is_letter = (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
+        if (!is_letter && !is_digit(character) && character != '-' && character != '.')
+            return false;
+    }
+    return true;
+}
+
+bool has_member(json_object *request, const RequiredMember &member)
+{
+    if (member.kind == RequiredMember::Kind::present)
+        return kjson_contain_key(request, member.key) != 0;
+    const char *text = kjson_get_string(request, member.key);
+    return text != nullptr && (member.kind == RequiredMember::Kind::text || names_bus(text));
+}
+
+} // namespace
+
+int32_t check_request(json_object *request, std::span<const RequiredMember> members)
+{
+    for (const RequiredMember &member : members)
+        if (!has_member(request, member))
+            return member.status;
+    return modem_api_success;
+}
+
+const char *requested_bus(json_object *request)
+{
+    const char *bus = requested_text(request, "bus", default_bus);
+    return names_bus(bus) ? bus : nullptr;
+}
+
+const char *requested_text(json_object *request, const char *key, const char *fallback)
+{
+    const char *text = kjson_get_string(request, key);
+    return text == nullptr ? fallback : text;
+}
+
+ModemDriver *requested_model(json_object *request)
+{
+    return find_driver_by_id(modem_drivers(), kjson_get_int(request, "modem_id"));
+}
