@@ -8,12 +8,7 @@ namespace {
 
 bool names_bus(std::string_view text)
 {
-    for (const char character : text) {
-        const bool is_letter = (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
-        if (!is_letter && !is_digit(character) && character != '-' && character != '.')
-            return false;
-    }
-    return true;
+    return is_made_of(text, "-.");
 }
 
 bool has_member(json_object *request, const RequiredMember &member)

@@ -7,7 +7,8 @@ inline constexpr char apn_database_file[] = "/www/src/lib/apn-config.js";
 
 /// Reads an APN database. root becomes null when the text is no JSON, which is no failure here: selecting fails later.
 /// A null filename aborts the program.
-/// @return 0; -1 when the file cannot be read or holds nothing behind its first 24 bytes, root is then untouched
+/// @return 0; -1 when the file cannot be read, is larger than 16 MiB or holds nothing behind its first 24 bytes, root
+/// is then untouched
 int parse_apn_database(const char *filename, Json &root);
 
 /// The same into the process's APN database, which lasts until it is released.

@@ -8,6 +8,7 @@
 namespace {
 
 constexpr long prefix_length = 24;
+constexpr long longest_database = 16L << 20; // what a router can hold in memory beside its parsed form
 
 // Owned; a plain pointer, since a process-wide owner would need code at start and end.
 constinit json_object *database = nullptr;
@@ -18,7 +19,7 @@ HeapText read_after_prefix(FILE *file)
     if (fseek(file, 0, SEEK_END) != 0)
         return nullptr;
     const long size = ftell(file);
-    if (size < prefix_length || fseek(file, prefix_length, SEEK_SET) != 0)
+    if (size < prefix_length || size > longest_database || fseek(file, prefix_length, SEEK_SET) != 0)
         return nullptr;
     const auto length = static_cast<size_t>(size - prefix_length);
     HeapText text{static_cast<char *>(malloc(length + 1))};

@@ -1,27 +1,18 @@
 #include "connection/commands.h"
 
-#include <algorithm>
 #include <cstdarg>
 
 namespace {
 
-bool is_harmless(char character)
-{
-    return is_digit(character) || (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z') ||
-           character == '_' || character == '-' || character == '.' || character == ' ';
-}
-
 bool is_plain(std::string_view text)
 {
-    return std::all_of(text.begin(), text.end(), is_harmless);
+    return is_made_of(text, "_-. ");
 }
 
 // A file's path may hold a colon too, as those of LEDs do, and no blank.
 bool is_plain_path(std::string_view path)
 {
-    return std::all_of(path.begin(), path.end(), [](char character) {
-        return character != ' ' && (is_harmless(character) || character == '/' || character == ':');
-    });
+    return is_made_of(path, "_-./:");
 }
 
 __attribute__((format(printf, 1, 2))) ShellCommand compose_whole(const char *format, ...)

@@ -5,10 +5,14 @@
 
 #include "at/at.h"
 #include "core/connect_commands.h"
+#include "core/health.h"
 #include "core/modem_table.h"
 #include "discovery/carrier.h"
 #include "discovery/ports.h"
+#include "platform/files.h"
+#include "sms/message.h"
 #include "status/signal_cache.h"
+#include "wifi/interference.h"
 
 namespace {
 
@@ -132,6 +136,38 @@ int run_get_mode(const CommandRun &run)
     return 0;
 }
 
+int run_health(const CommandRun &run)
+{
+    const Json summary{json_object_new_object()};
+    add_health(summary.get(), run.bus);
+    puts(json_pretty(summary.get()));
+    return 0;
+}
+
+// A UCS-2 message body in a file, as UTF-8.
+int run_convert(const CommandRun &run)
+{
+    constexpr size_t most_bytes = 2048;
+    if (run.arguments.size() < 2)
+        return print_command_usage();
+    const char *path = run.arguments[0];
+    Text<most_bytes + 1> body;
+    const int count = read_file(path, most_bytes, body);
+    if (count < 0)
+        fprintf(stderr, "%s: cannot be read\n", path);
+    const std::span<const char> bytes{body.c_str(), count < 0 ? 0 : static_cast<size_t>(count)};
+    puts(convert_ucs2(bytes, text_to_int(run.arguments[1])).c_str());
+    return 0;
+}
+
+int run_wifi_lte_interference(const CommandRun &)
+{
+    LteBands bands;
+    if (check_interference(bands) == 0)
+        avoid_interference(bands);
+    return 0;
+}
+
 constexpr Command commands[] = {
     {"connect", run_connect},
     {"connect-auto", run_connect_auto},
@@ -146,9 +182,18 @@ constexpr Command commands[] = {
     {"get_mode", run_get_mode},
     {"iccid", run_iccid},
     {"thermal", run_thermal},
+    {"test", run_health},
+    {"convert", run_convert},
+    {"wifi_lte_interference", run_wifi_lte_interference},
 };
 
 } // namespace
+
+int print_command_usage()
+{
+    puts("\nUsage:<modemctl> <command> [option]");
+    return 0;
+}
 
 const Command *find_command(const char *word)
 {

@@ -26,9 +26,8 @@ int dispatch(const CommandLine &line, const ModemDriver &rec)
 {
     const Command *command = find_command(line.command);
     if (command != nullptr)
-        return command->run({.rec = rec, .arguments = line.arguments});
-    puts("\nUsage:<modemctl> <command> [option]");
-    return 0;
+        return command->run({.rec = rec, .bus = line.bus, .arguments = line.arguments});
+    return print_command_usage();
 }
 
 } // namespace

@@ -1,17 +1,10 @@
 #include "discovery/commands.h"
 
-#include <algorithm>
-
 namespace {
-
-bool is_letter_or_digit(char character)
-{
-    return is_digit(character) || (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z');
-}
 
 bool is_plain(std::string_view value)
 {
-    return !value.empty() && std::all_of(value.begin(), value.end(), is_letter_or_digit);
+    return !value.empty() && is_made_of(value, "");
 }
 
 } // namespace

@@ -7,6 +7,10 @@
 // Every line that this room hands to the shell. What comes from a SIM or a file is checked here: a value that is not
 // made of letters and digits gives an empty command, which is not run.
 
+// The condor board's version stands in its factory partition: at 0x9c, and for its variants at 0x9d.
+inline constexpr char print_board_byte[] = "hexdump -v -n 1 -s $((0x9c)) -e '1/1 \"%x\"' /dev/mtd2";
+inline constexpr char print_variant_byte[] = "hexdump -v -n 1 -s $((0x9d)) -e '1/1 \"%x\"' /dev/mtd2";
+
 /// Keeps the IMSI of the modem on bus.
 Text<100> compose_keep_imsi(std::string_view imsi, const char *bus);
 

@@ -1,9 +1,13 @@
 #include "discovery/modem_record.h"
 
+#include "apn/apn.h"
 #include "core/debug.h"
 #include "core/modem_table.h"
 #include "discovery/carrier.h"
+#include "discovery/hardware.h"
 #include "discovery/ports.h"
+#include "drivers/generic.h"
+#include "status/status_record.h"
 
 namespace {
 
@@ -33,7 +37,7 @@ void add_port_of(json_object *info, const char *key, const char *bus, int32_t in
     kjson_add_string(info, key, port.view());
 }
 
-void describe_known_modem(json_object *info, const ModemDriver &rec, const char *bus)
+void add_basic_record(json_object *info, const ModemDriver &rec, const char *bus)
 {
     kjson_add_int(info, "modem_id", rec.modem_id);
     add_port_of(info, "data_port", bus, rec.data_port);
@@ -42,17 +46,61 @@ void describe_known_modem(json_object *info, const ModemDriver &rec, const char 
         add_port_of(info, "qmi_port", bus, rec.qmi_port);
 }
 
+void add_carrier_and_status(json_object *info, const ModemDriver &rec)
+{
+    add_carrier(info, rec);
+    add_status_record(info, rec);
+}
+
+void add_fixed_apns(json_object *info, const ModemDriver &rec)
+{
+    Json names{json_object_new_array()};
+    if (find_fixed_apn(rec, nullptr, names.get()) == 0)
+        kjson_add_object(info, "apns", std::move(names));
+}
+
+void add_full_record(json_object *info, const ModemDriver &rec, const char *bus)
+{
+    Text<30> port;
+    at_port_path(bus, rec.control_port, port);
+    Text<200> model;
+    const bool is_told = get_model(bus, port.c_str(), model) == 0;
+    kjson_add_string(info, "name", is_told ? model.view() : std::string_view{rec.name});
+    if (Text<30> imei; read_imei(rec, imei) == 0)
+        kjson_add_string(info, "IMEI", imei.view());
+    kjson_add_string(info, "bus", bus);
+    add_hardware(info, bus);
+    add_carrier_and_status(info, rec);
+    add_fixed_apns(info, rec);
+    Json operators{json_object_new_array()};
+    kjson_array_add_string(operators.get(), "Visible");
+    kjson_add_object(info, "operators", std::move(operators));
+}
+
+void describe_known_modem(json_object *info, const ModemDriver &rec, const char *bus, RecordForm form)
+{
+    add_basic_record(info, rec, bus);
+    if (form == RecordForm::basic)
+        return;
+    if (form == RecordForm::full)
+        return add_full_record(info, rec, bus);
+    kjson_add_string(info, "name", rec.name);
+    kjson_add_string(info, "bus", bus);
+    if (form == RecordForm::app_brief)
+        add_carrier_and_status(info, rec);
+}
+
 void describe_unknown_modem(json_object *info, const ModemDriver &rec, const char *bus)
 {
     kjson_add_int(info, "modem_id", rec.modem_id);
     kjson_add_string(info, "name", "-");
     kjson_add_string(info, "bus", bus);
-    add_carrier(info, rec);
+    add_carrier_and_status(info, rec);
 }
 
 } // namespace
 
-void detect_modem(ModemDriver &out_rec, json_object *info, const char *bus)
+void detect_modem(ModemDriver &out_rec, json_object *info, const char *bus, RecordForm form)
 {
     out_rec = no_modem();
     uint32_t vid = 0;
@@ -71,7 +119,15 @@ void detect_modem(ModemDriver &out_rec, json_object *info, const char *bus)
     }
     driver_bind_bus(out_rec, bus);
     if (listed != nullptr)
-        describe_known_modem(info, out_rec, bus);
+        describe_known_modem(info, out_rec, bus, form);
     else
         describe_unknown_modem(info, out_rec, bus);
+}
+
+int read_imei(const ModemDriver &rec, TextOut out)
+{
+    Text<16> port;
+    if (rec.ops.get_imei == nullptr || at_port_path(rec.bus.c_str(), rec.control_port, port) <= 0)
+        return -1;
+    return rec.ops.get_imei(port.c_str(), rec.bus.c_str(), out);
 }

@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr size_t longest_name = 45;
-
 UbusResult call(const char *object, const char *method, int timeout_s)
 {
     UbusResult result = ubus_call(object, method, timeout_s * 1000);
@@ -31,7 +29,7 @@ InterfaceState parse_interface_state(json_object *status)
 
 Json interface_status(const char *iface, int timeout_s)
 {
-    if (strlen(iface) > longest_name)
+    if (strlen(iface) > longest_interface_name)
         return nullptr;
     return call(Text<64>::format("network.interface.%s", iface).c_str(), "status", timeout_s).reply;
 }

@@ -11,6 +11,9 @@ enum InterfaceState : int {
     interface_is_down = 2, ///< also: unknown, or the query failed
 };
 
+/// Longer names are not asked for.
+inline constexpr size_t longest_interface_name = 45;
+
 /// State of the UCI interface iface, by a status call of at most timeout_s seconds. A name of 46 bytes or more is down
 /// without being asked for.
 InterfaceState interface_state(const char *iface, int timeout_s);

@@ -45,6 +45,16 @@ bool TextOut::assign_format(const char *format, va_list arguments) const
     return length >= 0 && static_cast<size_t>(length) < capacity_;
 }
 
+bool is_made_of(std::string_view text, std::string_view others)
+{
+    for (const char character : text) {
+        const bool is_letter = (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
+        if (!is_letter && !is_digit(character) && others.find(character) == std::string_view::npos)
+            return false;
+    }
+    return true;
+}
+
 bool starts_with_digits(std::string_view text, size_t count)
 {
     if (text.size() < count)

@@ -104,6 +104,10 @@ constexpr bool is_digit(char character)
     return character >= '0' && character <= '9';
 }
 
+/// Whether text holds nothing but letters, digits and the characters of others; an empty one does. For what goes into a
+/// shell command or a path.
+bool is_made_of(std::string_view text, std::string_view others);
+
 /// Whether the first count characters of text are there and are all decimal digits.
 bool starts_with_digits(std::string_view text, size_t count);
 

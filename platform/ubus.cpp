@@ -92,8 +92,9 @@ int run_steps(Exchange &exchange, const Call &call)
 [[noreturn]] void run_child(Exchange &exchange, const Call &call)
 {
     signal(SIGALRM, SIG_DFL);
-    const itimerval limit{.it_interval = {},
-                          .it_value = {.tv_sec = call.timeout_ms / 1000, .tv_usec = suseconds_t{call.timeout_ms % 1000} * 1000}};
+    const itimerval limit{
+        .it_interval = {},
+        .it_value = {.tv_sec = call.timeout_ms / 1000, .tv_usec = suseconds_t{call.timeout_ms % 1000} * 1000}};
     setitimer(ITIMER_REAL, &limit, nullptr);
     sigset_t all_but_the_timer;
     sigfillset(&all_but_the_timer);

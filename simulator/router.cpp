@@ -95,6 +95,7 @@ Router::Router(const Options &options, std::vector<Modem> modems, RunFiles files
     prepare_system();
     if (rights_ == Rights::user_namespace)
         exclusive_terminals_.emplace(loop_);
+    syslog_.emplace(loop_, files_.journal);
     network_.emplace(loop_, files_.journal, options);
     sysfs_.build(options.extra_folders);
     for (size_t i = 0; i < modems.size(); i++)

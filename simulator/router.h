@@ -10,6 +10,7 @@
 #include "simulator/event_loop.h"
 #include "simulator/exclusive_terminals.h"
 #include "simulator/journal.h"
+#include "simulator/log_server.h"
 #include "simulator/options.h"
 #include "simulator/plugged_modem.h"
 #include "simulator/router_network.h"
@@ -50,6 +51,7 @@ class Router {
     DeviceNames names_;
     SysfsTree sysfs_{"/sys"};
     std::optional<ExclusiveTerminals> exclusive_terminals_;
+    std::optional<LogServer> syslog_;
     std::optional<RouterNetwork> network_;
     RouterParts parts_;
     std::list<PluggedModem> modems_;

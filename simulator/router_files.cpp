@@ -165,7 +165,8 @@ constexpr const char *recorded_scripts[] = {"led",     "firewall", "smstools3", 
                                             "network", "mwan3",    "routes"};
 
 /// What the machine may lack, or has in a form that differs from the router's.
-constexpr const char *busybox_applets[] = {"killall", "ps", "pidof", "ifconfig", "route", "logger", "microcom"};
+constexpr const char *busybox_applets[] = {"killall", "ps",     "pidof",    "ifconfig",
+                                           "route",   "logger", "microcom", "hexdump"};
 
 void add_command(std::vector<RouterFile> &files, const std::string &name, const std::string &target)
 {

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string_view>
+
+#include "platform/json.h"
+
+/// Adds "hw_version" and "sim_num" (slots of the board's SIM holder). Only the second modem of the condor board, on bus
+/// 2-1.2, has them; they are empty elsewhere.
+void add_hardware(json_object *info, const char *bus);
+
+/// The condor board's version by two bytes of its factory partition, as hexdump prints them.
+const char *pick_hardware_version(std::string_view first, std::string_view second);
