@@ -17,7 +17,7 @@ ModemDriver *bound_model(json_object *request, int32_t &status)
         status = modem_api_no_modem;
         return nullptr;
     }
-    driver_bind_bus(*entry, requested_bus(request));
+    driver_bind_bus(*entry, requested_bus(request)->c_str());
     return entry;
 }
 

@@ -29,10 +29,12 @@ int32_t check_request(json_object *request, std::span<const RequiredMember> memb
     return modem_api_success;
 }
 
-const char *requested_bus(json_object *request)
+std::optional<BusName> requested_bus(json_object *request)
 {
-    const char *bus = requested_text(request, "bus", default_bus);
-    return names_bus(bus) ? bus : nullptr;
+    const std::string_view bus = requested_text(request, "bus", default_bus);
+    if (!names_bus(bus))
+        return std::nullopt;
+    return BusName{bus};
 }
 
 const char *requested_text(json_object *request, const char *key, const char *fallback)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <span>
 
 #include "api/modem_api.h"
@@ -26,9 +27,12 @@ inline constexpr RequiredMember bus_required = {"bus", RequiredMember::Kind::bus
 /// @return the status of the first member, in the order given, that request lacks; 0 when it has all
 int32_t check_request(json_object *request, std::span<const RequiredMember> members);
 
-/// "bus" of the request, borrowed; default_bus where it is absent; null when it holds anything but letters, digits, '-'
-/// and '.', for such a text names no bus and must not reach a shell or a path.
-const char *requested_bus(json_object *request);
+/// A bus as a record holds it: what does not fit is cut.
+using BusName = decltype(ModemDriver::bus);
+
+/// "bus" of the request; default_bus where it is absent; nothing when it holds anything but letters, digits, '-' and
+/// '.', for such a text names no bus and must not reach a shell or a path.
+std::optional<BusName> requested_bus(json_object *request);
 
 /// A member's text, borrowed; fallback where it is absent.
 const char *requested_text(json_object *request, const char *key, const char *fallback);

@@ -7,7 +7,17 @@ namespace {
 // A back end may search the rows from the first on: their order is part of the interface.
 // clang-format off
 constexpr std::array routes = {
+    ModemRoute{"/modem/info",           "get",  report_modems},
+    ModemRoute{"/modem/brief_info",     "get",  report_modems_briefly},
+    ModemRoute{"/modem/app/brief_info", "get",  report_modems_for_app},
+    ModemRoute{"/modem/auto",           "post", start_auto_connect},
+    ModemRoute{"/modem/get",            "get",  report_settings},
+    ModemRoute{"/modem/set",            "post", change_settings},
+    ModemRoute{"/modem/enable",         "post", enable_modem},
+    ModemRoute{"/modem/reset",          "post", reset_modem},
+    ModemRoute{"/modem/at",             "post", pass_at_command},
     ModemRoute{"/modem/cells/get",      "post", report_cells},
+    ModemRoute{"/modem/sim/switch",     "post", switch_sim},
     ModemRoute{"/modem/modem_info/get", "post", report_modem_facts},
 };
 // clang-format on

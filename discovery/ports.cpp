@@ -151,19 +151,20 @@ int at_port_path(const char *bus, int ifnum, TextOut out)
 {
     if (bus == nullptr)
         return -1;
+    return interface_port_path(Text<20>::format("%s:1.%d", bus, ifnum).c_str(), out);
+}
+
+int interface_port_path(const char *interface_name, TextOut out)
+{
     SysfsPath path;
-    const auto interface_dir = Text<20>::format("%s:1.%d", bus, ifnum);
-    const int found = find_bus_dir(interface_dir.c_str(), path);
+    const int found = find_bus_dir(interface_name, path);
     int visits = 0;
     return found > 0 ? find_tty_in(path.c_str(), out, visits) : found;
 }
 
 int bus_first_port(const char *bus, TextOut out)
 {
-    SysfsPath path;
-    const int found = find_bus_dir(bus, path);
-    int visits = 0;
-    return found > 0 ? find_tty_in(path.c_str(), out, visits) : found;
+    return interface_port_path(bus, out);
 }
 
 int bus_list_ports(const char *bus, json_object *array)

@@ -24,6 +24,9 @@ int list_ports_in(const char *directory, json_object *array, int &visits);
 /// The device of interface ifnum of the modem on bus ("/dev/ttyUSB2"); out has at least 30 bytes.
 int at_port_path(const char *bus, int ifnum, TextOut out);
 
+/// The device of a USB interface by its directory's name ("1-1.2:1.2").
+int interface_port_path(const char *interface_name, TextOut out);
+
 /// The first port device of the modem on bus.
 int bus_first_port(const char *bus, TextOut out);
 

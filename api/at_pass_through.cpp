@@ -1,0 +1,38 @@
+#include "api/handlers.h"
+#include "api/request.h"
+#include "at/at.h"
+#include "drivers/quectel.h"
+
+namespace {
+
+constexpr size_t longest_command = 255;
+
+int32_t set_default_band(const char *port, json_object *response)
+{
+    Text<500> message;
+    const int result = set_band_by_revision(port, message);
+    kjson_add_string(response, "message", message.view());
+    if (result == -1)
+        return modem_api_at_failed;
+    return result == -2 ? int32_t{modem_api_not_supported} : result;
+}
+
+} // namespace
+
+int32_t pass_at_command(json_object *request, json_object *response)
+{
+    using enum RequiredMember::Kind;
+    static constexpr RequiredMember required[] = {{"at-command", text, modem_api_at_failed},
+                                                  {"at-port", text, modem_api_at_failed}};
+    if (const int32_t status = check_request(request, required); status != modem_api_success)
+        return status;
+    const AtCommand command{kjson_get_string(request, "at-command"), longest_command};
+    const char *port = kjson_get_string(request, "at-port");
+    if (command.view() == "default_band")
+        return set_default_band(port, response);
+    Text<4096> reply;
+    if (at_command(port, command, reply) != 0)
+        return modem_api_at_failed;
+    kjson_add_string(response, "message", reply.view());
+    return modem_api_success;
+}

@@ -1,0 +1,198 @@
+#include <cstring>
+#include <unistd.h>
+
+#include "api/control_commands.h"
+#include "api/handlers.h"
+#include "api/request.h"
+#include "connection/connect.h"
+#include "connection/interface_control.h"
+#include "core/modem_table.h"
+#include "discovery/ports.h"
+#include "platform/board.h"
+#include "platform/interface_state.h"
+#include "platform/shell.h"
+#include "platform/uci.h"
+
+namespace {
+
+constexpr int down_polls = 2;
+constexpr int reload_timeout_s = 5;
+constexpr uint32_t at_port_carries_data = 1; // of flags2
+
+bool is_board(std::string_view name)
+{
+    Text<64> board;
+    get_model_name(board);
+    return board.view() == name;
+}
+
+template <size_t N> Text<N> section_of(const BusName &bus)
+{
+    Text<16> ident;
+    bus_to_ident(bus.c_str(), ident);
+    return Text<N>::format("modem_%s", ident.c_str());
+}
+
+// Reads the options of one section of a package.
+struct Section {
+    const Uci &uci;
+    const char *package;
+    Text<20> name;
+
+    template <size_t N> Text<N> read(const char *option) const
+    {
+        Text<N> value;
+        kuci2_get_name(uci, package, name.c_str(), option, value);
+        return value;
+    }
+    void add(json_object *config, const char *key, const char *option) const
+    {
+        kjson_add_string(config, key, read<50>(option).view());
+    }
+};
+
+// A node outlives a change of the device's number, so what sits there now comes before the option.
+Text<50> find_data_device(const Section &network)
+{
+    const auto node = network.read<50>("node");
+    Text<50> device;
+    if (!node.empty() && interface_port_path(node.c_str(), device) > 0)
+        return device;
+    return network.read<50>("device");
+}
+
+void add_operator(json_object *config, const Uci &uci)
+{
+    Text<50> name;
+    kuci2_get(uci, "devconf.modem.operator", name);
+    kjson_add_string(config, "operator", name.view());
+}
+
+bool is_at_port(const ModemDriver &rec, const char *device)
+{
+    Text<20> port;
+    return at_port_path(rec.bus.c_str(), rec.control_port, port) > 0 && port == device;
+}
+
+ConnectSettings requested_settings(json_object *request)
+{
+    return {
+        .device = kjson_get_string(request, "device"),
+        .service = kjson_get_string(request, "service"),
+        .apn = kjson_get_string(request, "apn"),
+        .pincode = kjson_get_string(request, "pincode"),
+        .dialnumber = kjson_get_string(request, "dianum"),
+        .username = kjson_get_string(request, "username"),
+        .password = kjson_get_string(request, "password"),
+        .auth = kjson_get_string(request, "ath"),
+        .mtu = kjson_get_string(request, "mtu"),
+        .operator_name = kjson_get_string(request, "operator"),
+    };
+}
+
+int connect_serially(const ModemDriver &rec, const ConnectSettings &settings)
+{
+    const int result = serial_connect(rec, settings);
+    // This board's LED service is slow to see the new device.
+    if (is_board("badger"))
+        execCommand(reload_led_later);
+    return result;
+}
+
+int32_t connect(const ModemDriver &rec, const char *proto, const ConnectSettings &settings)
+{
+    int result = 0;
+    if (strcmp(proto, "qcm") == 0)
+        result = qcm_connect(rec, settings);
+    else if (strstr(settings.device, "cdc-wdm") != nullptr)
+        result = qmi_connect(rec, settings);
+    else if (strstr(settings.device, "ttyUSB") != nullptr || strstr(settings.device, "ttyACM") != nullptr)
+        result = connect_serially(rec, settings);
+    else
+        return modem_api_bad_data_device;
+    return result == -1 ? int32_t{modem_api_connect_failed} : result;
+}
+
+} // namespace
+
+int32_t start_auto_connect(json_object *request, json_object *)
+{
+    const auto bus = requested_bus(request);
+    if (kjson_get_int(request, "modem_id") == -1 || !bus)
+        return modem_api_parameter_missing;
+    if (is_board("condor"))
+        execCommand(stop_shortcuts);
+    fork_exec2(compose_auto_connect(bus->c_str()).c_str());
+    return modem_api_success;
+}
+
+int32_t report_settings(json_object *request, json_object *response)
+{
+    const auto bus = requested_bus(request);
+    if (!bus)
+        return modem_api_success;
+    const Uci uci = kuci2_init();
+    const Section network = {uci, "network", section_of<20>(*bus)};
+    const Section cellconf = {uci, "cellconf", network.name};
+    Json config{json_object_new_object()};
+    network.add(config.get(), "service", "service");
+    kjson_add_string(config.get(), "device", find_data_device(network).view());
+    network.add(config.get(), "apn", "apn");
+    network.add(config.get(), "mtu", "mtu");
+    add_operator(config.get(), uci);
+    network.add(config.get(), "pincode", "pincode");
+    network.add(config.get(), "dialnum", "dialnumber");
+    network.add(config.get(), "username", "username");
+    network.add(config.get(), "password", "password");
+    network.add(config.get(), "authentication", "auth");
+    if (network.read<10>("proto") == "qcm")
+        kjson_add_string(config.get(), "proto", "qcm");
+    if (const auto ttl = cellconf.read<10>("ttl"); !ttl.empty())
+        kjson_add_int(config.get(), "ttl", text_to_int(ttl.c_str()));
+    kjson_add_object(response, "config", std::move(config));
+    return modem_api_success;
+}
+
+int32_t change_settings(json_object *request, json_object *)
+{
+    const auto bus = requested_bus(request);
+    if (kjson_get_int(request, "modem_id") == -1 || !bus)
+        return modem_api_parameter_missing;
+    const ModemDriver *entry = requested_model(request);
+    if (entry == nullptr)
+        return modem_api_no_modem;
+    ModemDriver rec = *entry;
+    driver_bind_bus(rec, bus->c_str());
+    const ConnectSettings settings = requested_settings(request);
+    if (settings.device == nullptr)
+        return modem_api_parameter_or_sim;
+    if (kjson_contain_key(request, "ttl") != 0)
+        rec.ttl = static_cast<uint8_t>(kjson_get_int(request, "ttl"));
+    if ((rec.flags2 & at_port_carries_data) == 0 && is_at_port(rec, settings.device))
+        return modem_api_at_port_as_device;
+    return connect(rec, requested_text(request, "proto", "auto"), settings);
+}
+
+int32_t enable_modem(json_object *request, json_object *)
+{
+    const auto bus = requested_bus(request);
+    if (!bus)
+        return modem_api_success;
+    const auto section = section_of<16>(*bus);
+    unlink(Text<50>::format("/tmp/modem.%s/fail_count", bus->c_str()).c_str());
+    const Uci uci = kuci2_init();
+    if (kjson_get_boolean(request, "disable")) {
+        iface_down(down_polls, section.c_str());
+        kuci2_set_name(uci, "network", section.c_str(), "disabled", "1");
+        execCommand(compose_kill_tracker(section.c_str()).c_str());
+    } else {
+        kuci2_set_name(uci, "network", section.c_str(), "disabled", "0");
+    }
+    kuci2_commit(uci, "network");
+    execCommand(kill_qmi_clients);
+    execCommand(kill_other_instances);
+    if (is_board("condor"))
+        execCommand(stop_shortcuts);
+    reload_network(reload_timeout_s);
+    return modem_api_success;
+}

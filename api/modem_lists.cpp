@@ -1,0 +1,162 @@
+#include "api/modem_lists.h"
+
+#include <algorithm>
+
+#include "api/control_commands.h"
+#include "api/handlers.h"
+#include "core/modem_table.h"
+#include "discovery/modem_record.h"
+#include "platform/board.h"
+#include "platform/shell.h"
+#include "wifi/interference.h"
+
+namespace {
+
+constexpr std::string_view boards_without_list[] = {"gecko", "vole", "tapir"};
+
+// The modem at each place; modem_id -1 where there is none.
+using ModemsAtPlaces = std::array<ModemDriver, modem_places>;
+
+// Appends a record of each modem that is present to modems. @return how many there are
+int list_modems(const ModemBuses &buses, RecordForm form, json_object *modems, ModemsAtPlaces &found)
+{
+    int count = 0;
+    for (size_t place = 0; place < buses.size(); place++) {
+        found[place] = {};
+        found[place].modem_id = -1;
+        if (buses[place].empty())
+            continue;
+        Json record{json_object_new_object()};
+        detect_modem(found[place], record.get(), buses[place].c_str(), form);
+        if (found[place].modem_id < 0)
+            continue;
+        kjson_array_add(modems, std::move(record));
+        count++;
+    }
+    return count;
+}
+
+int32_t report_list(json_object *response, RecordForm form)
+{
+    Json modems{json_object_new_array()};
+    ModemsAtPlaces found;
+    if (list_modems(read_modem_buses(kuci2_init()), form, modems.get(), found) == 0)
+        return modem_api_no_modem;
+    kjson_add_object(response, "modems", std::move(modems));
+    return modem_api_success;
+}
+
+template <size_t N> Text<N> read_pass_through(const Uci &uci, const char *option)
+{
+    Text<N> value;
+    kuci2_get_name(uci, "devconf", "passthrough", option, value);
+    return value;
+}
+
+// The subnet, where the LAN bridge has the gateway's address.
+std::string_view pick_subnet(const Text<24> &subnet, const Text<24> &gateway)
+{
+    const auto command = compose_find_gateway(gateway.c_str());
+    Text<128> line;
+    if (!command.empty())
+        getShellCommandReturn(command.c_str(), line);
+    return line.empty() ? std::string_view{} : subnet.view();
+}
+
+void add_pass_through(json_object *response, const Uci &uci)
+{
+    const bool is_on =
+        is_passing_through(read_pass_through<24>(uci, "enable").view(), read_pass_through<24>(uci, "running").view());
+    kjson_add_boolean(response, "passthrough", is_on);
+    if (!is_on)
+        return;
+    const auto gateway = read_pass_through<24>(uci, "gateway");
+    const auto subnet = read_pass_through<24>(uci, "subnet");
+    kjson_add_string(response, "gateway", gateway.view());
+    kjson_add_string(response, "netmask", read_pass_through<24>(uci, "netmask").view());
+    kjson_add_string(response, "subnet", pick_subnet(subnet, gateway));
+    Json dns = pick_pass_dns(read_pass_through<64>(uci, "dns").view());
+    kjson_add_object(response, "pass_dns", dns == nullptr ? json_text("") : std::move(dns));
+}
+
+bool is_disabled(const Uci &uci, const char *bus)
+{
+    Text<16> ident;
+    bus_to_ident(bus, ident);
+    Text<50> disabled;
+    kuci2_get_name(uci, "network", Text<20>::format("modem_%s", ident.c_str()).c_str(), "disabled", disabled);
+    return disabled == "1";
+}
+
+int32_t pick_hint(const ModemsAtPlaces &found, int count, const Uci &uci)
+{
+    LteBands bands = {};
+    std::array<bool, modem_places> disabled = {};
+    for (size_t place = 0; place < found.size(); place++) {
+        const ModemDriver &rec = found[place];
+        if (rec.modem_id < 0)
+            continue;
+        bands[place] = read_lte_band(rec.bus.c_str(), rec.control_port, static_cast<int>(place));
+        disabled[place] = is_disabled(uci, rec.bus.c_str());
+    }
+    return are_all_off(count, disabled) ? 0 : wifi_channel_hint(bands);
+}
+
+} // namespace
+
+bool is_passing_through(std::string_view enable, std::string_view running)
+{
+    return enable == "1" && !running.empty() && running != "eth1" && running != "pppoe-wan";
+}
+
+Json pick_pass_dns(std::string_view list)
+{
+    if (list.empty())
+        return nullptr;
+    Json servers{json_object_new_array()};
+    bool is_first = true;
+    while (!list.empty()) {
+        const std::string_view server = first_characters(list, list.find(','));
+        list = without_first(list, server.size() + 1);
+        if (server.empty())
+            continue;
+        if (!is_first)
+            kjson_array_add_string(servers.get(), server);
+        is_first = false;
+    }
+    return servers;
+}
+
+bool are_all_off(int count, const std::array<bool, modem_places> &is_disabled)
+{
+    return std::all_of(is_disabled.begin(), is_disabled.begin() + count, [](bool disabled) { return disabled; });
+}
+
+int32_t report_modems(json_object *, json_object *response)
+{
+    Text<64> board;
+    get_model_name(board);
+    if (std::find(std::begin(boards_without_list), std::end(boards_without_list), board.view()) !=
+        std::end(boards_without_list))
+        return modem_api_not_supported;
+    const Uci uci = kuci2_init();
+    add_pass_through(response, uci);
+    Json modems{json_object_new_array()};
+    ModemsAtPlaces found;
+    const int count = list_modems(read_modem_buses(uci), RecordForm::full, modems.get(), found);
+    if (count == 0)
+        return modem_api_no_modem;
+    kjson_add_int(response, "hint_modify_wifi_channel", pick_hint(found, count, uci));
+    kjson_add_object(response, "modems", std::move(modems));
+    return modem_api_success;
+}
+
+int32_t report_modems_briefly(json_object *, json_object *response)
+{
+    return report_list(response, RecordForm::brief);
+}
+
+int32_t report_modems_for_app(json_object *, json_object *response)
+{
+    return report_list(response, RecordForm::app_brief);
+}
