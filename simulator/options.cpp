@@ -153,7 +153,9 @@ void set_link_value(LinkBehaviour &link, const std::string &name, const std::str
 /// "modem,setup=never,error=NO_DEVICE"
 LinkChoice parse_link(std::string_view text)
 {
-    LinkChoice link{take_until(',', text), {}};
+    // No interface's name holds an equals sign: a setting may stand first, without a comma in front.
+    const bool has_name = text.substr(0, text.find(',')).find('=') == std::string_view::npos;
+    LinkChoice link{has_name ? take_until(',', text) : "", {}};
     while (!text.empty()) {
         std::string_view value = text.substr(0, text.find(','));
         take_until(',', text);

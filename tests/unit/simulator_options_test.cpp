@@ -73,7 +73,7 @@ TEST(SimrouterOptions, ReadNumbers)
 TEST(SimrouterOptions, DescribeTheNetwork)
 {
     const Options options =
-        parse_options(Arguments{"--link", "modem,setup=never", "--link", ",address=10.9.8.2/29,setup=5", "--ubus",
+        parse_options(Arguments{"--link", "modem,setup=never", "--link", "address=10.9.8.2/29,setup=5", "--ubus",
                                 "delay=300", "--ubus", "silent=network"});
     ASSERT_EQ(options.links.size(), 2U);
     EXPECT_EQ(options.links[0].interface, "modem");
