@@ -1,102 +1,66 @@
 #include "simulator/net_devices.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <array>
-#include <cerrno>
-#include <cstring>
+#include <fcntl.h>
 #include <ifaddrs.h>
 #include <linux/if_link.h>
+#include <linux/if_tun.h>
 #include <linux/rtnetlink.h>
+#include <linux/veth.h>
 #include <net/if.h>
-#include <span>
+#include <sys/epoll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace simulator {
 
 namespace {
 
-constexpr const char *kinds[] = {"dummy", "ifb", "bridge"};
+constexpr const char *simple_kinds[] = {"dummy", "ifb", "bridge"};
+constexpr size_t packet_bytes = 1400;
 
 struct IpAddress {
     int family = AF_UNSPEC;
-    std::array<char, 16> bytes{};
-    size_t size() const { return family == AF_INET ? 4 : 16; }
+    std::string bytes{};
 };
 
 IpAddress parse_address(const std::string &text)
 {
-    IpAddress address;
-    for (const int family : {AF_INET, AF_INET6})
-        if (inet_pton(family, text.c_str(), address.bytes.data()) == 1)
-            address.family = family;
-    return address;
+    for (const int family : {AF_INET, AF_INET6}) {
+        std::string bytes(family == AF_INET ? 4 : 16, '\0');
+        if (inet_pton(family, text.c_str(), bytes.data()) == 1)
+            return {family, bytes};
+    }
+    return {};
+}
+
+/// Takes what the kernel has sent; only then does it count as sent.
+void drain(int tunnel)
+{
+    std::array<char, 2048> packet;
+    while (read(tunnel, packet.data(), packet.size()) > 0) {
+    }
+}
+
+/// Of the packets that make up bytes, each at least as long as an Ethernet header, the first one's length.
+size_t first_packet(uint64_t bytes)
+{
+    if (bytes <= packet_bytes)
+        return bytes;
+    return std::min<uint64_t>(packet_bytes, bytes - ethernet_header_bytes);
 }
 
 } // namespace
 
-/// A message of rtnetlink that grows attribute by attribute.
-class NetDevices::Request {
-  public:
-    template <typename Header> Request(uint16_t type, uint16_t flags, const Header &header)
-    {
-        nlmsghdr message{};
-        message.nlmsg_type = type;
-        message.nlmsg_flags = static_cast<uint16_t>(NLM_F_REQUEST | NLM_F_ACK | flags);
-        append(&message, sizeof message);
-        append(&header, sizeof header);
-    }
+NetDevices::NetDevices(EventLoop &loop) : loop_(loop), far_side_(FarSide::make()) {}
 
-    void add(uint16_t type, const void *data, size_t size)
-    {
-        rtattr attribute{};
-        attribute.rta_len = static_cast<uint16_t>(RTA_LENGTH(size));
-        attribute.rta_type = type;
-        append(&attribute, sizeof attribute);
-        append(data, size);
-    }
-    void add_number(uint16_t type, uint32_t number) { add(type, &number, sizeof number); }
-    void add_text(uint16_t type, const std::string &text) { add(type, text.c_str(), text.size() + 1); }
-
-    /// The message with its length filled in.
-    std::string bytes() const
-    {
-        std::string bytes = bytes_;
-        const auto size = static_cast<uint32_t>(bytes.size());
-        memcpy(bytes.data() + offsetof(nlmsghdr, nlmsg_len), &size, sizeof size);
-        return bytes;
-    }
-
-  private:
-    void append(const void *data, size_t size)
-    {
-        bytes_.append(static_cast<const char *>(data), size);
-        bytes_.resize(NLMSG_ALIGN(bytes_.size()));
-    }
-    std::string bytes_;
-};
-
-NetDevices::NetDevices() : socket_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE))
+NetDevices::~NetDevices()
 {
-    if (!socket_)
-        throw std::system_error(errno, std::generic_category(), "rtnetlink");
-}
-
-bool NetDevices::send(const Request &request)
-{
-    const std::string bytes = request.bytes();
-    std::array<char, 8192> answer;
-    if (::send(socket_.get(), bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
-        return false;
-    const ssize_t count = recv(socket_.get(), answer.data(), answer.size(), 0);
-    if (count < static_cast<ssize_t>(NLMSG_LENGTH(sizeof(nlmsgerr))))
-        return false;
-    nlmsghdr header;
-    nlmsgerr error;
-    memcpy(&header, answer.data(), sizeof header);
-    memcpy(&error, answer.data() + NLMSG_HDRLEN, sizeof error);
-    return header.nlmsg_type == NLMSG_ERROR && error.error == 0;
+    for (const auto &[name, tunnel] : tunnels_)
+        loop_.unwatch(tunnel.get());
 }
 
 bool NetDevices::exists(const std::string &name)
@@ -104,31 +68,70 @@ bool NetDevices::exists(const std::string &name)
     return if_nametoindex(name.c_str()) != 0;
 }
 
-bool NetDevices::create(const std::string &name)
+bool NetDevices::create(const std::string &name, Kind kind)
 {
-    if (name.size() >= IFNAMSIZ)
+    if (name.empty() || name.size() >= IFNAMSIZ)
         return false;
-    for (const std::string kind : kinds) {
-        Request request(RTM_NEWLINK, NLM_F_CREATE | NLM_F_EXCL, ifinfomsg{});
-        request.add_text(IFLA_IFNAME, name);
-        rtattr of_kind{};
-        of_kind.rta_len = static_cast<uint16_t>(RTA_LENGTH(kind.size()));
-        of_kind.rta_type = IFLA_INFO_KIND;
-        std::string info(reinterpret_cast<const char *>(&of_kind), sizeof of_kind);
-        info += kind;
-        info.resize(RTA_ALIGN(info.size()));
-        request.add(IFLA_LINKINFO, info.data(), info.size());
-        if (send(request))
-            return true;
-    }
-    return false;
+    if (kind == Kind::point_to_point && create_tunnel(name))
+        return true;
+    if (kind != Kind::board && create_pair(name))
+        return true;
+    return create_simple(name);
 }
 
 bool NetDevices::remove(const std::string &name)
 {
+    if (const auto tunnel = tunnels_.find(name); tunnel != tunnels_.end()) {
+        loop_.unwatch(tunnel->second.get());
+        tunnels_.erase(tunnel); // and with its far end the device
+        return true;
+    }
     ifinfomsg header{};
     header.ifi_index = static_cast<int>(if_nametoindex(name.c_str()));
-    return header.ifi_index != 0 && send(Request(RTM_DELLINK, 0, header));
+    return header.ifi_index != 0 && kernel_.send(NetlinkRequest(RTM_DELLINK, 0, header));
+}
+
+bool NetDevices::create_tunnel(const std::string &name)
+{
+    Fd tunnel(open("/dev/net/tun", O_RDWR | O_CLOEXEC | O_NONBLOCK));
+    ifreq request{};
+    name.copy(request.ifr_name, IFNAMSIZ - 1);
+    request.ifr_flags = IFF_TUN; // each packet with its protocol in front
+    if (!tunnel || ioctl(tunnel.get(), TUNSETIFF, &request) != 0)
+        return false;
+    silence_device(kernel_, static_cast<int>(if_nametoindex(name.c_str())));
+    loop_.watch(tunnel.get(), EPOLLIN, [descriptor = tunnel.get()](uint32_t) { drain(descriptor); });
+    tunnels_[name] = std::move(tunnel);
+    return true;
+}
+
+/// The other end of a pair lies in a namespace of its own, where nobody sees it.
+bool NetDevices::create_pair(const std::string &name)
+{
+    if (!far_side_)
+        return false;
+    NetlinkRequest request(RTM_NEWLINK, NLM_F_CREATE | NLM_F_EXCL, ifinfomsg{});
+    request.add_text(IFLA_IFNAME, name);
+    const std::string peer = netlink_bytes(ifinfomsg{}) + netlink_attribute(IFLA_IFNAME, name + '\0') +
+                             netlink_attribute(IFLA_NET_NS_FD, netlink_bytes(far_side_->name_space()));
+    request.add(IFLA_LINKINFO, netlink_attribute(IFLA_INFO_KIND, "veth") +
+                                   netlink_attribute(IFLA_INFO_DATA, netlink_attribute(VETH_INFO_PEER, peer)));
+    if (!kernel_.send(request))
+        return false;
+    silence_device(kernel_, static_cast<int>(if_nametoindex(name.c_str())));
+    return far_side_->take(name);
+}
+
+bool NetDevices::create_simple(const std::string &name)
+{
+    for (const std::string kind : simple_kinds) {
+        NetlinkRequest request(RTM_NEWLINK, NLM_F_CREATE | NLM_F_EXCL, ifinfomsg{});
+        request.add_text(IFLA_IFNAME, name);
+        request.add(IFLA_LINKINFO, netlink_attribute(IFLA_INFO_KIND, kind));
+        if (kernel_.send(request))
+            return true;
+    }
+    return false;
 }
 
 bool NetDevices::set_up(const std::string &name, bool up)
@@ -137,7 +140,7 @@ bool NetDevices::set_up(const std::string &name, bool up)
     header.ifi_index = static_cast<int>(if_nametoindex(name.c_str()));
     header.ifi_change = IFF_UP;
     header.ifi_flags = up ? IFF_UP : 0;
-    return header.ifi_index != 0 && send(Request(RTM_NEWLINK, 0, header));
+    return header.ifi_index != 0 && kernel_.send(NetlinkRequest(RTM_NEWLINK, 0, header));
 }
 
 bool NetDevices::add_address(const std::string &name, const NetAddress &address)
@@ -150,10 +153,10 @@ bool NetDevices::add_address(const std::string &name, const NetAddress &address)
     header.ifa_flags = ip.family == AF_INET6 ? IFA_F_NODAD : 0;
     if (ip.family == AF_UNSPEC || header.ifa_index == 0)
         return false;
-    Request request(RTM_NEWADDR, NLM_F_CREATE | NLM_F_REPLACE, header);
-    request.add(IFA_LOCAL, ip.bytes.data(), ip.size());
-    request.add(IFA_ADDRESS, ip.bytes.data(), ip.size());
-    return send(request);
+    NetlinkRequest request(RTM_NEWADDR, NLM_F_CREATE | NLM_F_REPLACE, header);
+    request.add(IFA_LOCAL, ip.bytes);
+    request.add(IFA_ADDRESS, ip.bytes);
+    return kernel_.send(request);
 }
 
 bool NetDevices::clear_addresses(const std::string &name)
@@ -171,12 +174,12 @@ bool NetDevices::clear_addresses(const std::string &name)
         ifaddrmsg header{};
         header.ifa_family = static_cast<uint8_t>(family);
         header.ifa_index = if_nametoindex(name.c_str());
-        Request request(RTM_DELADDR, 0, header);
+        NetlinkRequest request(RTM_DELADDR, 0, header);
         if (family == AF_INET)
-            request.add(IFA_LOCAL, &reinterpret_cast<const sockaddr_in *>(entry->ifa_addr)->sin_addr, 4);
+            request.add(IFA_LOCAL, netlink_bytes(reinterpret_cast<const sockaddr_in *>(entry->ifa_addr)->sin_addr));
         else
-            request.add(IFA_LOCAL, &reinterpret_cast<const sockaddr_in6 *>(entry->ifa_addr)->sin6_addr, 16);
-        all = send(request) && all;
+            request.add(IFA_LOCAL, netlink_bytes(reinterpret_cast<const sockaddr_in6 *>(entry->ifa_addr)->sin6_addr));
+        all = kernel_.send(request) && all;
     }
     freeifaddrs(list);
     return all;
@@ -195,11 +198,48 @@ bool NetDevices::add_default_route(const std::string &name, const std::string &g
     header.rtm_scope = RT_SCOPE_UNIVERSE;
     header.rtm_type = RTN_UNICAST;
     header.rtm_flags = RTNH_F_ONLINK;
-    Request request(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_REPLACE, header);
-    request.add(RTA_GATEWAY, ip.bytes.data(), ip.size());
+    NetlinkRequest request(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_REPLACE, header);
+    request.add(RTA_GATEWAY, ip.bytes);
     request.add_number(RTA_OIF, index);
     request.add_number(RTA_PRIORITY, static_cast<uint32_t>(metric));
-    return send(request);
+    return kernel_.send(request);
+}
+
+bool NetDevices::move_traffic(const std::string &name, const Traffic &traffic)
+{
+    Traffic left = traffic;
+    while (left.received > 0) {
+        const size_t bytes = first_packet(left.received);
+        if (!receive(name, bytes))
+            return false;
+        left.received -= bytes;
+    }
+    while (left.sent > 0) {
+        const size_t bytes = first_packet(left.sent);
+        if (!send(name, bytes))
+            return false;
+        left.sent -= bytes;
+    }
+    return true;
+}
+
+bool NetDevices::receive(const std::string &name, size_t bytes)
+{
+    const auto tunnel = tunnels_.find(name);
+    if (tunnel == tunnels_.end())
+        return far_side_ && far_side_->send(name, ethernet_frame(bytes));
+    const tun_pi protocol{.flags = 0, .proto = htons(nobodys_protocol)};
+    const std::string packet = netlink_bytes(protocol) + std::string(bytes, '\0');
+    return write(tunnel->second.get(), packet.data(), packet.size()) == static_cast<ssize_t>(packet.size());
+}
+
+bool NetDevices::send(const std::string &name, size_t bytes)
+{
+    if (!frames_.send(name, ethernet_frame(bytes)))
+        return false;
+    if (const auto tunnel = tunnels_.find(name); tunnel != tunnels_.end())
+        drain(tunnel->second.get());
+    return true;
 }
 
 } // namespace simulator

@@ -108,6 +108,7 @@ int NetworkDaemon::reload()
         else
             add(section, false);
     }
+    check_demands();
     return UBUS_STATUS_OK;
 }
 
@@ -196,21 +197,36 @@ void NetworkDaemon::start(Interface &interface)
     case ProtocolKind::wired:
     case ProtocolKind::modem:
         interface.state = State::pending;
-        interface.setup_ends = interface.link.setup_ms;
-        if (interface.setup_ends) {
-            *interface.setup_ends += surroundings_.now();
-            if (surroundings_.wake_at)
-                surroundings_.wake_at(*interface.setup_ends);
-        }
+        begin_setup(interface);
         break;
     }
+}
+
+void NetworkDaemon::begin_setup(Interface &interface)
+{
+    const ModemVariable modem = [&](const std::string &name) {
+        return surroundings_.modem_variable ? surroundings_.modem_variable(interface.section, name) : "";
+    };
+    interface.waits_for_demand = !meets_demand(interface.section, interface.link.demand, modem);
+    if (interface.waits_for_demand || !interface.link.setup_ms)
+        return;
+    interface.setup_ends = *interface.link.setup_ms + surroundings_.now();
+    if (surroundings_.wake_at)
+        surroundings_.wake_at(*interface.setup_ends);
+}
+
+void NetworkDaemon::check_demands()
+{
+    for (auto &[name, interface] : interfaces_)
+        if (interface.state == State::pending && interface.waits_for_demand)
+            begin_setup(interface);
 }
 
 void NetworkDaemon::come_up(Interface &interface, int64_t at)
 {
     interface.state = State::up;
     interface.up_since = at;
-    tell_device(interface, true);
+    tell_device(interface, true, interface.link.traffic);
 }
 
 void NetworkDaemon::finish_setup(Interface &interface)
@@ -232,6 +248,8 @@ void NetworkDaemon::add_companion(const Interface &interface)
     LinkBehaviour behaviour = interface.link;
     behaviour.companion = false;
     behaviour.setup_ms = 0;
+    behaviour.traffic = {};
+    behaviour.demand = {};
     set_behaviour(companion_name(interface), behaviour);
     InterfaceSection section{.name = companion_name(interface)};
     section.options["proto"] = {"dhcp"};
@@ -252,7 +270,7 @@ void NetworkDaemon::stop(Interface &interface)
     tell_device(interface, false);
 }
 
-void NetworkDaemon::tell_device(const Interface &interface, bool up) const
+void NetworkDaemon::tell_device(const Interface &interface, bool up, const Traffic &traffic) const
 {
     if (!surroundings_.change_device)
         return;
@@ -261,6 +279,7 @@ void NetworkDaemon::tell_device(const Interface &interface, bool up) const
         change.addresses = addresses_of(interface);
         change.gateway = option_is_off(interface.section, "defaultroute") ? "" : gateway_of(interface);
         change.metric = metric_of(interface.section);
+        change.traffic = traffic;
     }
     surroundings_.change_device(change);
 }
@@ -311,6 +330,7 @@ int NetworkDaemon::up(const std::string &name)
         set_error(*interface, "", "");
         start(*interface);
     }
+    check_demands();
     return UBUS_STATUS_OK;
 }
 

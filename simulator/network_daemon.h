@@ -8,17 +8,12 @@
 #include <vector>
 
 #include "platform/json.h"
+#include "simulator/link_demand.h"
+#include "simulator/traffic.h"
 
 namespace simulator {
 
 class UbusServer;
-
-/// An interface section of the network configuration with the changes applied that are not committed yet.
-struct InterfaceSection {
-    std::string name;
-    std::map<std::string, std::vector<std::string>> options{}; ///< a single value is a list of one
-    bool operator==(const InterfaceSection &) const = default;
-};
 
 /// How the protocol script of an interface goes (3g, qmi, dhcp ...).
 struct LinkBehaviour {
@@ -30,6 +25,8 @@ struct LinkBehaviour {
     std::string gateway = "10.64.1.1"; ///< empty: none
     std::vector<std::string> dns{"10.64.1.1"};
     std::string data = "{}"; ///< a JSON object, the status's member "data"
+    Traffic traffic{};       ///< of the device once the interface is up
+    LinkDemand demand{};     ///< while it is not met the setup goes on without end
     bool companion = false;  ///< the interface itself gets no address, but a dynamic one named "<name>_4" does
 };
 
@@ -47,6 +44,7 @@ struct DeviceChange {
     std::vector<InterfaceAddress> addresses{}; ///< IPv4 before IPv6
     std::string gateway{};                     ///< of the default route; empty: no such route
     int metric = 0;
+    Traffic traffic{}; ///< that goes through it now
 };
 
 /// Everything that the network daemon does not know by itself. Only now and read_config must be set.
@@ -57,6 +55,8 @@ struct NetworkSurroundings {
     std::function<bool(const std::string &device)> has_device{};  ///< unset: every device is there
     std::function<bool(const std::string &device)> has_carrier{}; ///< unset: every device has
     std::function<void(const DeviceChange &change)> change_device{};
+    /// What the modem behind an interface has stored in a variable ("apn_1"); unset: nothing.
+    std::function<std::string(const InterfaceSection &section, const std::string &variable)> modem_variable{};
     /// advance() has something to do at that time; also times that have become void may come.
     std::function<void(int64_t at)> wake_at{};
 };
@@ -83,6 +83,8 @@ class NetworkDaemon {
     void advance();
     /// Takes in that devices have come, gone, or changed their carrier.
     void check_devices();
+    /// Takes in that a modem may have become what an interface's setup waits for.
+    void check_demands();
 
     /// 4 without a configuration: everything runs on then.
     int reload();
@@ -114,6 +116,7 @@ class NetworkDaemon {
         State state = State::down;
         int64_t up_since = 0;
         std::optional<int64_t> setup_ends{}; ///< of a pending one; nothing: never
+        bool waits_for_demand = false;       ///< the setup goes on until its demand is met
         LinkBehaviour link{};                ///< of the setup under way or done
         std::string l3_device{};
         std::string error_subsystem{}; ///< empty: no error
@@ -127,11 +130,12 @@ class NetworkDaemon {
     void begin(Interface &interface);
     void start(Interface &interface);
     void stop(Interface &interface);
+    void begin_setup(Interface &interface);
     void come_up(Interface &interface, int64_t at);
     void finish_setup(Interface &interface);
     void check_device(Interface &interface);
     void add_companion(const Interface &interface);
-    void tell_device(const Interface &interface, bool up) const;
+    void tell_device(const Interface &interface, bool up, const Traffic &traffic = {}) const;
     bool device_is_there(const Interface &interface) const;
     Interface *find(const std::string &name);
 

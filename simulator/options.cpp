@@ -4,35 +4,13 @@
 #include <charconv>
 #include <set>
 
+#include "simulator/option_text.h"
+
 namespace simulator {
 
 namespace {
 
 constexpr std::string_view default_bus = "1-1.2";
-
-uint64_t parse_number(std::string_view option, std::string_view text, uint64_t most)
-{
-    uint64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size() || number > most)
-        throw OptionError(std::string(option) + ": \"" + std::string(text) + "\" is not a number from 0 to " +
-                          std::to_string(most));
-    return number;
-}
-
-/// The text before the first separator; rest becomes what is behind it, empty where there is none.
-std::string take_until(char separator, std::string_view &rest)
-{
-    const size_t end = rest.find(separator);
-    const std::string part(rest.substr(0, end));
-    rest = end == std::string_view::npos ? std::string_view{} : rest.substr(end + 1);
-    return part;
-}
-
-struct NetAddressText {
-    std::string text;
-    int mask;
-};
 
 ModemChoice parse_modem(std::string_view text)
 {
@@ -117,52 +95,6 @@ Answer parse_answer(std::string_view text)
                     std::string(behind == text.size() ? std::string_view{} : text.substr(behind + 1))};
     }
     throw OptionError("--answer: \"" + std::string(text) + "\" is not COMMAND:STATUS[:TEXT]");
-}
-
-NetAddressText parse_link_address(std::string_view text)
-{
-    NetAddressText address{take_until('/', text), 32};
-    if (!text.empty())
-        address.mask = static_cast<int>(parse_number("--link: address", text, 128));
-    return address;
-}
-
-void set_link_value(LinkBehaviour &link, const std::string &name, const std::string &value)
-{
-    if (name == "setup" && value == "never") {
-        link.setup_ms.reset();
-    } else if (name == "setup") {
-        link.setup_ms = static_cast<int64_t>(parse_number("--link: setup", value, 1U << 30));
-    } else if (name == "error") {
-        link.error = value;
-    } else if (name == "device") {
-        link.l3_device = value;
-    } else if (name == "address") {
-        const NetAddressText address = parse_link_address(value);
-        link.address = address.text;
-        link.mask = address.mask;
-    } else if (name == "gateway") {
-        link.gateway = value;
-    } else if (name == "companion") {
-        link.companion = parse_number("--link: companion", value, 1) == 1;
-    } else {
-        throw OptionError("--link: \"" + name + "\" is none of setup, error, device, address, gateway, companion");
-    }
-}
-
-/// "modem,setup=never,error=NO_DEVICE"
-LinkChoice parse_link(std::string_view text)
-{
-    // No interface's name holds an equals sign: a setting may stand first, without a comma in front.
-    const bool has_name = text.substr(0, text.find(',')).find('=') == std::string_view::npos;
-    LinkChoice link{has_name ? take_until(',', text) : "", {}};
-    while (!text.empty()) {
-        std::string_view value = text.substr(0, text.find(','));
-        take_until(',', text);
-        const std::string name = take_until('=', value);
-        set_link_value(link.behaviour, name, std::string(value));
-    }
-    return link;
 }
 
 void add_ubus_fault(UbusFaults &faults, std::string_view text)
@@ -320,7 +252,9 @@ Runs a command, or an interactive shell, in a simulated OpenWrt router with simu
   --answer COMMAND:STATUS[:TEXT]
                         what a recorded command prints and how it ends; repeatable
   --link [INTERFACE][,setup=MS|never][,error=CODE][,device=NAME][,address=IP/MASK][,gateway=IP][,companion=1]
-                        how a network interface comes up; repeatable
+         [,apn=NAME][,context=NAME][,cid=N][,username=NAME][,password=TEXT][,needs=qmi|serial]
+         [,traffic=BYTES[/BYTES]]
+                        how a network interface comes up, and what its network wants for that; repeatable
   --ubus FAULT          absent, deaf, dying, delay=MS or silent=OBJECT; repeatable
   --config-size BYTES   size of the file system that holds /etc/config
   --extra-folders N     more folders in /sys/devices/platform

@@ -47,6 +47,14 @@ PluggedModem::~PluggedModem()
     parts_.loop.cancel(timer_);
 }
 
+bool PluggedModem::has_device(std::string_view name) const
+{
+    return std::ranges::any_of(device_.interfaces, [&](const UsbInterface &interface) {
+        return (!interface.device.empty() && name == "/dev/" + interface.device) ||
+               (!interface.netdev.empty() && name == interface.netdev);
+    });
+}
+
 void PluggedModem::name_devices()
 {
     device_.interfaces.clear();

@@ -45,6 +45,8 @@ class PluggedModem {
 
     const std::string &bus() const { return device_.bus; }
     const Modem &modem() const { return modem_; }
+    /// Whether name ("/dev/ttyUSB3", "wwan0") is one of its devices.
+    bool has_device(std::string_view name) const;
 
   private:
     void name_devices();

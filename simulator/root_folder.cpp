@@ -236,6 +236,11 @@ void RootBuilder::make_devices()
         mount_bind(fs::path("/dev") / name, target);
     }
     const fs::path dev = inside("/dev");
+    if (access("/dev/net/tun", R_OK | W_OK) == 0) {
+        fs::create_directory(dev / "net");
+        std::ofstream(dev / "net/tun").close();
+        mount_bind("/dev/net/tun", dev / "net/tun");
+    }
     fs::create_directory(dev / "pts");
     mount_new("devpts", dev / "pts", MS_NOSUID | MS_NOEXEC, "newinstance,ptmxmode=0666,mode=0620");
     fs::create_symlink("pts/ptmx", dev / "ptmx");

@@ -96,11 +96,20 @@ Router::Router(const Options &options, std::vector<Modem> modems, RunFiles files
     if (rights_ == Rights::user_namespace)
         exclusive_terminals_.emplace(loop_);
     syslog_.emplace(loop_, files_.journal);
-    network_.emplace(loop_, files_.journal, options);
+    network_.emplace(loop_, files_.journal, options, [this](const std::string &device) { return find_modem(device); });
     sysfs_.build(options.extra_folders);
     for (size_t i = 0; i < modems.size(); i++)
         modems_.emplace_back(parts_, options.modems[i].bus, std::move(modems[i]));
+    network_->check_modems();
     loop_.watch(child_signals_.get(), EPOLLIN, [this](uint32_t) { collect_children(); });
+}
+
+const Modem *Router::find_modem(const std::string &device) const
+{
+    for (const PluggedModem &plugged : modems_)
+        if (plugged.has_device(device))
+            return &plugged.modem();
+    return nullptr;
 }
 
 int Router::run(const std::string &folder)

@@ -4,6 +4,8 @@
 #include <sys/epoll.h>
 #include <uci.h>
 
+#include "simulator/network_status.h"
+
 namespace simulator {
 
 namespace {
@@ -50,6 +52,13 @@ std::optional<std::vector<InterfaceSection>> read_interfaces()
     return sections;
 }
 
+/// A dial-up connection's device is no USB device's: it comes with the protocol.
+NetDevices::Kind kind_of(const std::string &device)
+{
+    using enum NetDevices::Kind;
+    return device.starts_with("3g-") || device.starts_with("ppp") ? point_to_point : link_layer;
+}
+
 void apply_faults(UbusServer &ubus, const UbusFaults &faults)
 {
     ubus.set_deaf(faults.deaf);
@@ -61,10 +70,11 @@ void apply_faults(UbusServer &ubus, const UbusFaults &faults)
 
 } // namespace
 
-RouterNetwork::RouterNetwork(EventLoop &loop, Journal &journal, const Options &options) : loop_(loop), journal_(journal)
+RouterNetwork::RouterNetwork(EventLoop &loop, Journal &journal, const Options &options, FindModem find_modem)
+    : loop_(loop), journal_(journal), find_modem_(std::move(find_modem)), devices_(loop)
 {
     for (const char *name : board_devices)
-        devices_.create(name);
+        devices_.create(name, NetDevices::Kind::board);
     daemon_ = std::make_unique<NetworkDaemon>(surroundings());
     for (const LinkChoice &link : options.links) {
         if (link.interface.empty())
@@ -99,13 +109,23 @@ NetworkSurroundings RouterNetwork::surroundings()
             .has_device = NetDevices::exists,
             .has_carrier = {},
             .change_device = [this](const DeviceChange &change) { change_device(change); },
+            .modem_variable = [this](const InterfaceSection &section,
+                                     const std::string &variable) { return modem_variable(section, variable); },
             .wake_at = [this](int64_t at) { loop_.at(at, [this] { daemon_->advance(); }); }};
 }
 
 void RouterNetwork::set_device(const std::string &name, bool present)
 {
-    present ? devices_.create(name) : devices_.remove(name);
+    present ? devices_.create(name, NetDevices::Kind::link_layer) : devices_.remove(name);
     daemon_->check_devices();
+}
+
+std::string RouterNetwork::modem_variable(const InterfaceSection &section, const std::string &variable) const
+{
+    for (const char *option : {"device", "ifname"})
+        if (const Modem *modem = find_modem_(option_of(section, option)))
+            return modem->variable(variable);
+    return {};
 }
 
 void RouterNetwork::change_device(const DeviceChange &change)
@@ -117,13 +137,14 @@ void RouterNetwork::change_device(const DeviceChange &change)
             devices_.remove(change.device);
         return;
     }
-    if (!NetDevices::exists(change.device) && devices_.create(change.device))
+    if (!NetDevices::exists(change.device) && devices_.create(change.device, kind_of(change.device)))
         protocol_devices_.insert(change.device);
     devices_.set_up(change.device, true);
     for (const InterfaceAddress &address : change.addresses)
         devices_.add_address(change.device, {address.address, address.mask});
     if (!change.gateway.empty())
         devices_.add_default_route(change.device, change.gateway, change.metric);
+    devices_.move_traffic(change.device, change.traffic);
 }
 
 } // namespace simulator

@@ -30,6 +30,8 @@ class Network {
                 .has_device = [this](const std::string &device) { return missing_.count(device) == 0; },
                 .has_carrier = [this](const std::string &device) { return without_carrier_.count(device) == 0; },
                 .change_device = [this](const DeviceChange &change) { note(change); },
+                .modem_variable = [this](const InterfaceSection &,
+                                         const std::string &name) { return modem_variables_[name]; },
                 .wake_at = [this](int64_t at) { wakes_.push_back(at); },
             });
             daemon_->reload();
@@ -42,6 +44,7 @@ class Network {
     int64_t now_ = 100000;
     std::optional<std::vector<InterfaceSection>> sections_;
     std::set<std::string> missing_, without_carrier_;
+    std::map<std::string, std::string> modem_variables_;
     std::vector<std::string> changes_;
     std::vector<int64_t> wakes_;
 
@@ -51,7 +54,10 @@ class Network {
         std::string text = change.interface + " " + change.device + (change.up ? " up" : " down");
         for (const auto &[address, mask] : change.addresses)
             text += " " + address + "/" + std::to_string(mask);
-        changes_.push_back(text + (change.gateway.empty() ? "" : " via " + change.gateway));
+        text += change.gateway.empty() ? "" : " via " + change.gateway;
+        if (change.traffic != Traffic{})
+            text += " moves " + std::to_string(change.traffic.received) + "/" + std::to_string(change.traffic.sent);
+        changes_.push_back(text);
     }
     std::optional<NetworkDaemon> daemon_;
 };
@@ -196,6 +202,98 @@ TEST(NetworkDaemon, LetsAModemStayPendingForEver)
     network.daemon().restart();
     network.now_ += 1000000000;
     EXPECT_NE(network.status("modem").find(R"("pending":true)"), std::string::npos);
+}
+
+struct DemandRow {
+    const char *what;
+    LinkDemand demand;
+    std::map<std::string, std::vector<std::string>> options;
+    std::map<std::string, std::string> modem;
+    bool is_met;
+};
+
+const DemandRow demand_rows[] = {
+    {"nothing", {}, {}, {}, true},
+    {"the configured APN", {.apn = "a"}, {{"apn", {"a"}}}, {{"apn_1", "b"}}, true},
+    {"another configured APN", {.apn = "a"}, {{"apn", {"b"}}}, {{"apn_1", "a"}}, false},
+    {"the modem's APN", {.apn = "a"}, {}, {{"apn_1", "a"}}, true},
+    {"another APN of the modem", {.apn = "a"}, {}, {{"apn_1", "ab"}}, false},
+    {"no APN at all", {.apn = "a"}, {}, {}, false},
+    {"no APN, demanded", {.apn = ""}, {}, {}, true},
+    {"another context", {.apn = "a", .cid = 3}, {}, {{"apn_3", "a"}}, true},
+    {"the first context in place of the third", {.apn = "a", .cid = 3}, {}, {{"apn_1", "a"}}, false},
+    {"the modem's APN alone", {.context = "a"}, {{"apn", {"b"}}}, {{"apn_1", "a"}}, true},
+    {"the configured APN alone", {.context = "a"}, {{"apn", {"a"}}}, {{"apn_1", "b"}}, false},
+    {"a configured user", {.username = "u", .password = "p"}, {{"username", {"u"}}, {"password", {"p"}}}, {}, true},
+    {"the modem's user", {.username = "u", .password = "p"}, {}, {{"user_1", "u"}, {"password_1", "p"}}, true},
+    {"a user without a password", {.username = "u", .password = "p"}, {{"username", {"u"}}}, {}, false},
+    {"another password", {.password = "p"}, {{"password", {"q"}}}, {}, false},
+    {"QMI", {.path = LinkDemand::Path::qmi}, {{"proto", {"qmi"}}}, {}, true},
+    {"QMI by another dialler", {.path = LinkDemand::Path::qmi}, {{"proto", {"qcm"}}}, {}, true},
+    {"serial where QMI is needed", {.path = LinkDemand::Path::qmi}, {{"proto", {"3g"}}}, {}, false},
+    {"serial", {.path = LinkDemand::Path::serial}, {{"proto", {"3g"}}}, {}, true},
+    {"serial by NCM", {.path = LinkDemand::Path::serial}, {{"proto", {"ncm"}}}, {}, true},
+    {"QMI where serial is needed", {.path = LinkDemand::Path::serial}, {{"proto", {"qmi"}}}, {}, false},
+};
+
+TEST(LinkDemand, ComparesTheConfigurationAndTheModem)
+{
+    for (const auto &row : demand_rows) {
+        const auto modem_variable = [&](const std::string &name) {
+            const auto found = row.modem.find(name);
+            return found == row.modem.end() ? "" : found->second;
+        };
+        EXPECT_EQ(meets_demand({"modem", row.options}, row.demand, modem_variable), row.is_met) << row.what;
+    }
+}
+
+TEST(NetworkDaemon, LetsAModemWaitForWhatItsNetworkDemands)
+{
+    Network network({modem("3g")});
+    network.daemon().set_default_behaviour({.demand = {.apn = "internet"}});
+    network.modem_variables_["apn_1"] = "wrong";
+    network.daemon().restart();
+    const std::string pending =
+        R"({"up":false,"pending":true,"available":true,"autostart":true,"dynamic":false,"proto":"3g","data":{}})";
+    network.now_ += 3600000;
+    EXPECT_EQ(network.status("modem"), pending);
+    EXPECT_EQ(network.wakes_, (std::vector<int64_t>{101000})); // of the setup before the network had demands
+
+    network.modem_variables_["apn_1"] = "internet";
+    EXPECT_EQ(network.status("modem"), pending); // nobody has told it
+    EXPECT_EQ(network.daemon().up("modem"), 0);
+    EXPECT_EQ(network.status("modem"), pending); // its setup takes its time
+    EXPECT_EQ(network.wakes_.back(), network.now_ + 1000);
+    network.now_ += 1000;
+    EXPECT_EQ(network.status("modem").find(R"({"up":true,"pending":false,)"), 0U);
+}
+
+TEST(NetworkDaemon, LooksAgainAtWhatIsDemandedWhenItReloads)
+{
+    Network network({modem()});
+    network.daemon().set_default_behaviour({.setup_ms = 0, .demand = {.apn = "internet", .username = "me"}});
+    network.daemon().restart();
+    network.sections()[0].options["apn"] = {"internet"};
+    network.daemon().reload();
+    network.daemon().advance();
+    EXPECT_EQ(network.status("modem").find(R"({"up":false,"pending":true,)"), 0U);
+    network.modem_variables_["user_1"] = "me";
+    network.daemon().reload();
+    network.daemon().advance();
+    EXPECT_EQ(network.status("modem").find(R"({"up":true,"pending":false,)"), 0U);
+}
+
+TEST(NetworkDaemon, MovesTrafficOnceThroughADeviceThatComesUp)
+{
+    Network network({modem()});
+    network.daemon().set_default_behaviour({.setup_ms = 0, .traffic = {5000, 700}});
+    network.daemon().restart();
+    network.changes_.clear();
+    network.daemon().advance();
+    network.sections()[0].options["metric"] = {"60"};
+    network.daemon().reload();
+    EXPECT_EQ(network.changes_, (std::vector<std::string>{"modem wwan0 up 10.64.1.2/30 via 10.64.1.1 moves 5000/700",
+                                                          "modem wwan0 up 10.64.1.2/30 via 10.64.1.1"}));
 }
 
 TEST(NetworkDaemon, GivesTheCompanionTheAddress)

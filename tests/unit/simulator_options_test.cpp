@@ -87,6 +87,27 @@ TEST(SimrouterOptions, DescribeTheNetwork)
     EXPECT_FALSE(options.ubus.absent);
 }
 
+TEST(SimrouterOptions, TellWhatANetworkDemands)
+{
+    const Options options =
+        parse_options(Arguments{"--link", "apn=internet,username=me,password=a=b,context=ims,cid=3,needs=qmi", "--link",
+                                "wan,traffic=1000/0", "--link", "modem,traffic=14,needs=serial"});
+    ASSERT_EQ(options.links.size(), 3U);
+    EXPECT_EQ(options.links[0].interface, "");
+    const LinkDemand &demand = options.links[0].behaviour.demand;
+    EXPECT_EQ(demand.apn, "internet");
+    EXPECT_EQ(demand.username, "me");
+    EXPECT_EQ(demand.password, "a=b");
+    EXPECT_EQ(demand.context, "ims");
+    EXPECT_EQ(demand.cid, 3);
+    EXPECT_EQ(demand.path, LinkDemand::Path::qmi);
+    EXPECT_EQ(options.links[1].interface, "wan");
+    EXPECT_EQ(options.links[1].behaviour.traffic, (Traffic{1000, 0}));
+    EXPECT_FALSE(options.links[1].behaviour.demand.apn);
+    EXPECT_EQ(options.links[2].behaviour.traffic, (Traffic{14, 14}));
+    EXPECT_EQ(options.links[2].behaviour.demand.path, LinkDemand::Path::serial);
+}
+
 TEST(SimrouterOptions, RefuseWhatIsWrongWithALineThatTellsIt)
 {
     const struct {
@@ -118,7 +139,13 @@ TEST(SimrouterOptions, RefuseWhatIsWrongWithALineThatTellsIt)
         {{"--answer", "uqmi"}, "--answer: \"uqmi\" is not COMMAND:STATUS[:TEXT]"},
         {{"--answer", "uqmi:256"}, "--answer: \"uqmi:256\" is not COMMAND:STATUS[:TEXT]"},
         {{"--answer", ":0:x"}, "--answer: \":0:x\" is not COMMAND:STATUS[:TEXT]"},
-        {{"--link", "modem,speed=1"}, "--link: \"speed\" is none of setup, error, device, address, gateway, companion"},
+        {{"--link", "modem,speed=1"},
+         "--link: \"speed\" is none of setup, error, device, address, gateway, companion, apn, context, cid, username, "
+         "password, needs, traffic"},
+        {{"--link", "needs=mbim"}, "--link: needs: \"mbim\" is neither qmi nor serial"},
+        {{"--link", "traffic=13"}, "--link: traffic: a packet has 14 bytes or more"},
+        {{"--link", "traffic=100/x"}, "--link: traffic: \"x\" is not a number from 0 to 1000000000"},
+        {{"--link", "cid=17"}, "--link: cid: \"17\" is not a number from 0 to 16"},
         {{"--ubus", "silent"}, "--ubus: \"silent\" is none of absent, deaf, dying, delay=MS, silent=OBJECT"},
         {{"--journal", ""}, "--journal: needs the name of a file or folder"},
     };
