@@ -29,24 +29,6 @@ bool is_wanted(const InterfaceSection &section)
     return disabled.empty() || option_is_off(section, "disabled");
 }
 
-std::string l3_device_of(const Interface &interface)
-{
-    const InterfaceSection &section = interface.section;
-    if (protocol_kind(section) != ProtocolKind::modem)
-        return device_of(section);
-    if (!interface.link.l3_device.empty())
-        return interface.link.l3_device;
-    const std::string protocol = option_of(section, "proto");
-    if (protocol == "3g")
-        return "3g-" + section.name;
-    const std::string ifname = option_of(section, "ifname");
-    if (protocol == "directip" && !ifname.empty())
-        return ifname;
-    const std::string device = option_of(section, "device");
-    const bool second = device.find("wdm1") != std::string::npos && device.find("wdm0") == std::string::npos;
-    return second ? "wwan1" : "wwan0";
-}
-
 std::string text_of(json_object *value)
 {
     const char *text = json_object_get_string(value);
@@ -169,6 +151,16 @@ void NetworkDaemon::begin(Interface &interface)
     set_error(interface, misses_device ? "interface" : "", misses_device ? "NO_DEVICE" : "");
     if (interface.autostart)
         start(interface);
+}
+
+std::string NetworkDaemon::l3_device_of(const Interface &interface) const
+{
+    const InterfaceSection &section = interface.section;
+    if (protocol_kind(section) != ProtocolKind::modem)
+        return device_of(section);
+    if (!interface.link.l3_device.empty())
+        return interface.link.l3_device;
+    return modem_device_of(section, surroundings_.modem_netdev ? surroundings_.modem_netdev(section) : "");
 }
 
 bool NetworkDaemon::device_is_there(const Interface &interface) const

@@ -57,6 +57,8 @@ struct NetworkSurroundings {
     std::function<void(const DeviceChange &change)> change_device{};
     /// What the modem behind an interface has stored in a variable ("apn_1"); unset: nothing.
     std::function<std::string(const InterfaceSection &section, const std::string &variable)> modem_variable{};
+    /// The network device of the modem behind an interface, empty when it has none; unset: nothing.
+    std::function<std::string(const InterfaceSection &section)> modem_netdev{};
     /// advance() has something to do at that time; also times that have become void may come.
     std::function<void(int64_t at)> wake_at{};
 };
@@ -135,6 +137,7 @@ class NetworkDaemon {
     void finish_setup(Interface &interface);
     void check_device(Interface &interface);
     void add_companion(const Interface &interface);
+    std::string l3_device_of(const Interface &interface) const;
     void tell_device(const Interface &interface, bool up, const Traffic &traffic = {}) const;
     bool device_is_there(const Interface &interface) const;
     Interface *find(const std::string &name);

@@ -228,6 +228,21 @@ std::string device_of(const InterfaceSection &section)
     return device.empty() ? option_of(section, "ifname") : device;
 }
 
+std::string modem_device_of(const InterfaceSection &section, const std::string &netdev)
+{
+    const std::string protocol = option_of(section, "proto");
+    if (protocol == "3g")
+        return "3g-" + section.name;
+    const std::string ifname = option_of(section, "ifname");
+    if (protocol == "directip" && !ifname.empty())
+        return ifname;
+    if (!netdev.empty())
+        return netdev;
+    const std::string device = option_of(section, "device");
+    const bool second = device.find("wdm1") != std::string::npos && device.find("wdm0") == std::string::npos;
+    return second ? "wwan1" : "wwan0";
+}
+
 std::vector<InterfaceAddress> addresses_of(const Interface &interface)
 {
     std::vector<InterfaceAddress> addresses;

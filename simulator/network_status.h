@@ -20,6 +20,9 @@ bool option_is_off(const InterfaceSection &section, const std::string &name);
 /// The option device, or ifname as it was called.
 std::string device_of(const InterfaceSection &section);
 
+/// The network device of an interface with a modem's protocol, whose modem has netdev (empty when it is not known).
+std::string modem_device_of(const InterfaceSection &section, const std::string &netdev);
+
 /// Addresses that the interface has while it is up, IPv4 before IPv6.
 std::vector<InterfaceAddress> addresses_of(const NetworkDaemon::Interface &interface);
 /// Gateway of its default route, empty where it has none; whether the route is in force is the configuration's choice.

@@ -55,6 +55,18 @@ bool PluggedModem::has_device(std::string_view name) const
     });
 }
 
+std::string PluggedModem::netdev_of(std::string_view name) const
+{
+    std::string first;
+    for (const UsbInterface &interface : device_.interfaces) {
+        if (!interface.netdev.empty() && name == "/dev/" + interface.device)
+            return interface.netdev;
+        if (first.empty())
+            first = interface.netdev;
+    }
+    return first;
+}
+
 void PluggedModem::name_devices()
 {
     device_.interfaces.clear();

@@ -47,6 +47,8 @@ class PluggedModem {
     const Modem &modem() const { return modem_; }
     /// Whether name ("/dev/ttyUSB3", "wwan0") is one of its devices.
     bool has_device(std::string_view name) const;
+    /// The network device that belongs to name, one of its devices; else its first, empty when it has none.
+    std::string netdev_of(std::string_view name) const;
 
   private:
     void name_devices();

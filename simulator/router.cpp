@@ -104,11 +104,11 @@ Router::Router(const Options &options, std::vector<Modem> modems, RunFiles files
     loop_.watch(child_signals_.get(), EPOLLIN, [this](uint32_t) { collect_children(); });
 }
 
-const Modem *Router::find_modem(const std::string &device) const
+const PluggedModem *Router::find_modem(const std::string &device) const
 {
     for (const PluggedModem &plugged : modems_)
         if (plugged.has_device(device))
-            return &plugged.modem();
+            return &plugged;
     return nullptr;
 }
 

@@ -40,7 +40,7 @@ class Router {
   private:
     pid_t start_command(const std::string &folder);
     void collect_children();
-    const Modem *find_modem(const std::string &device) const;
+    const PluggedModem *find_modem(const std::string &device) const;
     std::string on_command(const CommandReport &report);
     void write_coverage();
     int final_status() const;

@@ -109,8 +109,16 @@ NetworkSurroundings RouterNetwork::surroundings()
             .has_device = NetDevices::exists,
             .has_carrier = {},
             .change_device = [this](const DeviceChange &change) { change_device(change); },
-            .modem_variable = [this](const InterfaceSection &section,
-                                     const std::string &variable) { return modem_variable(section, variable); },
+            .modem_variable =
+                [this](const InterfaceSection &section, const std::string &variable) {
+                    const PluggedModem *modem = modem_of(section);
+                    return modem ? modem->modem().variable(variable) : "";
+                },
+            .modem_netdev =
+                [this](const InterfaceSection &section) {
+                    const PluggedModem *modem = modem_of(section);
+                    return modem ? modem->netdev_of(option_of(section, "device")) : "";
+                },
             .wake_at = [this](int64_t at) { loop_.at(at, [this] { daemon_->advance(); }); }};
 }
 
@@ -120,12 +128,12 @@ void RouterNetwork::set_device(const std::string &name, bool present)
     daemon_->check_devices();
 }
 
-std::string RouterNetwork::modem_variable(const InterfaceSection &section, const std::string &variable) const
+const PluggedModem *RouterNetwork::modem_of(const InterfaceSection &section) const
 {
     for (const char *option : {"device", "ifname"})
-        if (const Modem *modem = find_modem_(option_of(section, option)))
-            return modem->variable(variable);
-    return {};
+        if (const PluggedModem *modem = find_modem_(option_of(section, option)))
+            return modem;
+    return nullptr;
 }
 
 void RouterNetwork::change_device(const DeviceChange &change)

@@ -7,16 +7,16 @@
 
 #include "simulator/event_loop.h"
 #include "simulator/journal.h"
-#include "simulator/modem.h"
 #include "simulator/net_devices.h"
 #include "simulator/network_daemon.h"
 #include "simulator/options.h"
+#include "simulator/plugged_modem.h"
 #include "simulator/ubus_server.h"
 
 namespace simulator {
 
 /// The modem that has a device ("/dev/ttyUSB3", "wwan0"); null when none has.
-using FindModem = std::function<const Modem *(const std::string &device)>;
+using FindModem = std::function<const PluggedModem *(const std::string &device)>;
 
 /// The router's network: ubus with the network daemon behind it, configured by /etc/config/network, on real network
 /// devices.
@@ -36,7 +36,7 @@ class RouterNetwork {
   private:
     NetworkSurroundings surroundings();
     void change_device(const DeviceChange &change);
-    std::string modem_variable(const InterfaceSection &section, const std::string &variable) const;
+    const PluggedModem *modem_of(const InterfaceSection &section) const;
 
     EventLoop &loop_;
     Journal &journal_;
