@@ -1,0 +1,135 @@
+// Cuts the router's power again and again while a command changes the configuration: cut_power TIMES SEED COMMAND
+// [ARGUMENT...]. After each time everything in /etc/config must be as it was before the command or as a whole run of it
+// leaves it, or for a moment as in /tmp/between where that folder is there. Prints for each package which of the first
+// two was seen, and whatever else was.
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using Microseconds = std::chrono::microseconds;
+using Packages = std::map<std::string, std::string>; ///< texts by name
+
+const fs::path folder = "/etc/config";
+const fs::path folder_between = "/tmp/between";
+
+/// What a commit that did not come to its end left beside the packages is none.
+Packages read_packages(const fs::path &from = folder)
+{
+    Packages packages;
+    std::error_code missing;
+    for (const auto &entry : fs::directory_iterator(from, missing)) {
+        const std::string name = entry.path().filename();
+        std::ifstream in(entry.path(), std::ios::binary);
+        if (!name.starts_with('.'))
+            packages[name] = {std::istreambuf_iterator<char>(in), {}};
+    }
+    return packages;
+}
+
+/// As after the power has come back, with the flash as it once was.
+void restore(const Packages &packages)
+{
+    fs::remove_all("/tmp/.uci");
+    for (const auto &[name, text] : packages)
+        std::ofstream(folder / name, std::ios::binary) << text;
+}
+
+pid_t start(char **command)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        freopen("/dev/null", "w", stdout);
+        execvp(command[0], command);
+        _exit(127);
+    }
+    return child;
+}
+
+/// Nothing of the command is left: what lost its parent became our child.
+void cut_power()
+{
+    for (bool any = true; any;) {
+        any = false;
+        std::ifstream children("/proc/thread-self/children");
+        for (pid_t child; children >> child; any = true) {
+            kill(child, SIGKILL);
+            waitpid(child, nullptr, 0);
+        }
+    }
+}
+
+struct WholeRun {
+    Packages after;
+    Microseconds duration; ///< until nothing changes any more
+};
+
+WholeRun run_wholly(char **command)
+{
+    const Clock::time_point begin = Clock::now();
+    const pid_t child = start(command);
+    WholeRun run{read_packages(), {}};
+    while (waitpid(child, nullptr, WNOHANG) == 0) {
+        if (Packages now = read_packages(); now != run.after)
+            run = {std::move(now), std::chrono::duration_cast<Microseconds>(Clock::now() - begin)};
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    run.after = read_packages();
+    cut_power();
+    return run;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc < 4)
+        return 2;
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    const int times = atoi(argv[1]);
+    std::mt19937 random(static_cast<unsigned>(atoi(argv[2])));
+    const Packages before = read_packages();
+    const Packages between = read_packages(folder_between);
+    const auto [after, duration] = run_wholly(argv + 3);
+    std::uniform_int_distribution<int64_t> moment(0, duration.count() * 6 / 5);
+
+    std::map<std::string, std::set<std::string>> seen;
+    for (int i = 0; i < times; i++) {
+        restore(before);
+        start(argv + 3);
+        std::this_thread::sleep_for(Microseconds(moment(random)));
+        cut_power();
+        for (const auto &[name, text] : read_packages()) {
+            const auto is_in = [&, &file = name, &now = text](const Packages &packages) {
+                const auto found = packages.find(file);
+                return found != packages.end() && found->second == now;
+            };
+            seen[name].insert(is_in(before)    ? "1 old"
+                              : is_in(after)   ? "2 new"
+                              : is_in(between) ? "3"
+                                               : "4 neither:\n" + text);
+        }
+    }
+    for (const auto &[name, states] : seen) {
+        printf("%s", name.c_str());
+        for (const std::string &state : states)
+            printf("%s", state.c_str() + 1);
+        printf("\n");
+    }
+}
