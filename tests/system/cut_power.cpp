@@ -112,8 +112,12 @@ int main(int argc, char **argv)
     std::map<std::string, std::set<std::string>> seen;
     for (int i = 0; i < times; i++) {
         restore(before);
-        start(argv + 3);
-        std::this_thread::sleep_for(Microseconds(moment(random)));
+        const pid_t child = start(argv + 3);
+        // At once first, and at last only when all is done, so that both states are seen for sure.
+        if (i + 1 == times)
+            waitpid(child, nullptr, 0);
+        else if (i > 0)
+            std::this_thread::sleep_for(Microseconds(moment(random)));
         cut_power();
         for (const auto &[name, text] : read_packages()) {
             const auto is_in = [&, &file = name, &now = text](const Packages &packages) {

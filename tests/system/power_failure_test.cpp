@@ -6,17 +6,28 @@
 
 namespace {
 
-const Lines router{"--modem", "EC25", "--link", "setup=100"};
+RouterRun cut_power(const std::string &before, const std::string &times_and_command)
+{
+    return run_online({"--modem", "EC25", "--link", "setup=100"},
+                      before + "exec " + built("cut_power") + " " + times_and_command);
+}
 
 TEST(SlowPowerFailure, LeavesEveryPackageWholeAsItWasOrAsItBecomes)
+{
+    EXPECT_EQ(cut_power("", "150 1 modemctl connect qmi /dev/cdc-wdm0 fdd_lte internet").out,
+              "cellconf old\ndevconf old\nfirewall old new\nmwan3 old new\nnetwork old new\nsmsrelay old\n"
+              "system old new\nwireless old\n");
+}
+
+// The old section goes before the new one comes.
+TEST(SlowPowerFailure, FindsTheInterfaceAsItWasOrAsItBecomesOrNotAtAll)
 {
     const std::string make_between =
         "mkdir /tmp/between; uci delete network.modem_1_1_2; uci commit network; cp /etc/config/network /tmp/between;";
     const std::string connect = "modemctl connect qmi /dev/cdc-wdm0 fdd_lte internet >/dev/null;";
-    const RouterRun run = run_online(router, connect + make_between + connect + "exec " + built("cut_power") +
-                                                 " 50 2 modemctl connect serial /dev/ttyUSB3 umts iot");
-    EXPECT_EQ(run.out, "cellconf old\ndevconf old\nfirewall old\nmwan3 old\nnetwork old new\nsmsrelay old\n"
-                       "system old new\nwireless old\n");
+    EXPECT_EQ(cut_power(connect + make_between + connect, "50 2 modemctl connect serial /dev/ttyUSB3 umts iot").out,
+              "cellconf old\ndevconf old\nfirewall old\nmwan3 old\nnetwork old new\nsmsrelay old\nsystem old new\n"
+              "wireless old\n");
 }
 
 } // namespace
