@@ -192,6 +192,7 @@ void RootBuilder::place(const RouterFile &file)
         fs::create_symlink(file.content, path);
         return;
     } else {
+        fs::remove(path); // a link among the router's own files may lead out of it
         std::ofstream out(path, std::ios::binary);
         out << file.content;
         if (!out.flush())

@@ -239,6 +239,15 @@ TEST(SimulatedRouter, TakesFilesAndFoldersFromOutside)
     EXPECT_EQ(run.out, "from the tree\nran\nverizon\n[]\n");
 }
 
+TEST(SimulatedRouter, PutsAFileInPlaceOfALinkAndNotWhereItLeads)
+{
+    const std::string recorder = read_text(built("simcommand"));
+    const RouterRun run = run_shell({"--put-text", "/usr/sbin/zonewall=echo put"},
+                                    "[ -h /usr/sbin/mwan3 ] && [ ! -h /usr/sbin/zonewall ] && sh /usr/sbin/zonewall");
+    EXPECT_EQ(run.out, "put\n") << run.err;
+    EXPECT_TRUE(read_text(built("simcommand")) == recorder);
+}
+
 TEST(SimulatedRouter, CanHaveASmallFileSystemForTheConfiguration)
 {
     const RouterRun run =
