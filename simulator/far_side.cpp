@@ -42,7 +42,12 @@ std::string ethernet_frame(size_t bytes)
     return frame;
 }
 
-FrameSocket::FrameSocket() : socket_(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, 0)) {}
+FrameSocket::FrameSocket() : socket_(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, 0))
+{
+    // The queue of a device that has just come up may still throw everything away.
+    const int on = 1;
+    setsockopt(socket_.get(), SOL_PACKET, PACKET_QDISC_BYPASS, &on, sizeof on);
+}
 
 int FrameSocket::index_of(const std::string &device) const
 {
