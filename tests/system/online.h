@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <future>
 #include <string>
@@ -7,7 +8,8 @@
 
 #include "tests/system/harness.h"
 
-// What tests of going online share.
+// What tests of going online share. Tests that wait long stand in suites called Slow...: they are run once, and not
+// again byte by byte.
 
 using Lines = std::vector<std::string>;
 
@@ -29,6 +31,13 @@ inline std::vector<RouterRun> run_at_once(const std::vector<std::function<Router
     for (auto &future : futures)
         results.push_back(future.get());
     return results;
+}
+
+/// How often modemctl brought the first modem's interface up.
+inline long attempts(const RouterRun &run)
+{
+    const auto shell = run.journal_of("shell", "modemctl");
+    return std::count(shell.begin(), shell.end(), "ubus call network.interface.modem_1_1_2 up");
 }
 
 /// The router's /etc/config/network as it comes.
