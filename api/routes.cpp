@@ -16,9 +16,20 @@ constexpr std::array routes = {
     ModemRoute{"/modem/enable",         "post", enable_modem},
     ModemRoute{"/modem/reset",          "post", reset_modem},
     ModemRoute{"/modem/at",             "post", pass_at_command},
+    ModemRoute{"/modem/sms/list",       "get",  list_messages},
+    ModemRoute{"/modem/sms/delete",     "post", delete_message},
+    ModemRoute{"/modem/sms/delete_all", "post", delete_all_messages},
+    ModemRoute{"/modem/sms/send",       "post", send_message},
+    ModemRoute{"/modem/sms/status",     "post", mark_message_read},
+    ModemRoute{"/modem/sms/code",       "post", keep_message_country},
     ModemRoute{"/modem/cells/get",      "post", report_cells},
     ModemRoute{"/modem/sim/switch",     "post", switch_sim},
     ModemRoute{"/modem/modem_info/get", "post", report_modem_facts},
+    ModemRoute{"/modem/sms/forward",    "post", set_forwarding},
+    ModemRoute{"/modem/sms/flist",      "get",  report_forwarding},
+    ModemRoute{"/modem/sms/account",    "post", set_mail_account},
+    ModemRoute{"/modem/upgrade",        "post", upgrade_modem},
+    ModemRoute{"/modem/upgrade_status", "post", report_upgrade},
 };
 // clang-format on
 

@@ -70,10 +70,10 @@ int read_file(const char *path, size_t max_length, TextOut out)
     return static_cast<int>(total);
 }
 
-int write_file(const char *path, std::string_view content)
+int write_file(const char *path, std::string_view content, mode_t new_mode)
 {
     // Non-blocking, so that a FIFO without a reader fails at once.
-    const Fd fd{open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0644)};
+    const Fd fd{open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, new_mode)};
     if (!fd)
         return -1;
     while (!content.empty()) {

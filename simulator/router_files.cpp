@@ -165,8 +165,7 @@ constexpr const char *recorded_scripts[] = {"led",     "firewall", "smstools3", 
                                             "network", "mwan3",    "routes"};
 
 /// What the machine may lack, or has in a form that differs from the router's.
-constexpr const char *busybox_applets[] = {"killall", "ps",     "pidof",    "ifconfig",
-                                           "route",   "logger", "microcom", "hexdump"};
+constexpr const char *busybox_applets[] = {"killall", "pidof", "ifconfig", "route", "logger", "microcom", "hexdump"};
 
 void add_command(std::vector<RouterFile> &files, const std::string &name, const std::string &target)
 {
@@ -214,7 +213,8 @@ std::vector<RouterFile> router_files(const std::string &board, const std::string
         files.push_back({link, std::string("/etc/init.d/") + name, recorder});
     // The recorder takes the shell's place and goes on as the real one, whose process name is then still "sh".
     files.push_back({link, "/bin/sh", recorder});
-    for (const char *name : {"sh", "timeout"})
+    add_command(files, "ps", recorder);
+    for (const char *name : {"sh", "timeout", "ps"})
         files.push_back({link, std::string("/usr/libexec/simrouter/") + name, busybox});
     for (const char *name : busybox_applets)
         add_command(files, name, busybox);

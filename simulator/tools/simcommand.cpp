@@ -1,6 +1,6 @@
 // Stands in for the router's commands in the simulated router: it tells the router what it was started as, prints what
-// the router answers and ends with the status that it was given. As sh, timeout, ifup and ifdown it goes on as the real
-// one.
+// the router answers and ends with the status that it was given. As sh, timeout, ps, ifup and ifdown it goes on as the
+// real one.
 
 #include <algorithm>
 #include <array>
@@ -21,6 +21,7 @@ namespace {
 
 constexpr const char *real_shell = "/usr/libexec/simrouter/sh";
 constexpr const char *real_timeout = "/usr/libexec/simrouter/timeout";
+constexpr const char *real_ps = "/usr/libexec/simrouter/ps";
 
 /// What a command does after it has been written down.
 constexpr char ifup_script[] = "ubus -S list \"network.interface.$1\" >/dev/null 2>&1 || "
@@ -107,6 +108,16 @@ std::string report(std::span<char *const> arguments)
     become(real_timeout, command);
 }
 
+/// The router's ps takes "-w" for long lines; this one prints none but long lines and does not know it.
+[[noreturn]] void run_ps(std::span<char *const> arguments)
+{
+    std::vector<const char *> command{"ps"};
+    for (const char *argument : arguments.subspan(1))
+        if (std::string_view(argument) != "-w")
+            command.push_back(argument);
+    become(real_ps, command);
+}
+
 std::string_view base_name(std::string_view path)
 {
     return path.substr(path.rfind('/') + 1);
@@ -124,6 +135,8 @@ int main(int argc, char **argv)
 
     if (name == "timeout")
         run_timeout(arguments);
+    if (name == "ps")
+        run_ps(arguments);
     if (is_shell) {
         if (arguments.size() > 2 && std::string_view(arguments[1]) == "-c")
             report(arguments);

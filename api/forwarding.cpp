@@ -1,0 +1,102 @@
+#include "api/commands.h"
+#include "api/handlers.h"
+#include "api/mail_client.h"
+#include "api/request.h"
+#include "platform/board.h"
+#include "platform/files.h"
+#include "platform/shell.h"
+#include "platform/uci.h"
+
+namespace {
+
+// The forwarding service brings this file.
+constexpr char forwarding_marker[] = "/etc/forward";
+constexpr char mail_settings_file[] = "/etc/ssmtp/ssmtp.conf";
+constexpr char mail_aliases_file[] = "/etc/ssmtp/revaliases";
+// The forwarding service reads the router's own telephone number from this option, whatever its name says.
+constexpr char local_number_option[] = "smsrelay.general.subject";
+
+MailSettings read_mail_settings()
+{
+    MailSettings settings;
+    const File file = open_regular_file(mail_settings_file);
+    Text<256> line;
+    while (file && fgets(line.data(), static_cast<int>(line.capacity()), file.get()) != nullptr)
+        parse_mail_settings_line(line.c_str(), settings);
+    return settings;
+}
+
+template <size_t N> Text<N> read_option(const Uci &uci, const char *path)
+{
+    Text<N> value;
+    kuci2_get(uci, path, value);
+    return value;
+}
+
+void set_local_number(const char *number)
+{
+    const Uci uci = kuci2_init();
+    kuci2_set(uci, local_number_option, number);
+    kuci2_commit(uci, "smsrelay");
+}
+
+// A new file is root's alone, for it holds a password; one that is there keeps its mode, which the mail client's
+// package chose. A file system without room is passed over: it shows when no mail comes.
+bool write_mail_file(const char *path, std::string_view content)
+{
+    constexpr mode_t only_root = 0600;
+    return write_file(path, content, only_root) != -1;
+}
+
+} // namespace
+
+int32_t set_forwarding(json_object *request, json_object *response)
+{
+    if (!cmm_check_file_is_exist(forwarding_marker)) {
+        kjson_add_string(response, "msg", "Forward file don't exist");
+        return modem_api_no_forwarding;
+    }
+    const char *phone = kjson_get_string(request, "tel");
+    const char *email = kjson_get_string(request, "email");
+    if (phone == nullptr && email == nullptr)
+        return modem_api_success;
+    const Uci uci = kuci2_init();
+    kuci2_set(uci, "smsrelay.general.phone", phone);
+    kuci2_set(uci, "smsrelay.general.email", email);
+    kuci2_commit(uci, "smsrelay");
+    return modem_api_success;
+}
+
+int32_t report_forwarding(json_object *, json_object *response)
+{
+    const Uci uci = kuci2_init();
+    const MailSettings mail = read_mail_settings();
+    kjson_add_string(response, "tel_list", read_option<100>(uci, "smsrelay.general.phone").view());
+    kjson_add_string(response, "email_list", read_option<100>(uci, "smsrelay.general.email").view());
+    kjson_add_string(response, "account", mail.account.view());
+    kjson_add_string(response, "password", mail.password.view());
+    kjson_add_string(response, "smtp", mail.smtp.view());
+    kjson_add_string(response, "local_tel", read_option<128>(uci, local_number_option).view());
+    return modem_api_success;
+}
+
+int32_t set_mail_account(json_object *request, json_object *response)
+{
+    Text<32> package;
+    getShellCommandReturnLine(find_mail_client, package);
+    if (package.empty()) {
+        kjson_add_string(response, "msg", "ssmtp don't exist");
+        return modem_api_not_supported;
+    }
+    const MailAccount account = {
+        .account = requested_text(request, "account", ""),
+        .password = requested_text(request, "password", ""),
+        .smtp = requested_text(request, "smtp", ""),
+    };
+    set_local_number(requested_text(request, "local_tel", ""));
+    if (!write_mail_file(mail_settings_file, compose_mail_settings(account).view()) ||
+        !write_mail_file(mail_aliases_file, compose_mail_aliases(account).view()))
+        return modem_api_not_supported;
+    execCommand(compose_verification_mail(account.account).c_str());
+    return modem_api_success;
+}

@@ -1,0 +1,124 @@
+#include "api/upgrade.h"
+
+#include <syslog.h>
+
+#include "api/commands.h"
+#include "api/handlers.h"
+#include "api/request.h"
+#include "platform/shell.h"
+
+namespace {
+
+constexpr int version_attempts = 5;
+
+template <size_t N> Text<N> first_line_of(const char *command)
+{
+    Text<N> line;
+    getShellCommandReturnLine(command, line);
+    return line;
+}
+
+// The cloud agent is told as well, since it may be the one that asked for the upgrade.
+int32_t refuse(json_object *response, int32_t status, const char *reason)
+{
+    kjson_add_string(response, "msg", reason);
+    fork_exec2(notify_agent_of_refusal);
+    return status;
+}
+
+// What the first of the commands prints that prints something, asked several times; empty when none does.
+Text<1024> ask_version(std::span<const char *const> commands)
+{
+    Text<1024> output;
+    for (int attempt = 0; attempt < version_attempts; attempt++)
+        for (const char *command : commands) {
+            getShellCommandReturn(command, output);
+            if (!output.empty())
+                return output;
+        }
+    return output;
+}
+
+int32_t read_upgrade_request(json_object *request, json_object *response, UpgradeRequest &out)
+{
+    const struct {
+        const char *key;
+        const char *&text;
+    } members[] = {
+        {"modem_url", out.modem_url},
+        {"target_version", out.target_version},
+        {"current_version", out.current_version},
+        {"firmware_upload", out.firmware_upload},
+        {"hash_type", out.hash_type},
+        {"hash_value", out.hash_value},
+    };
+    for (const auto &[key, text] : members) {
+        text = kjson_get_string(request, key);
+        if (text == nullptr) {
+            kjson_add_string(response, "msg", Text<32>::format("%s missing", key).view());
+            return modem_api_parameter_or_sim;
+        }
+    }
+    return modem_api_success;
+}
+
+int32_t start_upgrade(const UpgradeRequest &wanted, json_object *response)
+{
+    const auto command = compose_upgrade(wanted);
+    if (command.empty()) {
+        kjson_add_string(response, "msg", "The upgrade command is too long.");
+        return modem_api_parameter_or_sim;
+    }
+    syslog(LOG_DEBUG, "Modem upgrde:%s\n", command.c_str());
+    fork_exec2(command.c_str());
+    return modem_api_success;
+}
+
+} // namespace
+
+Text<128> filter_version(std::string_view output)
+{
+    Text<128> version;
+    for (size_t i = 0; i < output.size(); i++)
+        if (const std::string_view character{&output[i], 1}; is_made_of(character, "._"))
+            version.append(character);
+    return version;
+}
+
+int32_t upgrade_modem(json_object *request, json_object *response)
+{
+    static constexpr const char *version_commands[] = {ask_ep06_version, ask_ec25_version};
+    if (!first_line_of<20>(find_running_upgrade).empty())
+        return refuse(response, modem_api_busy, "The device is upgrading!");
+    if (first_line_of<128>(ask_sim_ready).empty())
+        return refuse(response, modem_api_parameter_or_sim, "SIM card exception.");
+    UpgradeRequest wanted{};
+    if (const int32_t status = read_upgrade_request(request, response, wanted); status != modem_api_success)
+        return status;
+    const auto output = ask_version(version_commands);
+    if (output.empty())
+        return refuse(response, modem_api_failed, "The modem is abnormal and cannot be upgraded.");
+    const auto version = filter_version(output.view());
+    if (version.view() != wanted.current_version)
+        return refuse(response, modem_api_other_version,
+                      "The current version is inconsistent with the current module version.Do not upgrade the Modem.");
+    if (version.view() == wanted.target_version)
+        return refuse(response, modem_api_same_version,
+                      "The Modem version is the same as the target version. Do not upgrade the Modem.");
+    return start_upgrade(wanted, response);
+}
+
+int32_t report_upgrade(json_object *, json_object *response)
+{
+    // An EC25 has no progress to tell.
+    static constexpr const char *version_commands[] = {ask_ep06_version};
+    const auto output = ask_version(version_commands);
+    fork_exec2(notify_agent_of_progress);
+    if (output.empty()) {
+        kjson_add_string(response, "msg", "The modem is abnormal.Failed to obtain the version.");
+        return modem_api_failed;
+    }
+    kjson_add_string(response, "version", filter_version(output.view()).view());
+    kjson_add_int(response, "status", text_to_int(first_line_of<8>(read_upgrade_progress).c_str()));
+    return modem_api_success;
+}
