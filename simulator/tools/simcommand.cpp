@@ -1,6 +1,6 @@
 // Stands in for the router's commands in the simulated router: it tells the router what it was started as, prints what
 // the router answers and ends with the status that it was given. As sh, timeout, ps, ifup and ifdown it goes on as the
-// real one.
+// real one; as modem_fw_flash it writes its answer into the progress file.
 
 #include <algorithm>
 #include <array>
@@ -118,6 +118,21 @@ std::string report(std::span<char *const> arguments)
     become(real_ps, command);
 }
 
+/// The upgrade script keeps its progress in a file: the words of its answer, one a second.
+void write_progress(const std::string &words)
+{
+    for (size_t start = 0; (start = words.find_first_not_of(" \n", start)) != std::string::npos;) {
+        const size_t end = std::min(words.find_first_of(" \n", start), words.size());
+        const int file = open("/tmp/modem_upgrade_status", O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        if (file < 0)
+            return;
+        dprintf(file, "%s\n", words.substr(start, end - start).c_str());
+        close(file);
+        sleep(1);
+        start = end;
+    }
+}
+
 std::string_view base_name(std::string_view path)
 {
     return path.substr(path.rfind('/') + 1);
@@ -146,6 +161,10 @@ int main(int argc, char **argv)
     if (answer.empty()) {
         fprintf(stderr, "%s: there is no simulated router here\n", arguments[0]);
         return 1;
+    }
+    if (name == "modem_fw_flash") {
+        write_progress(answer.substr(1));
+        return static_cast<unsigned char>(answer[0]);
     }
     fwrite(answer.data() + 1, 1, answer.size() - 1, stdout);
     fflush(stdout);

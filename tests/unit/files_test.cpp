@@ -165,6 +165,20 @@ TEST(WriteFile, MakesANewFileReadableByAll)
     EXPECT_EQ(status.st_mode & 07777, 0644U);
 }
 
+TEST(WriteFile, GivesItsModeToANewFileOnly)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.entry("file");
+    struct stat status;
+    EXPECT_EQ(write_file(path.c_str(), "x", 0600), 0);
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600U);
+    ASSERT_EQ(chmod(path.c_str(), 0640), 0);
+    EXPECT_EQ(write_file(path.c_str(), "y", 0600), 0);
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
+}
+
 TEST(WriteFile, FailsWhereNothingCanBeOpenedWithoutWaiting)
 {
     const TemporaryDirectory directory;
