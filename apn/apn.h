@@ -5,14 +5,14 @@
 /// Where the web interface keeps the APN database: 24 bytes of script, then one JSON text.
 inline constexpr char apn_database_file[] = "/www/src/lib/apn-config.js";
 
-/// Reads an APN database. root becomes null when the text is no JSON, which is no failure here: selecting fails later.
-/// A null filename aborts the program.
-/// @return 0; -1 when the file cannot be read, is larger than 16 MiB or holds nothing behind its first 24 bytes, root
+/// Reads the text of an APN database. Whether it is JSON shows when candidates are selected. A null filename aborts the
+/// program.
+/// @return 0; -1 when the file cannot be read, is larger than 16 MiB or holds nothing behind its first 24 bytes, text
 /// is then untouched
-int parse_apn_database(const char *filename, Json &root);
+int read_apn_database(const char *filename, HeapText &text);
 
 /// The same into the process's APN database, which lasts until it is released.
-/// @return as parse_apn_database
+/// @return as read_apn_database
 int load_apn_database(const char *filename);
 void release_apn_database();
 
@@ -24,10 +24,10 @@ const char *pick_fixed_apn(std::string_view imsi);
 /// @return 0 when it is one of them, else -1
 int find_fixed_apn(const ModemDriver &rec, json_object *candidates, json_object *names);
 
-/// Appends to candidates the entries of database (the root object) with that mcc and mnc, or, where there is none, with
-/// the first two characters of mnc. @return how many
-int pick_apn_entries(json_object *database, std::string_view mcc, std::string_view mnc, json_object *candidates);
-
+/// Appends to candidates the entries of database (a JSON text with the list apns.apn) with that mcc and mnc, or, where
+/// there is none, with the first two characters of mnc. As in json-c, what follows the text's value does not count.
+/// @return how many; -1 when the text is no JSON or has no such list, nothing is appended then
+int pick_apn_entries(std::string_view database, std::string_view mcc, std::string_view mnc, json_object *candidates);
 /// Appends what could be rec's APN to candidates: its carrier's fixed APN, else the database's entries for its network.
 /// @return 0 when there is at least one, else -1
 int select_apn_candidates(const ModemDriver &rec, json_object *candidates);

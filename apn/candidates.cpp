@@ -6,28 +6,7 @@
 
 namespace {
 
-constexpr size_t short_mnc_length = 2;
 constexpr char lte_service[] = "fdd_lte";
-
-bool is_text(json_object *entry, const char *key, std::string_view wanted)
-{
-    const char *text = kjson_get_string(entry, key);
-    return text != nullptr && text == wanted;
-}
-
-int pick_entries_of(json_object *entries, std::string_view mcc, std::string_view mnc, json_object *candidates)
-{
-    int count = 0;
-    const size_t length = json_object_array_length(entries);
-    for (size_t i = 0; i < length; i++) {
-        json_object *entry = json_object_array_get_idx(entries, i);
-        if (!is_text(entry, "-mcc", mcc) || !is_text(entry, "-mnc", mnc))
-            continue;
-        kjson_array_add(candidates, json_share(entry));
-        count++;
-    }
-    return count;
-}
 
 // One candidate: by QMI where the model has it, then by serial.
 int try_candidate(const ModemDriver &rec, json_object *entry)
@@ -54,15 +33,6 @@ bool is_internet_apn(json_object *entry)
     return types.find("default") != std::string_view::npos || types.find("hipri") != std::string_view::npos;
 }
 
-int pick_apn_entries(json_object *database, std::string_view mcc, std::string_view mnc, json_object *candidates)
-{
-    json_object *entries = kjson_get_object(kjson_get_object(database, "apns"), "apn");
-    if (!json_object_is_type(entries, json_type_array))
-        return 0;
-    const int count = pick_entries_of(entries, mcc, mnc, candidates);
-    return count > 0 ? count : pick_entries_of(entries, mcc, first_characters(mnc, short_mnc_length), candidates);
-}
-
 int select_apn_candidates(const ModemDriver &rec, json_object *candidates)
 {
     if (find_fixed_apn(rec, candidates, nullptr) == 0)
@@ -73,12 +43,11 @@ int select_apn_candidates(const ModemDriver &rec, json_object *candidates)
         debug_print("get isp failed\n");
         return -1;
     }
-    if (kjson_get_object(kjson_get_object(apn_database(), "apns"), "apn") == nullptr)
-        return -1;
-    if (pick_apn_entries(apn_database(), mcc.view(), mnc.view(), candidates) == 0) {
+    const int count = pick_apn_entries(apn_database(), mcc.view(), mnc.view(), candidates);
+    if (count == 0)
         debug_print("get isp failed\n");
+    if (count <= 0)
         return -1;
-    }
     debug_print("%s\n", json_object_to_json_string(candidates));
     return 0;
 }

@@ -2,16 +2,16 @@
 #include <cstdlib>
 
 #include "apn/apn.h"
+#include "apn/database.h"
 #include "platform/files.h"
-#include "platform/shell.h"
 
 namespace {
 
 constexpr long prefix_length = 24;
-constexpr long longest_database = 16L << 20; // what a router can hold in memory beside its parsed form
+constexpr long longest_database = 16L << 20; // what a router has memory for
 
 // Owned; a plain pointer, since a process-wide owner would need code at start and end.
-constinit json_object *database = nullptr;
+constinit char *database = nullptr;
 
 // What follows the prefix, zero-terminated; null when there is nothing or it cannot be read.
 HeapText read_after_prefix(FILE *file)
@@ -32,35 +32,35 @@ HeapText read_after_prefix(FILE *file)
 
 } // namespace
 
-int parse_apn_database(const char *filename, Json &root)
+int read_apn_database(const char *filename, HeapText &text)
 {
     if (filename == nullptr) {
         fputs("modem_core: parse_apn_database: Assertion `filename' failed.\n", stderr);
         abort();
     }
     const File file = open_regular_file(filename);
-    const HeapText text = file == nullptr ? nullptr : read_after_prefix(file.get());
-    if (text == nullptr)
+    HeapText content = file == nullptr ? nullptr : read_after_prefix(file.get());
+    if (content == nullptr)
         return -1;
-    root.reset(json_tokener_parse(text.get()));
+    text = std::move(content);
     return 0;
 }
 
 int load_apn_database(const char *filename)
 {
-    Json root{json_object_new_object()};
-    const int result = parse_apn_database(filename, root);
+    HeapText text;
+    const int result = read_apn_database(filename, text);
     release_apn_database();
-    database = root.release();
+    database = text.release();
     return result;
 }
 
 void release_apn_database()
 {
-    Json{std::exchange(database, nullptr)}.reset();
+    HeapText{std::exchange(database, nullptr)}.reset();
 }
 
-json_object *apn_database()
+std::string_view apn_database()
 {
-    return database;
+    return database == nullptr ? std::string_view{} : database;
 }

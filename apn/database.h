@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/json.h"
+#include <string_view>
 
-/// The process's APN database, borrowed; null when none is loaded or its text was no JSON.
-json_object *apn_database();
+/// The text of the process's APN database, borrowed; empty when none is loaded.
+std::string_view apn_database();

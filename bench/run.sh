@@ -39,3 +39,6 @@ for product in modemctl libmodemapi.so; do
     printf '%-34s %d bytes\n' "$product" "$(stat -c %s "$build/$product.stripped")"
     rm "$build/$product.stripped"
 done
+
+echo
+"$(dirname "$0")/growth.sh" "$build"

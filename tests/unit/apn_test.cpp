@@ -80,11 +80,11 @@ class ApnDatabase : public testing::Test {
     {
         const auto file = directory.path() / "apn-config.js";
         std::ofstream{file, std::ios::binary} << content;
-        return parse_apn_database(file.c_str(), root);
+        return read_apn_database(file.c_str(), text);
     }
 
     TemporaryDirectory directory;
-    Json root{json_object_new_object()};
+    HeapText text{strdup("before")};
 };
 
 const std::string prefix = "var apn_config_default =";
@@ -92,13 +92,13 @@ const std::string prefix = "var apn_config_default =";
 TEST_F(ApnDatabase, IsTheJsonBehindTwentyFourBytes)
 {
     EXPECT_EQ(parse(prefix + R"({"apns":{"apn":[]}})"), 0);
-    EXPECT_STREQ(json_object_to_json_string(root.get()), R"({ "apns": { "apn": [ ] } })");
+    EXPECT_STREQ(text.get(), R"({"apns":{"apn":[]}})");
 }
 
 TEST_F(ApnDatabase, MayHaveAnythingInItsFirstBytes)
 {
     EXPECT_EQ(parse(std::string(24, '\0') + "[]"), 0);
-    EXPECT_STREQ(json_object_to_json_string(root.get()), "[ ]");
+    EXPECT_STREQ(text.get(), "[]");
 }
 
 TEST_F(ApnDatabase, OfTwentyFourBytesOrFewerFails)
@@ -106,26 +106,32 @@ TEST_F(ApnDatabase, OfTwentyFourBytesOrFewerFails)
     EXPECT_EQ(parse(prefix), -1);
     EXPECT_EQ(parse(prefix.substr(1)), -1);
     EXPECT_EQ(parse(""), -1);
-    EXPECT_STREQ(json_object_to_json_string(root.get()), "{ }");
+    EXPECT_STREQ(text.get(), "before");
 }
 
-TEST_F(ApnDatabase, ThatIsNoJsonLoadsAsNothing)
+TEST_F(ApnDatabase, ThatIsNoJsonLoadsToo)
 {
-    for (const char *text : {"{", "nonsense", "\xff\xfe", " "}) {
-        EXPECT_EQ(parse(prefix + text), 0) << text;
-        EXPECT_EQ(root.get(), nullptr) << text;
+    for (const char *content : {"{", "nonsense", "\xff\xfe", " "}) {
+        EXPECT_EQ(parse(prefix + content), 0) << content;
+        EXPECT_STREQ(text.get(), content);
     }
+}
+
+TEST_F(ApnDatabase, OfMoreThanSixteenMebibytesFails)
+{
+    EXPECT_EQ(parse(prefix + std::string((16U << 20) - 24, ' ')), 0);
+    EXPECT_EQ(parse(prefix + std::string((16U << 20) - 23, ' ')), -1);
 }
 
 TEST_F(ApnDatabase, ThatIsMissingOrAFolderFails)
 {
-    EXPECT_EQ(parse_apn_database("/nowhere/apn-config.js", root), -1);
-    EXPECT_EQ(parse_apn_database(directory.path().c_str(), root), -1);
+    EXPECT_EQ(read_apn_database("/nowhere/apn-config.js", text), -1);
+    EXPECT_EQ(read_apn_database(directory.path().c_str(), text), -1);
 }
 
 TEST_F(ApnDatabase, WithoutANameAbortsAndSaysSo)
 {
-    EXPECT_DEATH(parse_apn_database(nullptr, root), "modem_core.*parse_apn_database.*filename");
+    EXPECT_DEATH(read_apn_database(nullptr, text), "modem_core.*parse_apn_database.*filename");
 }
 
 const char three_networks[] = R"({"apns":{"apn":[
@@ -138,10 +144,9 @@ const char three_networks[] = R"({"apns":{"apn":[
 
 std::string picked(const char *database, const char *mcc, const char *mnc)
 {
-    const Json root{json_tokener_parse(database)};
     const Json candidates{json_object_new_array()};
-    pick_apn_entries(root.get(), mcc, mnc, candidates.get());
-    std::string names;
+    const int count = pick_apn_entries(database, mcc, mnc, candidates.get());
+    std::string names = count < 0 ? "failed" : "";
     for (size_t i = 0; i < json_object_array_length(candidates.get()); i++)
         names += std::string{kjson_get_string(json_object_array_get_idx(candidates.get(), i), "-apn")} + " ";
     return names;
@@ -158,21 +163,42 @@ TEST(ApnEntries, OfTheTwoDigitNetworkComeWhereTheThreeDigitOneHasNone)
     EXPECT_EQ(picked(three_networks, "234", "159"), "wap.example ");
 }
 
-TEST(ApnEntries, AreNoneWhereNothingFitsOrTheDatabaseIsSomethingElse)
+TEST(ApnEntries, AreNoneWhereNothingFits)
 {
     EXPECT_EQ(picked(three_networks, "262", "011"), "");
-    for (const char *database :
-         {"{}", "[]", "null", "{\"apns\":[]}", "{\"apns\":{\"apn\":{}}}", "{\"apns\":{\"apn\":3}}"})
-        EXPECT_EQ(picked(database, "310", "410"), "") << database;
+    EXPECT_EQ(picked(R"({"apns":{"apn":[]}})", "310", "410"), "");
+    EXPECT_EQ(picked(R"({"apns":{"apn":[{}, [[]], 3, "-mcc", true]}})", "310", "410"), "");
 }
 
-TEST(ApnEntries, OutliveTheDatabase)
+TEST(ApnEntries, FailWhereTheTextIsNoJsonOrHasNoList)
 {
-    Json root{json_tokener_parse(three_networks)};
-    const Json candidates{json_object_new_array()};
-    EXPECT_EQ(pick_apn_entries(root.get(), "234", "15", candidates.get()), 1);
-    root.reset();
-    EXPECT_STREQ(kjson_get_string(json_object_array_get_idx(candidates.get(), 0), "-apn"), "wap.example");
+    const std::string good = R"({"apns":{"apn":[{"-mcc":"310","-mnc":"410","-apn":"a"}]}})";
+    for (const char *database : {"", "{}", "[]", "null", "7", "{\"apns\":[]}", "{\"apns\":{\"apn\":{}}}",
+                                 "{\"apns\":{\"apn\":3}}", "{\"apn\":[]}", "{\"apns\":{}}", "{\"apns\":null}",
+                                 "nonsense", "\xff\xfe", "{\"apns\":{\"apn\":[{]}}", "{\"apns\":{\"apn\":[{} {}]}}",
+                                 "{\"apns\" {\"apn\":[]}}", "{apns:{\"apn\":[]}}", "{7:1,\"apns\":{\"apn\":[]}}"})
+        EXPECT_EQ(picked(database, "310", "410"), "failed") << database;
+    for (size_t length = 0; length < good.size(); length++)
+        EXPECT_EQ(picked(good.substr(0, length).c_str(), "310", "410"), "failed") << "cut after " << length;
+    EXPECT_EQ(picked(good.c_str(), "310", "410"), "a ");
+}
+
+TEST(ApnEntries, AreReadAsJsonCReadsThem)
+{
+    const struct {
+        const char *what;
+        const char *database;
+    } rows[] = {
+        {"what follows is the script's", R"({"apns":{"apn":[{"-mcc":"310","-mnc":"410","-apn":"a"}]}};)"},
+        {"white space", "\r\n{ \"apns\" :\t{ \"apn\" : [ {\"-mcc\":\"310\",\"-mnc\":\"410\",\"-apn\":\"a\"} ] } }\n"},
+        {"commas at ends", R"({"apns":{"apn":[{"-mcc":"310","-mnc":"410","-apn":"a"},],},})"},
+        {"other members",
+         R"({"a":[1,{"apn":2}],"apns":{"version":"1","apn":[{"-mcc":"310","-mnc":"410","-apn":"a"}],"x":null},"z":{}})"},
+        {"a second list",
+         R"({"apns":{"apn":[{"-mcc":"310","-mnc":"410","-apn":"b"}],"apn":[{"-mcc":"310","-mnc":"410","-apn":"a"}]}})"},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(picked(row.database, "310", "410"), "a ") << row.what;
 }
 
 TEST(ApnEntry, IsForTheInternetByItsType)

@@ -1,0 +1,119 @@
+#include "apn/apn.h"
+
+// The database is read entry by entry and only those of the SIM's network are kept: as a whole tree, three megabytes of
+// text would take most of a router's memory.
+
+namespace {
+
+constexpr size_t short_mnc_length = 2;
+
+struct TokenerFree {
+    void operator()(json_tokener *tokener) const { json_tokener_free(tokener); }
+};
+
+// Reads a JSON text from front to back. Values are json-c's to parse; the frame around those that are not wanted as a
+// whole is read here.
+class JsonReader {
+  public:
+    explicit JsonReader(std::string_view text) : rest_(text), tokener_(json_tokener_new()) {}
+
+    // Takes the next character, white space before it passed over, if it is this one.
+    bool take(char character)
+    {
+        rest_ = without_first(rest_, rest_.find_first_not_of(" \t\r\n\v\f"));
+        if (!rest_.starts_with(character))
+            return false;
+        rest_.remove_prefix(1);
+        return true;
+    }
+
+    // @return false when what follows is no value; JSON's null is one, and a null pointer
+    bool take_value(Json &value)
+    {
+        json_tokener_reset(tokener_.get());
+        value.reset(json_tokener_parse_ex(tokener_.get(), rest_.data(), static_cast<int>(rest_.size())));
+        if (json_tokener_get_error(tokener_.get()) != json_tokener_success)
+            return false;
+        rest_ = without_first(rest_, json_tokener_get_parse_end(tokener_.get()));
+        return true;
+    }
+
+    // Calls on_item before each item of a list between open and close; it takes the item and tells whether it could.
+    template <typename OnItem> bool take_list(char open, char close, OnItem on_item)
+    {
+        if (!take(open))
+            return false;
+        do {
+            if (take(close)) // an empty list, and a comma behind the last item
+                return true;
+            if (!on_item())
+                return false;
+        } while (take(','));
+        return take(close);
+    }
+
+    // Takes an object of which one member matters: on_wanted takes that one's value.
+    template <typename OnWanted> bool take_object(std::string_view wanted, OnWanted on_wanted)
+    {
+        return take_list('{', '}', [&] {
+            Json key;
+            if (!take_value(key) || !json_object_is_type(key.get(), json_type_string) || !take(':'))
+                return false;
+            if (json_object_get_string(key.get()) == wanted)
+                return on_wanted();
+            Json other;
+            return take_value(other);
+        });
+    }
+
+  private:
+    std::string_view rest_;
+    std::unique_ptr<json_tokener, TokenerFree> tokener_;
+};
+
+bool is_text(json_object *entry, const char *key, std::string_view wanted)
+{
+    const char *text = kjson_get_string(entry, key);
+    return text != nullptr && text == wanted;
+}
+
+int append(json_object *candidates, json_object *entries)
+{
+    const size_t count = json_object_array_length(entries);
+    for (size_t i = 0; i < count; i++)
+        kjson_array_add(candidates, json_share(json_object_array_get_idx(entries, i)));
+    return static_cast<int>(count);
+}
+
+} // namespace
+
+int pick_apn_entries(std::string_view database, std::string_view mcc, std::string_view mnc, json_object *candidates)
+{
+    JsonReader reader{database};
+    const std::string_view short_mnc = first_characters(mnc, short_mnc_length);
+    Json whole;       // entries of the network code as it is; null until there is a list
+    Json shortened{}; // entries of the shorter one
+    const auto sort_entry = [&] {
+        Json entry;
+        if (!reader.take_value(entry))
+            return false;
+        if (!is_text(entry.get(), "-mcc", mcc))
+            return true;
+        if (is_text(entry.get(), "-mnc", mnc))
+            kjson_array_add(whole.get(), std::move(entry));
+        else if (is_text(entry.get(), "-mnc", short_mnc))
+            kjson_array_add(shortened.get(), std::move(entry));
+        return true;
+    };
+    const auto read_list = [&] {
+        whole.reset(json_object_new_array()); // of two lists the last one counts
+        shortened.reset(json_object_new_array());
+        return reader.take_list('[', ']', sort_entry);
+    };
+    const bool is_read =
+        reader.take_object("apns", [&] { return reader.take_object("apn", read_list); }) && whole != nullptr;
+    if (!is_read)
+        return -1;
+    const int count = append(candidates, whole.get());
+    return count > 0 ? count : append(candidates, shortened.get());
+}
