@@ -40,6 +40,10 @@ std::vector<Modem> make_modems(const Options &options, const std::string &folder
         for (const FaultChoice &fault : options.faults)
             if (fault.bus.empty() || fault.bus == choice.bus)
                 modem.faults.push_back(fault.fault);
+        for (const SmsChoice &message : options.messages)
+            if (message.bus.empty() || message.bus == choice.bus)
+                for (const std::string &text : message.happenings)
+                    modem.happenings.push_back({message.after_ms, text});
         modems.emplace_back(load_profile(folder, choice.profile), modem, EventLoop::now_ms());
     }
     return modems;

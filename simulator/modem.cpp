@@ -16,6 +16,9 @@ constexpr size_t longest_line = 4096;
 constexpr size_t most_waiting = 64;
 constexpr Milliseconds endless_interval_ms = 10;
 constexpr char plain_error[] = "ERROR\r\n";
+constexpr char end_of_text = 0x1a; // Ctrl-Z
+constexpr char no_text = 0x1b;     // ESC
+constexpr Milliseconds again_ms = 1000;
 
 void set_initial(Profile &profile, const std::string &name, const std::string &value)
 {
@@ -46,6 +49,11 @@ Modem::Modem(Profile profile, ModemOptions options, Milliseconds now)
         set_initial(profile_, name, value);
     for (const Variable &variable : profile_.variables)
         variables_[variable.name] = variable.initial;
+    for (const Happening &happening : options_.happenings) {
+        if (profile_.at_interface() < 0 || find_row("!" + happening.text).row == nullptr)
+            throw std::invalid_argument(profile_.name + " has no row for !" + happening.text);
+        schedule(now + happening.after, {.kind = Task::Kind::happening, .bytes = "!" + happening.text});
+    }
     faults_ = profile_.faults;
     faults_.insert(faults_.end(), options_.faults.begin(), options_.faults.end());
     start(now, false);
@@ -120,7 +128,22 @@ void Modem::run(Task &task, Milliseconds at)
         happened_.push_back({.kind = Event::Kind::back, .at = at, .renumbered = task.absence.renumbered});
         start(at, true);
         break;
+    case Task::Kind::happening:
+        happen(task, at);
+        break;
     }
+}
+
+// What the modem cannot take now, it is offered again.
+void Modem::happen(const Task &task, Milliseconds at)
+{
+    Answer answer;
+    if (attached_)
+        compose_one(profile_.at_interface(), task.bytes, at, answer);
+    for (const LaterLine &line : answer.after)
+        schedule(at + line.at_ms, {.kind = Task::Kind::send, .interface = line.interface, .bytes = line.bytes});
+    if (!succeeded(answer.lines))
+        schedule(at + again_ms, {.kind = Task::Kind::happening, .bytes = task.bytes});
 }
 
 void Modem::next_command(const Task &task, Milliseconds at)
@@ -135,7 +158,7 @@ void Modem::next_command(const Task &task, Milliseconds at)
 void Modem::leave(const Detach &absence, Milliseconds at)
 {
     attached_ = false;
-    tasks_.clear();
+    std::erase_if(tasks_, [](const auto &task) { return task.second.kind != Task::Kind::happening; });
     happened_.push_back({.kind = Event::Kind::gone, .at = at});
     if (absence.away_ms < 0)
         return;
@@ -180,7 +203,9 @@ void Modem::receive(int interface, std::string_view bytes, Milliseconds now)
         if (!attached_)
             return;
         Channel &channel = channels_[interface];
-        if (byte == '\r')
+        if (channel.prompt)
+            take_prompted(interface, byte, now);
+        else if (byte == '\r')
             take_line(interface, now);
         else if (byte == '\n')
             continue; // hosts end lines CR LF; the modem needs only the CR
@@ -189,6 +214,27 @@ void Modem::receive(int interface, std::string_view bytes, Milliseconds now)
         else
             channel.too_long = true;
     }
+}
+
+void Modem::take_prompted(int interface, char byte, Milliseconds now)
+{
+    Channel &channel = channels_[interface];
+    if (byte != end_of_text && byte != no_text) {
+        if (channel.prompt->text.size() < longest_line)
+            channel.prompt->text += byte;
+        return;
+    }
+    Prompt prompt = *std::exchange(channel.prompt, std::nullopt);
+    const std::string echo = variable("echo") == "1" ? prompt.text : "";
+    Answer answer;
+    if (byte == no_text) {
+        answer.lines = {"\r\n", "OK\r\n"};
+    } else {
+        const Row &row = profile_.rows[prompt.row];
+        prompt.taken[row.prompt] = prompt.text;
+        work_row(interface, row, {variables_, std::move(prompt.taken)}, answer);
+    }
+    give(interface, echo, std::move(answer), Misbehaviour(faults_, prompt.command), now);
 }
 
 void Modem::take_line(int interface, Milliseconds now)
@@ -209,7 +255,7 @@ void Modem::take_line(int interface, Milliseconds now)
 void Modem::answer_next(int interface, Milliseconds now)
 {
     Channel &channel = channels_[interface];
-    while (attached_ && !channel.answering && !channel.waiting.empty()) {
+    while (attached_ && !channel.answering && !channel.prompt && !channel.waiting.empty()) {
         const PendingLine line = std::move(channel.waiting.front());
         channel.waiting.pop_front();
         answer(interface, line, now);
@@ -232,8 +278,17 @@ void Modem::answer(int interface, const PendingLine &line, Milliseconds now)
         answer.lines = {"\r\n", plain_error};
     else if (!command.empty())
         answer = compose(interface, command, now);
+    if (answer.prompt)
+        answer.prompt->command = command;
+    give(interface, echo, std::move(answer), misbehaviour, now);
+}
+
+void Modem::give(int interface, const std::string &echo, Answer answer, const Misbehaviour &misbehaviour,
+                 Milliseconds now)
+{
     if (misbehaviour.find(FaultKind::silence))
         return;
+    channels_[interface].prompt = std::move(answer.prompt);
     const std::string reply = misbehaviour.apply(std::move(answer.lines), random_);
     const Fault *late = misbehaviour.find(FaultKind::late);
     const Milliseconds wait = answer.delay_ms + (late ? late->number : 0);

@@ -13,10 +13,18 @@
 
 namespace simulator {
 
+struct Scope;
+
 /// How bytes leave the modem.
 struct Delivery {
     size_t piece_bytes = 0;       ///< 0: whole
     Milliseconds interval_ms = 0; ///< between pieces
+};
+
+/// Something that happens to the modem without its host: a row of the profile whose command is "!" and text tells what.
+struct Happening {
+    Milliseconds after; ///< the start
+    std::string text;   ///< "message 23 0791..."
 };
 
 struct ModemOptions {
@@ -25,6 +33,7 @@ struct ModemOptions {
     std::vector<Fault> faults; ///< besides the profile's
     uint32_t seed = 1;         ///< of random intervals and garbage
     bool renumber = false;     ///< devices come back under other numbers after every absence
+    std::vector<Happening> happenings{};
 };
 
 struct Event {
@@ -51,8 +60,8 @@ struct UnknownCommand {
 ///     // then wait for input or until *modem.next_due()
 class Modem {
   public:
-    /// Throws std::invalid_argument when options name a variable that the profile lacks or a value that it does not
-    /// allow.
+    /// Throws std::invalid_argument when options name a variable that the profile lacks, a value that it does not
+    /// allow, or something that no row of it lets happen.
     Modem(Profile profile, ModemOptions options, Milliseconds now = 0);
 
     /// Bytes that the host wrote to an interface. What cannot be a command is ignored as a modem does; a line of more
@@ -80,7 +89,7 @@ class Modem {
 
   private:
     struct Task {
-        enum class Kind { deliver, send, next_command, unsolicited, endless, detach, attach } kind;
+        enum class Kind { deliver, send, next_command, unsolicited, endless, detach, attach, happening } kind;
         int interface = -1;
         std::string bytes{};
         size_t index = 0;    ///< of unsolicited: in profile_.unsolicited
@@ -92,6 +101,13 @@ class Modem {
         std::string text;
         bool too_long;
     };
+    /// Between "> " and the Ctrl-Z.
+    struct Prompt {
+        size_t row;
+        Values taken;
+        std::string command{}; ///< the whole line
+        std::string text{};
+    };
     struct Channel {
         std::string line;
         bool too_long = false;
@@ -100,6 +116,7 @@ class Modem {
         uint64_t answer = 0;      ///< counts answers
         Milliseconds free_at = 0; ///< when the next byte can go out
         std::deque<PendingLine> waiting;
+        std::optional<Prompt> prompt;
     };
     struct LaterLine {
         int interface;
@@ -112,6 +129,7 @@ class Modem {
         Milliseconds delay_ms = 0;
         std::vector<LaterLine> after;
         std::optional<Detach> detach;
+        std::optional<Prompt> prompt;
     };
     struct Match {
         const Row *row = nullptr;
@@ -126,12 +144,17 @@ class Modem {
     void next_command(const Task &task, Milliseconds at);
     void go_on_endlessly(const Task &task, Milliseconds at);
     void leave(const Detach &absence, Milliseconds at);
+    void happen(const Task &task, Milliseconds at);
+    void take_prompted(int interface, char byte, Milliseconds now);
     void take_line(int interface, Milliseconds now);
     void answer_next(int interface, Milliseconds now);
     void answer(int interface, const PendingLine &line, Milliseconds now);
+    void give(int interface, const std::string &echo, Answer answer, const Misbehaviour &misbehaviour,
+              Milliseconds now);
     void finish_answer(int interface, const Answer &answer, const Misbehaviour &misbehaviour, Milliseconds end);
     Answer compose(int interface, const std::string &line, Milliseconds now);
     void compose_one(int interface, const std::string &command, Milliseconds now, Answer &answer);
+    void work_row(int interface, const Row &row, const Scope &scope, Answer &answer);
     Match find_row(const std::string &command) const;
     Milliseconds sending_time(size_t bytes) const;
     Milliseconds send(int interface, std::string_view bytes, Milliseconds at);

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstdlib>
 
 #include "simulator/command_line.h"
 #include "simulator/modem.h"
@@ -11,22 +10,12 @@ namespace {
 
 constexpr char plain_error[] = "ERROR\r\n";
 
-bool succeeded(const std::vector<std::string> &lines)
-{
-    return !lines.empty() && lines.back() == "OK\r\n";
-}
-
 // A line of several commands ends with one final result.
 void drop_final(std::vector<std::string> &lines)
 {
     lines.pop_back();
     if (!lines.empty() && lines.back() == "\r\n")
         lines.pop_back();
-}
-
-std::string add_numbers(const std::string &a, const std::string &b)
-{
-    return std::to_string(std::strtol(a.c_str(), nullptr, 10) + std::strtol(b.c_str(), nullptr, 10));
 }
 
 } // namespace
@@ -46,6 +35,8 @@ Modem::Answer Modem::compose(int interface, const std::string &line, Millisecond
                 drop_final(whole.lines);
             }
             compose_one(interface, part, now, whole);
+            if (whole.prompt)
+                return whole;
         }
     }
     return whole;
@@ -71,15 +62,22 @@ void Modem::compose_one(int interface, const std::string &command, Milliseconds 
         return;
     }
     const Row &row = *match.row;
-    row_uses_[static_cast<size_t>(&row - profile_.rows.data())]++;
-    const Scope scope{variables_, std::move(match.taken)};
-    for (const Assignment &assignment : row.assignments) {
-        std::string &variable = variables_[expand(assignment.name, scope)];
-        const std::string value = expand(assignment.value, scope);
-        variable = assignment.add ? add_numbers(variable, value) : value;
+    const auto index = static_cast<size_t>(&row - profile_.rows.data());
+    row_uses_[index]++;
+    if (!row.prompt.empty()) {
+        answer.lines.insert(answer.lines.end(), {"\r\n", "> "});
+        answer.prompt = Prompt{.row = index, .taken = std::move(match.taken)};
+        return;
     }
-    std::vector<std::string> lines = print_reply(row.reply, scope);
+    work_row(interface, row, {variables_, std::move(match.taken)}, answer);
+}
+
+void Modem::work_row(int interface, const Row &row, const Scope &scope, Answer &answer)
+{
+    std::vector<std::string> lines = take_steps(row.steps, variables_, scope);
     for (auto urc = row.unsolicited.rbegin(); urc != row.unsolicited.rend(); ++urc) {
+        if (!hold(urc->conditions, scope))
+            continue;
         const int target = urc->interface < 0 ? interface : urc->interface;
         const bool at_port = profile_.interface(target)->role == Interface::Role::at;
         const std::string bytes = frame_unsolicited(urc->text, expand(urc->text, scope), at_port);

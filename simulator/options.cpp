@@ -5,6 +5,7 @@
 #include <set>
 
 #include "simulator/option_text.h"
+#include "simulator/short_message.h"
 
 namespace simulator {
 
@@ -34,18 +35,52 @@ ModemChoice parse_modem(std::string_view text)
     return modem;
 }
 
+/// Takes "1-1.2/" off text, where it is there.
+std::string take_bus(std::string_view &text)
+{
+    const size_t slash = text.find('/');
+    const bool has_bus = slash != std::string_view::npos && is_bus(text.substr(0, slash));
+    return has_bus ? take_until('/', text) : std::string();
+}
+
 FaultChoice parse_fault_choice(std::string_view text)
 {
     const std::string whole(text);
-    const size_t slash = text.find('/');
-    std::string bus;
-    if (slash != std::string_view::npos && is_bus(text.substr(0, slash)))
-        bus = take_until('/', text);
+    const std::string bus = take_bus(text);
     try {
         return {bus, parse_fault(text)};
     } catch (const std::invalid_argument &error) {
         throw OptionError("--fault: \"" + whole + "\": " + error.what());
     }
+}
+
+/// "[BUS/]FROM[,after=MS][,flash]:TEXT", "[BUS/]PDU[,after=MS]"
+SmsChoice parse_sms(std::string_view option, std::string_view text, bool is_pdu)
+{
+    const std::string whole(text);
+    SmsChoice choice{.bus = take_bus(text), .after_ms = 0, .happenings = {}};
+    std::string_view head = is_pdu ? text : text.substr(0, text.find(':'));
+    ShortMessage message;
+    try {
+        if (!is_pdu && head.size() == text.size())
+            throw std::invalid_argument("there is no \":\" in front of a text");
+        message.from = take_until(',', head);
+        while (!head.empty()) {
+            const std::string word = take_until(',', head);
+            if (word == "flash" && !is_pdu)
+                message.flash = true;
+            else if (word.starts_with("after="))
+                choice.after_ms = static_cast<Milliseconds>(parse_number(option, word.substr(6), 1U << 30));
+            else
+                throw std::invalid_argument("\"" + word + "\" is neither after=MS nor flash");
+        }
+        take_until(':', text);
+        message.text = text;
+        choice.happenings = is_pdu ? std::vector{pdu_happening(message.from)} : message_happenings(message);
+    } catch (const std::invalid_argument &error) {
+        throw OptionError(std::string(option) + ": \"" + whole + "\": " + error.what());
+    }
+    return choice;
 }
 
 Delivery parse_delivery(std::string_view text)
@@ -140,6 +175,8 @@ constexpr OptionRow option_rows[] = {
     {"--modem",         true,  [](Options &o, std::string_view v) { o.modems.push_back(parse_modem(v)); }},
     {"--board",         true,  [](Options &o, std::string_view v) { o.board = parse_board(v); }},
     {"--fault",         true,  [](Options &o, std::string_view v) { o.faults.push_back(parse_fault_choice(v)); }},
+    {"--sms",           true,  [](Options &o, std::string_view v) { o.messages.push_back(parse_sms("--sms", v, false)); }},
+    {"--sms-pdu",       true,  [](Options &o, std::string_view v) { o.messages.push_back(parse_sms("--sms-pdu", v, true)); }},
     {"--deliver",       true,  [](Options &o, std::string_view v) { o.delivery = parse_delivery(v); }},
     {"--renumber",      false, [](Options &o, std::string_view) { o.renumber = true; }},
     {"--seed",          true,  [](Options &o, std::string_view v) { o.seed = static_cast<uint32_t>(parse_number("--seed", v, UINT32_MAX)); }},
@@ -170,6 +207,9 @@ void check_buses(const Options &options)
     for (const FaultChoice &fault : options.faults)
         if (!fault.bus.empty() && !buses.contains(fault.bus))
             throw OptionError("--fault: there is no modem on bus " + fault.bus);
+    for (const SmsChoice &message : options.messages)
+        if (!message.bus.empty() && !buses.contains(message.bus))
+            throw OptionError("--sms: there is no modem on bus " + message.bus);
 }
 
 } // namespace
@@ -243,6 +283,10 @@ Runs a command, or an interactive shell, in a simulated OpenWrt router with simu
   --board NAME          the router's board ("generic")
   --fault [BUS/]FAULT[=NUMBER][:COMMAND]
                         makes one modem or all misbehave; repeatable
+  --sms [BUS/]FROM[,after=MS][,flash]:TEXT
+                        a modem receives a short message; repeatable
+  --sms-pdu [BUS/]PDU[,after=MS]
+                        the same, as a PDU in hexadecimal digits; repeatable
   --deliver N[:MS]      modems send in pieces of N bytes, MS milliseconds apart
   --renumber            a modem that comes back gets other device numbers
   --seed N              of everything random (1)

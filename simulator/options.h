@@ -25,6 +25,13 @@ struct FaultChoice {
     Fault fault;
 };
 
+/// "--sms +441632960000:Hello": what the modem on that bus receives; without a bus every modem does.
+struct SmsChoice {
+    std::string bus;
+    Milliseconds after_ms = 0;
+    std::vector<std::string> happenings; ///< one for each part
+};
+
 /// "--put SOURCE:DESTINATION", "--put-text DESTINATION=TEXT"
 struct PutChoice {
     std::string destination;
@@ -63,6 +70,7 @@ struct Options {
     std::string coverage;
     Delivery delivery;
     std::vector<FaultChoice> faults;
+    std::vector<SmsChoice> messages;
     std::vector<PutChoice> puts;
     std::vector<Answer> answers;
     std::vector<LinkChoice> links;

@@ -62,31 +62,37 @@ class NameCheck {
         for (const std::string &name : row.command.names())
             taken_.insert(name);
         conditions(row.conditions);
-        for (const Assignment &assignment : row.assignments) {
-            name(assignment.name);
-            text(assignment.value);
-        }
+        if (!row.prompt.empty())
+            taken_.insert(row.prompt);
         for (const UnsolicitedLine &line : row.unsolicited)
             unsolicited(line);
-        for (const ReplyLine &line : row.reply) {
-            if (!line.each.empty())
-                taken_.insert(line.each);
-            conditions(line.conditions);
-            text(line.text);
-            if (line.cme_error >= 0)
-                known("cmee");
-        }
+        for (const Step &step : row.steps)
+            this->step(step);
         taken_.clear();
     }
 
     void unsolicited(const UnsolicitedLine &line) const
     {
+        conditions(line.conditions);
         text(line.text);
         if (line.interface >= 0 && profile_.interface(line.interface) == nullptr)
             fail("unknown interface " + std::to_string(line.interface));
     }
 
   private:
+    void step(const Step &step)
+    {
+        text(step.last);
+        if (!step.each.empty())
+            taken_.insert(step.each);
+        conditions(step.conditions);
+        text(step.text);
+        if (!step.variable.empty())
+            name(step.variable);
+        if (step.cme_error >= 0)
+            known("cmee");
+    }
+
     void text(std::string_view text) const
     {
         for (const std::string &name : names_in(text))

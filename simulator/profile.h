@@ -24,14 +24,17 @@ struct Condition {
     bool operator==(const Condition &) const = default;
 };
 
-struct ReplyLine {
-    std::string text;                  ///< as written, with $variables and escapes
-    std::vector<Condition> conditions; ///< printed only where all hold
-    std::string each;                  ///< printed once for every number from first to last, which is then $each
+/// A line of a row's reply, or a variable that is set; a row takes them from top to bottom.
+struct Step {
+    std::string text;                  ///< as written, with $variables and escapes: the line, or the variable's value
+    std::vector<Condition> conditions; ///< taken only where all hold
+    std::string each;                  ///< taken once for every number from first to last, which is then $each
     int first = 0;
-    int last = 0;
+    std::string last{}; ///< a number, or a $variable that holds one
     int cme_error = -1; ///< 0 or more: an error line, in the form that the variable cmee selects; text is its long form
-    bool operator==(const ReplyLine &) const = default;
+    std::string variable{}; ///< what is set, may hold $variables; empty: a line is printed
+    bool add = false;       ///< text is a number to add to the variable
+    bool operator==(const Step &) const = default;
 };
 
 /// A line that nobody asked for.
@@ -49,15 +52,9 @@ struct UnsolicitedLine {
     int position = 0;
     Milliseconds at_ms = 0;
     Milliseconds until_ms = 0;
-    int interface = -1; ///< -1: where the command came, or the first that answers AT
+    int interface = -1;                  ///< -1: where the command came, or the first that answers AT
+    std::vector<Condition> conditions{}; ///< of a row's: printed only where all hold at the row's end
     bool operator==(const UnsolicitedLine &) const = default;
-};
-
-struct Assignment {
-    std::string name; ///< may hold $variables
-    std::string value;
-    bool add = false; ///< value is a number to add
-    bool operator==(const Assignment &) const = default;
 };
 
 struct Detach {
@@ -70,11 +67,11 @@ struct Detach {
 struct Row {
     Pattern command;
     std::vector<Condition> conditions;
-    std::vector<Assignment> assignments;
+    std::string prompt; ///< what the host writes behind a "> " becomes this name's value; empty: there is no prompt
     Milliseconds delay_ms = 0;
     std::vector<UnsolicitedLine> unsolicited;
     std::optional<Detach> detach;
-    std::vector<ReplyLine> reply;
+    std::vector<Step> steps;
     std::string file;
     int line = 0;
 };

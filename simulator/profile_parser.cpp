@@ -4,6 +4,7 @@
 #include <charconv>
 #include <limits>
 #include <optional>
+#include <utility>
 
 #include "simulator/reply_text.h"
 
@@ -39,6 +40,16 @@ template <typename Number> std::optional<Number> to_number(std::string_view text
     if (error != std::errc{} || end != text.data() + text.size())
         return std::nullopt;
     return number;
+}
+
+bool is_line(const Step &step)
+{
+    return step.variable.empty();
+}
+
+bool is_empty_line(const Step &step)
+{
+    return is_line(step) && step.text.empty() && step.cme_error < 0;
 }
 
 bool same_place(const Row &a, const Row &b)
@@ -207,56 +218,73 @@ void ProfileParser::directive(std::string_view line)
     if (keyword == "when" || keyword == "unless") {
         row.conditions.push_back(read_condition(line, keyword == "unless"));
     } else if (keyword == "if" || keyword == "ifnot") {
-        next_line_.conditions.push_back(read_condition(line, keyword == "ifnot"));
+        next_step_.conditions.push_back(read_condition(line, keyword == "ifnot"));
     } else if (keyword == "set" || keyword == "add") {
-        const std::string_view name = take_word(line);
-        if (name.empty())
-            fail(std::string(keyword) + " wants a variable and a value");
-        names_in(name);
-        names_in(line);
-        row.assignments.push_back({std::string(name), std::string(line), keyword == "add"});
+        assign(line, keyword == "add");
     } else if (keyword == "delay") {
         row.delay_ms = take_number(line, longest_time_ms, "delay");
     } else if (keyword == "urc") {
         row.unsolicited.push_back(read_row_urc(line));
+    } else if (keyword == "prompt") {
+        read_prompt(line);
     } else if (keyword == "detach") {
         read_detach(line);
     } else if (keyword == "each") {
         read_each(line);
     } else if (keyword == "cme") {
-        const int code = static_cast<int>(take_number(line, 9999, "error code"));
-        reply_line(line, code);
+        next_step_.cme_error = static_cast<int>(take_number(line, 9999, "error code"));
+        add_step(line);
     } else {
         fail("unknown directive '" + std::string(keyword) + "'");
     }
 }
 
-void ProfileParser::reply_line(std::string_view text, int cme_error)
+void ProfileParser::add_step(std::string_view text)
 {
-    Row &row = profile_.rows.back();
-    // A pasted capture begins with the echo of the command; the modem's own echo takes its place.
-    if (row.reply.empty() && empty_.empty() && cme_error < 0 && !text.empty() && text == row.command.text())
-        return;
     names_in(text);
-    next_line_.text = text;
-    next_line_.cme_error = cme_error;
-    std::vector<ReplyLine> &target = text.empty() && cme_error < 0 ? empty_ : row.reply;
-    if (&target == &row.reply) {
-        row.reply.insert(row.reply.end(), empty_.begin(), empty_.end());
-        empty_.clear();
-    }
-    target.push_back(std::move(next_line_));
-    next_line_ = {};
+    next_step_.text = text;
+    profile_.rows.back().steps.push_back(std::move(next_step_));
+    next_step_ = {};
+}
+
+void ProfileParser::reply_line(std::string_view text)
+{
+    const Row &row = profile_.rows.back();
+    // A pasted capture begins with the echo of the command; the modem's own echo takes its place.
+    if (text == row.command.text() && std::none_of(row.steps.begin(), row.steps.end(), is_line))
+        return;
+    add_step(text);
+}
+
+void ProfileParser::assign(std::string_view fields, bool add)
+{
+    next_step_.variable = take_word(fields);
+    next_step_.add = add;
+    if (next_step_.variable.empty())
+        fail(std::string(add ? "add" : "set") + " wants a variable and a value");
+    names_in(next_step_.variable);
+    add_step(fields);
+}
+
+void ProfileParser::read_prompt(std::string_view name)
+{
+    if (!is_variable_name(name))
+        fail("prompt wants a name for what the host writes");
+    profile_.rows.back().prompt = name;
 }
 
 void ProfileParser::end_row()
 {
-    if (next_line_ != ReplyLine{})
+    if (next_step_ != Step{})
         fail("'@ if' or '@ each' without a line behind it");
-    empty_.clear();
     if (!in_row_)
         return;
     in_row_ = false;
+    // Empty lines at the end only part this row from the next one.
+    std::vector<Step> &steps = profile_.rows.back().steps;
+    const auto last_line = std::find_if(steps.rbegin(), steps.rend(),
+                                        [](const Step &step) { return is_line(step) && !is_empty_line(step); });
+    steps.erase(std::remove_if(last_line.base(), steps.end(), is_empty_line), steps.end());
     for (size_t i = 0; i + 1 < profile_.rows.size(); i++)
         if (same_place(profile_.rows[i], profile_.rows.back()))
             repeated(profile_.rows[i], profile_.rows.back());
@@ -296,19 +324,22 @@ void ProfileParser::read_detach(std::string_view fields)
 
 void ProfileParser::read_each(std::string_view fields)
 {
-    next_line_.each = take_word(fields);
-    const size_t dash = fields.find('-');
-    const int first = to_number<int>(fields.substr(0, dash)).value_or(-1);
-    const int last = dash == std::string_view::npos ? -1 : to_number<int>(fields.substr(dash + 1)).value_or(-1);
-    if (!is_variable_name(next_line_.each) || first < 0 || last < first || last > 1000)
+    next_step_.each = take_word(fields);
+    const size_t dash = std::min(fields.find('-'), fields.size());
+    next_step_.first = to_number<int>(fields.substr(0, dash)).value_or(-1);
+    next_step_.last = fields.substr(std::min(dash + 1, fields.size()));
+    const int last = to_number<int>(next_step_.last).value_or(-1);
+    const bool good_range = !names_in(next_step_.last).empty() || (next_step_.first <= last && last <= highest_each);
+    if (!is_variable_name(next_step_.each) || next_step_.first < 0 || !good_range)
         fail("each wants a name and a range like 1-16, at most to 1000");
-    next_line_.first = first;
-    next_line_.last = last;
 }
 
 UnsolicitedLine ProfileParser::read_row_urc(std::string_view fields)
 {
     UnsolicitedLine line{};
+    if (!next_step_.each.empty())
+        fail("a urc cannot follow '@ each'");
+    line.conditions = std::exchange(next_step_.conditions, {});
     const std::string_view where = take_word(fields);
     if (where == "before") {
         line.when = UnsolicitedLine::When::before;

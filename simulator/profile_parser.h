@@ -25,7 +25,10 @@ class ProfileParser {
     void read_variable(std::string_view fields, bool stored);
     void begin_row(std::string_view command);
     void directive(std::string_view line);
-    void reply_line(std::string_view text, int cme_error = -1);
+    void add_step(std::string_view text);
+    void reply_line(std::string_view text);
+    void assign(std::string_view fields, bool add);
+    void read_prompt(std::string_view name);
     void end_row();
     [[noreturn]] void repeated(const Row &first, const Row &second);
     void read_detach(std::string_view fields);
@@ -44,8 +47,7 @@ class ProfileParser {
     int line_ = 0;
     Profile profile_;
     std::vector<Profile> included_;
-    ReplyLine next_line_;          ///< takes "@ if" and "@ each" until the line they are for comes
-    std::vector<ReplyLine> empty_; ///< empty lines that count once another line follows
+    Step next_step_; ///< takes "@ if" and "@ each" until the line or directive they are for comes
     bool in_row_ = false;
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <stdexcept>
 
 namespace simulator {
@@ -82,20 +83,32 @@ std::string take_escape(std::string_view &text)
     return mark == 'c' ? std::string() : std::string{mark};
 }
 
-void print_line(const ReplyLine &line, const Scope &scope, std::vector<std::string> &out)
+long to_number(const std::string &text)
 {
-    if (!hold(line.conditions, scope))
-        return;
-    const std::string text = expand(line.text, scope);
-    const std::string mode = line.cme_error < 0 ? "" : scope.value("cmee");
+    return std::strtol(text.c_str(), nullptr, 10);
+}
+
+std::string print_line(const Step &line, const std::string &text, const Scope &scope)
+{
     if (line.cme_error < 0)
-        out.push_back(line.text.ends_with("\\c") ? text : text + "\r\n");
-    else if (mode == "1")
-        out.push_back("+CME ERROR: " + std::to_string(line.cme_error) + "\r\n");
-    else if (mode == "2")
-        out.push_back("+CME ERROR: " + text + "\r\n");
-    else
-        out.push_back("ERROR\r\n");
+        return line.text.ends_with("\\c") ? text : text + "\r\n";
+    const std::string mode = scope.value("cmee");
+    if (mode == "1")
+        return "+CME ERROR: " + std::to_string(line.cme_error) + "\r\n";
+    return mode == "2" ? "+CME ERROR: " + text + "\r\n" : "ERROR\r\n";
+}
+
+void take_step(const Step &step, Values &variables, const Scope &scope, std::vector<std::string> &out)
+{
+    if (!hold(step.conditions, scope))
+        return;
+    const std::string text = expand(step.text, scope);
+    if (step.variable.empty()) {
+        out.push_back(print_line(step, text, scope));
+        return;
+    }
+    std::string &variable = variables[expand(step.variable, scope)];
+    variable = step.add ? std::to_string(to_number(variable) + to_number(text)) : text;
 }
 
 } // namespace
@@ -165,21 +178,27 @@ bool hold(const std::vector<Condition> &conditions, const Scope &scope)
                        [&](const Condition &condition) { return holds(condition, scope); });
 }
 
-std::vector<std::string> print_reply(const std::vector<ReplyLine> &reply, const Scope &scope)
+std::vector<std::string> take_steps(const std::vector<Step> &steps, Values &variables, const Scope &scope)
 {
     std::vector<std::string> out;
-    for (const ReplyLine &line : reply) {
-        if (line.each.empty()) {
-            print_line(line, scope, out);
+    for (const Step &step : steps) {
+        if (step.each.empty()) {
+            take_step(step, variables, scope, out);
             continue;
         }
         Scope inner = scope;
-        for (int number = line.first; number <= line.last; number++) {
-            inner.taken[line.each] = std::to_string(number);
-            print_line(line, inner, out);
+        const long last = std::min<long>(to_number(expand(step.last, scope)), highest_each);
+        for (long number = step.first; number <= last; number++) {
+            inner.taken[step.each] = std::to_string(number);
+            take_step(step, variables, inner, out);
         }
     }
     return out;
+}
+
+bool succeeded(const std::vector<std::string> &lines)
+{
+    return !lines.empty() && lines.back() == "OK\r\n";
 }
 
 std::string frame_unsolicited(std::string_view written, const std::string &text, bool at_port)

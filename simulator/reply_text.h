@@ -31,8 +31,15 @@ std::vector<std::string> names_in(std::string_view text);
 bool holds(const Condition &condition, const Scope &scope);
 bool hold(const std::vector<Condition> &conditions, const Scope &scope);
 
-/// The lines of a row's reply as printed, each with its CR LF (none behind a "\c").
-std::vector<std::string> print_reply(const std::vector<ReplyLine> &reply, const Scope &scope);
+/// The highest number of "@ each".
+inline constexpr int highest_each = 1000;
+
+/// Takes a row's steps from top to bottom; variables are those of scope. Gives the lines of the reply as printed, each
+/// with its CR LF (none behind a "\c").
+std::vector<std::string> take_steps(const std::vector<Step> &steps, Values &variables, const Scope &scope);
+
+/// Whether a reply ends with OK.
+bool succeeded(const std::vector<std::string> &lines);
 
 /// The bytes of an unsolicited line: text is what expand made of written. A port that only talks (NMEA) has no empty
 /// line in front; nothing at all is added to what was written with "\c" at its end.

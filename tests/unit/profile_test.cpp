@@ -20,6 +20,15 @@ Profile parse(const std::string &text)
     return parse_profile("test.modem", text, no_includes);
 }
 
+Step setting(const std::string &variable, const std::string &value, bool add = false)
+{
+    Step step{};
+    step.text = value;
+    step.variable = variable;
+    step.add = add;
+    return step;
+}
+
 Row only_row(const std::string &text)
 {
     const Profile profile = parse("var pin READY\nvar cmee 0\nvar apn_1 web\nvar cid 1\n" + text);
@@ -240,11 +249,11 @@ TEST(ProfileRow, IsItsCommandAndTheLinesOfItsReply)
 {
     const Row row = only_row("> AT+CSQ\n\n+CSQ: 28,99\n# a comment\n\nOK\n\n\n");
     EXPECT_EQ(row.command.text(), "AT+CSQ");
-    ASSERT_EQ(row.reply.size(), 4u);
-    EXPECT_EQ(row.reply[0].text, "");
-    EXPECT_EQ(row.reply[1].text, "+CSQ: 28,99");
-    EXPECT_EQ(row.reply[2].text, "");
-    EXPECT_EQ(row.reply[3].text, "OK");
+    ASSERT_EQ(row.steps.size(), 4u);
+    EXPECT_EQ(row.steps[0].text, "");
+    EXPECT_EQ(row.steps[1].text, "+CSQ: 28,99");
+    EXPECT_EQ(row.steps[2].text, "");
+    EXPECT_EQ(row.steps[3].text, "OK");
     EXPECT_EQ(row.file, "test.modem");
     EXPECT_EQ(row.line, 5);
 }
@@ -252,21 +261,21 @@ TEST(ProfileRow, IsItsCommandAndTheLinesOfItsReply)
 TEST(ProfileRow, LeavesOutTheEchoOfAPastedCapture)
 {
     const Row row = only_row("> ati\nati\nQuectel\n\nOK\n");
-    ASSERT_EQ(row.reply.size(), 3u);
-    EXPECT_EQ(row.reply[0].text, "Quectel");
+    ASSERT_EQ(row.steps.size(), 3u);
+    EXPECT_EQ(row.steps[0].text, "Quectel");
 }
 
 TEST(ProfileRow, MayHaveNoReply)
 {
-    EXPECT_TRUE(only_row("> AT+X\n\n\n").reply.empty());
+    EXPECT_TRUE(only_row("> AT+X\n\n\n").steps.empty());
 }
 
 TEST(ProfileRow, KeepsABlankAndARemarkSignWithinALine)
 {
     const Row row = only_row("> AT+X\n#not a comment\n  two blanks\n");
-    ASSERT_EQ(row.reply.size(), 2u);
-    EXPECT_EQ(row.reply[0].text, "#not a comment");
-    EXPECT_EQ(row.reply[1].text, "  two blanks");
+    ASSERT_EQ(row.steps.size(), 2u);
+    EXPECT_EQ(row.steps[0].text, "#not a comment");
+    EXPECT_EQ(row.steps[1].text, "  two blanks");
 }
 
 TEST(ProfileRow, ReadsConditions)
@@ -281,11 +290,11 @@ TEST(ProfileRow, ReadsConditions)
 TEST(ProfileRow, ReadsAssignments)
 {
     const Row row = only_row("> AT+X=<n>\n@ set pin SIM PIN\n@ set apn_$n $n\n@ add cid -1\n@ set pin\n");
-    ASSERT_EQ(row.assignments.size(), 4u);
-    EXPECT_EQ(row.assignments[0], (Assignment{"pin", "SIM PIN", false}));
-    EXPECT_EQ(row.assignments[1], (Assignment{"apn_$n", "$n", false}));
-    EXPECT_EQ(row.assignments[2], (Assignment{"cid", "-1", true}));
-    EXPECT_EQ(row.assignments[3], (Assignment{"pin", "", false}));
+    ASSERT_EQ(row.steps.size(), 4u);
+    EXPECT_EQ(row.steps[0], setting("pin", "SIM PIN"));
+    EXPECT_EQ(row.steps[1], setting("apn_$n", "$n"));
+    EXPECT_EQ(row.steps[2], setting("cid", "-1", true));
+    EXPECT_EQ(row.steps[3], setting("pin", ""));
 }
 
 TEST(ProfileRow, ReadsDelayUnsolicitedLinesAndDetach)
@@ -308,10 +317,10 @@ TEST(ProfileRow, ReadsDirectivesOfLines)
 {
     const Row row = only_row(
         "> AT+X\n@ each n 1-16\n@ if apn_$n\n@ ifnot pin READY\n+X: $n\nplain\n@ if pin READY\n@ cme 10 SIM $pin\n");
-    ASSERT_EQ(row.reply.size(), 3u);
-    EXPECT_EQ(row.reply[0], (ReplyLine{"+X: $n", {{"apn_$n", {}, false}, {"pin", {"READY"}, true}}, "n", 1, 16, -1}));
-    EXPECT_EQ(row.reply[1], (ReplyLine{"plain", {}, "", 0, 0, -1}));
-    EXPECT_EQ(row.reply[2], (ReplyLine{"SIM $pin", {{"pin", {"READY"}, false}}, "", 0, 0, 10}));
+    ASSERT_EQ(row.steps.size(), 3u);
+    EXPECT_EQ(row.steps[0], (Step{"+X: $n", {{"apn_$n", {}, false}, {"pin", {"READY"}, true}}, "n", 1, "16", -1}));
+    EXPECT_EQ(row.steps[1], (Step{"plain", {}, "", 0, "", -1}));
+    EXPECT_EQ(row.steps[2], (Step{"SIM $pin", {{"pin", {"READY"}, false}}, "", 0, "", 10}));
 }
 
 TEST(Profile, NamesFileAndLineOfEveryError)
@@ -352,7 +361,7 @@ TEST(ProfileInclude, GivesWhatTheFileItselfDoesNotSay)
     EXPECT_EQ(profile.variables[1].initial, "6");
     std::string rows;
     for (const Row &row : profile.rows)
-        rows += row.command.text() + " " + row.reply[0].text + ", ";
+        rows += row.command.text() + " " + row.steps[0].text + ", ";
     EXPECT_EQ(rows, "AT mine, AT+C mine, AT+C theirs, ATI theirs, ");
     EXPECT_EQ(profile.rows[3].file, "base.modem");
 }
