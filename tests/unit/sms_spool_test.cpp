@@ -1,14 +1,23 @@
+#include <algorithm>
+#include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <string>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "platform/files.h"
 #include "sms/message.h"
 #include "sms/spool.h"
 #include "tests/unit/temporary_directory.h"
 
 namespace {
+
+constexpr uid_t somebody = 65534;
 
 struct LengthRow {
     const char *line;
@@ -155,6 +164,101 @@ TEST_F(Spool, PassesOverWhatIsNoFile)
     std::filesystem::create_symlink("nowhere", directory.path() / "GMS99.link");
     message("GMS99.a1", "\nhere");
     EXPECT_EQ(listed(), R"([{"body":"here","status":"unread","name":"GMS99.a1"}])");
+}
+
+TEST_F(Spool, ListsTheOthersBesideWhatCannotBeRead)
+{
+    message("GMS99.closed", "\nsecret");
+    ASSERT_EQ(chmod(directory.entry("GMS99.closed").c_str(), 0), 0);
+    message("GMS99.a1", "\nhere");
+    // Nothing is closed to root, who is somebody else for a moment.
+    const bool is_root = geteuid() == 0;
+    ASSERT_EQ(chmod(folder().c_str(), 0755), 0);
+    ASSERT_EQ(is_root ? seteuid(somebody) : 0, 0);
+    const std::string list = listed();
+    ASSERT_EQ(is_root ? seteuid(0) : 0, 0);
+    EXPECT_EQ(list, R"([{"body":"here","status":"unread","name":"GMS99.a1"}])");
+}
+
+TEST_F(Spool, PassesOverAPipeThatSomebodyWritesTo)
+{
+    const std::string pipe = directory.entry("GMS99.pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const Fd writer{open(pipe.c_str(), O_RDWR | O_CLOEXEC)};
+    ASSERT_EQ(write(writer.get(), "\nfrom a pipe", 12), 12);
+    EXPECT_EQ(listed(), "[]");
+}
+
+TEST_F(Spool, PassesOverASocketAndADevice)
+{
+    std::filesystem::create_symlink("/dev/zero", directory.path() / "GMS99.zero");
+    const Fd listener{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    strcpy(address.sun_path, directory.entry("GMS99.socket").c_str());
+    ASSERT_EQ(bind(listener.get(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    message("GMS99.a1", "\nhere");
+    EXPECT_EQ(listed(), R"([{"body":"here","status":"unread","name":"GMS99.a1"}])");
+}
+
+TEST_F(Spool, PassesOverANameWhosePathIsLongerThan99Bytes)
+{
+    const size_t room = 99 - folder().size();
+    const std::string fits = "GMS99." + std::string(room - 6, 'a');
+    message(fits.c_str(), "\nfits");
+    message((fits + "b").c_str(), "\ntoo long");
+    message(("GMS99." + std::string(249, 'c')).c_str(), "\nlongest");
+    EXPECT_EQ(listed(), R"([{"body":"fits","status":"unread","name":")" + fits + R"("}])");
+    EXPECT_EQ(sms_count_folder(folder().c_str(), "1-1.2"), 3);
+}
+
+struct LengthFile {
+    const char *what;
+    const char *length;
+    const char *body;
+};
+const LengthFile length_files[] = {
+    {"negative", "Length: -1\n", ""},
+    {"huge", "Length: 99999999\n", "你好"},
+    {"beyond any number", "Length: 99999999999999999999\n", "你好"},
+    {"nothing", "Length: \n", ""},
+    {"missing", "", ""},
+    {"right", "Length: 2\n", "你好"},
+    {"of another alphabet's header", "UDH-Type: Length=6, [00]\nLength: 2\n", "你好"},
+};
+
+TEST_F(Spool, BoundsABodyWhateverItsLengthSays)
+{
+    for (const LengthFile &row : length_files) {
+        message("GMS99.a1", std::string{"Alphabet: UCS2\n"} + row.length + "\n\x4f\x60\x59\x7d");
+        EXPECT_EQ(listed(), R"([{"body":")" + std::string(row.body) + R"(","status":"unread","name":"GMS99.a1"}])")
+            << row.what;
+    }
+}
+
+TEST_F(Spool, ReadsAtMost2048BytesOfABodyInUcs2)
+{
+    std::string body;
+    for (int i = 0; i < 5'000'000; i++)
+        body += "\x04\x1f";
+    message("GMS99.a1", "Alphabet: UCS2\nLength: 99999999\n\n" + body);
+    const std::string list = listed();
+    EXPECT_EQ(list.substr(0, 16), R"([{"body":"ППП)");
+    EXPECT_EQ(std::ranges::count(list, '\xd0'), 1023); // two bytes each of the 2047 that there is room for
+}
+
+TEST_F(Spool, ListsBinaryRubbishOfEverySize)
+{
+    std::string rubbish;
+    for (int i = 0; i < 5000; i++)
+        rubbish += static_cast<char>(i * 7919 >> 3);
+    constexpr char without_body[] = R"([{"body":"","status":"unread","name":"GMS99.a1"}])";
+    for (size_t size = 0; size < rubbish.size(); size += 97) {
+        message("GMS99.a1", rubbish.substr(0, size));
+        EXPECT_EQ(listed(), without_body) << size;
+    }
+    message("GMS99.a1", std::string(100'000, '\0'));
+    EXPECT_EQ(listed(), without_body);
 }
 
 TEST_F(Spool, IsNotListedWhereItIsMissing)
