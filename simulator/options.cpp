@@ -72,7 +72,8 @@ SmsChoice parse_sms(std::string_view option, std::string_view text, bool is_pdu)
             else if (word.starts_with("after="))
                 choice.after_ms = static_cast<Milliseconds>(parse_number(option, word.substr(6), 1U << 30));
             else
-                throw std::invalid_argument("\"" + word + "\" is neither after=MS nor flash");
+                throw std::invalid_argument("\"" + word +
+                                            (is_pdu ? "\" is not after=MS" : "\" is neither after=MS nor flash"));
         }
         take_until(':', text);
         message.text = text;

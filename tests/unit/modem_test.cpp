@@ -72,6 +72,109 @@ TEST(SimulatedModem, AnswersErrorToWhatNoRowKnowsAndRecordsIt)
     EXPECT_EQ(test.modem.unknown_commands()[0].at, 7);
 }
 
+TEST(SimulatedModem, TakesTheStepsOfARowFromTopToBottom)
+{
+    ModemUnderTest test = modem_of("var n 1\n> AT\n$n\n@ add n 1\n$n\n@ set n ${n}0\n@ if n 20\n@ set n x\n$n\n");
+    EXPECT_EQ(test.say("AT\r"), "1\r\n2\r\nx\r\n");
+}
+
+TEST(SimulatedModem, SetsVariablesInALoopWhoseEndIsAVariable)
+{
+    ModemUnderTest test =
+        modem_of("var size 3\nvar used 0\nvar free\nvar slot_1 x\n> AT\n@ each i 1-$size\n@ if slot_$i\n"
+                 "@ add used 1\n@ each i 1-$size\n@ ifnot free\n@ ifnot slot_$i\n@ set free $i\n"
+                 "$used $free\n> ATS=<size*>\n@ set size $size\n");
+    EXPECT_EQ(test.say("AT\r"), "1 2\r\n");
+    for (const char *size : {"0", "-1", "x", ""}) {
+        test.say("ATS=" + std::string(size) + "\r");
+        EXPECT_EQ(test.say("AT\r"), "1 2\r\n") << size;
+    }
+}
+
+TEST(SimulatedModem, PrintsAnUnsolicitedLineOnACondition)
+{
+    ModemUnderTest test = modem_of("var on 0\n> AT<on:0|1>\n@ set on $on\n@ if on 1\n@ urc after 5 RING\nOK\n");
+    EXPECT_EQ(test.say("AT0\r"), "OK\r\n");
+    EXPECT_EQ(test.say("AT1\r"), "OK\r\n\r\nRING\r\n");
+}
+
+constexpr char prompt_rows[] =
+    "var text\n> AT\n\nOK\n> AT+T=<to>\n@ prompt text\n@ set text $to: $text\n\n+T: $text\n\nOK\n"
+    "> ATE<n:0|1>\n@ set echo $n\nOK\n";
+
+TEST(SimulatedModem, PromptsForAText)
+{
+    ModemUnderTest test = modem_of(prompt_rows);
+    EXPECT_EQ(test.say("AT+T=me\r"), "\r\n> ");
+    EXPECT_EQ(test.say("AT\rsome\n"), "");
+    EXPECT_EQ(test.modem.variable("text"), "");
+    EXPECT_EQ(test.say("more\x1a"), "\r\n+T: AT\rsome\nmore\r\n\r\nOK\r\n");
+    EXPECT_EQ(test.say("AT\r"), "\r\nOK\r\n");
+}
+
+TEST(SimulatedModem, EndsAPromptAtEscapeWithNothingDone)
+{
+    ModemUnderTest test = modem_of(prompt_rows);
+    EXPECT_EQ(test.say("AT+T=me\rtext\x1b"), "\r\n> \r\nOK\r\n");
+    EXPECT_EQ(test.modem.variable("text"), "");
+    EXPECT_EQ(test.say("AT\r"), "\r\nOK\r\n");
+}
+
+TEST(SimulatedModem, EchoesThePromptedText)
+{
+    ModemUnderTest test = modem_of(prompt_rows);
+    test.say("ATE1\r");
+    EXPECT_EQ(test.say("AT+T=me\r"), "AT+T=me\r\r\n> ");
+    EXPECT_EQ(test.say("text\x1a"), "text\r\n+T: text\r\n\r\nOK\r\n");
+}
+
+TEST(SimulatedModem, PromptsInALineOfSeveralCommandsAndBetweenWaitingOnes)
+{
+    ModemUnderTest test = modem_of(prompt_rows);
+    EXPECT_EQ(test.say("AT;+T=me;+T=you\rtext\x1a"
+                       "AT\r"),
+              "\r\n> \r\n+T: text\r\n\r\nOK\r\n\r\nOK\r\n");
+}
+
+TEST(SimulatedModem, CutsAPromptedTextThatNeverEnds)
+{
+    ModemUnderTest test = modem_of(prompt_rows);
+    test.say("AT+T=me\r" + std::string(1'000'000, 'x') + "\x1a");
+    EXPECT_EQ(test.modem.variable("text"), "me: " + std::string(4096, 'x'));
+}
+
+TEST(SimulatedModem, LetsHappenWhatItsRowsTell)
+{
+    ModemOptions options;
+    options.happenings = {{500, "ring 7"}};
+    ModemUnderTest test =
+        modem_of("var calls 0\n> !ring <from>\n@ add calls 1\n@ urc after 0 RING $from\nOK\n", options);
+    EXPECT_EQ(test.listen(499), "");
+    EXPECT_EQ(test.listen(60'000), "\r\nRING 7\r\n");
+    EXPECT_EQ(test.modem.variable("calls"), "1");
+    EXPECT_EQ(test.say("!ring 8\r"), "");
+}
+
+TEST(SimulatedModem, LetsHappenAgainEverySecondWhatItRefused)
+{
+    ModemOptions options;
+    options.happenings = {{0, "ring"}};
+    ModemUnderTest test = modem_of("var ready 0\n> !ring\n@ if ready 1\n@ urc after 0 RING\n@ if ready 1\nOK\n"
+                                   "> AT\n@ set ready 1\nOK\n",
+                                   options);
+    EXPECT_EQ(test.listen(10'500), "");
+    EXPECT_EQ(test.say("AT\r", 499), "OK\r\n");
+    EXPECT_EQ(test.listen(1), "\r\nRING\r\n");
+    EXPECT_EQ(test.listen(10'000), "");
+}
+
+TEST(SimulatedModem, RefusesToLetHappenWhatNoRowTells)
+{
+    ModemOptions options;
+    options.happenings = {{0, "quake 9"}};
+    EXPECT_THROW(modem_of("> AT\nOK\n", options), std::invalid_argument);
+}
+
 TEST(SimulatedModem, CountsTheUsesOfItsRows)
 {
     ModemUnderTest test = modem_of(plain_rows);

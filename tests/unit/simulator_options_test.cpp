@@ -47,6 +47,25 @@ TEST(SimrouterOptions, PlugAModemIntoABus)
     EXPECT_EQ(options.modems[2].bus, "1-1");
 }
 
+TEST(SimrouterOptions, GiveMessagesToOneModemOrToAll)
+{
+    const Options options = parse_options(Arguments{"--modem", "EC25", "--sms", "70007,after=3000:a: b, c/d", "--sms",
+                                                    "1-1.2/Bank,flash:", "--sms-pdu", "1-1.2/0004,after=7"});
+    ASSERT_EQ(options.messages.size(), 3U);
+    EXPECT_EQ(options.messages[0].bus, "");
+    EXPECT_EQ(options.messages[0].after_ms, 3000);
+    EXPECT_EQ(options.messages[0].happenings,
+              Arguments{"message 24 07914477000900000405810700F700006210132143654009611D48CC028D5F64"
+                        " \"70007\" \"26/01/31,12:34:56+04\" a: b, c/d"});
+    EXPECT_EQ(options.messages[1].bus, "1-1.2");
+    EXPECT_EQ(options.messages[1].after_ms, 0);
+    EXPECT_EQ(
+        options.messages[1].happenings,
+        Arguments{"message 17 07914477000900000407D0C2B07B0D00106210132143654000 \"Bank\" \"26/01/31,12:34:56+04\" "});
+    EXPECT_EQ(options.messages[2].after_ms, 7);
+    EXPECT_EQ(options.messages[2].happenings, Arguments{"message 1 0004 \"\" \"\" "});
+}
+
 TEST(SimrouterOptions, GiveAFaultToOneModemOrToAll)
 {
     const Options options = parse_options(Arguments{"--modem", "EC25", "--fault", "late=3000:AT+CSQ", "--fault",
@@ -129,6 +148,13 @@ TEST(SimrouterOptions, RefuseWhatIsWrongWithALineThatTellsIt)
         {{"--modem", "EC25", "--modem", "EP06"}, "--modem: two modems on bus 1-1.2"},
         {{"--fault", "1-1.2/silence"}, "--fault: there is no modem on bus 1-1.2"},
         {{"--fault", "no-such"}, "--fault: \"no-such\": unknown fault 'no-such'"},
+        {{"--sms", "+44"}, "--sms: \"+44\": there is no \":\" in front of a text"},
+        {{"--sms", "+44,x:Hi"}, "--sms: \"+44,x:Hi\": \"x\" is neither after=MS nor flash"},
+        {{"--sms", ":Hi"}, "--sms: \":Hi\": a sender is a number or a name of 1 to 11 characters"},
+        {{"--sms", "+44,after=x:Hi"}, "--sms: \"x\" is not a number from 0 to 1073741824"},
+        {{"--sms", "1-1.2/+44:Hi"}, "--sms: there is no modem on bus 1-1.2"},
+        {{"--sms-pdu", "00,flash"}, "--sms-pdu: \"00,flash\": \"flash\" is not after=MS"},
+        {{"--sms-pdu", "00"}, "--sms-pdu: \"00\": a PDU is 2 to 176 octets in hexadecimal digits"},
         {{"--deliver", "x"}, "--deliver: \"x\" is not a number from 0 to 65536"},
         {{"--deliver", "-1"}, "--deliver: \"-1\" is not a number from 0 to 65536"},
         {{"--seed", "4294967296"}, "--seed: \"4294967296\" is not a number from 0 to 4294967295"},
@@ -155,10 +181,10 @@ TEST(SimrouterOptions, RefuseWhatIsWrongWithALineThatTellsIt)
 
 TEST(SimrouterOptions, AreAllInTheHelp)
 {
-    for (const char *name :
-         {"--modem",   "--board",    "--fault",    "--deliver", "--renumber", "--seed",        "--profiles",
-          "--put",     "--put-text", "--answer",   "--link",    "--ubus",     "--config-size", "--extra-folders",
-          "--journal", "--log",      "--coverage", "--strict",  "--wait",     "--list",        "--help"}) {
+    for (const char *name : {"--modem",    "--board",  "--fault",       "--sms",           "--sms-pdu",  "--deliver",
+                             "--renumber", "--seed",   "--profiles",    "--put",           "--put-text", "--answer",
+                             "--link",     "--ubus",   "--config-size", "--extra-folders", "--journal",  "--log",
+                             "--coverage", "--strict", "--wait",        "--list",          "--help"}) {
         EXPECT_NE(help_text().find(std::string("\n  ") + name + ' '), std::string_view::npos) << name;
         EXPECT_EQ(complaint({name}).find("unknown"), std::string::npos) << name;
     }
