@@ -3,7 +3,7 @@
 set -eu
 
 packages="g++ cmake ninja-build pkg-config libjson-c-dev libgtest-dev libbenchmark-dev busybox
-    clang-format clang-tidy valgrind gammu procps binutils git"
+    clang-format clang-tidy valgrind gammu smstools procps binutils git"
 
 missing=
 for package in $packages; do
@@ -20,3 +20,11 @@ echo "Installing:$missing"
 export DEBIAN_FRONTEND=noninteractive
 apt-get -qq update
 apt-get -qq install -y --no-install-recommends $missing >/dev/null
+
+# Its package starts the SMS daemon, which would take the machine's first serial port. The tests start it themselves.
+case " $missing " in
+    *" smstools "*)
+        invoke-rc.d smstools stop >/dev/null 2>&1 || true
+        update-rc.d smstools disable >/dev/null 2>&1 || true
+        ;;
+esac

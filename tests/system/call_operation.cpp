@@ -11,6 +11,7 @@
 #include "core/modem_table.h"
 #include "discovery/ports.h"
 #include "drivers/quectel.h"
+#include "sms/spool.h"
 
 namespace {
 
@@ -65,6 +66,17 @@ const std::map<std::string, Operation> operations = {
     {"set_auth", [](Call &c) { return c.rec.ops.set_auth(c.rec, c.word(0), c.word(1), c.word(2), c.word(3)); }},
     {"iface_up", [](Call &c) { return c.rec.ops.iface_up(c.number(0), c.word(1)); }},
     {"iface_down", [](Call &c) { return c.rec.ops.iface_down(c.number(0), c.word(1)); }},
+    {"sms_list",
+     [](Call &) {
+         const Json list{json_object_new_array()};
+         sms_list_spool(list.get());
+         for (size_t i = 0; i < json_object_array_length(list.get()); i++)
+             puts(json_object_to_json_string_ext(json_object_array_get_idx(list.get(), i),
+                                                 JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE));
+         return static_cast<int>(json_object_array_length(list.get()));
+     }},
+    {"sms_count_unread", [](Call &c) { return sms_count_unread(c.word(0)); }},
+    {"sms_mark_read", [](Call &c) { return sms_mark_read(c.word(0)); }},
     {"sms_remove", [](Call &c) { return c.rec.ops.sms_remove(c.word(0)); }},
     {"sms_remove_all", [](Call &c) { return c.rec.ops.sms_remove_all(c.rec); }},
 };
