@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <exception>
@@ -78,6 +79,16 @@ RootPlan plan_root(const Options &options, const fs::path &program_folder, const
     return plan;
 }
 
+/// What the kernel shows as this process's arguments.
+std::span<char> shown_arguments;
+
+/// Inside the router this process is its first one, and what looks for a program by name among the processes must not
+/// find it in our arguments.
+void hide_arguments()
+{
+    std::ranges::fill(shown_arguments, '\0');
+}
+
 int simulate(const Options &options)
 {
     const std::string profiles = find_profiles(options.profiles);
@@ -90,6 +101,7 @@ int simulate(const Options &options)
     const fs::path current = fs::current_path();
     const RootPlan plan = plan_root(options, fs::read_symlink("/proc/self/exe").parent_path(), current);
     run_isolated([&](Rights rights) {
+        hide_arguments();
         enter_router_root(plan, rights);
         return Router(options, std::move(modems), std::move(files), rights).run(current);
     });
@@ -133,5 +145,7 @@ int run(std::span<const std::string> arguments)
 int main(int argc, char **argv)
 {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (!arguments.empty())
+        shown_arguments = {argv[1], argv[argc - 1] + arguments.back().size()};
     return report_failures(run, arguments);
 }
