@@ -3,33 +3,56 @@
 set -eu
 
 build=$1
-show() {
-    echo
-    echo "\$ modemctl $*"
-    "$build/simrouter" --modem EC25@1-1.2 -- modemctl "$@"
-}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
 
-echo "A router with a simulated Quectel EC25 on USB bus 1-1.2."
-show -D sim-status
-show carrier
-show get_mode
-show check_register
-show signal
-show cells
-show AT ATI
-show AT AT+QNWINFO
+cat >"$work/apns" <<'END'
+/www/src/lib/apn-config={"apns":{"apn":[
+{"-mcc":"232","-mnc":"03","-apn":"mms.example","-type":"mms"},
+{"-mcc":"232","-mnc":"03","-apn":"old.example"},
+{"-mcc":"232","-mnc":"03","-apn":"internet.example"}]}}
+END
+cat >"$work/story" <<'END'
+show() {
+    printf '\n$ %s\n' "$*"
+    "$@" 2>/dev/null
+}
+echo "== A router with a Quectel EC25 on USB bus 1-1.2. Which modem, which ports?"
+show modemctl -D sim-status
 echo
-echo "The same router, online with the APN of the SIM's network:"
-database='/www/src/lib/apn-config.js=var apn_config_default ={"apns":{"apn":[
-{"-mcc":"232","-mnc":"03","-apn":"internet.example"}]}}'
-# shellcheck disable=SC2016
-"$build/simrouter" --modem EC25,imsi=232031234567890 --link address=10.64.1.2/30 --put-text /tmp/sim_status=ready \
-    --put-text /tmp/sim_type=none --put-text "$database" -- sh -c '
-        for command in "modemctl connect-auto" "uci show network.modem_1_1_2" \
-                       "ubus -S call network.interface.modem_1_1_2 status"; do
-            printf "\n\$ %s\n" "$command"
-            $command
-        done'
+echo "== Its network and signal"
+show modemctl carrier
+show modemctl get_mode
+show modemctl check_register
+show modemctl signal
+show modemctl cells
+show modemctl AT AT+QNWINFO
+echo
+echo "== Online without any setting. The network takes one of the three APNs that the database has for this SIM."
+show modemctl connect-auto
+show uci show network.modem_1_1_2
+show ifconfig wwan0
+show modemctl test
+echo
+echo "== What the web interface asks"
+show modemapi get /modem/brief_info
+show modemapi get /modem/sms/list '{"modem_id":3}'
+echo
+echo "== Offline again: disconnect takes down the interface \"modem\", the web interface that of one bus"
+show modemctl disconnect
+show modemapi post /modem/enable '{"bus":"1-1.2","disable":true}'
+show ifconfig wwan0
+END
+
+"$build/simrouter" --modem EC25@1-1.2,imsi=232031234567890 --link apn=internet.example,setup=200,address=10.64.1.2/30,traffic=1234567/89012 \
+    --put-text /tmp/sim_status=ready --put-text /tmp/sim_type=none \
+    --put-text "/usr/share/modem/operator.dat=23203,Example Mobile" --put "$work/apns:/www/src/lib/apn-config.js" \
+    --put-text "/etc/spool/sms/incoming/GMS99.aBcDeF=From: 436601234567
+From_TOA: 91 international, ISDN/telephone
+Sent: 26-11-21 01:02:03
+
+Your package is ready" --put "$work/story:/tmp/story" -- sh /tmp/story
+
 echo
 echo "That was $build/modemctl in the simulated router. Try it yourself:"
 echo "    $build/simrouter --modem EC25            (a shell on that router)"
