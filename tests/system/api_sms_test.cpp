@@ -263,7 +263,8 @@ TEST(SmsCode, KeepsAnOptionWhoseTextIsAbsentAndDropsAnEmptyOne)
         {R"(,"country_code":"34")", R"({"country":"France","country_code":"34"})"},
         {R"(,"country":null,"country_code":[34])", R"({"country":"France","country_code":"33"})"},
         {R"(,"country":"","country_code":34)", R"({"country":"","country_code":"34"})"},
-        {R"(,"country":"a\nb")", R"({"country":"France","country_code":"33"})"},
+        {R"(,"country":"a\nb")", R"({"country":"a\nb","country_code":"33"})"},
+        {R"(,"country":"a\u0001b")", R"({"country":"France","country_code":"33"})"},
         {R"(,"country":"it's \"x\"")", R"({"country":"it's \"x\"","country_code":"33"})"},
     };
     for (const auto &row : rows)

@@ -1,0 +1,201 @@
+#include <gtest/gtest.h>
+
+#include "tests/system/web_requests.h"
+
+// Where received messages go, and the account that mails them.
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+const Lines with_service{"--put-text", "/etc/forward=", "--put-text",
+                         "/etc/config/smsrelay=config sms 'general'\n\toption phone '110'\n"
+                         "\toption email 'me@example.org'"};
+
+TEST(Forward, WithoutTheServiceChangesNothing)
+{
+    const std::string refused = "-7 {\"msg\":\"Forward file don't exist\"}\n";
+    const RouterRun run =
+        serve({}, "post /modem/sms/forward {\"tel\":\"1\"}\npost /modem/sms/forward\n", ":", "uci show smsrelay");
+    EXPECT_EQ(run.out, refused + refused + "smsrelay.general=sms\nsmsrelay.general.enabled='0'\n");
+}
+
+TEST(Forward, SetsBothTargets)
+{
+    const struct {
+        const char *what;
+        const char *request;
+        const char *options;
+    } rows[] = {
+        {"both", R"({"tel":"112,113","email":"you@example.org"})",
+         "smsrelay.general.phone='112,113'\nsmsrelay.general.email='you@example.org'\n"},
+        {"an absent e-mail address is emptied", R"({"tel":"112"})", "smsrelay.general.phone='112'\n"},
+        {"an absent number is emptied", R"({"email":"you@example.org"})", "smsrelay.general.email='you@example.org'\n"},
+        {"null counts as absent", R"({"tel":"112","email":null})", "smsrelay.general.phone='112'\n"},
+        {"an empty text empties as well", R"({"tel":"","email":""})", ""},
+        {"a number for a text", R"({"tel":112})", "smsrelay.general.phone='112'\n"},
+        {"neither changes nothing", "{}", "smsrelay.general.phone='110'\nsmsrelay.general.email='me@example.org'\n"},
+        {"neither in another form", R"({"tel":null,"email":["x"]})",
+         "smsrelay.general.phone='110'\nsmsrelay.general.email='me@example.org'\n"},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(serve(with_service, std::string{"post /modem/sms/forward "} + row.request + "\n", ":",
+                        "uci show smsrelay; uci changes")
+                      .out,
+                  std::string{"0 {}\nsmsrelay.general=sms\n"} + row.options)
+            << row.what;
+}
+
+TEST(ForwardList, OfARouterWithoutMailClientAndSettingsIsSixEmptyTexts)
+{
+    EXPECT_EQ(serve({}, "get /modem/sms/flist\n", "rm -r /etc/ssmtp").out,
+              R"(0 {"tel_list":"","email_list":"","account":"","password":"","smtp":"","local_tel":""})"
+              "\n");
+}
+
+TEST(ForwardList, TellsTargetsAccountAndLocalNumber)
+{
+    const Lines options{"--put-text",
+                        "/etc/config/smsrelay=config sms 'general'\n\toption phone '110'\n"
+                        "\toption email 'me@example.org'\n\toption subject '+4917012345'",
+                        "--put-text",
+                        "/etc/ssmtp/ssmtp.conf=root=x\nmailhub=mail.example.org:587\nAuthUser=me@example.org\n"
+                        "AuthPass=secret word"};
+    EXPECT_EQ(serve(options, "get /modem/sms/flist {\"modem_id\":{}}\n").out,
+              R"(0 {"tel_list":"110","email_list":"me@example.org","account":"me@example.org","password":"secret",)"
+              R"("smtp":"mail.example.org:587","local_tel":"+4917012345"})"
+              "\n");
+}
+
+TEST(ForwardList, CutsWhatIsLonger)
+{
+    const std::string longest(300, 'x');
+    const Lines options{"--put-text",
+                        "/etc/config/smsrelay=config sms 'general'\n\toption phone '" + longest +
+                            "'\n\toption email '" + longest + "'\n\toption subject '" + longest + "'",
+                        "--put-text", "/etc/ssmtp/ssmtp.conf=AuthPass=" + longest + "\nAuthUser=" + longest};
+    EXPECT_EQ(serve(options, "get /modem/sms/flist\n").out,
+              "0 {\"tel_list\":\"" + std::string(99, 'x') + "\",\"email_list\":\"" + std::string(99, 'x') +
+                  "\",\"account\":\"" + std::string(127, 'x') + "\",\"password\":\"" + std::string(127, 'x') +
+                  "\",\"smtp\":\"\",\"local_tel\":\"" + std::string(127, 'x') + "\"}\n");
+}
+
+TEST(ForwardList, NeverWaitsForAMailConfigurationThatIsNoFile)
+{
+    EXPECT_EQ(serve({}, "get /modem/sms/flist\n", "mkfifo /etc/ssmtp/ssmtp.conf").out,
+              R"(0 {"tel_list":"","email_list":"","account":"","password":"","smtp":"","local_tel":""})"
+              "\n");
+}
+
+const Lines with_mail_client{"--answer", "opkg list-installed:0:libc - 1\nssmtp - 2.64-4"};
+
+const char account_request[] = "post /modem/sms/account {\"account\":\"me@example.org\",\"password\":\"secret\","
+                               "\"smtp\":\"mail.example.org:465\",\"local_tel\":\"+4917012345\"}\n";
+
+TEST(MailAccount, IsRefusedWithoutTheMailClient)
+{
+    const RouterRun run = serve({"--answer", "opkg list-installed:0:msmtp - 1"}, account_request, ":",
+                                "ls /etc/ssmtp; uci show smsrelay");
+    EXPECT_EQ(run.out, "-17 {\"msg\":\"ssmtp don't exist\"}\n"
+                       "smsrelay.general=sms\nsmsrelay.general.enabled='0'\n");
+    EXPECT_EQ(run.journal_of("shell", "modemapi"), Lines{"opkg list-installed | grep ssmtp"});
+}
+
+TEST(MailAccount, WritesTheClientsFilesAndMailsTheAccountToItself)
+{
+    const RouterRun run = serve(with_mail_client, account_request, ":",
+                                "cat /etc/ssmtp/ssmtp.conf /etc/ssmtp/revaliases; echo; uci show smsrelay; "
+                                "uci changes");
+    EXPECT_EQ(run.out, "0 {}\n"
+                       "root=me@example.org\n"
+                       "mailhub=mail.example.org:465\n"
+                       "rewriteDomain=example.org\n"
+                       "hostname=example.org\n"
+                       "AuthUser=me@example.org\n"
+                       "AuthPass=secret\n"
+                       "AuthMethod=LOGIN\n"
+                       "UseTLS=YES\n"
+                       "FromLineOverride=Yes\n"
+                       "#UseSTARTTLS=Yes\n"
+                       "root:me@example.org:mail.example.org:465\n"
+                       "smsrelay.general=sms\n"
+                       "smsrelay.general.enabled='0'\n"
+                       "smsrelay.general.subject='+4917012345'\n");
+    EXPECT_EQ(run.journal_of("shell", "modemapi"),
+              (Lines{"opkg list-installed | grep ssmtp",
+                     "timeout 15 echo -e 'From: me@example.org\nSubject:Verification email\n"
+                     "Content-Type: text/html;charset=UTF-8\n\n"
+                     " This email account has been set to sms forward sender successfully - Norvane'"
+                     "| ssmtp -vvv 'me@example.org' "}));
+    EXPECT_EQ(run.journal_of("run"), (Lines{"opkg list-installed", "ssmtp -vvv me@example.org"}));
+}
+
+TEST(MailAccount, SucceedsWhateverBecomesOfTheMail)
+{
+    Lines options = with_mail_client;
+    options.insert(options.end(), {"--answer", "ssmtp:1"});
+    EXPECT_EQ(serve(options, account_request).out, "0 {}\n");
+}
+
+TEST(MailAccount, TakesAbsentTextsAsEmptyOnes)
+{
+    const RouterRun run =
+        serve(with_mail_client, "post /modem/sms/account {\"account\":null,\"smtp\":587}\n",
+              "uci set smsrelay.general.subject=1; uci commit",
+              "cat /etc/ssmtp/ssmtp.conf /etc/ssmtp/revaliases; echo; uci get smsrelay.general.subject");
+    EXPECT_EQ(run.out, "0 {}\nroot=\nmailhub=587\nrewriteDomain=\nhostname=\nAuthUser=\nAuthPass=\n"
+                       "AuthMethod=LOGIN\nUseTLS=YES\nFromLineOverride=Yes\nUseSTARTTLS=Yes\nroot::587\n");
+}
+
+TEST(MailAccount, IsReplacedWhole)
+{
+    const RouterRun run = serve(with_mail_client, account_request + std::string{"post /modem/sms/account\n"}, ":",
+                                "wc -c </etc/ssmtp/ssmtp.conf; cat /etc/ssmtp/revaliases");
+    EXPECT_EQ(run.out, "0 {}\n0 {}\n126\nroot::");
+}
+
+TEST(MailAccount, IsReadableByRootOnlyWhereItsFilesAreNew)
+{
+    const std::string modes = "stat -c '%a %n' /etc/ssmtp/*";
+    EXPECT_EQ(serve(with_mail_client, account_request, ":", modes).out,
+              "0 {}\n600 /etc/ssmtp/revaliases\n600 /etc/ssmtp/ssmtp.conf\n");
+    EXPECT_EQ(serve(with_mail_client, account_request,
+                    "cd /etc/ssmtp; : >ssmtp.conf; : >revaliases; chmod 640 ssmtp.conf; chmod 644 revaliases", modes)
+                  .out,
+              "0 {}\n644 /etc/ssmtp/revaliases\n640 /etc/ssmtp/ssmtp.conf\n");
+}
+
+TEST(MailAccount, IsNotSupportedWhereAFileCannotBeOpened)
+{
+    const struct {
+        const char *what;
+        const char *before;
+        const char *after;
+        const char *left;
+    } rows[] = {
+        {"no folder", "rm -r /etc/ssmtp", "ls -d /etc/ssmtp 2>/dev/null", ""},
+        {"a folder as configuration", "mkdir /etc/ssmtp/ssmtp.conf", "ls /etc/ssmtp", "ssmtp.conf\n"},
+        {"a folder as aliases", "mkdir /etc/ssmtp/revaliases", "ls /etc/ssmtp", "revaliases\nssmtp.conf\n"},
+        {"a FIFO that nobody reads", "mkfifo /etc/ssmtp/ssmtp.conf", "ls /etc/ssmtp", "ssmtp.conf\n"},
+    };
+    for (const auto &row : rows) {
+        const RouterRun run = serve(with_mail_client, account_request, row.before,
+                                    std::string{"uci get smsrelay.general.subject\n"} + row.after);
+        EXPECT_EQ(run.out, std::string{"-17 {}\n+4917012345\n"} + row.left) << row.what;
+        EXPECT_EQ(run.journal_of("run"), Lines{"opkg list-installed"}) << row.what;
+    }
+}
+
+TEST(MailAccount, OfAnyLengthStaysWithinItsFilesAndItsCommand)
+{
+    const std::string longest(5000, 'x');
+    const RouterRun run = serve(with_mail_client,
+                                "post /modem/sms/account {\"account\":\"" + longest + "\",\"password\":\"" + longest +
+                                    "\",\"smtp\":\"" + longest + "\",\"local_tel\":\"" + longest + "\"}\n",
+                                ":", "cat /etc/ssmtp/ssmtp.conf | wc -c; cat /etc/ssmtp/revaliases | wc -c");
+    EXPECT_TRUE(run.out.ends_with("0 {}\n2047\n255\n")) << run.out;
+    EXPECT_EQ(run.journal_of("shell", "modemapi"),
+              (Lines{"opkg list-installed | grep ssmtp", "timeout 15 echo -e 'From: " + std::string(485, 'x')}));
+}
+
+} // namespace
