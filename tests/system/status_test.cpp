@@ -66,6 +66,37 @@ TEST(Status, OfAnInterfaceThatIsUpHasItsAddressAndGateway)
     EXPECT_NE(std::find(shell.begin(), shell.end(), "ifstatus modem_1_1_2 2>/dev/null"), shell.end());
 }
 
+// Received and sent bytes as the kernel counts them, on one line.
+std::string show_counters(const std::string &device)
+{
+    return "sed -n 's/^ *" + device + ".*: *//p' /proc/net/dev | tr -s ' ' | cut -d ' ' -f 1,9; ";
+}
+
+TEST(Status, HasTheKernelsCountersOfAnEthernetDeviceAsNumbers)
+{
+    const RouterRun run = run_shell(
+        {"--modem", "EC25", "--link", "setup=100,traffic=3000000/140", "--put-text", "/tmp/sim_status=ready"},
+        "modemctl connect qmi /dev/cdc-wdm0 internet >/dev/null 2>&1; " + show_counters("wwan0") + ask_report);
+    const Report report(run);
+    EXPECT_EQ(lines_of(run.out).at(0), "3000000 140");
+    EXPECT_EQ(report["download"], "3000000.0");
+    EXPECT_EQ(report["upload"], "140.0");
+    EXPECT_EQ(report["ip_addr"], "\"10.64.1.2\"");
+}
+
+TEST(Status, HasTheKernelsCountersOfAPointToPointDeviceAsTexts)
+{
+    const RouterRun run = connected({"--modem", "EC25", "--link", "setup=100,traffic=3000000/140"},
+                                    "test -e /dev/net/tun || exit 9; " + show_counters("3g-modem") + ask_report);
+    if (run.status == 9)
+        GTEST_SKIP() << "TUN devices are not allowed here";
+    const Report report(run);
+    EXPECT_EQ(lines_of(run.out).at(0), "3000000 140");
+    EXPECT_EQ(report["download"], "\"3000000\"") << "the device has no statistics of PPP";
+    EXPECT_EQ(report["upload"], "\"140\"");
+    EXPECT_EQ(report["ip_addr"], "\"10.64.1.2\"");
+}
+
 TEST(Status, TellsAnInterfaceThatIsOnItsWayFromOneThatIsOff)
 {
     const Lines options = {"--modem", "EC25", "--link", "setup=never"};
