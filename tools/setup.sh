@@ -3,7 +3,8 @@
 set -eu
 
 packages="g++ cmake ninja-build pkg-config libjson-c-dev libgtest-dev libbenchmark-dev busybox
-    clang-format clang-tidy valgrind gammu smstools procps binutils git"
+    clang-format clang-tidy valgrind gammu smstools procps binutils git python3
+    mobile-broadband-provider-info shellcheck man-db"
 
 missing=
 for package in $packages; do
