@@ -1,0 +1,280 @@
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "tests/system/harness.h"
+
+// The scripts of the OpenWrt package on a router: at boot, at hotplug events, with everything missing that a maker's
+// router would have.
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+const std::string files = SOURCE_ROOT "/packaging/openwrt/files";
+const std::string stand_ins = SOURCE_ROOT "/tests/data/openwrt";
+
+/// A router with the package, its data and the service enabled.
+RouterRun router(Lines options, const std::string &script)
+{
+    options.insert(options.end(), {"--put", files + "/etc:/etc", "--put", files + "/usr:/usr", "--put",
+                                   stand_ins + "/rc.common:/etc/rc.common", "--put",
+                                   stand_ins + "/hotplug-call:/usr/sbin/hotplug-call", "--put",
+                                   stand_ins + "/logger:/usr/sbin/logger", "--put-text", "/etc/rc.d/S95modemctl=",
+                                   "--put", BUILD_ROOT "/packaging/apn-config.js:/www/src/lib/apn-config.js"});
+    return run_shell(options, script);
+}
+
+const std::string sim = "EC25,imsi=232031234567890"; // of a network whose first APN is "gprsinternet"
+
+/// One event per USB interface, all at once, as a modem's appearing gives them.
+const std::string appears = "for i in 0 1 2 3 4; do hotplug-call usb add usb_interface 1-1.2:1.$i & done; wait; ";
+const std::string show_log = "cat /tmp/log; ";
+const std::string connect_with_own_apn = "modemctl connect qmi /dev/cdc-wdm0 umts own.apn >/dev/null; "
+                                         "uci set network.modem_1_1_2.username=me; uci commit network; ";
+const std::string go_down = "ubus call network.interface.modem_1_1_2 down; ";
+
+long count_of(const Lines &lines, const std::string &text)
+{
+    return std::count_if(lines.begin(), lines.end(),
+                         [&](const std::string &line) { return line.find(text) != std::string::npos; });
+}
+
+} // namespace
+
+TEST(Hotplug, BringsTheModemOnlineOnceForAllItsEvents)
+{
+    const RouterRun run = router({"--modem", sim, "--link", "setup=100"},
+                                 appears + show_log +
+                                     "uci get network.modem_1_1_2.apn; "
+                                     "ubus -S call network.interface.modem_1_1_2 status | cut -c 1-26");
+    EXPECT_EQ(run.out, "1-1.2: connecting with the APN of the SIM's network\n1-1.2: online\ngprsinternet\n"
+                       "{\"up\":true,\"pending\":false\n")
+        << run.err;
+    EXPECT_EQ(count_of(run.journal_of("shell"), "ubus call network.interface.modem_1_1_2 up"), 1);
+}
+
+TEST(Hotplug, ConnectsOnceWhenTheModemGoesAndComesBackMeanwhile)
+{
+    const RouterRun run =
+        router({"--modem", stand_ins + "/leaves_once.modem,imsi=232031234567890", "--link", "setup=100"},
+               "hotplug-call usb add usb_interface 1-1.2:1.0 & "
+               "while [ -e /sys/bus/usb/devices/1-1.2 ]; do sleep 0.1; done; "
+               "hotplug-call usb remove usb_device 1-1.2; "
+               "until [ -e /sys/bus/usb/devices/1-1.2 ]; do sleep 0.1; done; " +
+                   appears + show_log + "uci get network.modem_1_1_2.apn");
+    EXPECT_EQ(run.out, "1-1.2: connecting with the APN of the SIM's network\n1-1.2: online\ngprsinternet\n") << run.err;
+    EXPECT_EQ(run.journal_of("device"), (Lines{"gone", "back"}));
+    EXPECT_EQ(count_of(run.journal_of("shell"), "ubus call network.interface.modem_1_1_2 up"), 1);
+}
+
+TEST(Hotplug, LeavesTheConfigurationAloneWhenTheModemIsGoneForGood)
+{
+    const RouterRun run =
+        router({"--modem", sim, "--fault", "gone-before=0:AT+CPIN?"},
+               appears + show_log + "uci show network | grep -c modem; uci -q get devconf.modem_auto");
+    EXPECT_EQ(run.out, "1-1.2: connecting with the APN of the SIM's network\n1-1.2: the modem is gone\n"
+                       "1-1.2: not online yet\n0\n")
+        << run.err;
+}
+
+TEST(Hotplug, DoesNotConnectWithoutASimCard)
+{
+    const RouterRun run =
+        router({"--modem", sim + ",pin=SIM PUK", "--link", "setup=100"},
+               appears + show_log + "uci show network | grep -c modem; ls /tmp/sim_status 2>/dev/null");
+    EXPECT_EQ(run.out,
+              "1-1.2: connecting with the APN of the SIM's network\n1-1.2: PUK_SIM\n1-1.2: not online yet\n0\n")
+        << run.err;
+}
+
+TEST(Hotplug, KeepsTheSettingsThatSomebodyMade)
+{
+    const RouterRun run = router({"--modem", sim, "--link", "setup=100"}, connect_with_own_apn + go_down + appears +
+                                                                              "head -n 1 /tmp/log; "
+                                                                              "uci get network.modem_1_1_2.apn; "
+                                                                              "uci get network.modem_1_1_2.username");
+    EXPECT_EQ(run.out, "1-1.2: connecting as configured\nown.apn\nme\n") << run.err;
+}
+
+TEST(Hotplug, LooksForTheApnAgainWhereItWasFoundAutomatically)
+{
+    // The card was of another network.
+    const RouterRun run =
+        router({"--modem", sim, "--link", "setup=100", "--put-text", "/tmp/sim_status=ready"},
+               "echo 262011234567890 >/tmp/cimi; mkdir -p /tmp/modem.1-1.2; cp /tmp/cimi /tmp/modem.1-1.2; " + appears +
+                   "uci get network.modem_1_1_2.apn; " + go_down + "hotplug-call usb remove usb_device 1-1.2; " +
+                   appears + "uci get network.modem_1_1_2.apn");
+    EXPECT_EQ(run.out, "internet.t-d1.de\ngprsinternet\n") << run.err;
+}
+
+TEST(Hotplug, FindsTheDeviceOfAConfiguredModemByItsUsbInterface)
+{
+    const RouterRun run = router({"--modem", sim, "--link", "setup=100"},
+                                 connect_with_own_apn + go_down +
+                                     "uci set network.modem_1_1_2.device=/dev/cdc-wdm7; uci commit network; " +
+                                     appears + "head -n 2 /tmp/log; uci get network.modem_1_1_2.device");
+    EXPECT_EQ(run.out, "1-1.2: connecting as configured\n1-1.2: the device is now /dev/cdc-wdm0\n/dev/cdc-wdm0\n")
+        << run.err;
+}
+
+TEST(Hotplug, BringsASecondModemUpWithItsOwnSettings)
+{
+    const RouterRun run =
+        router({"--modem", sim, "--modem", "EP06@2-1.2", "--link", "setup=100"},
+               "uci add_list devconf.modem.bus=2-1.2; uci commit devconf; " + connect_with_own_apn +
+                   "modemctl 2-1.2 connect qmi /dev/cdc-wdm1 umts second.apn >/dev/null; "
+                   "ubus call network.interface.modem_2_1_2 down; hotplug-call usb bind usb_interface 2-1.2:1.4; "
+                   "uci get network.modem_2_1_2.apn; uci get network.modem_2_1_2.device; cat /tmp/log; "
+                   "until ubus -S call network.interface.modem_2_1_2 status | grep '\"up\":true' >/dev/null; do sleep "
+                   "0.1; done");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out.find("second.apn\n/dev/cdc-wdm1\n2-1.2: connecting as configured\n"), 0u) << run.out;
+}
+
+TEST(Hotplug, LeavesADisabledInterfaceAlone)
+{
+    const RouterRun run = router({"--modem", sim, "--link", "setup=100"},
+                                 connect_with_own_apn +
+                                     "uci set network.modem_1_1_2.disabled=1; uci commit network; "
+                                     "ubus call network reload; " +
+                                     appears + show_log + "uci get network.modem_1_1_2.disabled");
+    EXPECT_EQ(run.out, "1-1.2: disabled\n1\n") << run.err;
+}
+
+TEST(Hotplug, LeavesBusesAloneThatAreNotConfigured)
+{
+    const RouterRun run = router({"--modem", "EC25@1-1.3", "--link", "setup=100"},
+                                 "for i in 0 1 2; do hotplug-call usb add usb_interface 1-1.3:1.$i; done; "
+                                 "hotplug-call usb add usb_interface 3-2:1.0; hotplug-call usb add usb_device 1-1.2; "
+                                 "ls /tmp/log /tmp/modemctl-reconnect.* 2>/dev/null; uci show network | grep -c modem");
+    EXPECT_EQ(run.out, "0\n") << run.err;
+    EXPECT_EQ(run.journal_of("shell", "modemctl"), Lines{});
+    EXPECT_EQ(run.sent_to("ttyUSB2"), "");
+}
+
+TEST(Hotplug, DoesNothingWhereTheServiceIsDisabledOrTheNetworkDaemonDoesNotRunYet)
+{
+    EXPECT_EQ(router({"--modem", sim}, "rm /etc/rc.d/S95modemctl; " + appears + "ls /tmp/log 2>/dev/null").out, "");
+    EXPECT_EQ(router({"--modem", sim, "--ubus", "absent"}, appears + "ls /tmp/log 2>/dev/null").out, "");
+}
+
+TEST(Hotplug, ForgetsWhatItKnewOfAModemThatIsGone)
+{
+    const RouterRun run = router({"--put-text", "/tmp/modem.1-1.2/cimi=1", "--put-text", "/tmp/modem.1-1/cimi=2"},
+                                 "hotplug-call usb remove usb_interface 1-1.2:1.0; ls -d /tmp/modem.1-1.2; "
+                                 "hotplug-call usb remove usb_device 1-1.2; ls -d /tmp/modem.*");
+    EXPECT_EQ(run.out, "/tmp/modem.1-1.2\n/tmp/modem.1-1\n") << run.err;
+}
+
+TEST(Hotplug, ToldOfAModemThatIsNotThereGivesUp)
+{
+    const RouterRun run = router({}, "hotplug-call usb add usb_interface 1-1.2:1.0; ls /tmp/log 2>/dev/null; "
+                                     "ls /tmp/modemctl-reconnect.*");
+    EXPECT_EQ(run.out, "/tmp/modemctl-reconnect.1-1.2.lock\n") << run.err;
+    EXPECT_EQ(run.status, 0);
+}
+
+TEST(Boot, ConnectsEveryConfiguredModem)
+{
+    const RouterRun run =
+        router({"--modem", sim, "--link", "setup=100"},
+               "uci add_list devconf.modem.bus=1-1.4; uci commit devconf; /etc/init.d/modemctl start; "
+               "cat /tmp/procd; " +
+                   show_log + "uci get network.modem_1_1_2.apn");
+    EXPECT_EQ(run.out, "1-1.2: /usr/libexec/modemctl-reconnect 1-1.2\n1-1.4: /usr/libexec/modemctl-reconnect 1-1.4\n"
+                       "1-1.2: connecting with the APN of the SIM's network\n1-1.2: online\ngprsinternet\n")
+        << run.err;
+}
+
+TEST(Boot, TakesTheFirstKnownModemWhereNoneIsConfigured)
+{
+    const std::string none_configured = "uci delete devconf.modem.bus; uci commit devconf; ";
+    const RouterRun run =
+        router({"--modem", "EC25@1-1.3,imsi=232031234567890", "--link", "setup=100"},
+               none_configured + "/etc/init.d/modemctl start; " + show_log + "uci get devconf.modem.bus");
+    EXPECT_EQ(
+        run.out,
+        "1-1.3: taken as the modem's bus\n1-1.3: connecting with the APN of the SIM's network\n1-1.3: online\n1-1.3\n")
+        << run.err;
+    // Not every device with serial ports is a modem: one that is not known is not even asked.
+    const RouterRun unknown =
+        router({"--modem", "unlisted", "--link", "setup=100"},
+               none_configured + "/etc/init.d/modemctl start; ls /tmp/log 2>/dev/null; uci -q get devconf.modem.bus");
+    EXPECT_EQ(unknown.out, "");
+    EXPECT_EQ(unknown.sent_to("ttyUSB0"), "");
+}
+
+TEST(Boot, WithoutAModemIsQuiet)
+{
+    const RouterRun run =
+        router({}, "uci delete devconf.modem.bus; uci commit devconf; /etc/init.d/modemctl start; echo $?; "
+                   "ls /tmp/log 2>/dev/null");
+    EXPECT_EQ(run.out, "0\n") << run.err;
+    EXPECT_EQ(run.err, "");
+}
+
+TEST(Boot, WithoutAnApnDatabaseSaysSo)
+{
+    const RouterRun run =
+        router({"--modem", sim}, "rm /www/src/lib/apn-config.js; /etc/init.d/modemctl start; " + show_log);
+    EXPECT_EQ(run.out, "1-1.2: connecting with the APN of the SIM's network\n"
+                       "1-1.2: no APN database: install modemctl-data, or connect with an APN of your own\n"
+                       "1-1.2: not online yet\n")
+        << run.err;
+}
+
+TEST(Boot, OnARouterWithoutItsMakersCommandsStillConnects)
+{
+    const RouterRun run = router(
+        {"--modem", sim, "--link", "setup=100"},
+        "rm /etc/config/mwan3 /etc/config/cellconf /etc/config/smsrelay /etc/config/devconf; "
+        "for name in mwan3 zonewall uqmi iwinfo opkg sendsms ssmtp wifi mbn_refresh carrier_check signal_led.sh; do "
+        "rm /usr/bin/$name /usr/sbin/$name; done; rm /etc/init.d/mwan3 /etc/init.d/smstools3 /etc/init.d/routes; "
+        "sh /etc/uci-defaults/30-modemctl; /etc/init.d/modemctl start; " +
+            show_log + "uci get network.modem_1_1_2.apn");
+    EXPECT_EQ(run.out, "1-1.2: taken as the modem's bus\n1-1.2: connecting with the APN of the SIM's network\n1-1.2: "
+                       "online\ngprsinternet\n")
+        << run.err;
+}
+
+TEST(UciDefaults, MakeTheSectionsOnAStockRouter)
+{
+    const RouterRun run =
+        router({}, "rm /etc/config/devconf /etc/config/cellconf /etc/config/smsrelay /etc/config/mwan3; "
+                   "uci delete system.led_3gnet; uci commit system; "
+                   "sh /etc/uci-defaults/30-modemctl; echo $?; uci changes; "
+                   "uci show devconf; uci show cellconf; uci show smsrelay; [ -e /etc/config/mwan3 ] || echo no mwan3; "
+                   "uci -q get system.led_3gnet");
+    EXPECT_EQ(run.out, "0\ndevconf.modem=modem\ndevconf.modem_sms=service\ndevconf.passthrough=passthrough\n"
+                       "cellconf.sim=sim\nsmsrelay.general=sms\n"
+                       "no mwan3\n")
+        << run.err;
+}
+
+TEST(UciDefaults, OverwriteNothing)
+{
+    const std::string all =
+        "for package in devconf cellconf smsrelay mwan3 system network; do uci export $package; done";
+    const RouterRun run = router({}, "uci set devconf.modem.operator=Mine; uci set devconf.passthrough=mine; "
+                                     "uci set devconf.modem_sms=mine; uci set cellconf.sim=mine; "
+                                     "uci set cellconf.sim.sim_num=2; uci commit; " +
+                                         all +
+                                         " >/tmp/before; "
+                                         "sh /etc/uci-defaults/30-modemctl; sh /etc/uci-defaults/30-modemctl; " +
+                                         all +
+                                         " >/tmp/after; "
+                                         "cmp /tmp/before /tmp/after && grep -c mine /tmp/after");
+    EXPECT_EQ(run.out, "3\n") << run.out << run.err;
+}
+
+TEST(UciDefaults, GiveTheModemAnLedThatNothingElseUses)
+{
+    const std::string leds =
+        "mkdir -p /sys/class/leds/green:wwan /sys/class/leds/green:lte; "
+        "uci delete system.led_3gnet; uci set system.led_modem.sysfs=green:wwan; uci commit system; ";
+    const RouterRun run = router({}, leds + "sh /etc/uci-defaults/30-modemctl; uci show system.led_3gnet");
+    EXPECT_EQ(run.out, "system.led_3gnet=led\nsystem.led_3gnet.name='3gnet'\nsystem.led_3gnet.sysfs='green:lte'\n"
+                       "system.led_3gnet.trigger='netdev'\nsystem.led_3gnet.mode='link tx rx'\n")
+        << run.err;
+}
