@@ -30,7 +30,9 @@ instructions() {
     printf '%-34s %s\n' "$name" "$count"
 }
 callgrind="valgrind --tool=callgrind --callgrind-out-file=/dev/null modemctl"
+# shellcheck disable=SC2086 # $callgrind is several words
 instructions "modemctl signal, no modem" "$build/simrouter" -- $callgrind signal
+# shellcheck disable=SC2086 # and so is $router
 instructions "modemctl signal, EC25"     $router -- $callgrind signal
 echo
 echo "== size, stripped (the stand-ins for libubus, libubox and libuci included where CMake linked them in)"

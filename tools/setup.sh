@@ -20,6 +20,7 @@ fi
 echo "Installing:$missing"
 export DEBIAN_FRONTEND=noninteractive
 apt-get -qq update
+# shellcheck disable=SC2086 # one word per package
 apt-get -qq install -y --no-install-recommends $missing >/dev/null
 
 # Its package starts the SMS daemon, which would take the machine's first serial port. The tests start it themselves.
