@@ -187,6 +187,15 @@ TEST(Boot, ConnectsEveryConfiguredModem)
         << run.err;
 }
 
+TEST(Boot, AndHotplugEventsAtTheSameTimeConnectOnce)
+{
+    const RouterRun run =
+        router({"--modem", sim, "--link", "setup=100"},
+               "/etc/init.d/modemctl start & " + appears + show_log + "uci get network.modem_1_1_2.apn");
+    EXPECT_EQ(run.out, "1-1.2: connecting with the APN of the SIM's network\n1-1.2: online\ngprsinternet\n") << run.err;
+    EXPECT_EQ(count_of(run.journal_of("shell"), "ubus call network.interface.modem_1_1_2 up"), 1);
+}
+
 TEST(Boot, TakesTheFirstKnownModemWhereNoneIsConfigured)
 {
     const std::string none_configured = "uci delete devconf.modem.bus; uci commit devconf; ";
