@@ -1,6 +1,7 @@
 #!/bin/sh
 # Prints how the cost of a run grows with what it has to read, as instructions (callgrind), which are the same at every
 # measurement, and peak memory. A cost that grows faster than its amount shows as a rising last column.
+# shellcheck disable=SC2086 # $callgrind is several words
 set -eu
 
 build=$(cd "$1" && pwd)
