@@ -31,9 +31,18 @@ constexpr char ifdown_script[] = "ubus -S list \"network.interface.$1\" >/dev/nu
                                  "{ echo \"Interface $1 not found\"; exit 1; }\n"
                                  "ubus call network.interface.\"$1\" down";
 
+/// Whether who started us has given us a session of our own and gone, or is about to go.
+bool is_detached(pid_t parent)
+{
+    return getsid(0) == parent || (parent == 1 && getsid(0) != getsid(1));
+}
+
 std::string name_of_caller()
 {
-    const std::string path = "/proc/" + std::to_string(getppid()) + "/comm";
+    const pid_t parent = getppid();
+    if (is_detached(parent))
+        return "background";
+    const std::string path = "/proc/" + std::to_string(parent) + "/comm";
     std::array<char, 64> name{};
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     const ssize_t count = file < 0 ? 0 : read(file, name.data(), name.size());

@@ -149,7 +149,7 @@ TEST(UpgradeStatus, WithoutAProgressFileIsZeroAndTellsTheAgent)
     const RouterRun run = serve({"--modem", "EP06", "--wait"}, "post /modem/upgrade_status {\"modem_id\":[]}\n");
     EXPECT_EQ(run.out, "0 {\"version\":\"EP06ELAR03A08M4G_01.001.01.001\",\"status\":0}\n");
     EXPECT_EQ(run.journal_of("shell", "modemapi"), (Lines{is_ep06, "cat /tmp/modem_upgrade_status"}));
-    EXPECT_EQ(run.journal_of("shell", "simrouter").back(), "sleep 5; ubus call mqtt notify");
+    EXPECT_EQ(run.journal_of("shell", "background").back(), "sleep 5; ubus call mqtt notify");
     EXPECT_EQ(run.journal_of("ubus"), Lines{"notify {}"});
 }
 
