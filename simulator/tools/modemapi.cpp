@@ -1,12 +1,15 @@
 // modemapi METHOD PATH [REQUEST]: a web back end for one request, by hand. It loads libmodemapi.so, finds the route and
 // calls its handler, then prints the status on one line and the response below it. Without arguments it reads such
 // requests from standard input, one a line, serves them one after another in this process, and answers each with one
-// line: the status, a blank and the response.
+// line: the status, a blank and the response. The line "usage" is answered with the descriptors that are open and the
+// bytes of memory in use.
 
 #include <cstdio>
 #include <cstring>
 #include <dlfcn.h>
+#include <filesystem>
 #include <iostream>
+#include <malloc.h>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -86,6 +89,14 @@ Answer serve(const Routes &routes, const std::string &method, const std::string 
     return {status, std::move(response)};
 }
 
+void print_usage()
+{
+    const auto descriptors = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}) - 1;
+    const struct mallinfo2 memory = mallinfo2();
+    printf("descriptors %td, bytes %zu\n", descriptors, memory.uordblks + memory.hblkhd);
+    fflush(stdout);
+}
+
 int serve_lines(const Routes &routes)
 {
     int result = 0;
@@ -97,6 +108,10 @@ int serve_lines(const Routes &routes)
         fields >> method >> path >> std::ws;
         if (method.empty())
             continue;
+        if (line == "usage") {
+            print_usage();
+            continue;
+        }
         std::getline(fields, request);
         const Answer answer = serve(routes, method, path, request);
         if (answer.response == nullptr) {
