@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "tests/system/web_requests.h"
 
@@ -196,6 +197,37 @@ TEST(MailAccount, OfAnyLengthStaysWithinItsFilesAndItsCommand)
     EXPECT_TRUE(run.out.ends_with("0 {}\n2047\n255\n")) << run.out;
     EXPECT_EQ(run.journal_of("shell", "modemapi"),
               (Lines{"opkg list-installed | grep ssmtp", "timeout 15 echo -e 'From: " + std::string(485, 'x')}));
+}
+
+TEST(MailAccount, ReachesAMailServerThroughTheRealMailClient)
+{
+    const std::string client = SOURCE_ROOT "/build/mail-client/usr/sbin/ssmtp";
+    if (access(client.c_str(), X_OK) != 0)
+        GTEST_SKIP() << client << " is missing: tools/setup.sh fetches it";
+    Lines options = with_mail_client;
+    options.insert(options.end(), {"--put", client + ":/usr/bin/ssmtp", "--put", client + ":/usr/sbin/ssmtp", "--put",
+                                   SOURCE_ROOT "/tests/data/smtp_sink.sh:/root/sink"});
+    const RouterRun run = serve(options,
+                                "post /modem/sms/account {\"account\":\"me@example.org\",\"password\":\"secret\","
+                                "\"smtp\":\"localhost:465\"}\n",
+                                "sh /root/sink 465 /tmp/mail & until grep -q :01D1 /proc/net/tcp*; do sleep 0.01; done",
+                                "wait; grep -v -e ^Received: -e ^Date: /tmp/mail | tr -d '\\r'");
+    EXPECT_EQ(run.out, "0 {}\n"
+                       "EHLO example.org\n"
+                       "AUTH LOGIN\n"
+                       "bWVAZXhhbXBsZS5vcmc=\n"
+                       "c2VjcmV0\n"
+                       "MAIL FROM:<me@example.org>\n"
+                       "RCPT TO:<me@example.org>\n"
+                       "DATA\n"
+                       "From: me@example.org\n"
+                       "Subject:Verification email\n"
+                       "Content-Type: text/html;charset=UTF-8\n"
+                       "\n"
+                       " This email account has been set to sms forward sender successfully - Norvane\n"
+                       ".\n"
+                       "QUIT\n")
+        << run.err;
 }
 
 } // namespace

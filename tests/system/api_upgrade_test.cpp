@@ -59,7 +59,7 @@ TEST(Upgrade, IsBusyWhileTheScriptRunsWhateverTheRequest)
         serve({"--modem", "EP06", "--answer", "/usr/bin/modem_fw_flash:0:10 20 30 40 50 60 70 80 90 100"}, "",
               "mkfifo /tmp/requests; modemapi </tmp/requests & exec 3>/tmp/requests; echo '" +
                   upgrade(ep06_version, "EP06_2") +
-                  "' >&3; until [ -s /tmp/modem_upgrade_status ]; do usleep 1000; done; "
+                  "' >&3; until [ -s /tmp/modem_upgrade_status ]; do sleep 0.01; done; "
                   "echo 'post /modem/upgrade {}' >&3; exec 3>&-; wait");
     EXPECT_EQ(run.out, "0 {}\n-3 {\"msg\":\"The device is upgrading!\"}\n");
     EXPECT_EQ(run.journal_of("shell", "modemapi"), (Lines{is_running, is_ready, is_ep06, is_running}));
