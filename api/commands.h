@@ -15,8 +15,8 @@ inline constexpr char read_upgrade_progress[] = "cat /tmp/modem_upgrade_status";
 inline constexpr char notify_agent_of_refusal[] = "sleep 3; ubus call mqtt notify;";
 inline constexpr char notify_agent_of_progress[] = "sleep 5; ubus call mqtt notify";
 
-/// Sends a message through the SMS daemon. A command of more than 299 bytes is cut and lacks its last quote, so the
-/// shell refuses it.
+/// Sends a message through the SMS daemon. Cut at 299 bytes, mostly within a text, which the shell then refuses for
+/// want of a quote.
 Text<300> compose_send_message(const char *number, const char *message, const char *type);
 
 /// Mails a message from account to itself; cut as above at 511 bytes.
