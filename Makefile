@@ -2,7 +2,7 @@
 
 jobs := $(shell nproc)
 
-.PHONY: all demo test bench format tidy setup build sanitized clean
+.PHONY: all demo test bench format tidy setup build sanitized target test-target clean
 
 all: build
 
@@ -23,6 +23,15 @@ demo: build
 test: build sanitized
 	@tools/run_tests.sh build build-sanitized
 
+# For a router's processor: make target TARGET=mips-linux-musl (mipsel-linux-musl, arm-linux-musleabihf, ...)
+TARGET ?= mips-linux-musl
+
+target:
+	@tools/build_target.sh $(TARGET)
+
+test-target: build target
+	@tools/test_target.sh $(TARGET) build
+
 bench: build
 	@bench/run.sh build
 
@@ -34,4 +43,4 @@ tidy: build
 		| xargs clang-tidy -p build --quiet
 
 clean:
-	rm -rf build build-debug build-sanitized
+	rm -rf build build-debug build-sanitized build-fuzz build-target/*

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <dirent.h>
 #include <memory>
+#include <sys/types.h>
 #include <unistd.h>
 #include <utility>
 

@@ -74,6 +74,12 @@ RootPlan plan_root(const Options &options, const fs::path &program_folder, const
     RootPlan plan{.files = router_files(options.board, program_folder, find_busybox()),
                   .kept = {program_folder, current},
                   .config_bytes = options.config_bytes};
+    if (!options.products.empty()) {
+        const std::string folder = fs::canonical(options.products);
+        plan.kept.push_back(folder);
+        for (RouterFile &file : product_files(folder, options.runner, program_folder))
+            plan.files.push_back(std::move(file));
+    }
     for (RouterFile &file : put_files(options.puts))
         plan.files.push_back(std::move(file));
     return plan;

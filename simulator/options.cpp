@@ -181,6 +181,8 @@ constexpr OptionRow option_rows[] = {
     {"--deliver",       true,  [](Options &o, std::string_view v) { o.delivery = parse_delivery(v); }},
     {"--renumber",      false, [](Options &o, std::string_view) { o.renumber = true; }},
     {"--seed",          true,  [](Options &o, std::string_view v) { o.seed = static_cast<uint32_t>(parse_number("--seed", v, UINT32_MAX)); }},
+    {"--products",      true,  [](Options &o, std::string_view v) { o.products = parse_path("--products", v); }},
+    {"--runner",        true,  [](Options &o, std::string_view v) { o.runner = parse_path("--runner", v); }},
     {"--profiles",      true,  [](Options &o, std::string_view v) { o.profiles = parse_path("--profiles", v); }},
     {"--put",           true,  [](Options &o, std::string_view v) { o.puts.push_back(parse_put(v)); }},
     {"--put-text",      true,  [](Options &o, std::string_view v) { o.puts.push_back(parse_put_text(v)); }},

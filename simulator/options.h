@@ -76,6 +76,8 @@ struct Options {
     std::vector<LinkChoice> links;
     UbusFaults ubus;
     std::string profiles; ///< folder; empty: the one that came with the program
+    std::string products; ///< folder of modemctl; empty: simrouter's own
+    std::string runner;   ///< what executes the products, qemu for another processor's; empty: the machine itself
     size_t extra_folders = 0;
     uint64_t config_bytes = 0; ///< size of the file system of /etc/config; 0: no limit
     uint32_t seed = 1;

@@ -221,6 +221,21 @@ std::vector<RouterFile> router_files(const std::string &board, const std::string
     return files;
 }
 
+std::vector<RouterFile> product_files(const std::string &folder, const std::string &runner,
+                                      const std::string &build_folder)
+{
+    std::vector<RouterFile> files;
+    const std::string product = folder + "/modemctl";
+    if (!fs::exists(product))
+        throw OptionError("--products: there is no " + product);
+    add_command(files, "modemctl", runner.empty() ? product : build_folder + "/simcommand");
+    if (!runner.empty()) {
+        files.push_back({RouterFile::Kind::link, "/usr/libexec/simrouter/runner/modemctl", runner});
+        files.push_back({RouterFile::Kind::link, "/usr/libexec/simrouter/product/modemctl", product});
+    }
+    return files;
+}
+
 std::vector<RouterFile> put_files(const std::vector<PutChoice> &puts)
 {
     using enum RouterFile::Kind;

@@ -22,6 +22,11 @@ struct RouterFile {
 std::vector<RouterFile> router_files(const std::string &board, const std::string &build_folder,
                                      const std::string &busybox);
 
+/// modemctl of another folder in place of our own. What is built for another processor is started by a recorder's link,
+/// which hands it to the runner under the name of modemctl, so that the process is still called so.
+std::vector<RouterFile> product_files(const std::string &folder, const std::string &runner,
+                                      const std::string &build_folder);
+
 /// The files that --put and --put-text name, folders with all that is in them. Throws std::system_error or OptionError
 /// when a source cannot be read.
 std::vector<RouterFile> put_files(const std::vector<PutChoice> &puts);

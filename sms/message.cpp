@@ -1,14 +1,10 @@
 #include "sms/message.h"
 
-#include <algorithm>
-#include <iconv.h>
-
 #include "platform/files.h"
 
 namespace {
 
 constexpr size_t body_capacity = 2048;
-constexpr int bytes_per_character = 3; // for both sides of the conversion, whatever the text needs
 constexpr size_t label_length = sizeof "From: " - 1;
 
 using Line = Text<1024>;
@@ -76,26 +72,6 @@ void parse_length(std::string_view line, int32_t &length)
     const Text<32> digits{without_first(line, label.size())};
     if (line.starts_with(label) && digits.view().find_first_of("0123456789") != std::string_view::npos)
         length = text_to_int(digits.c_str());
-}
-
-Text<2048> convert_ucs2(std::span<const char> body, int characters)
-{
-    Text<body_capacity> text;
-    if (characters <= 0)
-        return text;
-    // Every device that is asked for "UCS2" means big-endian, but glibc reads that name in the host's own order.
-    iconv_t converter = iconv_open("UTF-8", "UTF-16BE");
-    if (reinterpret_cast<intptr_t>(converter) == -1)
-        return text;
-    const size_t limit =
-        static_cast<size_t>(std::min<int64_t>(int64_t{characters} * bytes_per_character, body_capacity - 1));
-    char *in = const_cast<char *>(body.data());
-    size_t in_left = std::min(limit, body.size());
-    char *out = text.data();
-    size_t out_left = limit;
-    iconv(converter, &in, &in_left, &out, &out_left);
-    iconv_close(converter);
-    return text;
 }
 
 Json read_message(const char *path)

@@ -87,21 +87,24 @@ ubus_msghdr take_header(ubus_context *ctx)
     return header;
 }
 
+/// The deadline counts for waiting only: what the socket takes at once is sent, however late it is.
 /// @return false when not all of it went out
 bool send_all(int descriptor, const char *bytes, size_t length, const Deadline &deadline)
 {
-    while (length > 0 && !deadline.passed()) {
+    while (length > 0) {
         const ssize_t sent = send(descriptor, bytes, length, MSG_NOSIGNAL);
         if (sent >= 0) {
             bytes += sent;
             length -= static_cast<size_t>(sent);
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            if (deadline.passed())
+                return false;
             deadline.wait(descriptor, POLLOUT);
         } else if (errno != EINTR) {
             return false;
         }
     }
-    return length == 0;
+    return true;
 }
 
 bool send_message(const ubus_context *ctx, const ubus_request &request, ubus_msg_type type, const blob_attr *message,

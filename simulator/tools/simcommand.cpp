@@ -142,6 +142,14 @@ void write_progress(const std::string &words)
     }
 }
 
+/// A program that another processor's is handed to: its runner goes by the program's own name.
+void run_product(std::span<char *const> arguments)
+{
+    std::vector<const char *> command{"modemctl", "/usr/libexec/simrouter/product/modemctl"};
+    command.insert(command.end(), arguments.begin() + 1, arguments.end());
+    become("/usr/libexec/simrouter/runner/modemctl", command);
+}
+
 std::string_view base_name(std::string_view path)
 {
     return path.substr(path.rfind('/') + 1);
@@ -161,6 +169,8 @@ int main(int argc, char **argv)
         run_timeout(arguments);
     if (name == "ps")
         run_ps(arguments);
+    if (name == "modemctl")
+        run_product(arguments);
     if (is_shell) {
         if (arguments.size() > 2 && std::string_view(arguments[1]) == "-c")
             report(arguments);

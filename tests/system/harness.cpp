@@ -187,6 +187,12 @@ RouterRun run_in_router(const RunOptions &options, const std::vector<std::string
         line.insert(line.end(), {"--deliver", "1"});
     if (const char *coverage = getenv("COVERAGE"); coverage != nullptr)
         line.insert(line.end(), {"--coverage", coverage});
+    // Words for every router, to run the tests with the product of another build.
+    if (const char *more = getenv("ROUTER_OPTIONS"); more != nullptr) {
+        std::istringstream words(more);
+        for (std::string word; words >> word;)
+            line.push_back(word);
+    }
     line.insert(line.end(), options.options.begin(), options.options.end());
     line.emplace_back("--");
     line.insert(line.end(), command.begin(), command.end());

@@ -181,10 +181,11 @@ TEST(SimrouterOptions, RefuseWhatIsWrongWithALineThatTellsIt)
 
 TEST(SimrouterOptions, AreAllInTheHelp)
 {
-    for (const char *name : {"--modem",    "--board",  "--fault",       "--sms",           "--sms-pdu",  "--deliver",
-                             "--renumber", "--seed",   "--profiles",    "--put",           "--put-text", "--answer",
-                             "--link",     "--ubus",   "--config-size", "--extra-folders", "--journal",  "--log",
-                             "--coverage", "--strict", "--wait",        "--list",          "--help"}) {
+    for (const char *name :
+         {"--modem",  "--board",    "--fault",       "--sms",           "--sms-pdu", "--deliver",  "--renumber",
+          "--seed",   "--products", "--runner",      "--profiles",      "--put",     "--put-text", "--answer",
+          "--link",   "--ubus",     "--config-size", "--extra-folders", "--journal", "--log",      "--coverage",
+          "--strict", "--wait",     "--list",        "--help"}) {
         EXPECT_NE(help_text().find(std::string("\n  ") + name + ' '), std::string_view::npos) << name;
         EXPECT_EQ(complaint({name}).find("unknown"), std::string::npos) << name;
     }

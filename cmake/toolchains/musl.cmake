@@ -1,0 +1,20 @@
+# Cross-compiles for a router's processor with the compiler that tools/setup_target.sh puts into build-target/.cache:
+# -DTARGET=mips-linux-musl and so on. Programs are linked statically; the library uses the target's own libc.
+set(CMAKE_SYSTEM_NAME Linux)
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TARGET CROSS_CACHE)
+string(REGEX REPLACE "-.*" "" CMAKE_SYSTEM_PROCESSOR "${TARGET}")
+
+set(CMAKE_C_COMPILER "${CROSS_CACHE}/bin/${TARGET}-cc")
+set(CMAKE_CXX_COMPILER "${CROSS_CACHE}/bin/${TARGET}-c++")
+set(CMAKE_AR "${CROSS_CACHE}/bin/ar")
+set(CMAKE_RANLIB "${CROSS_CACHE}/bin/ranlib")
+# A program would need the C++ library, which takes minutes to build and which nothing on the router uses.
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -s")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-s")
+set(POSITION_INDEPENDENT_PROGRAM OFF CACHE BOOL "")
+
+set(CMAKE_FIND_ROOT_PATH "${CROSS_CACHE}/${TARGET}")
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

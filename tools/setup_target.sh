@@ -1,0 +1,86 @@
+#!/bin/sh
+# Gets what building for a router's processor needs, as far as it is missing, into build-target/.cache: the
+# cross-compiler and json-c built with it. Arguments: targets, "mips-linux-musl" and so on.
+set -eu
+
+cd "$(dirname "$0")/.."
+cache=$PWD/build-target/.cache
+mkdir -p "$cache/bin"
+tools/setup.sh
+
+packages="dpkg-dev qemu-user-static"
+command -v npm >/dev/null || packages="$packages npm"
+missing=
+for package in $packages; do
+    dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing="$missing $package"
+done
+if [ -n "$missing" ]; then
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "These packages are missing, and installing them needs root. Please run:" >&2
+        echo "    sudo apt-get install$missing" >&2
+        exit 1
+    fi
+    echo "Installing:$missing"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get -qq update
+    # shellcheck disable=SC2086 # one word per package
+    apt-get -qq install -y --no-install-recommends $missing >/dev/null
+fi
+
+# The compiler, at the version that package-lock.json names.
+if ! cmp -s tools/cross/package-lock.json "$cache/compiler/installed"; then
+    echo "Fetching the cross-compiler"
+    mkdir -p "$cache/compiler"
+    cp tools/cross/package.json tools/cross/package-lock.json "$cache/compiler"
+    (cd "$cache/compiler" && npm ci --no-audit --no-fund --loglevel=error >/dev/null)
+    cp tools/cross/package-lock.json "$cache/compiler/installed"
+fi
+zig=$(find "$cache/compiler/node_modules/@oven" -type f -name zig -path '*zig-linux-*' | head -n 1)
+[ -n "$zig" ] || { echo "There is no cross-compiler for this machine." >&2; exit 1; }
+
+# A program of one name for each tool, as CMake wants them. What the compiler builds for itself is kept in the cache.
+tool() {
+    printf '#!/bin/sh\nexport ZIG_GLOBAL_CACHE_DIR="%s" ZIG_LOCAL_CACHE_DIR="%s"\nexec "%s" %s "$@"\n' \
+        "$cache/zig" "$cache/zig" "$zig" "$2" >"$cache/bin/$1.new"
+    chmod +x "$cache/bin/$1.new"
+    mv "$cache/bin/$1.new" "$cache/bin/$1"
+}
+tool ar ar
+tool ranlib ranlib
+
+# Debian's source of json-c, by lists of our own, since most machines do not list sources.
+if ! ls "$cache"/json-c-*/CMakeLists.txt >/dev/null 2>&1; then
+    echo "Fetching the source of json-c"
+    lists=$(mktemp -d)
+    mkdir -p "$lists/parts" "$lists/state"
+    for file in /etc/apt/sources.list /etc/apt/sources.list.d/*; do
+        [ -f "$file" ] && grep -q debian "$file" || continue
+        sed 's/^Types:.*/Types: deb-src/; s/^deb /deb-src /' "$file" >"$lists/parts/$(basename "$file")"
+    done
+    apt_get() {
+        apt-get -qq -o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$lists/parts" \
+            -o "Dir::State::lists=$lists/state" -o APT::Sandbox::User=root "$@"
+    }
+    apt_get update
+    (cd "$cache" && apt_get source json-c >/dev/null)
+    rm -rf "$lists"
+fi
+json_c=$(dirname "$(ls "$cache"/json-c-*/CMakeLists.txt)")
+
+for target in "$@"; do
+    tool "$target-cc" "cc -target $target"
+    # The C++ library's headers call this where an exception would be thrown, which nothing of ours comes to.
+    tool "$target-c++" "c++ -target $target '-D_LIBCPP_VERBOSE_ABORT(...)=__builtin_abort()'"
+    [ -f "$cache/$target/lib/libjson-c.a" ] && continue
+    echo "Building json-c for $target"
+    {
+        cmake -G Ninja -S "$json_c" -B "$cache/$target/json-c" -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/musl.cmake" \
+            -DTARGET="$target" -DCROSS_CACHE="$cache" -DCMAKE_BUILD_TYPE=MinSizeRel \
+            -DCMAKE_C_FLAGS="-ffunction-sections -fdata-sections" -DCMAKE_POSITION_INDEPENDENT_CODE=ON \
+            -DBUILD_SHARED_LIBS=OFF -DBUILD_APPS=OFF -DBUILD_TESTING=OFF -DDISABLE_WERROR=ON -DENABLE_THREADING=OFF
+        cmake --build "$cache/$target/json-c" --target json-c
+        mkdir -p "$cache/$target/lib" "$cache/$target/include/json-c"
+        cp "$json_c"/*.h "$cache/$target/json-c"/json*.h "$cache/$target/include/json-c"
+        cp "$cache/$target/json-c/libjson-c.a" "$cache/$target/lib"
+    } >"$cache/$target.log" 2>&1 || { tail -n 20 "$cache/$target.log" >&2; exit 1; }
+done
