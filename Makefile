@@ -21,7 +21,7 @@ demo: build
 	@tools/demo.sh build
 
 test: build sanitized
-	@tools/run_tests.sh build build-sanitized
+	@tools/run_tests.sh build build-sanitized --targets mips-linux-musl arm-linux-musleabihf
 
 # For a router's processor: make target TARGET=mips-linux-musl (mipsel-linux-musl, arm-linux-musleabihf, ...)
 TARGET ?= mips-linux-musl

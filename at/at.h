@@ -31,7 +31,7 @@ class AtCommand {
 /// @param capacity  0 or less means 4096; never more than reply holds
 /// @return 0 when anything arrived, which says nothing about the command's success (see reply_has_ok); -1 when the port
 /// cannot be opened or nothing arrived; -2 when another process holds the port. reply is empty unless 0 is returned
-int at_command(const char *port_path, AtCommand command, TextOut reply, int capacity);
+[[gnu::noinline]] int at_command(const char *port_path, AtCommand command, TextOut reply, int capacity);
 int at_command(const char *port_path, const AtCommand &command, TextOut reply);
 
 /// Whether "OK" stands in the text with a carriage return or a line feed right after it.

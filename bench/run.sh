@@ -35,12 +35,6 @@ instructions "modemctl signal, no modem" "$build/simrouter" -- $callgrind signal
 # shellcheck disable=SC2086 # and so is $router
 instructions "modemctl signal, EC25"     $router -- $callgrind signal
 echo
-echo "== size, stripped (the stand-ins for libubus, libubox and libuci included where CMake linked them in)"
-for product in modemctl libmodemapi.so; do
-    strip -o "$build/$product.stripped" "$build/$product"
-    printf '%-34s %d bytes\n' "$product" "$(stat -c %s "$build/$product.stripped")"
-    rm "$build/$product.stripped"
-done
-
+"$(dirname "$0")/footprint.sh" "$build"
 echo
 "$(dirname "$0")/growth.sh" "$build"

@@ -91,21 +91,21 @@ int connect_by_qmi_device(const ModemDriver &rec, const char *proto, bool stop_a
 
 } // namespace
 
-int serial_connect(ModemDriver rec, const ConnectSettings &settings)
+int serial_connect(const ModemDriver &rec, const ConnectSettings &settings)
 {
     const DataDevice device = find_device(rec, settings.device, rec.data_port);
-    // Deriving the link may rewrite the record's serial network device, which is why the record is a copy.
-    const Link link = pick_serial_link(rec);
-    configure(rec, link, device, settings);
-    return bring_up(rec, device.budget_s);
+    ModemDriver own = rec; // deriving the link may rewrite the record's serial network device
+    const Link link = pick_serial_link(own);
+    configure(own, link, device, settings);
+    return bring_up(own, device.budget_s);
 }
 
-int qcm_connect(ModemDriver rec, const ConnectSettings &settings)
+int qcm_connect(const ModemDriver &rec, const ConnectSettings &settings)
 {
     return connect_by_qmi_device(rec, "qcm", false, settings);
 }
 
-int qmi_connect(ModemDriver rec, const ConnectSettings &settings)
+int qmi_connect(const ModemDriver &rec, const ConnectSettings &settings)
 {
     return connect_by_qmi_device(rec, "qmi", true, settings);
 }

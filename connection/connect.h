@@ -3,17 +3,17 @@
 #include "connection/interface_config.h"
 
 // The connect flows: reset the failure counter, rewrite the interface's configuration, bring it up and wait for it.
-// Each works on its own copy of the record.
+// The caller's record stays as it is.
 
 /// Connects by the protocol that the model's protocol_flags name: DirectIP, the wwan device's, NCM, or PPP. With a
 /// device given it waits 1 s for the interface and tolerates that it is not up by then; without one it finds the dial
 /// port and waits 15 s.
 /// @return 0; -1 when the interface is not up after 15 s. A success makes rec's the current modem id
-int serial_connect(ModemDriver rec, const ConnectSettings &settings);
+int serial_connect(const ModemDriver &rec, const ConnectSettings &settings);
 
 /// Connects by "qcm" over the QMI control device. Waiting and result as serial_connect's; @return -1 too, with nothing
 /// changed, when no device is given and the modem's control device does not exist
-int qcm_connect(ModemDriver rec, const ConnectSettings &settings);
+int qcm_connect(const ModemDriver &rec, const ConnectSettings &settings);
 
 /// Connects by "qmi", stopping the modem's own connection first. As qcm_connect.
-int qmi_connect(ModemDriver rec, const ConnectSettings &settings);
+int qmi_connect(const ModemDriver &rec, const ConnectSettings &settings);

@@ -54,8 +54,9 @@ if ! ls "$cache"/json-c-*/CMakeLists.txt >/dev/null 2>&1; then
     lists=$(mktemp -d)
     mkdir -p "$lists/parts" "$lists/state"
     for file in /etc/apt/sources.list /etc/apt/sources.list.d/*; do
-        [ -f "$file" ] && grep -q debian "$file" || continue
-        sed 's/^Types:.*/Types: deb-src/; s/^deb /deb-src /' "$file" >"$lists/parts/$(basename "$file")"
+        if [ -f "$file" ] && grep -q debian "$file"; then
+            sed 's/^Types:.*/Types: deb-src/; s/^deb /deb-src /' "$file" >"$lists/parts/$(basename "$file")"
+        fi
     done
     apt_get() {
         apt-get -qq -o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$lists/parts" \

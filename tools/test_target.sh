@@ -18,6 +18,7 @@ export ROUTER_OPTIONS="--products $PWD/build-target/$target${runner:+ --runner $
 rm -rf "$list.logs"
 mkdir -p "$list.logs"
 # As in the main run most tests wait, so that more of them run at a time than there are processors.
+# shellcheck disable=SC2016 # the inner shell's
 xargs -P $(($(nproc) * 4)) -I{} sh -c '
     log=$(echo "$1" | tr / _)
     if timeout 180 "$2/system_tests" --gtest_filter="$1" >"$3.logs/$log" 2>&1; then
@@ -25,7 +26,7 @@ xargs -P $(($(nproc) * 4)) -I{} sh -c '
     else
         echo "failed $1"
     fi' sh {} "$build" "$list" <"$list.names" >"$list.results"
-for name in $(sed -n 's/^failed //p' "$list.results"); do
+sed -n 's/^failed //p' "$list.results" | while read -r name; do
     cat "$list.logs/$(echo "$name" | tr / _)"
 done
 echo "$(grep -c ^passed "$list.results") passed, $(grep -c ^failed "$list.results") failed"

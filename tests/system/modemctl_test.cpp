@@ -162,7 +162,9 @@ TEST(At, TellsOnStandardErrorThatAPortIsMissing)
 TEST(At, TellsThatAPortIsNoTerminal)
 {
     const RouterRun run = modemctl(ec25, {"AT", "/etc/config/network", "ATI"});
-    EXPECT_EQ(run.err, "Error setting TIOCEXCL on /etc/config/network - Inappropriate ioctl for device(25).\n");
+    // The words between are the C library's.
+    EXPECT_EQ(run.err.find("Error setting TIOCEXCL on /etc/config/network - "), 0u) << run.err;
+    EXPECT_TRUE(run.err.ends_with("(25).\n")) << run.err;
 }
 
 TEST(At, PrintsAnErrorReplyLikeAnyOther)
