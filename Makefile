@@ -2,7 +2,7 @@
 
 jobs := $(shell nproc)
 
-.PHONY: all demo test bench format tidy setup build sanitized target test-target clean
+.PHONY: all demo test bench format tidy setup build sanitized target test-target test-sanitized fuzz clean
 
 all: build
 
@@ -31,6 +31,17 @@ target:
 
 test-target: build target
 	@tools/test_target.sh $(TARGET) build
+
+# make fuzz SECONDS=60 [FUZZ=replies]
+SECONDS ?= 60
+FUZZ ?=
+
+fuzz: setup
+	@tools/fuzz.sh $(SECONDS) $(FUZZ)
+
+# The whole suite under AddressSanitizer (leaks too) and UndefinedBehaviorSanitizer.
+test-sanitized: sanitized
+	@tools/run_tests.sh build-sanitized
 
 bench: build
 	@bench/run.sh build

@@ -20,7 +20,7 @@ class JsonReader {
     // Takes the next character, white space before it passed over, if it is this one.
     bool take(char character)
     {
-        rest_ = without_first(rest_, rest_.find_first_not_of(" \t\r\n\v\f"));
+        rest_ = without_first(rest_, rest_.find_first_not_of(" \t\r\n"));
         if (!rest_.starts_with(character))
             return false;
         rest_.remove_prefix(1);
@@ -106,12 +106,15 @@ int pick_apn_entries(std::string_view database, std::string_view mcc, std::strin
         return true;
     };
     const auto read_list = [&] {
-        whole.reset(json_object_new_array()); // of two lists the last one counts
+        whole.reset(json_object_new_array());
         shortened.reset(json_object_new_array());
         return reader.take_list('[', ']', sort_entry);
     };
-    const bool is_read =
-        reader.take_object("apns", [&] { return reader.take_object("apn", read_list); }) && whole != nullptr;
+    const auto read_apns = [&] {
+        whole.reset(); // of two members of one name the last counts, also where it has no list
+        return reader.take_object("apn", read_list);
+    };
+    const bool is_read = reader.take_object("apns", read_apns) && whole != nullptr;
     if (!is_read)
         return -1;
     const int count = append(candidates, whole.get());

@@ -173,10 +173,26 @@ TEST(ApnEntries, AreNoneWhereNothingFits)
 TEST(ApnEntries, FailWhereTheTextIsNoJsonOrHasNoList)
 {
     const std::string good = R"({"apns":{"apn":[{"-mcc":"310","-mnc":"410","-apn":"a"}]}})";
-    for (const char *database : {"", "{}", "[]", "null", "7", "{\"apns\":[]}", "{\"apns\":{\"apn\":{}}}",
-                                 "{\"apns\":{\"apn\":3}}", "{\"apn\":[]}", "{\"apns\":{}}", "{\"apns\":null}",
-                                 "nonsense", "\xff\xfe", "{\"apns\":{\"apn\":[{]}}", "{\"apns\":{\"apn\":[{} {}]}}",
-                                 "{\"apns\" {\"apn\":[]}}", "{apns:{\"apn\":[]}}", "{7:1,\"apns\":{\"apn\":[]}}"})
+    for (const char *database : {"",
+                                 "{}",
+                                 "[]",
+                                 "null",
+                                 "7",
+                                 "{\"apns\":[]}",
+                                 "{\"apns\":{\"apn\":{}}}",
+                                 "{\"apns\":{\"apn\":3}}",
+                                 "{\"apn\":[]}",
+                                 "{\"apns\":{}}",
+                                 "{\"apns\":{\"apn\":[]},\"apns\":{}}",
+                                 "\v{\"apns\":{\"apn\":[]}}",
+                                 "{\"apns\":null}",
+                                 "nonsense",
+                                 "\xff\xfe",
+                                 "{\"apns\":{\"apn\":[{]}}",
+                                 "{\"apns\":{\"apn\":[{} {}]}}",
+                                 "{\"apns\" {\"apn\":[]}}",
+                                 "{apns:{\"apn\":[]}}",
+                                 "{7:1,\"apns\":{\"apn\":[]}}"})
         EXPECT_EQ(picked(database, "310", "410"), "failed") << database;
     for (size_t length = 0; length < good.size(); length++)
         EXPECT_EQ(picked(good.substr(0, length).c_str(), "310", "410"), "failed") << "cut after " << length;

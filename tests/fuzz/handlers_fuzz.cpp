@@ -1,0 +1,136 @@
+// Requests of any content to every handler of the web API. The shell, the modem's port and ubus are stand-ins here that
+// record and answer; files and configuration are real, so the target runs in the simulated router and nowhere else.
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <unistd.h>
+
+#include "api/modem_api.h"
+#include "at/serial_port.h"
+#include "platform/shell.h"
+#include "platform/ubus.h"
+#include "tests/fuzz/check.h"
+
+namespace {
+
+std::string commands; // all that the handler would have run, one a line
+
+void record(const char *command)
+{
+    commands += command;
+    commands += '\n';
+}
+
+bool is_status(int32_t status)
+{
+    for (const int32_t known :
+         {0, -1, -2, -3, -4, -5, -7, -17, -22, -250, -251, -253, -255, -256, -258, -259, -260, -261, -264, -265})
+        if (status == known)
+            return true;
+    return false;
+}
+
+} // namespace
+
+int getShellCommandReturn(const char *command, TextOut out)
+{
+    record(command);
+    out.assign(std::string_view{command}.find("QGMR") == std::string_view::npos ? "installed\n" : "EP06_1\r\n");
+    return static_cast<int>(out.view().size());
+}
+
+int getShellCommandReturnLine(const char *command, TextOut out)
+{
+    record(command);
+    out.assign(std::string_view{command}.find("ps -w") == std::string_view::npos ? "READY" : "");
+    return static_cast<int>(out.view().size());
+}
+
+HeapText getShellCommandReturnDynamic(const char *command)
+{
+    record(command);
+    return HeapText{strdup("{\"up\":true}")};
+}
+
+int getUciReturn(const char *path, TextOut out)
+{
+    record(path);
+    out.clear();
+    return 0;
+}
+
+int execCommand(const char *command)
+{
+    record(command);
+    return 0;
+}
+
+int fork_exec2(const char *command)
+{
+    record(command);
+    return 0;
+}
+
+UbusResult ubus_call(const char *, const char *, int, const char *)
+{
+    return {UbusStep::done, 0, Json{json_tokener_parse("{\"up\":true}")}};
+}
+
+// A modem that is not there: waiting for one would leave no time for requests.
+int serial_open(const char *, int, int, int)
+{
+    return -1;
+}
+
+int serial_close(int)
+{
+    return -1;
+}
+
+void serial_flush(int) {}
+
+int serial_read_timeout(int, size_t, char *, int)
+{
+    return -1;
+}
+
+size_t serial_write_all(int, size_t, const char *)
+{
+    return 0;
+}
+
+extern "C" unsigned int sleep(unsigned int)
+{
+    return 0;
+}
+
+extern "C" int usleep(useconds_t)
+{
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
+{
+    std::array<char, 64> host{};
+    gethostname(host.data(), host.size() - 1);
+    check(std::string_view{host.data()} == "OpenWrt", "the target runs in the simulated router");
+    if (size == 0)
+        return 0;
+
+    int32_t count = 0;
+    const ModemRoute *routes = modem_api_routes(&count);
+    const std::string text(reinterpret_cast<const char *>(bytes) + 1, size - 1);
+    Json request{json_tokener_parse(text.c_str())};
+    if (!json_object_is_type(request.get(), json_type_object))
+        request.reset(json_object_new_object());
+    const Json response{json_object_new_object()};
+    commands.clear();
+    const int32_t status = routes[bytes[0] % count].handler(request.get(), response.get());
+    check(is_status(status), "the status is one of those that are documented");
+    check(is_document(response.get()), "the response is JSON");
+    const char *bus = kjson_get_string(request.get(), "bus");
+    check(bus == nullptr || is_made_of(bus, "-.") || commands.find(bus) == std::string::npos,
+          "a text that names no bus reaches no command");
+    return 0;
+}

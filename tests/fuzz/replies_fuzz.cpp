@@ -1,0 +1,115 @@
+// Modem replies of any kind through every parser of the drivers and the reply helpers.
+
+#include <array>
+#include <cstdint>
+
+#include "at/at.h"
+#include "drivers/fibocom.h"
+#include "drivers/generic.h"
+#include "drivers/quectel.h"
+#include "drivers/sierra.h"
+#include "drivers/simcom.h"
+#include "drivers/zte.h"
+#include "tests/fuzz/check.h"
+
+namespace {
+
+bool is_level(int32_t level)
+{
+    return level >= -1 && level <= 4; // -1: a system that is not rated
+}
+
+bool is_within(std::string_view part, std::string_view whole)
+{
+    return part.empty() || (part.data() >= whole.data() && part.data() + part.size() <= whole.data() + whole.size());
+}
+
+void try_helpers(std::string_view reply, std::string_view label)
+{
+    Text<101> field;
+    int32_t number = -7;
+    check(int_after_label(reply, label, number) == 0 || number == -7, "a failure leaves the number alone");
+    check(field_after_label(reply, label, 1, field) == 0 || field.empty(), "a failure leaves the field alone");
+    for (int index = 0; index < 4; index++)
+        csv_field(reply, index, field);
+    check(field.c_str()[100] == '\0', "a field ends");
+    check(!reply_has_ok(reply) || str_contains(reply, "OK"), "an OK is there");
+    check(is_within(from_first(reply, label), reply), "a part of the reply");
+}
+
+void try_generic(std::string_view reply)
+{
+    check(is_within(parse_model(reply), reply), "a model is part of the reply");
+    parse_access_technology(reply);
+    check(is_level(parse_signal_bars(reply).value_or(0)), "bars are 0 to 4");
+    const std::string_view imsi = parse_imsi(reply);
+    check(imsi.empty() || (imsi.size() == 15 && starts_with_digits(imsi, 15)), "an IMSI has 15 digits");
+    check(is_within(parse_operator(reply), reply), "an operator is part of the reply");
+    const int registration = parse_registration(reply).value_or(0);
+    check(registration >= 0 && registration <= 9, "a registration is a digit");
+    const auto imei = parse_imei(reply);
+    check(starts_with_digits(imei.view(), imei.size()), "an IMEI is digits");
+}
+
+void try_quectel(std::string_view reply)
+{
+    const Json array{json_object_new_array()};
+    const Json object{json_object_new_object()};
+    int32_t level = 0;
+    parse_servingcell(reply, object.get());
+    check(parse_qcsq(reply, array.get(), level) == -1 || is_level(level), "the level of qcsq is 0 to 4");
+    level = 0;
+    // A WCDMA line adds to the level of the line before, and halves.
+    check(parse_servingcell_signal(reply, array.get(), level) == -1 || is_level(level / 2), "the level is -1 to 8");
+    parse_carriers(reply, array.get());
+    parse_serving_cells(reply, array.get());
+    parse_neighbour_cells(reply, array.get());
+    check(is_document(array.get()) && is_document(object.get()), "what comes of a reply is JSON");
+    parse_ca_active(reply);
+    const std::string_view revision = parse_revision(reply);
+    check(revision.size() <= 59 && is_within(revision, reply), "a revision is 59 characters of the reply");
+    pick_band_lock(revision);
+    check(parse_iccid(reply).size() <= 20, "an ICCID has 20 digits");
+    parse_scan_mode(reply);
+    parse_lte_band(reply);
+    const std::string_view mask = parse_lte_mask(reply);
+    check(mask.size() <= 39, "a mask has 39 characters");
+    std::array<uint8_t, 8> bytes{};
+    check(hex_to_bytes(reply, bytes) <= bytes.size(), "a number of bytes that has room");
+    check(list_bands(mask).size() <= 99, "bands have 99 characters");
+}
+
+void try_others(std::string_view reply, std::string_view second)
+{
+    const Json array{json_object_new_array()};
+    int32_t level = 0;
+    parse_gtccinfo_mode(reply);
+    parse_home_registration(reply);
+    const Json signal = parse_fibocom_signal(reply, second, level);
+    check(is_level(level), "the level of fibocom is 0 to 4");
+    parse_fibocom_cells(reply, second, array.get());
+    level = 0;
+    check(parse_gstatus_signal(reply, level) <= 0 || is_level(level), "the level of gstatus is 0 to 4");
+    parse_gstatus_cells(reply, array.get());
+    parse_gstatus_ca(reply);
+    check(is_document(array.get()) && (signal == nullptr || is_document(signal.get())), "what comes is JSON");
+    parse_cnsmod(reply);
+    parse_zpas(reply);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
+{
+    const std::string_view input{reinterpret_cast<const char *>(bytes), size};
+    // Two replies, or a label and a reply, with a form feed between; replies come without zero bytes.
+    const std::string_view front = first_characters(input, input.find('\f'));
+    const std::string_view reply = front.size() == input.size() ? input : without_first(input, front.size() + 1);
+    if (input.find('\0') != std::string_view::npos)
+        return 0;
+    try_helpers(reply, front == reply ? "+" : front);
+    try_generic(reply);
+    try_quectel(reply);
+    try_others(reply, front);
+    return 0;
+}

@@ -1,0 +1,42 @@
+// Configuration files of any content: nothing that is in a file is lost by a write beside it, and what was written is
+// read again.
+
+#include <cstdint>
+#include <string>
+
+#include "platform/uci.h"
+#include "platform/uci_folders.h"
+#include "tests/fuzz/check.h"
+#include "tests/unit/temporary_directory.h"
+
+namespace {
+
+std::string read_option(const Uci &uci, const char *path)
+{
+    Text<256> value;
+    kuci2_get(uci, path, value);
+    return std::string(value.view());
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
+{
+    static const TemporaryDirectory folder;
+    const std::string file = folder.file("network", {reinterpret_cast<const char *>(bytes), size});
+    const UciFolders folders = {.config = Text<64>{folder.path().c_str()},
+                                .saved = Text<64>{folder.entry("saved").c_str()},
+                                .lock = Text<64>{folder.entry("lock").c_str()}};
+    const auto open = [&] { return open_uci(folders); };
+    const std::string before = read_option(open(), "network.lan.proto");
+    {
+        const Uci uci = open();
+        if (kuci2_set(uci, "network.fuzz_added", "interface") != 0 ||
+            kuci2_set(uci, "network.fuzz_added.apn", "it's \"a\" text") != 0 || kuci2_commit(uci, "network") != 0)
+            return 0; // a file that is no configuration stays as it is
+    }
+    const Uci uci = open();
+    check(read_option(uci, "network.fuzz_added.apn") == "it's \"a\" text", "what was written is read again");
+    check(read_option(uci, "network.lan.proto") == before, "what was there stays");
+    return 0;
+}
