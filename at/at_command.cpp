@@ -11,6 +11,7 @@ namespace {
 constexpr int line_rate = 115200;
 constexpr int port_timeout_ms = 100;
 constexpr int read_timeout_ms = 500;
+constexpr useconds_t settle_us = 50'000; // serial_open's own wait
 constexpr int lock_tries = 31;
 constexpr useconds_t lock_wait_us = 1000;
 constexpr useconds_t chunk_wait_us = 10'000;
@@ -38,27 +39,29 @@ int silence_budget(std::string_view command)
     return 0;
 }
 
-struct SerialPort {
-    int fd;
-    explicit SerialPort(const char *path) : fd(serial_open(path, line_rate, 0, port_timeout_ms)) {}
-    ~SerialPort()
-    {
-        if (fd != -1)
-            serial_close(fd);
-    }
-    SerialPort(const SerialPort &) = delete;
-    SerialPort &operator=(const SerialPort &) = delete;
-};
-
+// The lock is taken before the port is touched: attributes set, restored and queues discarded by one that has to give
+// up would cost the holder bytes of its reply. What waits, waits as long as if it had prepared the port first.
 bool lock_port(int fd)
 {
     for (int attempt = 1; flock(fd, LOCK_EX | LOCK_NB) != 0; attempt++) {
         if (attempt == lock_tries)
             return false;
-        usleep(lock_wait_us);
+        usleep(attempt == 1 ? settle_us + lock_wait_us : lock_wait_us);
     }
     return true;
 }
+
+struct SerialPort {
+    int fd;
+    explicit SerialPort(const char *path) : fd(serial_open(path, line_rate, 0, port_timeout_ms, lock_port)) {}
+    ~SerialPort()
+    {
+        if (fd >= 0)
+            serial_close(fd);
+    }
+    SerialPort(const SerialPort &) = delete;
+    SerialPort &operator=(const SerialPort &) = delete;
+};
 
 size_t drop_zero_bytes(char *bytes, size_t count)
 {
@@ -122,10 +125,8 @@ int at_command(const char *port_path, AtCommand command, TextOut reply, int capa
     command.append_line_end();
 
     const SerialPort port{port_path};
-    if (port.fd == -1)
-        return -1;
-    if (!lock_port(port.fd))
-        return -2;
+    if (port.fd < 0)
+        return port.fd == serial_held ? -2 : -1;
     serial_flush(port.fd);
     serial_write_all(port.fd, command.view().size(), command.view().data());
     const size_t total = collect(port.fd, reply.data(), room, budget);

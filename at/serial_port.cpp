@@ -97,7 +97,7 @@ void wait_until_sent(int fd)
 
 } // namespace
 
-int serial_open(const char *path, int rate, int hardware_flow, int timeout_ms)
+int serial_open(const char *path, int rate, int hardware_flow, int timeout_ms, bool (*wait_for_port)(int fd))
 {
     open_port.fd = -1;
     const LineRate *row = find_rate(rate);
@@ -109,6 +109,10 @@ int serial_open(const char *path, int rate, int hardware_flow, int timeout_ms)
     if (fd == -1) {
         tell("Error opening serial port", path);
         return -1;
+    }
+    if (wait_for_port != nullptr && !wait_for_port(fd)) {
+        close(fd);
+        return serial_held;
     }
     if (const char *failure = prepare(fd, row->speed, hardware_flow, timeout_ms); failure != nullptr) {
         tell(failure, path);

@@ -9,8 +9,11 @@
 /// Opens path raw, 8N1, at rate (300 to 115200, those of the table), claims it exclusively, waits 50 ms and discards
 /// what is queued. hardware_flow 0 means off. timeout_ms is the port's own read time-out in whole tenths of a second:
 /// below 0 a read blocks, 0 to 99 polls.
-/// @return descriptor, -1 on failure
-int serial_open(const char *path, int rate, int hardware_flow, int timeout_ms);
+/// wait_for_port, where given, is called before anything is changed: it waits for the port's lock, and false means that
+/// another process keeps it.
+/// @return descriptor, -1 on failure, serial_held when wait_for_port gave up
+int serial_open(const char *path, int rate, int hardware_flow, int timeout_ms, bool (*wait_for_port)(int fd) = nullptr);
+inline constexpr int serial_held = -2;
 
 /// Puts the attributes back that the port had, and closes it. @return the result of closing
 int serial_close(int fd);

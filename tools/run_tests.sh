@@ -32,9 +32,10 @@ run_build() {
 run_target() {
     echo "== $1"
     log=$first_build/$1.log
+    result=0
+    tools/setup_target.sh "$1" >"$log" 2>&1 || result=$?
     # Without a network that has the cross-compiler there is nothing to run, which is no fault of the product.
-    if ! tools/setup_target.sh "$1" >"$log" 2>&1; then
-        tail -n 3 "$log"
+    if [ "$result" -eq 3 ]; then
         echo "The cross-compiler cannot be had here: the tests of $1 are not run."
         return
     fi

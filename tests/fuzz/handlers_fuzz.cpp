@@ -78,7 +78,7 @@ UbusResult ubus_call(const char *, const char *, int, const char *)
 }
 
 // A modem that is not there: waiting for one would leave no time for requests.
-int serial_open(const char *, int, int, int)
+int serial_open(const char *, int, int, int, bool (*)(int))
 {
     return -1;
 }
