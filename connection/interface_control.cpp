@@ -6,6 +6,7 @@
 #include "platform/board.h"
 #include "platform/interface_state.h"
 #include "platform/shell.h"
+#include "platform/uci.h"
 
 namespace {
 
@@ -40,11 +41,12 @@ Zone read_zone(const char *command)
     return zone;
 }
 
-// A list that cannot be written whole is not written at all.
+// A list that cannot be written whole is not written at all, nor one that has no room: the whole firewall would be
+// lost.
 void write_zone(std::string_view zone, std::string_view iface)
 {
     const ShellCommand set = compose_set_wan_zone(without_trailing_blanks(zone), iface);
-    if (set.empty())
+    if (set.empty() || !kuci_has_room("firewall"))
         return;
     run(set);
     run(compose_commit("firewall", board_name().view()));
@@ -87,8 +89,10 @@ int iface_down(int polls, const char *iface)
     const auto board = board_name();
     if (board == "condor")
         execCommand(stop_shortcuts);
-    run(compose_disable_interface(iface));
-    run(compose_commit("network", board.view()));
+    if (kuci_has_room("network")) {
+        run(compose_disable_interface(iface));
+        run(compose_commit("network", board.view()));
+    }
     reload_network(ubus_timeout_s);
     for (int i = 0; i < polls; i++) {
         usleep(down_poll_us);

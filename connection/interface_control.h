@@ -1,8 +1,8 @@
 #pragma once
 
 /// Brings the interface up through the network daemon and enters it into the WAN firewall zone, then asks once a
-/// second, up to budget_s times and once more, whether it is up. A zone list that does not fit its command stays as it
-/// is.
+/// second, up to budget_s times and once more, whether it is up. A zone list that does not fit its command, or whose
+/// package has no room to be written, stays as it is.
 /// @return 0 up, 1 pending, 2 down or unknown
 int iface_up(int budget_s, const char *iface);
 

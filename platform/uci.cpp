@@ -353,3 +353,9 @@ int kuci2_commit(const Uci &context, const char *package)
     stop_writing(*writing);
     return is_done ? 0 : -1;
 }
+
+bool kuci_has_room(const char *package)
+{
+    const auto file = Text<160>::format("/etc/config/%s", package);
+    return has_room("/etc/config", 2 * size_of(file.c_str()) + room_margin) && has_room("/tmp", room_margin);
+}

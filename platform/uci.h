@@ -49,6 +49,10 @@ int kuci2_delete(const Uci &context, const char *path);
 /// the new one, never a part. @return 0; -1 when the file cannot be written, it is then as it was
 int kuci2_commit(const Uci &context, const char *package);
 
+/// Whether the configuration's file systems have room for a commit of package as it is, with a little more. The uci
+/// command, unlike a context, commits without asking and empties the file where there is none.
+bool kuci_has_room(const char *package);
+
 // The writer's context: the same functions under the names that configuration writers use.
 
 inline Uci kuci_init()

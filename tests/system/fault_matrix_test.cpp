@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include "tests/system/harness.h"
+
+// What goes wrong around a connect, and what is left then: every configuration file is whole, the old one or the new
+// one, and the next connect without the fault works. docs/faults.md has these rows for people.
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+struct Fault {
+    const char *what; ///< as in docs/faults.md
+    Lines options;
+    const char *before; ///< shell commands that bring the fault about
+    const char *after;  ///< and those that end it
+    bool is_written;    ///< whether the connect's settings are in the file
+};
+
+const Fault faults[] = {
+    {"ubusd is not there", {"--ubus", "absent"}, "", "", true},
+    {"ubusd loses the connection in a call", {"--ubus", "dying"}, "", "", true},
+    {"`/etc/config` is full",
+     {"--config-size", "65536"},
+     "dd if=/dev/zero of=/etc/config/fill bs=1k count=100 2>/dev/null; ",
+     "rm /etc/config/fill; ",
+     false},
+    {"`/etc/config` is read-only", {}, "mount -o remount,ro /etc/config; ", "mount -o remount,rw /etc/config; ", false},
+    {"another process keeps the writer's lock",
+     {},
+     "mkdir -p /var/lock; exec 9>/var/lock/modemctl.network.lock; flock 9; ",
+     "flock -u 9; ",
+     true},
+    {"the folder of saved changes is a file", {}, "rm -rf /tmp/.uci; echo x >/tmp/.uci; ", "rm -rf /tmp/.uci; ", false},
+    {"the port is locked for ever", {}, "exec 8</dev/ttyUSB2; flock 8; ", "flock -u 8; ", true},
+    {"the modem is silent", {"--fault", "silence"}, "", "", true},
+    {"the modem goes away at its first command", {"--fault", "gone-during"}, "", "", true},
+};
+
+class FaultMatrix : public testing::TestWithParam<Fault> {};
+
+TEST_P(FaultMatrix, LeavesWholeFilesBehind)
+{
+    const Fault &fault = GetParam();
+    Lines options = {"--modem", "EC25", "--put-text", "/tmp/sim_status=ready", "--put-text", "/tmp/sim_type=x"};
+    options.insert(options.end(), fault.options.begin(), fault.options.end());
+    const RouterRun run = run_shell(
+        options,
+        std::string("cp -r /etc/config /tmp/before; ") + fault.before +
+            "modemctl connect serial /dev/ttyUSB3 '*99#' internet >/dev/null 2>&1; echo status $?; " + fault.after +
+            "for p in network mwan3 system devconf cellconf firewall; do uci -q show $p >/dev/null || echo $p is "
+            "broken; done; uci get network.lan.proto; uci -q get network.modem_1_1_2.apn; cd /etc/config; for f in "
+            "*; do [ -s $f ] || [ ! -s /tmp/before/$f ] || echo $f is empty; done");
+    EXPECT_EQ(run.out, fault.is_written ? "status 0\nstatic\ninternet\n" : "status 0\nstatic\n") << run.err;
+    EXPECT_NE(read_text(SOURCE_ROOT "/docs/faults.md").find(std::string("| ") + fault.what + " |"), std::string::npos)
+        << fault.what << " is not in docs/faults.md";
+}
+
+INSTANTIATE_TEST_SUITE_P(Slow, FaultMatrix, testing::ValuesIn(faults), [](const auto &row) {
+    std::string name;
+    for (const char *character = row.param.what; *character != '\0'; character++)
+        if (isalnum(static_cast<unsigned char>(*character)) != 0)
+            name += *character;
+    return name;
+});
+
+TEST(FaultMatrix, ABrokenConfigurationStaysAsItIs)
+{
+    const RouterRun run = run_shell(
+        {"--modem", "EC25"}, "echo 'config interface \"broken' >>/etc/config/network; md5sum /etc/config/network "
+                             ">/tmp/sum; modemctl connect serial /dev/ttyUSB3 '*99#' internet >/dev/null 2>&1; "
+                             "echo status $?; md5sum -c /tmp/sum");
+    EXPECT_EQ(run.out, "status 0\n/etc/config/network: OK\n");
+}
+
+TEST(FaultMatrix, ADatabaseThatIsCutConnectsWithoutAnApn)
+{
+    const RouterRun run = run_shell(
+        {"--modem", "EC25", "--link", "setup=1", "--put-text",
+         "/www/src/lib/apn-config.js=/www/src/lib/apn-config={\"apns\":{\"apn\":[{\"-mcc\":\"232\",\"-mnc\":\"03\","
+         "\"-apn\":\"a\"}"},
+        "modemctl connect-auto 2>/dev/null; echo status $?; uci -q get network.modem_1_1_2.apn; uci get "
+        "network.modem_1_1_2.proto");
+    EXPECT_EQ(run.out, "\nconnect success\nstatus 0\n3g\n");
+}
+
+} // namespace
