@@ -7,27 +7,26 @@ set -eu
 build=$(cd "$1" && pwd)
 cd "$(dirname "$0")/.."
 
-# Bytes that the functions and data of the rooms have in the linked program, by the symbols that both know. Symbols that
-# were left out of the program do not count.
+# Bytes of code, data and texts that the rooms have in the linked program, by the linker's map. lld tells whose a text is
+# only as long as it does not merge texts (-O0), so that one that two files have counts twice.
 own_bytes() {
     folder=$1
-    link=$(ninja -C "$folder" -t commands modemctl | tail -n 1 | sed 's/ -s / /g; s| -o modemctl | -o modemctl.symbols |')
-    (cd "$folder" && sh -c "$link" 2>/dev/null)
-    {
-        nm --defined-only "$folder"/librooms.a "$folder"/CMakeFiles/modemctl.dir/core/main.cpp.o 2>/dev/null |
-            awk 'NF == 3 { print "own", $3 }'
-        nm -S --defined-only "$folder/modemctl.symbols" | awk 'NF == 4 { print "linked", $4, $2 }'
-    } | python3 -c '
-import sys
-own, total = set(), 0
+    link=$(ninja -C "$folder" -t commands modemctl | tail -n 1 | sed 's| -o modemctl | -o modemctl.mapped -Wl,--print-map |')
+    case $folder in build-target/*) link=$(echo "$link" | sed 's/ -Wl,/ -Wl,-O0 -Wl,/') ;; esac
+    (cd "$folder" && sh -c "$link") | python3 -c '
+import re, sys
+total = 0
 for line in sys.stdin:
-    fields = line.split()
-    if fields[0] == "own":
-        own.add(fields[1])
-    elif fields[1] in own:
-        total += int(fields[2], 16)
+    if not re.search(r"\blibrooms\.a\(|/core/main\.cpp\.o", line):
+        continue
+    # lld: address, load address, size, alignment; ld: address, size. What is left out of the program has no address.
+    lld = re.match(r" *([0-9a-f]+) +[0-9a-f]+ +([0-9a-f]+) +[0-9]+ ", line)
+    ld = re.search(r"0x([0-9a-f]+) +0x([0-9a-f]+) ", line)
+    found = lld or ld
+    if found and int(found[1], 16) != 0:
+        total += int(found[2], 16)
 print(total)'
-    rm -f "$folder/modemctl.symbols"
+    rm -f "$folder/modemctl.mapped"
 }
 
 printf '%-24s %12s %18s %14s\n' "stripped bytes" "modemctl" "libmodemapi.so" "modemctl's own"
