@@ -371,7 +371,7 @@ void UbusServer::send_late_replies()
     itimerspec next{};
     if (!late_replies_.empty()) {
         const int64_t at = late_replies_.begin()->first;
-        next.it_value = {.tv_sec = at / 1000, .tv_nsec = at % 1000 * 1000000};
+        next.it_value = {.tv_sec = at / 1000, .tv_nsec = static_cast<long>(at % 1000 * 1000000)};
     }
     timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &next, nullptr);
 }
