@@ -154,6 +154,19 @@ constexpr const char *folders[] = {"/etc/config",
                                    "/usr/share/modem",
                                    "/www/src/lib"};
 
+/// The pins that switch the modems' power, by board.
+struct PowerPins {
+    std::string_view board;
+    std::vector<const char *> pins;
+};
+const PowerPins power_pins[] = {
+    {"marten", {"lte_power"}}, {"otter", {"lte_power"}},
+    {"badger", {"gpio0"}},     {"falcon", {"gpio0"}},
+    {"kestrel", {"gpio0"}},    {"osprey", {"pci_power"}},
+    {"magpie", {"usb_power"}}, {"bison", {"usb_power"}},
+    {"egret", {"gpio1"}},      {"condor", {"gpio5", "gpio7", "gpio15"}},
+};
+
 /// Programs of the build folder that the router has under their own names.
 constexpr const char *products[] = {"modemctl", "modemapi", "uci", "ubus", "ifstatus"};
 
@@ -202,6 +215,11 @@ std::vector<RouterFile> router_files(const std::string &board, const std::string
         files.push_back({file, std::string("/etc/config/") + package, text});
     files.push_back({file, "/tmp/sysinfo/board_name", "maker," + board + "\n"});
     files.push_back({file, "/tmp/sysinfo/model", "Maker " + board + "\n"});
+
+    for (const PowerPins &row : power_pins)
+        if (row.board == board)
+            for (const char *pin : row.pins)
+                files.push_back({file, std::string("/sys/class/gpio/") + pin + "/value", "1\n"});
 
     for (const char *name : products)
         if (const std::string program = build_folder + "/" + name; fs::exists(program))

@@ -212,8 +212,10 @@ TEST(Reset, SwitchesThePowerUnlessItIsToldToDisable)
 {
     const RouterRun run =
         serve({"--board", "marten", "--modem", "EC25"}, "post /modem/reset {\"modem_id\":3}\n",
-              with_interface + "mkdir -p /tmp/modem.1-1.2; touch /tmp/modem.1-1.2/cimi; ", "ls /tmp | grep modem");
-    EXPECT_EQ(run.out, "0 {}\n");
+              with_interface + "echo x >/sys/class/gpio/lte_power/value; mkdir -p /tmp/modem.1-1.2; touch "
+                               "/tmp/modem.1-1.2/cimi; ",
+              "ls /tmp | grep modem; cat /sys/class/gpio/lte_power/value");
+    EXPECT_EQ(run.out, "0 {}\n1\n");
     EXPECT_EQ(shell_of(run, {sms_start}),
               (Lines{"/usr/bin/mbn_refresh", "ifdown modem_1_1_2", "rm -rf /tmp/modem.1-1.2;/etc/init.d/smstools3 stop",
                      "echo 0 > /sys/class/gpio/lte_power/value;sleep 1;echo 1 > /sys/class/gpio/lte_power/value",
