@@ -29,7 +29,8 @@ TARGET ?= mips-linux-musl
 target:
 	@tools/build_target.sh $(TARGET)
 
-test-target: build target
+test-target: build
+	@tools/build_target.sh --tests $(TARGET)
 	@tools/test_target.sh $(TARGET) build
 
 # make fuzz SECONDS=60 [FUZZ=replies]

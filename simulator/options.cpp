@@ -294,8 +294,8 @@ Runs a command, or an interactive shell, in a simulated OpenWrt router with simu
   --renumber            a modem that comes back gets other device numbers
   --seed N              of everything random (1)
   --profiles FOLDER     where modem profiles are looked for
-  --products FOLDER     where modemctl comes from
-  --runner PROGRAM      what executes that modemctl, qemu for one of another processor
+  --products FOLDER     where modemctl and modemapi come from
+  --runner PROGRAM      what executes them, qemu for those of another processor
   --put SOURCE:PATH     puts a file or a folder from outside into the router; repeatable
   --put-text PATH=TEXT  puts a file with this text and a newline into the router; repeatable
   --answer COMMAND:STATUS[:TEXT]

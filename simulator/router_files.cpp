@@ -243,13 +243,17 @@ std::vector<RouterFile> product_files(const std::string &folder, const std::stri
                                       const std::string &build_folder)
 {
     std::vector<RouterFile> files;
-    const std::string product = folder + "/modemctl";
-    if (!fs::exists(product))
-        throw OptionError("--products: there is no " + product);
-    add_command(files, "modemctl", runner.empty() ? product : build_folder + "/simcommand");
-    if (!runner.empty()) {
-        files.push_back({RouterFile::Kind::link, "/usr/libexec/simrouter/runner/modemctl", runner});
-        files.push_back({RouterFile::Kind::link, "/usr/libexec/simrouter/product/modemctl", product});
+    if (!fs::exists(folder + "/modemctl"))
+        throw OptionError("--products: there is no " + folder + "/modemctl");
+    for (const std::string name : {"modemctl", "modemapi", "call_operation"}) {
+        const std::string product = folder + "/" + name;
+        if (!fs::exists(product))
+            continue;
+        add_command(files, name, runner.empty() ? product : build_folder + "/simcommand");
+        if (!runner.empty()) {
+            files.push_back({RouterFile::Kind::link, "/usr/libexec/simrouter/runner/" + name, runner});
+            files.push_back({RouterFile::Kind::link, "/usr/libexec/simrouter/product/" + name, product});
+        }
     }
     return files;
 }

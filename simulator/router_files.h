@@ -22,8 +22,9 @@ struct RouterFile {
 std::vector<RouterFile> router_files(const std::string &board, const std::string &build_folder,
                                      const std::string &busybox);
 
-/// modemctl of another folder in place of our own. What is built for another processor is started by a recorder's link,
-/// which hands it to the runner under the name of modemctl, so that the process is still called so.
+/// modemctl of another folder in place of our own, and modemapi and the tests' call_operation if they are there. What
+/// is built for another processor is started by a recorder's link, which hands it to the runner under its own name, so
+/// that the process is still called so.
 std::vector<RouterFile> product_files(const std::string &folder, const std::string &runner,
                                       const std::string &build_folder);
 

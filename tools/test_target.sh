@@ -1,22 +1,54 @@
 #!/bin/sh
-# Runs the system tests with the modemctl of build-target/<target>, which qemu executes in the simulated router; all else
-# of it is this machine's own build. Arguments: the target, the build folder, and tests to choose (a pattern of
-# googletest; all when not given). The last line is "N passed, N failed".
+# Runs the unit tests of build-target/<target> and, with its modemctl and its library's code, the system tests: qemu
+# executes those two in the simulated router, all else of which is this machine's own build. Arguments: the target, the build
+# folder of this machine, and --some for the choice that "make test" takes. The last line is "N passed, N failed".
 set -eu
 
 target=$1
 build=$2
 cd "$(dirname "$0")/.."
-case ${target%%-*} in
-x86_64) runner= ;;
-*) runner=$(command -v "qemu-${target%%-*}-static") ;;
+processor=${target%%-*}
+if [ "$processor" = "$(uname -m)" ]; then
+    runner=
+else
+    runner=$(command -v "qemu-$processor-static")
+fi
+# What differs between processors and C libraries: terminals, files, numbers, texts, ubus, a whole connection.
+units_left_out=None
+system_tests="*"
+if [ "${3:-}" = --some ]; then
+    units_left_out="UciCommand.*"
+    system_tests='At.*:Signal.*:Cells.*:Carrier.*:Status.*:Summary.*:Convert.*:Connect.*:ConnectAuto.*:NewConnectAuto.*'
+    system_tests="$system_tests:Disconnect.*:All/*:WifiStep.*:Thermal.*:Iccid.*:SmsDaemon.*:SmsList.*:Forward.*:Usage.*"
+fi
+# The simulated router's own, and what this machine's build is needed for.
+left_out='^(Simulat|SimrouterOptions|Journal|RecordedCommand|RouterNetwork|BackEndInC)|MakesNoMistakeThatValgrindSees'
+# A list of network devices: qemu does not turn round the bytes of a message's last attribute where that is empty, and
+# musl reads on for ever.
+case $processor in
+mips | mips64 | powerpc)
+    units_left_out=$units_left_out:Traffic.OfADeviceThatDoesNotExistIsNothing
+    left_out="$left_out|^Status.*(OfAnInterfaceThatIsUp|HasTheKernelsCounters|SurvivesWhatever|WithPassThroughTakes)"
+    ;;
 esac
-list=$build/target-tests
-"$build/system_tests" --gtest_filter="${3:-*}" --gtest_list_tests |
-    awk '/^[^ ]/ { suite = $1; next } { print suite $1 }' >"$list.names"
+
+log=$build/target-tests
+rm -rf "$log.logs"
+mkdir -p "$log.logs"
+
+count() { grep -cE "$1" "$2" || true; }
+
+# One process for all unit tests, since qemu takes its time to start. That it does not come to an end is a failure too.
+# shellcheck disable=SC2086 # no word where no runner is needed
+timeout 300 $runner "build-target/$target/unit_tests" --gtest_filter="-$units_left_out" >"$log.unit" 2>&1 || true
+passed=$(count '^\[       OK \]' "$log.unit")
+failed=$(count '^\[  FAILED  \].* ms\)$' "$log.unit")
+grep -q '^\[==========\] .* ran\.' "$log.unit" || failed=$((failed + 1))
+[ "$failed" = 0 ] || cat "$log.unit"
+
+"$build/system_tests" --gtest_filter="$system_tests" --gtest_list_tests |
+    awk '/^[^ ]/ { suite = $1; next } { print suite $1 }' | grep -vE "$left_out" >"$log.names"
 export ROUTER_OPTIONS="--products $PWD/build-target/$target${runner:+ --runner $runner}"
-rm -rf "$list.logs"
-mkdir -p "$list.logs"
 # As in the main run most tests wait, so that more of them run at a time than there are processors.
 # shellcheck disable=SC2016 # the inner shell's
 xargs -P $(($(nproc) * 4)) -I{} sh -c '
@@ -25,9 +57,11 @@ xargs -P $(($(nproc) * 4)) -I{} sh -c '
         echo passed
     else
         echo "failed $1"
-    fi' sh {} "$build" "$list" <"$list.names" >"$list.results"
-sed -n 's/^failed //p' "$list.results" | while read -r name; do
-    cat "$list.logs/$(echo "$name" | tr / _)"
+    fi' sh {} "$build" "$log" <"$log.names" >"$log.results"
+sed -n 's/^failed //p' "$log.results" | while read -r name; do
+    cat "$log.logs/$(echo "$name" | tr / _)"
 done
-echo "$(grep -c ^passed "$list.results") passed, $(grep -c ^failed "$list.results") failed"
-! grep -q ^failed "$list.results"
+passed=$((passed + $(count ^passed "$log.results")))
+failed=$((failed + $(count ^failed "$log.results")))
+echo "$passed passed, $failed failed"
+[ "$failed" = 0 ]

@@ -1,8 +1,9 @@
 // modemapi METHOD PATH [REQUEST]: a web back end for one request, by hand. It loads libmodemapi.so, finds the route and
 // calls its handler, then prints the status on one line and the response below it. Without arguments it reads such
 // requests from standard input, one a line, serves them one after another in this process, and answers each with one
-// line: the status, a blank and the response. The line "usage" is answered with the descriptors that are open and the
-// bytes of memory in use.
+// line: the status, a blank and the response. The line "usage" is answered with the descriptors that are open and,
+// where the C library counts them, the bytes of memory in use. For another processor the library's code is in this
+// program.
 
 #include <cstdio>
 #include <cstring>
@@ -18,6 +19,8 @@
 #include <vector>
 
 #include "api/modem_api.h"
+
+extern "C" __attribute__((weak)) const ModemRoute *modem_api_routes(int32_t *count);
 
 namespace {
 
@@ -55,9 +58,10 @@ void *load_library()
 
 bool load_routes(Routes &routes)
 {
-    void *library = load_library();
-    using Getter = const ModemRoute *(*)(int32_t *);
-    const auto getter = library == nullptr ? nullptr : reinterpret_cast<Getter>(dlsym(library, "modem_api_routes"));
+    auto *getter = &modem_api_routes;
+    if (getter == nullptr)
+        if (void *library = load_library())
+            getter = reinterpret_cast<decltype(getter)>(dlsym(library, "modem_api_routes"));
     if (getter == nullptr) {
         fprintf(stderr, "modemapi: %s\n", dlerror());
         return false;
@@ -92,8 +96,12 @@ Answer serve(const Routes &routes, const std::string &method, const std::string 
 void print_usage()
 {
     const auto descriptors = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}) - 1;
+    printf("descriptors %td", descriptors);
+#ifdef __GLIBC__
     const struct mallinfo2 memory = mallinfo2();
-    printf("descriptors %td, bytes %zu\n", descriptors, memory.uordblks + memory.hblkhd);
+    printf(", bytes %zu", memory.uordblks + memory.hblkhd);
+#endif
+    printf("\n");
     fflush(stdout);
 }
 

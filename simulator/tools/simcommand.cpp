@@ -142,12 +142,16 @@ void write_progress(const std::string &words)
     }
 }
 
-/// A program that another processor's is handed to: its runner goes by the program's own name.
-void run_product(std::span<char *const> arguments)
+/// A program of another processor's is handed to its runner, which goes by the program's own name.
+void run_if_product(const std::string &name, std::span<char *const> arguments)
 {
-    std::vector<const char *> command{"modemctl", "/usr/libexec/simrouter/product/modemctl"};
+    const std::string product = "/usr/libexec/simrouter/product/" + name;
+    const std::string runner = "/usr/libexec/simrouter/runner/" + name;
+    if (access(product.c_str(), F_OK) != 0)
+        return;
+    std::vector<const char *> command{name.c_str(), product.c_str()};
     command.insert(command.end(), arguments.begin() + 1, arguments.end());
-    become("/usr/libexec/simrouter/runner/modemctl", command);
+    become(runner.c_str(), command);
 }
 
 std::string_view base_name(std::string_view path)
@@ -169,8 +173,7 @@ int main(int argc, char **argv)
         run_timeout(arguments);
     if (name == "ps")
         run_ps(arguments);
-    if (name == "modemctl")
-        run_product(arguments);
+    run_if_product(std::string(name), arguments);
     if (is_shell) {
         if (arguments.size() > 2 && std::string_view(arguments[1]) == "-c")
             report(arguments);

@@ -92,8 +92,10 @@ TEST(SerialOpen, TellsThatAFileIsNoPort)
 {
     const TemporaryDirectory directory;
     const std::string path = directory.file("file", "");
-    EXPECT_EQ(errors_of([&] { EXPECT_EQ(serial_open(path.c_str(), 115200, 0, 100), -1); }),
-              "Error setting TIOCEXCL on " + path + " - Inappropriate ioctl for device(25).\n");
+    const std::string errors = errors_of([&] { EXPECT_EQ(serial_open(path.c_str(), 115200, 0, 100), -1); });
+    // The words between are the C library's.
+    EXPECT_EQ(errors.find("Error setting TIOCEXCL on " + path + " - "), 0u) << errors;
+    EXPECT_TRUE(errors.ends_with("(25).\n")) << errors;
 }
 
 struct TimeoutRow {
