@@ -34,7 +34,7 @@ int walk(Search &search, WalkPath &path)
     if (!directory)
         return -1;
     const size_t length = path.size();
-    const auto step_back = [&] { path.assign(first_characters(path.view(), length)); };
+    const auto step_back = [&] { path.data()[length] = '\0'; };
     int matches = 0;
     while (const dirent *entry = readdir(directory.get())) {
         if (entry_is_dots(*entry))

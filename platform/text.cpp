@@ -26,7 +26,11 @@ bool TextOut::append(std::string_view text) const
     const size_t used = view().size();
     if (used >= capacity_)
         return text.empty();
-    return TextOut{bytes_ + used, capacity_ - used}.assign(text);
+    const std::string_view kept = first_characters(text, capacity_ - used - 1);
+    if (!kept.empty())
+        memmove(bytes_ + used, kept.data(), kept.size());
+    bytes_[used + kept.size()] = '\0';
+    return kept.size() == text.size();
 }
 
 bool TextOut::assign_format(const char *format, ...) const
