@@ -45,7 +45,7 @@ test-sanitized: sanitized
 	@tools/run_tests.sh build-sanitized
 
 bench: build
-	@bench/run.sh build
+	@bench/run.py build
 
 format: setup
 	@git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format -i

@@ -1,0 +1,221 @@
+#!/usr/bin/env python3
+"""Prints what modemctl costs, as one table: run.py BUILD_FOLDER [SECTION...], all sections when none is given.
+
+"own ms" is the median less the waits that the serial protocol prescribes: 50 ms after opening a port, for each transaction.
+Instructions are counted by callgrind, for another processor by qemu: they are the same at every measurement. Peak KiB
+are those of a process, for another processor the pages that the program itself has in memory under qemu. Bytes are those
+of stripped files, own bytes what modemctl's rooms have in the linked program, without libc, json-c and the stand-ins.
+gammu, which a user could pick instead, does the same work on the same simulated port in the same run.
+"""
+
+import os
+import platform
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+SOURCES = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+TARGETS = os.path.join(SOURCES, "build-target")
+COLUMNS = ("ms", "own ms", "peak KiB", "instructions", "bytes", "own bytes")
+CALLGRIND = "valgrind --tool=callgrind --callgrind-out-file=/dev/null"
+GUEST_BASE = "0x100000000"  # where the programs that qemu runs have their memory: measure counts what is there
+
+
+def row(what, note="", **values):
+    cells = ["" if values.get(name.replace(" ", "_")) is None else f"{values[name.replace(' ', '_')]:,}"
+             for name in COLUMNS]
+    print(f"{what:<46}" + "".join(f"{cell:>14}" for cell in cells) + ("  " + note if note else ""), flush=True)
+
+
+class Router:
+    """The simulated router, started anew for each measurement."""
+
+    def __init__(self, build, *options):
+        self.command = [os.path.join(build, "simrouter"), *options]
+        self.build = build
+
+    def run(self, *command):
+        return subprocess.run([*self.command, "--", *command], capture_output=True, text=True, check=False,
+                              errors="replace")
+
+    def measure(self, command, runs):
+        """Median ms and peak KiB of a command."""
+        words = self.run(os.path.join(self.build, "measure"), str(runs), *command.split()).stdout.split()
+        if words[2:] != ["ok"]:
+            sys.exit(f"{command}: did not end well ({' '.join(words)})")
+        return float(words[0]), int(words[1])
+
+    def instructions(self, command, setup=""):
+        text = self.run("sh", "-c", f"{setup}\nexec {CALLGRIND} {command}").stderr
+        found = re.findall(r"Collected : (\d+)", text)
+        if not found:
+            sys.exit(f"{command}: callgrind counted nothing:\n{text[-500:]}")
+        return int(found[-1])
+
+
+def commands(build):
+    router = Router(build, "--modem", "EC25", "--put-text",
+                    "/root/.gammurc=[gammu]\ndevice = /dev/ttyUSB2\nconnection = at115200")
+    for command, waits, runs in (("modemctl AT ATI", 50, 15), ("gammu identify", None, 3),
+                                 ("modemctl carrier", 50, 15), ("modemctl check_register", 50, 15),
+                                 ("gammu networkinfo", None, 3),
+                                 ("modemctl sim-status", 100, 15), ("modemctl signal", 50, 15),
+                                 ("modemctl get_mode", 50, 15), ("modemctl cells", 150, 15)):
+        if command.startswith("gammu"):
+            command = command.replace("gammu", "gammu -c /root/.gammurc")
+        median, peak = router.measure(command, runs)
+        row(command.replace(" -c /root/.gammurc", ""), ms=median, peak_KiB=peak,
+            own_ms=None if waits is None else round(median - waits, 1), instructions=router.instructions(command))
+    nothing = Router(build)
+    median, peak = nothing.measure("modemctl signal", 15)
+    row("modemctl signal, no modem", ms=median, own_ms=median, peak_KiB=peak,
+        instructions=nothing.instructions("modemctl signal"))
+
+
+def built_targets():
+    names = sorted(os.listdir(TARGETS)) if os.path.isdir(TARGETS) else []
+    return [name for name in names if os.path.exists(os.path.join(TARGETS, name, "modemctl"))]
+
+
+def processors(build):
+    for target in built_targets():
+        options = ["--modem", "EC25", "--products", os.path.join(TARGETS, target)]
+        processor = target.split("-")[0]
+        if processor == platform.machine():
+            router = Router(build, *options)
+            row(f"modemctl signal, {target}", peak_KiB=router.measure("modemctl signal", 3)[1],
+                instructions=router.instructions("modemctl signal"))
+            continue
+        router = Router(build, *options, "--runner", shutil.which(f"qemu-{processor}-static"))
+        measure = f"QEMU_GUEST_BASE={GUEST_BASE} {build}/measure 5 modemctl signal"
+        peak = router.run("sh", "-c", measure).stdout.split()[1]
+        # One line for each instruction.
+        count = router.run("sh", "-c", "QEMU_SINGLESTEP=1 QEMU_LOG=exec,nochain QEMU_LOG_FILENAME=/tmp/executed "
+                           "modemctl signal >/dev/null; grep -c ^Trace /tmp/executed").stdout
+        row(f"modemctl signal, {target}", peak_KiB=int(peak), instructions=int(count))
+
+
+def own_bytes(folder):
+    """Bytes of code, data and texts that the rooms have in modemctl, by the linker's map. lld tells whose a text is only
+    as long as it does not merge texts (-O0), so that one that two files have counts twice."""
+    links = subprocess.run(["ninja", "-C", folder, "-t", "commands", "modemctl"], capture_output=True, text=True,
+                           check=True).stdout.splitlines()
+    link = links[-1].replace(" -o modemctl ", " -o modemctl.mapped -Wl,--print-map ")
+    if folder.startswith(TARGETS):
+        link = link.replace(" -Wl,", " -Wl,-O0 -Wl,", 1)
+    text = subprocess.run(link, shell=True, cwd=folder, capture_output=True, text=True, check=True).stdout
+    os.remove(os.path.join(folder, "modemctl.mapped"))
+    total = 0
+    for line in text.splitlines():
+        if not re.search(r"\blibrooms\.a\(|/core/main\.cpp\.o", line):
+            continue
+        # lld: address, load address, size, alignment; ld: address, size. What is left out has no address.
+        found = (re.match(r" *([0-9a-f]+) +[0-9a-f]+ +([0-9a-f]+) +[0-9]+ ", line)
+                 or re.search(r"0x([0-9a-f]+) +0x([0-9a-f]+) ", line))
+        if found and int(found[1], 16) != 0:
+            total += int(found[2], 16)
+    return total
+
+
+def sizes(build):
+    for folder in [build] + [os.path.join(TARGETS, target) for target in built_targets()]:
+        name = "this machine (glibc)" if folder == build else os.path.basename(folder)
+        with tempfile.TemporaryDirectory() as work:
+            for product in ("modemctl", "libmodemapi.so"):
+                copy = shutil.copy(os.path.join(folder, product), work)
+                # A target's are stripped already, and in a form that this machine's program may not know.
+                subprocess.run(["strip", copy], stderr=subprocess.DEVNULL, check=False)
+                row(f"size of {product}, {name}", bytes=os.path.getsize(copy),
+                    own_bytes=own_bytes(folder) if product == "modemctl" else None)
+
+
+class Growth:
+    """Rows over a rising amount; the note is what each one more costs, which rises where a cost grows too fast."""
+
+    def __init__(self, what):
+        self.what = what
+        self.first = None
+
+    def row(self, amount, instructions, peak=None):
+        self.first = self.first or (amount, instructions)
+        more = amount - self.first[0]
+        row(f"{self.what}: {amount:,}", f"{(instructions - self.first[1]) // more:,} instructions each" if more else "",
+            instructions=instructions, peak_KiB=peak)
+
+
+def sysfs(build):
+    # Without a modem nothing ends the search before its last folder, or before the thousandth that it visits.
+    growth = Growth("modemctl signal, no modem, folders in sysfs")
+    for folders in (10, 100, 900, 10000):
+        router = Router(build, "--extra-folders", str(folders))
+        growth.row(folders, router.instructions("modemctl signal"))
+
+
+def apns(build):
+    growth = Growth("modemctl connect-auto, APN entries")
+    for entries in (100, 1000, 10000, 40000, 100000):
+        with tempfile.NamedTemporaryFile("w") as database:
+            database.write('var apn_config_default ={"apns":{"apn":[')
+            for i in range(entries):
+                mcc, mnc = (300 + i % 400, i % 100) if i else (232, 3)
+                database.write(f'{"," if i else ""}\n{{"carrier":"Network {i}","-mcc":"{mcc:03}","-mnc":"{mnc:02}",'
+                               '"-apn":"internet"}')
+            database.write("]}}\n")
+            database.flush()
+            router = Router(build, "--modem", "EC25,imsi=232031234567890", "--link", "setup=1", "--put",
+                            database.name + ":/www/src/lib/apn-config.js")
+            growth.row(entries, router.instructions("modemctl connect-auto"),
+                       router.measure("modemctl connect-auto", 1)[1])
+
+
+def spool(build):
+    growth = Growth("/modem/sms/list, messages")
+    router = Router(build, "--modem", "EC25")
+    for messages in (1, 100, 1000, 10000):
+        fill = (f"cd /etc/spool/sms/incoming; i=0; while [ $i -lt {messages} ]; do printf 'From: 43660123\\n"
+                "From_TOA: 91 international\\nSent: 26-11-21 01:02:03\\n\\nHello\\n' >GMS99.$i; i=$((i + 1)); done")
+        growth.row(messages, router.instructions("modemapi get /modem/sms/list '{\"modem_id\":3}'", fill))
+
+
+def many(build):
+    """Sixteen at once on one port for a minute: whose bytes a reply has is plain, for the modem echoes each command."""
+    script = r"""
+        for i in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16; do (
+            n=0
+            while [ $(cut -d. -f1 /proc/uptime) -lt $end ]; do
+                n=$((n + 1))
+                reply=$(modemctl AT AT+OWN$i.$n 2>/dev/null | tr -d '\n' | tr '\r' '|')
+                case $reply in
+                "AT+OWN$i.$n||ERROR|") echo own ;;
+                "") echo none ;;
+                *) echo "other AT+OWN$i.$n: $reply" ;;
+                esac
+            done >/tmp/replies.$i) & done
+        wait
+        cat /tmp/replies.*"""
+    lines = Router(build, "--modem", "EC25", "--wait").run(
+        "sh", "-c", "end=$(($(cut -d. -f1 /proc/uptime) + 60))" + script).stdout.splitlines()
+    own = lines.count("own")
+    others = [line for line in lines if line not in ("own", "none")]
+    row("16 x modemctl AT on one port for a minute",
+        f"{own:,} of {len(lines):,} commands ({100 * own / len(lines):.0f} %) got the port and their own reply, "
+        f"{len(others)} another's")
+    for line in others[:5]:
+        print(line)
+
+
+SECTIONS = {"commands": commands, "processors": processors, "sizes": sizes, "sysfs": sysfs, "apns": apns,
+            "spool": spool, "many": many}
+
+
+def main():
+    build = os.path.abspath(sys.argv[1])
+    print(f"{'':<46}" + "".join(f"{name:>14}" for name in COLUMNS))
+    for section in sys.argv[2:] or SECTIONS:
+        SECTIONS[section](build)
+
+
+if __name__ == "__main__":
+    main()
