@@ -18,7 +18,7 @@ void keep_imsi(const ModemDriver &rec)
     if (rec.ops.get_imsi == nullptr || rec.ops.get_imsi(rec, imsi) != 0)
         return;
     const auto command = compose_keep_imsi(imsi.view(), rec.bus.c_str());
-    if (command.empty())
+    if (command.empty() || state_path(rec.bus.c_str(), "cimi").empty())
         return;
     ensure_state_dir(rec.bus.c_str());
     execCommand(command.c_str());

@@ -16,6 +16,11 @@ Text<20> tty_path(int tty)
     return Text<20>::format("/dev/ttyUSB%d", tty);
 }
 
+Text<100> state_dir(const char *bus)
+{
+    return Text<100>::format("/tmp/modem.%s", bus);
+}
+
 // Makes the state directory and the file. @return 0, -1 when it cannot be opened
 int write_state(const char *bus, const char *file, std::string_view content)
 {
@@ -27,12 +32,15 @@ int write_state(const char *bus, const char *file, std::string_view content)
 
 Text<100> state_path(const char *bus, const char *file)
 {
-    return Text<100>::format("/tmp/modem.%s/%s", bus, file);
+    struct stat directory;
+    if (lstat(state_dir(bus).c_str(), &directory) == 0 && directory.st_uid != geteuid())
+        return {};
+    return Text<100>::format("%s/%s", state_dir(bus).c_str(), file);
 }
 
 void ensure_state_dir(const char *bus)
 {
-    mkdir(Text<100>::format("/tmp/modem.%s", bus).c_str(), 0755);
+    mkdir(state_dir(bus).c_str(), 0755);
 }
 
 int get_model(const char *bus, const char *port_path, TextOut out)

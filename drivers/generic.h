@@ -56,7 +56,8 @@ int at_expect_ok(const char *port_path, std::string_view command);
 /// Makes "/tmp/modem.<bus>" (mode 0755) where it is missing.
 void ensure_state_dir(const char *bus);
 
-/// A file of the bus's state directory.
+/// A file of the bus's state directory; empty, which no file is, where another user made that directory: in it
+/// everything may be a link to a file of ours.
 Text<100> state_path(const char *bus, const char *file);
 
 // How the replies are read.

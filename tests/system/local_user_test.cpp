@@ -1,0 +1,53 @@
+#include <gtest/gtest.h>
+
+#include "tests/system/harness.h"
+
+// Another user of the router, or a service that was taken over, can write where everybody can: into /tmp and /var/lock.
+// What it leaves there for us to find must not make root read or write files for it.
+
+namespace {
+
+// Runs a script after what the other user has done. Where only one user can be had (simrouter in a user namespace)
+// there is no other one.
+RouterRun run_after(const std::string &planted, const std::string &script)
+{
+    return run_shell({"--modem", "EC25,rat=NOSERVICE"},
+                     "cp -r /etc/config /tmp/before; touch /tmp/x; chown 65534 /tmp/x 2>/dev/null || { echo alone; "
+                     "exit; }\n" +
+                         planted + "\n" + script + "\ndiff -r /etc/config /tmp/before && echo unchanged");
+}
+
+TEST(LocalUser, CannotMakeUsReadOrWriteThroughAStateFolder)
+{
+    const RouterRun run =
+        run_after("cd /tmp; mkdir modem.1-1.2; for f in cimi modem-name modem-imei; do ln -s "
+                  "/etc/config/network modem.1-1.2/$f; done; chown -h 65534 modem.1-1.2",
+                  "modemctl carrier; modemapi get /modem/info | grep -o '\"name\":.*'; ls modem.1-1.2");
+    if (run.out == "alone\n")
+        GTEST_SKIP() << "There is one user only.";
+    EXPECT_EQ(run.out, "\"name\":\"EC25\",\ncimi\nmodem-imei\nmodem-name\nunchanged\n") << run.err;
+}
+
+TEST(LocalUser, CannotLeadUsElsewhereByALinkInPlaceOfTheFolder)
+{
+    const RouterRun run =
+        run_after("mkdir /tmp/theirs; ln -s /etc/config /tmp/modem.1-1.2; chown -h 65534 /tmp/modem.1-1.2",
+                  "modemctl carrier; modemapi get /modem/info >/dev/null");
+    if (run.out == "alone\n")
+        GTEST_SKIP() << "There is one user only.";
+    EXPECT_EQ(run.out, "unchanged\n") << run.err;
+}
+
+TEST(LocalUser, CannotHaveAFileOpenedAsTheWritersLock)
+{
+    const RouterRun run =
+        run_after("mkdir -p /var/lock; ln -s /tmp/made /var/lock/modemctl.network.lock; chown -h 65534 "
+                  "/var/lock/modemctl.network.lock",
+                  "modemctl connect serial /dev/ttyUSB3 '*99#' internet >/dev/null 2>&1; uci get "
+                  "network.modem_1_1_2.apn; ls /tmp/made 2>/dev/null; cp /tmp/before/* /etc/config");
+    if (run.out == "alone\n")
+        GTEST_SKIP() << "There is one user only.";
+    EXPECT_EQ(run.out, "internet\nunchanged\n") << run.err;
+}
+
+} // namespace
