@@ -4,53 +4,21 @@
 // two was seen, and whatever else was.
 
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <map>
 #include <random>
 #include <set>
 #include <string>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
+#include "tests/system/packages.h"
+
 namespace {
 
-namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 using Microseconds = std::chrono::microseconds;
-using Packages = std::map<std::string, std::string>; ///< texts by name
-
-const fs::path folder = "/etc/config";
-const fs::path folder_between = "/tmp/between";
-
-/// What a commit that did not come to its end left beside the packages is none.
-Packages read_packages(const fs::path &from = folder)
-{
-    Packages packages;
-    std::error_code missing;
-    for (const auto &entry : fs::directory_iterator(from, missing)) {
-        const std::string name = entry.path().filename();
-        std::ifstream in(entry.path(), std::ios::binary);
-        if (!name.starts_with('.'))
-            packages[name] = {std::istreambuf_iterator<char>(in), {}};
-    }
-    return packages;
-}
-
-/// As after the power has come back, with the flash as it once was.
-void restore(const Packages &packages)
-{
-    fs::remove_all("/tmp/.uci");
-    for (const auto &[name, text] : packages)
-        std::ofstream(folder / name, std::ios::binary) << text;
-}
-
 pid_t start(char **command)
 {
     const pid_t child = fork();
@@ -60,19 +28,6 @@ pid_t start(char **command)
         _exit(127);
     }
     return child;
-}
-
-/// Nothing of the command is left: what lost its parent became our child.
-void cut_power()
-{
-    for (bool any = true; any;) {
-        any = false;
-        std::ifstream children("/proc/thread-self/children");
-        for (pid_t child; children >> child; any = true) {
-            kill(child, SIGKILL);
-            waitpid(child, nullptr, 0);
-        }
-    }
 }
 
 struct WholeRun {
@@ -91,7 +46,7 @@ WholeRun run_wholly(char **command)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     run.after = read_packages();
-    cut_power();
+    kill_children();
     return run;
 }
 
@@ -105,7 +60,7 @@ int main(int argc, char **argv)
     const int times = atoi(argv[1]);
     std::mt19937 random(static_cast<unsigned>(atoi(argv[2])));
     const Packages before = read_packages();
-    const Packages between = read_packages(folder_between);
+    const Packages between = read_packages(packages_between);
     const auto [after, duration] = run_wholly(argv + 3);
     std::uniform_int_distribution<int64_t> moment(0, duration.count() * 6 / 5);
 
@@ -118,7 +73,7 @@ int main(int argc, char **argv)
             waitpid(child, nullptr, 0);
         else if (i > 0)
             std::this_thread::sleep_for(Microseconds(moment(random)));
-        cut_power();
+        kill_children();
         for (const auto &[name, text] : read_packages()) {
             const auto is_in = [&, &file = name, &now = text](const Packages &packages) {
                 const auto found = packages.find(file);

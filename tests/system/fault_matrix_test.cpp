@@ -31,10 +31,22 @@ const Fault faults[] = {
      "mkdir -p /var/lock; exec 9>/var/lock/modemctl.network.lock; flock 9; ",
      "flock -u 9; ",
      true},
+    {"another process keeps the lock of a file of UCI for 2 s",
+     {},
+     "exec 9</etc/config/network; flock 9; (sleep 2; flock -u 9) & ",
+     "",
+     true},
+    {"`/tmp` is full",
+     {},
+     "mount -o remount,size=$(($(df -k /tmp | awk 'NR == 2 {print $3}') + 256))k /; dd if=/dev/zero of=/tmp/fill "
+     "2>/dev/null; ",
+     "rm /tmp/fill; ",
+     false},
     {"the folder of saved changes is a file", {}, "rm -rf /tmp/.uci; echo x >/tmp/.uci; ", "rm -rf /tmp/.uci; ", false},
     {"the port is locked for ever", {}, "exec 8</dev/ttyUSB2; flock 8; ", "flock -u 8; ", true},
     {"the modem is silent", {"--fault", "silence"}, "", "", true},
     {"the modem goes away at its first command", {"--fault", "gone-during"}, "", "", true},
+    {"it comes back under other numbers meanwhile", {"--fault", "gone-during=300", "--renumber"}, "", "", true},
 };
 
 class FaultMatrix : public testing::TestWithParam<Fault> {};
@@ -47,7 +59,8 @@ TEST_P(FaultMatrix, LeavesWholeFilesBehind)
     const RouterRun run = run_shell(
         options,
         std::string("cp -r /etc/config /tmp/before; ") + fault.before +
-            "modemctl connect serial /dev/ttyUSB3 '*99#' internet >/dev/null 2>&1; echo status $?; " + fault.after +
+            "modemctl connect serial /dev/ttyUSB3 '*99#' internet >/dev/null 2>&1 9<&-; echo status $?; " +
+            fault.after +
             "for p in network mwan3 system devconf cellconf firewall; do uci -q show $p >/dev/null || echo $p is "
             "broken; done; uci get network.lan.proto; uci -q get network.modem_1_1_2.apn; cd /etc/config; for f in "
             "*; do [ -s $f ] || [ ! -s /tmp/before/$f ] || echo $f is empty; done");

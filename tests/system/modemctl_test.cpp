@@ -178,59 +178,6 @@ TEST(At, CutsACommandSoThatItsLineEndStillFits)
     EXPECT_EQ(modemctl(ec25, {"AT", command}).sent_to("ttyUSB2"), command.substr(0, 253) + "\r\n");
 }
 
-TEST(At, CutsAReplyOfFiveThousandBytesAtItsBuffer)
-{
-    const RouterRun run = modemctl({"--modem", "EC25", "--fault", "extra=5000:ATI"}, {"AT", "ATI"});
-    EXPECT_EQ(run.out.size(), 1u + 4095u);
-    EXPECT_EQ(run.out.substr(0, 8), "\nATI\r\r\nQ") << run.out.substr(0, 20);
-}
-
-TEST(At, EndsAnEndlessReplyAtItsBuffer)
-{
-    EXPECT_EQ(modemctl({"--modem", "EC25", "--fault", "endless:AT+CSQ"}, {"AT", "AT+CSQ"}).out.size(), 1u + 4095u);
-}
-
-TEST(At, LeavesOutZeroBytes)
-{
-    const std::string expected = modemctl(ec25, {"AT", "AT+CSQ"}).out;
-    EXPECT_EQ(modemctl({"--modem", "EC25", "--fault", "zero=5:AT+CSQ"}, {"AT", "AT+CSQ"}).out, expected);
-}
-
-TEST(At, PassesEightBitBytesThrough)
-{
-    const RouterRun run = modemctl({"--modem", "EC25", "--fault", "eight-bit=3:AT+CSQ"}, {"AT", "AT+CSQ"});
-    EXPECT_EQ(run.out.size(), modemctl(ec25, {"AT", "AT+CSQ"}).out.size() + 3);
-}
-
-TEST(At, GivesUpOnASilentModemAfterThirtyHalfSeconds)
-{
-    const RouterRun run = modemctl({"--modem", "EC25", "--fault", "silence"}, {"AT", "ATI"});
-    EXPECT_EQ(run.out + run.err, "");
-    EXPECT_EQ(run.status, 0);
-    EXPECT_GE(run.duration, std::chrono::milliseconds{15000});
-}
-
-TEST(At, PrintsWhatCameOfAReplyWithoutItsEnd)
-{
-    const RouterRun run = modemctl({"--modem", "EC25", "--fault", "no-final:AT+CSQ"}, {"AT", "AT+CSQ"});
-    EXPECT_EQ(run.out, "\nAT+CSQ\r\r\n+CSQ: 31,99\r\n");
-    EXPECT_GE(run.duration, std::chrono::milliseconds{15000});
-}
-
-TEST(At, WaitsForALateModem)
-{
-    EXPECT_EQ(modemctl({"--modem", "EC25", "--fault", "late=1700:AT+CSQ"}, {"AT", "AT+CSQ"}).out,
-              "\nAT+CSQ\r\r\n+CSQ: 31,99\r\n\r\nOK\r\n");
-}
-
-TEST(At, SendsNothingWhileAnotherProcessHoldsThePort)
-{
-    const RouterRun run = run_shell(ec25, "exec 9</dev/ttyUSB2; flock 9; modemctl AT ATI; echo status $?");
-    EXPECT_EQ(run.out, "status 0\n");
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.sent_to("ttyUSB2"), "");
-}
-
 TEST(At, LeavesTheTerminalAsItFoundIt)
 {
     const RouterRun run =
@@ -239,15 +186,6 @@ TEST(At, LeavesTheTerminalAsItFoundIt)
     const auto settings = lines_of(run.out);
     ASSERT_EQ(settings.size(), 2u) << run.out << run.err;
     EXPECT_EQ(settings[0], settings[1]);
-}
-
-TEST(At, SurvivesADeviceThatGoesAway)
-{
-    for (const char *fault : {"gone-before:ATI", "gone-during:ATI", "gone-after:ATI"}) {
-        const RouterRun run = modemctl({"--modem", "EC25", "--fault", fault}, {"AT", "ATI"});
-        EXPECT_EQ(run.status, 0) << fault;
-        EXPECT_LT(run.duration, std::chrono::seconds{16}) << fault;
-    }
 }
 
 // Signal

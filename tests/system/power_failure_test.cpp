@@ -2,7 +2,7 @@
 
 #include "tests/system/online.h"
 
-// A router loses its power whenever it likes.
+// A router loses its power whenever it likes, and we are killed by whoever runs out of memory or patience.
 
 namespace {
 
@@ -34,6 +34,20 @@ TEST(SlowPowerFailure, FindsTheInterfaceAsItWasOrAsItBecomesOrNotAtAll)
     EXPECT_EQ(cut_power(connect + make_between + connect, "50 4 modemctl connect serial /dev/ttyUSB3 umts iot").out,
               "cellconf old\ndevconf old\nfirewall old\nmwan3 old\nnetwork old new\nsmsrelay old\nsystem old new\n"
               "wireless old\n");
+}
+
+// Every twelfth call that can change something, in four routers side by side from another one on, so every third is met.
+TEST(SlowKill, LeavesTheNextRunNothingToMend)
+{
+    std::vector<std::function<RouterRun()>> runs;
+    for (const char *first : {"0", "3", "6", "9"})
+        runs.emplace_back([first] {
+            return run_online({"--modem", "EC25", "--link", "setup=100"},
+                              "exec " + built("kill_at_call") + " changes " + first +
+                                  " 12 modemctl connect qmi /dev/cdc-wdm0 fdd_lte internet");
+        });
+    for (const RouterRun &run : run_at_once(runs))
+        EXPECT_EQ(run.out, "enough\n") << run.err;
 }
 
 } // namespace
