@@ -19,6 +19,7 @@ struct Fault {
 
 const Fault faults[] = {
     {"ubusd is not there", {"--ubus", "absent"}, "", "", true},
+    {"ubusd answers a second late", {"--ubus", "delay=1000"}, "", "", true},
     {"ubusd loses the connection in a call", {"--ubus", "dying"}, "", "", true},
     {"`/etc/config` is full",
      {"--config-size", "65536"},
@@ -76,6 +77,17 @@ INSTANTIATE_TEST_SUITE_P(Slow, FaultMatrix, testing::ValuesIn(faults), [](const 
             name += *character;
     return name;
 });
+
+// It takes its time then, 100 s for a question of ours, and longer for the command that brings the interface up.
+TEST(FaultMatrix, ADeafUbusdIsWaitedForWithTheSettingsWritten)
+{
+    const RouterRun run = run_shell(
+        {"--modem", "EC25", "--ubus", "deaf", "--put-text", "/tmp/sim_status=ready", "--put-text", "/tmp/sim_type=x"},
+        "modemctl connect serial /dev/ttyUSB3 '*99#' internet >/dev/null 2>&1 & pid=$!; until uci -q get "
+        "network.modem_1_1_2.apn && uci -q get network.modem_1_1_2.disabled; do sleep 0.2; done; sleep 1; "
+        "kill $pid && echo still waiting; uci get network.lan.proto");
+    EXPECT_EQ(run.out, "internet\n0\nstill waiting\nstatic\n") << run.err;
+}
 
 TEST(FaultMatrix, ABrokenConfigurationStaysAsItIs)
 {

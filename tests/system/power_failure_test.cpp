@@ -36,7 +36,8 @@ TEST(SlowPowerFailure, FindsTheInterfaceAsItWasOrAsItBecomesOrNotAtAll)
               "wireless old\n");
 }
 
-// Every twelfth call that can change something, in four routers side by side from another one on, so every third is met.
+// Every twelfth call that can change something, in four routers side by side from another one on, so every third is
+// met.
 TEST(SlowKill, LeavesTheNextRunNothingToMend)
 {
     std::vector<std::function<RouterRun()>> runs;
