@@ -1,7 +1,6 @@
 // Requests of any content to every handler of the web API. The shell, the modem's port and ubus are stand-ins here that
 // record and answer; files and configuration are real, so the target runs in the simulated router and nowhere else.
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <unistd.h>
@@ -10,7 +9,7 @@
 #include "at/serial_port.h"
 #include "platform/shell.h"
 #include "platform/ubus.h"
-#include "tests/fuzz/check.h"
+#include "tests/fuzz/sandbox.h"
 
 namespace {
 
@@ -112,9 +111,7 @@ extern "C" int usleep(useconds_t)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
 {
-    std::array<char, 64> host{};
-    gethostname(host.data(), host.size() - 1);
-    check(std::string_view{host.data()} == "OpenWrt", "the target runs in the simulated router");
+    require_simulated_router();
     if (size == 0)
         return 0;
 

@@ -2,7 +2,11 @@
 // read again.
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <string_view>
+
+#include <uci.h>
 
 #include "platform/uci.h"
 #include "platform/uci_folders.h"
@@ -20,11 +24,16 @@ std::string read_option(const Uci &uci, const char *path)
 
 // libuci writes a section's type without quotes, whatever it holds: a file with such a type does not outlive a commit,
 // of the real library either.
-bool has_odd_type(std::string_view text)
+bool has_odd_type(const char *folder)
 {
-    for (size_t at = text.find("config"); at != std::string_view::npos; at = text.find("config", at + 1)) {
-        const std::string_view line = text.substr(at, text.find('\n', at) - at);
-        if (line.find_first_of("\"'\\#;") != std::string_view::npos)
+    const std::unique_ptr<uci_context, decltype(&uci_free_context)> context(uci_alloc_context(), uci_free_context);
+    uci_package *package = nullptr;
+    if (uci_set_confdir(context.get(), folder) != UCI_OK || uci_load(context.get(), "network", &package) != UCI_OK)
+        return false;
+    uci_element *section = nullptr;
+    uci_foreach_element(&package->sections, section)
+    {
+        if (std::string_view{uci_to_section(section)->type}.find_first_of("\"'\\#; \t\r\v\f") != std::string_view::npos)
             return true;
     }
     return false;
@@ -34,10 +43,10 @@ bool has_odd_type(std::string_view text)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
 {
-    if (has_odd_type({reinterpret_cast<const char *>(bytes), size}))
-        return 0;
     static const TemporaryDirectory folder;
     const std::string file = folder.file("network", {reinterpret_cast<const char *>(bytes), size});
+    if (has_odd_type(folder.path().c_str()))
+        return 0;
     const UciFolders folders = {.config = Text<64>{folder.path().c_str()},
                                 .saved = Text<64>{folder.entry("saved").c_str()},
                                 .lock = Text<64>{folder.entry("lock").c_str()}};
