@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Prints what modemctl costs, as one table: run.py BUILD_FOLDER [SECTION...], all sections when none is given.
+"""Prints what modemctl costs, as one table.
 
 "own ms" is the median less the waits that the serial protocol prescribes: 50 ms after opening a port, for each transaction.
 Instructions are counted by callgrind, for another processor by qemu: they are the same at every measurement. Peak KiB
@@ -8,6 +8,7 @@ of stripped files, own bytes what modemctl's rooms have in the linked program, w
 gammu, which a user could pick instead, does the same work on the same simulated port in the same run.
 """
 
+import argparse
 import os
 import platform
 import re
@@ -211,10 +212,15 @@ SECTIONS = {"commands": commands, "processors": processors, "sizes": sizes, "sys
 
 
 def main():
-    build = os.path.abspath(sys.argv[1])
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("build", help="folder of a release build")
+    parser.add_argument("section", nargs="*", help=f"of {', '.join(SECTIONS)}; all where none is named")
+    words = parser.parse_args()
+    if unknown := [section for section in words.section if section not in SECTIONS]:
+        parser.error(f"no such section: {', '.join(unknown)}")
     print(f"{'':<46}" + "".join(f"{name:>14}" for name in COLUMNS))
-    for section in sys.argv[2:] or SECTIONS:
-        SECTIONS[section](build)
+    for section in words.section or SECTIONS:
+        SECTIONS[section](os.path.abspath(words.build))
 
 
 if __name__ == "__main__":
