@@ -127,7 +127,8 @@ void write_interface(const ModemDriver &rec, const char *ifname, const char *pro
     kuci_free(std::move(uci));
     execCommand(reload_led);
     set_up_multi_wan_member(rec.iface.c_str(), settings.operator_name);
-    write_forced_ttl(rec, led_device.c_str());
+    const bool is_directip = strcmp(proto, "directip") == 0;
+    write_forced_ttl(rec, is_directip ? "" : led_device.c_str());
 }
 
 int delete_interface(const char *iface)

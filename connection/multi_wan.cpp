@@ -84,7 +84,7 @@ void set_up_multi_wan_member(const char *iface, const char *operator_name)
     kuci2_free(std::move(uci));
 }
 
-void write_forced_ttl(const ModemDriver &rec, const char *led_device)
+void write_forced_ttl(const ModemDriver &rec, const char *device)
 {
     Uci uci = kuci2_init();
     const char *section = rec.iface.c_str();
@@ -92,7 +92,7 @@ void write_forced_ttl(const ModemDriver &rec, const char *led_device)
         kuci2_delete(uci, Text<64>::format("cellconf.%s", section).c_str());
     } else {
         kuci2_set_name(uci, "cellconf", section, nullptr, "forceTTL");
-        kuci2_set_name(uci, "cellconf", section, "dev", led_device);
+        kuci2_set_name(uci, "cellconf", section, "dev", device);
         kuci2_set_name(uci, "cellconf", section, "ttl", Text<4>::format("%d", rec.ttl).c_str());
     }
     kuci2_commit(uci, "cellconf");

@@ -6,5 +6,6 @@
 /// operator asks. A change restarts mwan3 in the background.
 void set_up_multi_wan_member(const char *iface, const char *operator_name);
 
-/// Writes the section that forces the TTL of the modem's traffic on led_device, or removes it where rec forces none.
-void write_forced_ttl(const ModemDriver &rec, const char *led_device);
+/// Writes the section that forces the TTL of the modem's traffic on device (empty: names none), or removes it where rec
+/// forces none.
+void write_forced_ttl(const ModemDriver &rec, const char *device);

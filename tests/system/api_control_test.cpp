@@ -108,6 +108,18 @@ TEST(Set, ConnectsByTheDeviceWithAllThatIsAsked)
                        "Visible\n");
 }
 
+// A DirectIP modem's device is an Ethernet one whose TTL is not forced, whatever the LED follows.
+TEST(Set, ForcesTheTtlOfNoDeviceOfADirectIpModem)
+{
+    const RouterRun run = serve({"--modem", "MC7430", "--link", "setup=100"},
+                                "post /modem/set {\"modem_id\":5,\"device\":\"/dev/ttyUSB0\",\"ttl\":64}\n", {},
+                                "uci show cellconf; uci get system.led_3gnet.dev | grep -c .");
+    EXPECT_EQ(run.out, "0 {}\n"
+                       "cellconf.modem_1_1_2=forceTTL\n"
+                       "cellconf.modem_1_1_2.ttl='64'\n"
+                       "1\n");
+}
+
 TEST(Set, TakesQcmBeforeTheDevice)
 {
     const RouterRun qcm = serve({"--modem", "EC25", "--link", "setup=100"},
