@@ -34,6 +34,9 @@ class AtCommand {
 [[gnu::noinline]] int at_command(const char *port_path, AtCommand command, TextOut reply, int capacity);
 int at_command(const char *port_path, const AtCommand &command, TextOut reply);
 
+/// How many half-seconds of silence a transaction with that command bears in all, whatever comes between them.
+int silence_budget(std::string_view command);
+
 /// Whether "OK" stands in the text with a carriage return or a line feed right after it.
 bool reply_has_ok(std::string_view text);
 

@@ -31,14 +31,6 @@ constexpr SilenceBudget silence_budgets[] = {
     {"", 30},
 };
 
-int silence_budget(std::string_view command)
-{
-    for (const SilenceBudget &row : silence_budgets)
-        if (command.starts_with(row.command_start))
-            return row.empty_reads;
-    return 0;
-}
-
 // The lock is taken before the port is touched: attributes set, restored and queues discarded by one that has to give
 // up would cost the holder bytes of its reply. What waits, waits as long as if it had prepared the port first.
 bool lock_port(int fd)
@@ -100,6 +92,14 @@ size_t collect(int fd, char *reply, size_t capacity, int budget)
 }
 
 } // namespace
+
+int silence_budget(std::string_view command)
+{
+    for (const SilenceBudget &row : silence_budgets)
+        if (command.starts_with(row.command_start))
+            return row.empty_reads;
+    return 0;
+}
 
 AtCommand::AtCommand(std::string_view text, size_t longest)
 {

@@ -103,6 +103,14 @@ TEST(ModemList, HasTheModemsInTheOrderOfTheirPlaces)
     EXPECT_EQ(answer.find("1-1.4"), std::string::npos) << "a place without a modem is left out";
 }
 
+TEST(ModemList, HasAnEmptyCarrierForABrokenImsiCache)
+{
+    const std::string answer =
+        only_answer({"--modem", "EC25,rat=NOSERVICE", "--put-text", "/tmp/modem.1-1.2/cimi=ERROR"}, "get /modem/info");
+    EXPECT_NE(answer.find(R"("carrier":"")"), std::string::npos) << answer;
+    EXPECT_EQ(answer.find(R"("mcc")"), std::string::npos) << answer;
+}
+
 TEST(ModemList, TellsOfPassThroughOnlyWhileItRunsOverAModem)
 {
     const auto settings = [](const std::string &running, const std::string &more = {}) {

@@ -56,6 +56,16 @@ TEST(Connect, WithoutAnApnWritesNone)
     EXPECT_EQ(run.sent_to("ttyUSB2"), "");
 }
 
+TEST(Connect, BySerialWithoutAnApnWritesNone)
+{
+    const RouterRun run =
+        router({"--modem", "EC25", "--link", "setup=100"},
+               "modemctl connect serial /dev/ttyUSB3 '*99#'; uci show network.modem_1_1_2 | cut -d. -f3");
+    EXPECT_EQ(run.out, "\nconnect success\n\nifname='3g-modem'\nservice='*99#'\nproto='3g'\n"
+                       "device='/dev/ttyUSB3'\nnode='1-1\nmetric='40'\ndisabled='0'\n");
+    EXPECT_EQ(run.sent_to("ttyUSB2"), "");
+}
+
 TEST(Connect, ByQmiRunsItsCommandsInTheirOrder)
 {
     const RouterRun run =

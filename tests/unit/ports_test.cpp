@@ -159,6 +159,14 @@ TEST_F(SysfsWalk, ListsAControlDevice)
     EXPECT_EQ(ports(), "/dev/cdc-wdm0 ");
 }
 
+TEST_F(SysfsWalk, HasThePortsOfEveryDeviceBelow)
+{
+    make("1-1.2/1-1.2:1.2/ttyUSB2/tty/ttyUSB2");
+    make("1-1.3/1-1.3:1.0/tty/ttyACM0");
+    const std::string both = ports();
+    EXPECT_TRUE(both == "/dev/ttyUSB2 /dev/ttyACM0 " || both == "/dev/ttyACM0 /dev/ttyUSB2 ") << both;
+}
+
 TEST_F(SysfsWalk, ListsNothingWhereThereIsNothing)
 {
     EXPECT_EQ(ports(), "");

@@ -2,10 +2,32 @@
 
 #include <climits>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
 namespace {
+
+TEST(SilenceBudget, IsLongForAnOperatorScanAndARestart)
+{
+    const std::pair<const char *, int> rows[] = {
+        {"AT+COPS=?", 30000},
+        {"AT+COPS=?;+CSQ", 30000},
+        {"AT+COPS?", 30},
+        {"at+cops=?", 30},
+        {"AT+COPS=", 30},
+        {"AT+CFUN=1,1", 300},
+        {"AT+CFUN=1,1\r", 300},
+        {"AT+CFUN=1", 30},
+        {"AT+CFUN=1,0", 30},
+        {"AT+CFUN=4,1", 30},
+        {"ATI", 30},
+        {"", 30},
+        {" AT+CFUN=1,1", 30},
+    };
+    for (const auto &[command, half_seconds] : rows)
+        EXPECT_EQ(silence_budget(command), half_seconds) << command;
+}
 
 struct OkRow {
     const char *what;
