@@ -51,14 +51,15 @@ struct Section {
     }
 };
 
-// A node outlives a change of the device's number, so what sits there now comes before the option.
+// A node outlives a change of the device's number, so what sits there now counts, and nothing where nothing sits there.
 Text<50> find_data_device(const Section &network)
 {
     const auto node = network.read<50>("node");
+    if (node.empty())
+        return network.read<50>("device");
     Text<50> device;
-    if (!node.empty() && interface_port_path(node.c_str(), device) > 0)
-        return device;
-    return network.read<50>("device");
+    interface_port_path(node.c_str(), device);
+    return device;
 }
 
 void add_operator(json_object *config, const Uci &uci)

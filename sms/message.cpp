@@ -1,5 +1,6 @@
 #include "sms/message.h"
 
+#include "at/at.h"
 #include "platform/files.h"
 
 namespace {
@@ -69,9 +70,8 @@ const char *parse_number_type(std::string_view line)
 void parse_length(std::string_view line, int32_t &length)
 {
     constexpr std::string_view label = "Length: ";
-    const Text<32> digits{without_first(line, label.size())};
-    if (line.starts_with(label) && digits.view().find_first_of("0123456789") != std::string_view::npos)
-        length = text_to_int(digits.c_str());
+    if (line.starts_with(label))
+        int_after_label(line, label, length);
 }
 
 Json read_message(const char *path)

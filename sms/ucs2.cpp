@@ -68,9 +68,9 @@ Text<5> encode_utf8(uint32_t character)
 Text<2048> convert_ucs2(std::span<const char> body, int characters)
 {
     Text<2048> text;
-    const int64_t wanted = std::clamp<int64_t>(int64_t{characters} * bytes_per_character, 0, text.capacity() - 1);
-    const auto limit = static_cast<size_t>(wanted);
-    body = body.first(std::min(limit, body.size()));
+    const auto wanted = static_cast<size_t>(std::max<int64_t>(int64_t{characters} * bytes_per_character, 0));
+    const size_t limit = std::min(wanted, text.capacity() - 1);
+    body = body.first(std::min(wanted, body.size()));
     size_t size = 0;
     for (auto character = take_character(body); character.value_or(0) != 0; character = take_character(body)) {
         const auto encoded = encode_utf8(*character);

@@ -150,6 +150,10 @@ TEST(ModemList, HintsAtAWifiChannelUnlessTheFirstModemsAreDisabled)
     EXPECT_EQ(hint("uci set wireless.wifi0.channel=6; "), "0");
     EXPECT_EQ(hint("uci set wireless.wifi0.channel=auto; "), "0");
     EXPECT_EQ(hint("uci set devconf.modem.dev1=7; uci set wireless.wifi0.channel=11; "), "1");
+    const std::string main_off = "uci set wireless.@wifi-iface[0].disabled=1; "
+                                 "uci set wireless.guest2g=wifi-iface; ";
+    EXPECT_EQ(hint(main_off), "11") << "the guests' network is on";
+    EXPECT_EQ(hint(main_off + "uci set wireless.guest2g.disabled=1; "), "0");
     const std::string disable = "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.disabled=1; ";
     EXPECT_EQ(hint(disable), "0");
     const std::string second_place = "uci delete devconf.modem.bus; uci add_list devconf.modem.bus=1-1.4; uci add_list "
@@ -200,7 +204,7 @@ TEST(Settings, AreThoseOfTheBussSection)
         << "what sits at the node now";
     EXPECT_EQ(
         only_answer({"--modem", "EC25"}, "get /modem/get", section + "uci set network.modem_1_1_2.node=1-1.9:1.4; "),
-        R"(0 {"config":{"service":"lte","device":"\/dev\/ttyUSB3",)" + rest)
+        R"(0 {"config":{"service":"lte","device":"",)" + rest)
         << "a node that is gone";
 }
 

@@ -24,9 +24,17 @@ struct LengthRow {
     int32_t length; // 77: unchanged
 };
 const LengthRow length_rows[] = {
-    {"Length: 5\n", 5},  {"Length: 160", 160}, {"Length: -1\n", -1},      {"Length: 99999999\n", 99999999},
-    {"Length: x\n", 77}, {"Length: \n", 77},   {"Modem Length: 5\n", 77}, {"Length: 99999999999999\n", INT32_MAX},
+    {"Length: 5\n", 5},
+    {"Length: 160", 160},
+    {"Length: -1\n", -1},
+    {"Length: 99999999\n", 99999999},
+    {"Length: x\n", 77},
+    {"Length: \n", 77},
+    {"Modem Length: 5\n", 77},
+    {"Length: 99999999999999\n", INT32_MAX},
     {"Length:5\n", 77},
+    {"Length: x7\n", 77},
+    {"Length:   7 characters\n", 7},
 };
 
 TEST(MessageLength, IsReadAtTheStartOfItsLineOnly)
@@ -81,6 +89,14 @@ TEST(Ucs2Body, IsCutAtItsBuffer)
         body += "\x4f\x60";
     const auto text = convert_ucs2(body, 1024);
     EXPECT_EQ(text.size(), 2046u); // 682 whole characters
+}
+
+TEST(Ucs2Body, IsReadToItsLastCharacter)
+{
+    std::string body;
+    for (int i = 0; i < 1024; i++)
+        body += std::string{"\0a", 2};
+    EXPECT_EQ(convert_ucs2(body, 1024).size(), 1024u);
 }
 
 class Spool : public testing::Test {
