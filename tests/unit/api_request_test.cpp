@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "api/handlers.h"
 #include "core/modem_table.h"
 
 namespace {
@@ -73,6 +74,49 @@ TEST(RequestedText, FallsBackWhereTheMemberIsAbsent)
     EXPECT_STREQ(requested_text(parse(R"({"proto":""})").get(), "proto", "auto"), "");
     EXPECT_STREQ(requested_text(parse("{}").get(), "proto", "auto"), "auto");
     EXPECT_EQ(requested_text(parse("{}").get(), "proto", nullptr), nullptr);
+}
+
+/// Takes the operations of a model away, as a new model may lack them.
+class WithoutOperations {
+  public:
+    explicit WithoutOperations(int32_t modem_id) : entry_(*find_driver_by_id(modem_drivers(), modem_id)), kept_(entry_)
+    {
+        entry_.ops = {};
+    }
+    WithoutOperations(const WithoutOperations &) = delete;
+    WithoutOperations &operator=(const WithoutOperations &) = delete;
+    ~WithoutOperations() { entry_ = kept_; }
+    ModemOps &ops() { return entry_.ops; }
+
+  private:
+    ModemDriver &entry_;
+    const ModemDriver kept_;
+};
+
+TEST(ModemFacts, AreNotSupportedWithoutBarsWhateverElseWasRead)
+{
+    WithoutOperations ec25{3};
+    ec25.ops().get_imsi = [](const ModemDriver &, TextOut out) { return out.assign("262011234567890") ? 0 : -1; };
+    const Json request = parse(R"({"bus":"9-9","modem_id":3})");
+    const Json response{json_object_new_object()};
+    EXPECT_EQ(report_modem_facts(request.get(), response.get()), modem_api_not_supported);
+    EXPECT_STREQ(json_object_to_json_string(response.get()), "{ }");
+
+    ec25.ops().get_csq = [](const ModemDriver &, int32_t &bars) {
+        bars = 3;
+        return 1;
+    };
+    EXPECT_EQ(report_modem_facts(request.get(), response.get()), modem_api_success);
+    EXPECT_STREQ(json_object_to_json_string_ext(response.get(), JSON_C_TO_STRING_PLAIN),
+                 R"({"modem_info":{"imsi":"262011234567890","signal":3}})");
+}
+
+TEST(Cells, AreNotSupportedByAModelThatTellsNone)
+{
+    const WithoutOperations ec25{3};
+    const Json response{json_object_new_object()};
+    EXPECT_EQ(report_cells(parse(R"({"bus":"9-9","modem_id":3})").get(), response.get()), modem_api_not_supported);
+    EXPECT_STREQ(json_object_to_json_string(response.get()), "{ }");
 }
 
 } // namespace
