@@ -200,16 +200,16 @@ Text<100> list_bands(std::string_view mask)
 
 int32_t parse_lte_band(std::string_view reply)
 {
-    int32_t band = 0;
+    std::optional<int32_t> band;
     for_each_tag(reply, ": \"servingcell", 12, [&](std::string_view found) {
         const Json cell{json_object_new_object()};
-        if (band != 0 || parse_servingcell(found, cell.get()) != 0)
+        if (band || parse_servingcell(found, cell.get()) != 0)
             return;
         const char *technology = kjson_get_string(cell.get(), "rat");
         if (technology != nullptr && strcmp(technology, "LTE") == 0)
             band = text_to_int(or_empty(kjson_get_string(cell.get(), "band")));
     });
-    return band;
+    return band.value_or(0);
 }
 
 int quectel_set_thermal(const ModemDriver &rec)

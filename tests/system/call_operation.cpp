@@ -37,6 +37,7 @@ const std::map<std::string, Operation> operations = {
     {"get_model", [](Call &c) { return c.rec.ops.get_model(c.rec.bus.c_str(), c.port().c_str(), c.text); }},
     {"get_imei", [](Call &c) { return c.rec.ops.get_imei(c.port().c_str(), c.rec.bus.c_str(), c.text); }},
     {"get_imsi", [](Call &c) { return c.rec.ops.get_imsi(c.rec, c.text); }},
+    {"get_sim_status", [](Call &c) { return c.rec.ops.get_sim_status(c.rec, c.text); }},
     {"get_csq",
      [](Call &c) {
          int32_t bars = -77;

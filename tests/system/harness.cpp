@@ -208,6 +208,12 @@ RouterRun run_shell(const std::vector<std::string> &options, const std::string &
     return run_in_router({.options = options, .input = {}}, {"sh", "-c", script});
 }
 
+RouterRun call_operation(const std::vector<std::string> &options, std::vector<std::string> words)
+{
+    words.insert(words.begin(), built("call_operation"));
+    return run_in_router({.options = options, .input = ""}, words);
+}
+
 std::string ask(const std::string &port, const std::string &text)
 {
     return "exec 3<>" + port + " && stty raw -echo <&3 && printf '" + text +

@@ -33,6 +33,9 @@ RouterRun run_in_router(const RunOptions &options, const std::vector<std::string
 /// The same with a text for the router's shell.
 RouterRun run_shell(const std::vector<std::string> &options, const std::string &script);
 
+/// Calls an operation of a model's record (call_operation.cpp): model number, bus, operation and its arguments.
+RouterRun call_operation(const std::vector<std::string> &options, std::vector<std::string> words);
+
 /// Shell commands for run_shell that send text (in printf's form) to a port of the router and print what comes back, up
 /// to and with the line "OK" or "ERROR".
 std::string ask(const std::string &port, const std::string &text);

@@ -12,12 +12,6 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-RouterRun operation(const Lines &options, Lines words)
-{
-    words.insert(words.begin(), built("call_operation"));
-    return run_in_router({.options = options, .input = "", .deadline = std::chrono::seconds{60}}, words);
-}
-
 // What every command prints, in the form of a terminal session.
 std::string session_of(const std::string &model)
 {
@@ -120,7 +114,7 @@ TEST(PdpContext, IsWrittenOnlyForASimThatIsReady)
         options.insert(options.end(), row.files.begin(), row.files.end());
         Lines words{"3", "1-1.2"};
         words.insert(words.end(), row.call.begin(), row.call.end());
-        const RouterRun run = operation(options, words);
+        const RouterRun run = call_operation(options, words);
         EXPECT_EQ(run.out, row.out) << row.what;
         EXPECT_EQ(run.sent_to("ttyUSB2"), row.sent) << row.what;
     }
@@ -128,7 +122,7 @@ TEST(PdpContext, IsWrittenOnlyForASimThatIsReady)
 
 TEST(PdpContext, OfAFibocomNeedsNoSimFile)
 {
-    const RouterRun run = operation({"--modem", "NL678E"}, {"40", "1-1.2", "set_apn", "internet"});
+    const RouterRun run = call_operation({"--modem", "NL678E"}, {"40", "1-1.2", "set_apn", "internet"});
     EXPECT_EQ(run.out, "0 \n");
     EXPECT_EQ(run.sent_to("ttyUSB2"), "AT+CGDCONT=1,\"IP\",\"internet\"\r\n");
 }
@@ -156,8 +150,8 @@ const LockRow lock_rows[] = {
 TEST(BandLock, IsChosenByTheFirmwareRevision)
 {
     for (const auto &row : lock_rows) {
-        const RouterRun run = operation({"--modem", std::string{"EC25,revision="} + row.revision},
-                                        {"3", "1-1.2", "set_band_by_revision"});
+        const RouterRun run = call_operation({"--modem", std::string{"EC25,revision="} + row.revision},
+                                             {"3", "1-1.2", "set_band_by_revision"});
         EXPECT_EQ(run.out, row.command == nullptr ? "-2 \n" : "0 OK\n") << row.revision;
         EXPECT_EQ(run.sent_to("ttyUSB2"),
                   row.command == nullptr ? "ATI\r\n" : std::string{"ATI\r\n"} + row.command + "\r\n");
@@ -166,19 +160,19 @@ TEST(BandLock, IsChosenByTheFirmwareRevision)
 
 TEST(LteBand, IsTheFixedOneWhereThereIsOne)
 {
-    const RouterRun fixed =
-        operation({"--modem", "EC25", "--put-text", "/etc/config/devconf=config service modem\n\toption dev1 '40'"},
-                  {"3", "1-1.2", "get_lte_band", "devconf.modem.dev1"});
+    const RouterRun fixed = call_operation(
+        {"--modem", "EC25", "--put-text", "/etc/config/devconf=config service modem\n\toption dev1 '40'"},
+        {"3", "1-1.2", "get_lte_band", "devconf.modem.dev1"});
     EXPECT_EQ(fixed.out, "40 \n");
     EXPECT_EQ(fixed.sent_to("ttyUSB2"), "");
-    EXPECT_EQ(operation({"--modem", "EC25"}, {"3", "1-1.2", "get_lte_band", "devconf.modem.dev1"}).out, "3 \n");
-    EXPECT_EQ(operation({"--modem", "EC25,rat=WCDMA"}, {"3", "1-1.2", "get_lte_band", "devconf.modem.dev1"}).out,
+    EXPECT_EQ(call_operation({"--modem", "EC25"}, {"3", "1-1.2", "get_lte_band", "devconf.modem.dev1"}).out, "3 \n");
+    EXPECT_EQ(call_operation({"--modem", "EC25,rat=WCDMA"}, {"3", "1-1.2", "get_lte_band", "devconf.modem.dev1"}).out,
               "0 \n");
 }
 
 TEST(Bands, AreListedWithTheirMask)
 {
-    const std::string out = operation({"--modem", "EG91"}, {"8", "1-1.2", "get_bands"}).out;
+    const std::string out = call_operation({"--modem", "EG91"}, {"8", "1-1.2", "get_bands"}).out;
     EXPECT_EQ(out.find("0 {\"EGPRS\":\"850MHz 900MHz 1800Mhz 1900MHz \",\"LTE\":\"B"), 0u) << out;
 }
 
@@ -190,7 +184,7 @@ TEST(ScanMode, IsWrittenByItsNumberAndReadsBack)
                                     "\"nwscanmode\",2", "\"nwscanmode\",3", "\"nwscanmode\",0"};
     for (int mode = 0; mode < 6; mode++) {
         const RouterRun run =
-            operation({"--modem", "EC25"}, {"3", "1-1.2", "set_scan_mode", "2", std::to_string(mode)});
+            call_operation({"--modem", "EC25"}, {"3", "1-1.2", "set_scan_mode", "2", std::to_string(mode)});
         EXPECT_EQ(run.out, "0 \n") << mode;
         EXPECT_EQ(run.sent_to("ttyUSB2"), std::string{"AT+QCFG="} + commands[mode] + "\r\n");
     }
@@ -198,56 +192,8 @@ TEST(ScanMode, IsWrittenByItsNumberAndReadsBack)
 
 TEST(Creg, IsTheDigitOfThatPort)
 {
-    EXPECT_EQ(operation({"--modem", "EC25,registration=5"}, {"3", "1-1.2", "get_creg", "2"}).out, "5 \n");
-    EXPECT_EQ(operation({"--modem", "EC25"}, {"3", "1-1.2", "get_creg", "9"}).out, "-1 \n");
-}
-
-// What is kept in the state directory
-
-TEST(ModelName, IsAskedOnceAndKept)
-{
-    const RouterRun run =
-        run_shell({"--modem", "EC25"}, built("call_operation") + " 3 1-1.2 get_model | od -c | head -3; " +
-                                           built("call_operation") +
-                                           " 3 1-1.2 get_model >/dev/null; od -c "
-                                           "/tmp/modem.1-1.2/modem-name | tail -2");
-    EXPECT_EQ(run.sent_to("ttyUSB2"), "ATI\r\n");
-    EXPECT_NE(run.out.find("\\r"), std::string::npos) << run.out;
-}
-
-TEST(Imei, IsAskedOnceAndKept)
-{
-    const RouterRun run =
-        run_shell({"--modem", "EC25"}, built("call_operation") + " 3 1-1.2 get_imei; " + built("call_operation") +
-                                           " 3 1-1.2 get_imei; wc -c </tmp/modem.1-1.2/modem-imei");
-    const auto lines = lines_of(run.out);
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[0], lines[1]);
-    EXPECT_EQ(lines[0].size(), 17u);
-    EXPECT_EQ(lines[2], "15");
-    EXPECT_EQ(run.sent_to("ttyUSB2"), "AT+GSN\r\n");
-}
-
-TEST(Imei, ThrowsAFileAwayThatIsNotFifteenDigits)
-{
-    for (const char *content : {"862708041234567", "86270804123456x", "", "8627080412345678901"}) {
-        const RouterRun run =
-            run_shell({"--modem", "EC25", "--put-text", std::string{"/tmp/modem.1-1.2/modem-imei="} + content},
-                      built("call_operation") + " 3 1-1.2 get_imei; ls /tmp/modem.1-1.2");
-        EXPECT_EQ(run.out, "-1 \n") << content; // the file ends with a newline
-        EXPECT_EQ(run.sent_to("ttyUSB2"), "") << content;
-    }
-}
-
-TEST(Imsi, ComesFromTheCacheWhereThatHoldsSixBytes)
-{
-    const auto imsi_with = [](const char *cache) {
-        return operation({"--modem", "EC25", "--put-text", std::string{"/tmp/modem.1-1.2/cimi="} + cache},
-                         {"3", "1-1.2", "get_imsi"});
-    };
-    EXPECT_EQ(imsi_with("262019999999999").out, "0 262019999999999\n");
-    EXPECT_EQ(imsi_with("262019999999999").sent_to("ttyUSB2"), "");
-    EXPECT_EQ(imsi_with("2620").sent_to("ttyUSB2"), "AT+CIMI\r\n");
+    EXPECT_EQ(call_operation({"--modem", "EC25,registration=5"}, {"3", "1-1.2", "get_creg", "2"}).out, "5 \n");
+    EXPECT_EQ(call_operation({"--modem", "EC25"}, {"3", "1-1.2", "get_creg", "9"}).out, "-1 \n");
 }
 
 // The Sierra modem while its interface is coming up
@@ -263,142 +209,10 @@ TEST(SierraModem, IsLeftAloneWhileItsInterfaceIsPending)
     EXPECT_EQ(run.out, "READY\ncheck_register=0\n-1 -77\n");
     for (const char *port : {"ttyUSB0", "ttyUSB1", "ttyUSB2", "ttyUSB3"})
         EXPECT_EQ(run.sent_to(port), "") << port;
-}
-
-// Bringing an interface up and down
-
-const std::string make_interface =
-    "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi; uci commit "
-    "network; uci set firewall.@zone[1].network=\"$ZONE\"; uci commit firewall; exec ";
-
-RouterRun control(const char *zone, Lines options, const std::string &call)
-{
-    options.insert(options.end(), {"--modem", "EC25"});
-    return run_shell(options, std::string{"ZONE='"} + zone + "'; " + make_interface + built("call_operation") +
-                                  " 3 1-1.2 " + call);
-}
-
-TEST(InterfaceUp, EntersTheInterfaceIntoItsZone)
-{
-    const RouterRun run = control("wan wan6", {}, "iface_up 15 modem_1_1_2");
-    EXPECT_EQ(run.out, "0 \n");
-    EXPECT_EQ(run.journal_of("shell", "call_operation"),
-              (Lines{"ubus call network.interface.modem_1_1_2 up", "uci get firewall.@zone[1].network",
-                     "uci set firewall.@zone[1].network=\"wan wan6 modem_1_1_2\"", "uci commit firewall",
-                     "/etc/init.d/firewall reload"}));
-}
-
-TEST(InterfaceUp, SyncsThePuffinsFlash)
-{
-    const auto shell =
-        control("wan wan6", {"--board", "puffin"}, "iface_up 15 modem_1_1_2").journal_of("shell", "call_operation");
-    ASSERT_GT(shell.size(), 3u);
-    EXPECT_EQ(shell[3], "uci commit firewall;sync");
-}
-
-TEST(InterfaceUp, LeavesAZoneAloneThatHoldsTheInterface)
-{
-    const RouterRun run = control("wan wan6 modem_1_1_2", {}, "iface_up 15 modem_1_1_2");
-    EXPECT_EQ(run.journal_of("shell", "call_operation"),
-              (Lines{"ubus call network.interface.modem_1_1_2 up", "uci get firewall.@zone[1].network", "zonewall"}));
-}
-
-TEST(InterfaceUp, LeavesAZoneAloneWhoseListDoesNotFitItsCommand)
-{
-    const std::string zone(90, 'w');
-    const RouterRun run = control(zone.c_str(), {}, "iface_up 15 modem_1_1_2");
-    EXPECT_EQ(run.out, "0 \n");
-    EXPECT_EQ(run.journal_of("shell", "call_operation"),
-              (Lines{"ubus call network.interface.modem_1_1_2 up", "uci get firewall.@zone[1].network"}));
-}
-
-TEST(InterfaceUp, WaitsForItsBudgetAndAsksOnceMore)
-{
-    EXPECT_EQ(control("wan", {"--link", "modem_1_1_2,setup=3000"}, "iface_up 1 modem_1_1_2").out, "1 \n");
-    EXPECT_EQ(control("wan", {"--link", "modem_1_1_2,setup=3000"}, "iface_up 15 modem_1_1_2").out, "0 \n");
-    EXPECT_EQ(control("wan", {"--link", "modem_1_1_2,setup=never"}, "iface_up 2 modem_1_1_2").out, "1 \n");
-    EXPECT_EQ(control("wan", {}, "iface_up 0 no_such_interface").out, "2 \n");
-}
-
-TEST(InterfaceDown, TakesTheInterfaceOutOfItsZone)
-{
-    const RouterRun run = control("wan modem_1_1_2 wan6", {}, "iface_down 5 modem_1_1_2");
-    EXPECT_EQ(run.out, "2 \n");
-    EXPECT_EQ(run.journal_of("shell", "call_operation"),
-              (Lines{"uci set network.modem_1_1_2.disabled=\"1\"", "uci commit network",
-                     "uci get firewall.@zone[1].network | sed -e \"s/modem_1_1_2//g\"",
-                     "uci set firewall.@zone[1].network=\"wan  wan6\"", "uci commit firewall",
-                     "/etc/init.d/firewall reload"}));
-}
-
-TEST(InterfaceDown, StopsTheCondorsShortcutsFirst)
-{
-    const auto shell =
-        control("wan", {"--board", "condor"}, "iface_down 5 modem_1_1_2").journal_of("shell", "call_operation");
-    ASSERT_FALSE(shell.empty());
-    EXPECT_EQ(shell[0], "/etc/init.d/shortcut-fe stop");
-}
-
-TEST(InterfaceDown, SyncsThePuffinsFlash)
-{
-    const auto shell =
-        control("wan", {"--board", "puffin"}, "iface_down 5 modem_1_1_2").journal_of("shell", "call_operation");
-    ASSERT_EQ(shell.size(), 6u);
-    EXPECT_EQ(shell[1], "uci commit network;sync");
-    EXPECT_EQ(shell[4], "uci commit firewall;sync");
-}
-
-TEST(InterfaceDown, CutsTheNameOutOfLongerOnesToo)
-{
-    const auto shell =
-        control("wan modem_1_1_22", {}, "iface_down 5 modem_1_1_2").journal_of("shell", "call_operation");
-    ASSERT_EQ(shell.size(), 6u);
-    EXPECT_EQ(shell[3], "uci set firewall.@zone[1].network=\"wan 2\"");
-}
-
-TEST(InterfaceDown, CountsAStateThatCannotBeHadAsDown)
-{
-    const RouterRun run = control("wan", {"--ubus", "absent"}, "iface_down 5 modem_1_1_2");
-    EXPECT_EQ(run.out, "2 \n");
-}
-
-// The SMS spool
-
-const Lines spool{"--put-text", "/etc/spool/sms/incoming/GMS99.a=new", "--put-text",
-                  "/etc/spool/sms/storage/GMS99.b=seen"};
-
-RouterRun in_spool(const std::string &call)
-{
-    return run_shell(spool,
-                     built("call_operation") + " 3 1-1.2 " + call + "; cd /etc/spool/sms; ls incoming storage | sort");
-}
-
-TEST(SmsRemove, TakesAMessageFromWhicheverFolderHasIt)
-{
-    EXPECT_EQ(in_spool("sms_remove GMS99.a").out, "0 \n\nGMS99.b\nincoming:\nstorage:\n");
-    EXPECT_EQ(in_spool("sms_remove GMS99.b").out, "0 \n\nGMS99.a\nincoming:\nstorage:\n");
-    EXPECT_EQ(in_spool("sms_remove GMS99.c").out, "-1 \n\nGMS99.a\nGMS99.b\nincoming:\nstorage:\n");
-}
-
-TEST(SmsRemove, StaysInItsFolders)
-{
-    EXPECT_EQ(in_spool("sms_remove ../storage/GMS99.b").out, "-1 \n\nGMS99.a\nGMS99.b\nincoming:\nstorage:\n");
-    EXPECT_EQ(in_spool("sms_remove ''").out, "-1 \n\nGMS99.a\nGMS99.b\nincoming:\nstorage:\n");
-}
-
-TEST(SmsRemoveAll, EmptiesBothFolders)
-{
-    const RouterRun run = in_spool("sms_remove_all");
-    EXPECT_EQ(run.out, "0 \n\nincoming:\nstorage:\n");
-    EXPECT_EQ(run.journal_of("shell", "call_operation"),
-              (Lines{"rm /etc/spool/sms/incoming/*", "rm /etc/spool/sms/storage/*"}));
-}
-
-TEST(SmsRemoveAll, RemovesNothingWhereAFolderIsMissing)
-{
-    const RouterRun run = run_shell(spool, "rm -r /etc/spool/sms/storage; " + built("call_operation") +
-                                               " 3 1-1.2 sms_remove_all; ls /etc/spool/sms/incoming");
-    EXPECT_EQ(run.out, "-1 \nGMS99.a\n");
+    EXPECT_EQ(run.journal_of("syslog", "modemctl"), (Lines{"debug modem device busy,can't check SIM status",
+                                                           "debug modem device busy,can't check register status",
+                                                           "debug modem device busy,can't check register status"}));
+    EXPECT_EQ(run.journal_of("syslog", "call_operation"), Lines{"debug modem device busy,can't to get signal"});
 }
 
 } // namespace

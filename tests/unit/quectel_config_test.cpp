@@ -149,6 +149,7 @@ const LteBandRow lte_band_rows[] = {
     {"GSM",                   "\r\n+QENG: \"servingcell\",\"NOCONN\",\"GSM\",515,03,2BC6,162C,58,40,-,-81,255,255,0,22,-28,1,-,-,-,-,-,-,-,-,-,\"-\"\r\n\r\nOK\r\n", 0},
     {"a WCDMA cell before an LTE one", "\r\n+QENG: \"servingcell\",\"NOCONN\",\"WCDMA\",515,03,3AB2,B55EEFF,3037,352,1,-94,-15,-,-,-,-,-\r\n+QENG: \"servingcell\",\"NOCONN\",\"LTE\",\"FDD\",515,03,3359966,1,150,28,5,5,4AA3,-89,-13,-58,16,15\r\n\r\nOK\r\n", 28},
     {"two LTE cells",         "\r\n+QENG: \"servingcell\",\"NOCONN\",\"LTE\",\"FDD\",515,03,1,1,150,1,5,5,4AA3\r\n+QENG: \"servingcell\",\"NOCONN\",\"LTE\",\"FDD\",515,03,1,1,150,3,5,5,4AA3\r\n\r\nOK\r\n", 1},
+    {"the first has no band", "\r\n+QENG: \"servingcell\",\"NOCONN\",\"LTE\",\"FDD\",515,03,1,1,150,-,5,5,4AA3\r\n+QENG: \"servingcell\",\"NOCONN\",\"LTE\",\"FDD\",515,03,1,1,150,3,5,5,4AA3\r\n\r\nOK\r\n", 0},
     {"band missing",          "\r\n+QENG: \"servingcell\",\"NOCONN\",\"LTE\",\"FDD\",515,03\r\n\r\nOK\r\n", 0},
     {"no band yet",           "\r\n+QENG: \"servingcell\",\"NOCONN\",\"LTE\",\"FDD\",-,-,-,-,-,-,-,-,-,-,-,-,-,-\r\n\r\nOK\r\n", 0},
     {"searching",             "\r\n+QENG: \"servingcell\",\"SEARCH\"\r\n\r\nOK\r\n", 0},
