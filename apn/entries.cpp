@@ -17,10 +17,10 @@ class JsonReader {
   public:
     explicit JsonReader(std::string_view text) : rest_(text), tokener_(json_tokener_new()) {}
 
-    // Takes the next character, white space before it passed over, if it is this one.
+    // Takes the next character, white space and comments before it passed over, if it is this one.
     bool take(char character)
     {
-        rest_ = without_first(rest_, rest_.find_first_not_of(" \t\r\n"));
+        pass_blanks();
         if (!rest_.starts_with(character))
             return false;
         rest_.remove_prefix(1);
@@ -67,6 +67,18 @@ class JsonReader {
     }
 
   private:
+    // A comment without an end leaves nothing, which no list ends with.
+    void pass_blanks()
+    {
+        for (;;) {
+            rest_ = without_first(rest_, rest_.find_first_not_of(" \t\r\n"));
+            const std::string_view end = rest_.starts_with("/*") ? "*/" : rest_.starts_with("//") ? "\n" : "";
+            if (end.empty())
+                return;
+            rest_ = without_first(without_first(rest_, rest_.find(end, 2)), end.size());
+        }
+    }
+
     std::string_view rest_;
     std::unique_ptr<json_tokener, TokenerFree> tokener_;
 };

@@ -2,6 +2,8 @@
 
 #include <cstdarg>
 
+#include "platform/shell.h"
+
 namespace {
 
 bool is_plain(std::string_view text)
@@ -26,6 +28,12 @@ __attribute__((format(printf, 1, 2))) ShellCommand compose_whole(const char *for
 }
 
 } // namespace
+
+void run_composed(const char *command)
+{
+    if (*command != '\0')
+        execCommand(command);
+}
 
 ShellCommand compose_interface_up(const char *iface)
 {

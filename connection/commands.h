@@ -5,7 +5,7 @@
 #include "platform/text.h"
 
 // Every line that this room hands to the shell. A value that could mean something to the shell, or does not fit whole,
-// gives an empty command, which is not run.
+// gives an empty command, which run_composed does not run.
 
 using ShellCommand = Text<128>;
 
@@ -17,6 +17,9 @@ inline constexpr char reload_led[] = "/etc/init.d/led reload 2>&1 >/dev/null";
 inline constexpr char restart_multi_wan[] = "mwan3 restart";
 inline constexpr char kill_qmi_clients[] = "killall uqmi 2>/dev/null";
 inline constexpr char stop_shortcuts[] = "/etc/init.d/shortcut-fe stop";
+
+/// Runs a command of those below in the shell, and nothing where it is empty.
+void run_composed(const char *command);
 
 /// Asks the network daemon to bring the interface up.
 ShellCommand compose_interface_up(const char *iface);

@@ -24,19 +24,21 @@ struct Link {
 };
 
 // The data device: the one given, or the one found, and how long its interface may take to come up.
-struct DataDevice {
-    Text<64> path;
-    int budget_s;
-};
+class DataDevice {
+  public:
+    DataDevice(const ModemDriver &rec, const char *given, int32_t interface_number) : given_(given)
+    {
+        if (given == nullptr)
+            at_port_path(rec.bus.c_str(), rec.modem_id == unknown_modem_id ? 0 : interface_number, found_);
+    }
 
-DataDevice find_device(const ModemDriver &rec, const char *given, int32_t interface_number)
-{
-    if (given != nullptr)
-        return {Text<64>{std::string_view{given}}, given_device_budget_s};
-    DataDevice device{.path = {}, .budget_s = found_device_budget_s};
-    at_port_path(rec.bus.c_str(), rec.modem_id == unknown_modem_id ? 0 : interface_number, device.path);
-    return device;
-}
+    const char *path() const { return given_ != nullptr ? given_ : found_.c_str(); }
+    int budget_s() const { return given_ != nullptr ? given_device_budget_s : found_device_budget_s; }
+
+  private:
+    const char *given_;
+    Text<64> found_;
+};
 
 Link pick_serial_link(ModemDriver &rec)
 {
@@ -60,7 +62,7 @@ void configure(const ModemDriver &rec, const Link &link, const DataDevice &devic
     unlink(Text<50>::format("/tmp/modem.%s/fail_count", rec.bus.c_str()).c_str());
     delete_interface(rec.iface.c_str());
     ConnectSettings with_device = settings;
-    with_device.device = device.path.c_str();
+    with_device.device = device.path();
     write_interface(rec, link.ifname.c_str(), link.proto, with_device);
     override_condor_metric(rec.iface.c_str(), rec.bus.c_str());
 }
@@ -78,26 +80,26 @@ int bring_up(const ModemDriver &rec, int budget_s)
 int connect_by_qmi_device(const ModemDriver &rec, const char *proto, bool stop_autoconnect,
                           const ConnectSettings &settings)
 {
-    const DataDevice device = find_device(rec, settings.device, rec.qmi_port);
+    const DataDevice device(rec, settings.device, rec.qmi_port);
     const bool is_checked = settings.device == nullptr && rec.modem_id != unknown_modem_id;
-    if (is_checked && !cmm_check_file_is_exist(device.path.c_str()))
+    if (is_checked && !cmm_check_file_is_exist(device.path()))
         return -1;
     configure(rec, {proto, rec.qmi_netdev}, device, settings);
     execCommand(kill_qmi_clients);
     if (stop_autoconnect && rec.modem_id != unknown_modem_id)
-        execCommand(compose_stop_autoconnect(device.path.c_str()).c_str());
-    return bring_up(rec, device.budget_s);
+        run_composed(compose_stop_autoconnect(device.path()).c_str());
+    return bring_up(rec, device.budget_s());
 }
 
 } // namespace
 
 int serial_connect(const ModemDriver &rec, const ConnectSettings &settings)
 {
-    const DataDevice device = find_device(rec, settings.device, rec.data_port);
+    const DataDevice device(rec, settings.device, rec.data_port);
     ModemDriver own = rec; // deriving the link may rewrite the record's serial network device
     const Link link = pick_serial_link(own);
     configure(own, link, device, settings);
-    return bring_up(own, device.budget_s);
+    return bring_up(own, device.budget_s());
 }
 
 int qcm_connect(const ModemDriver &rec, const ConnectSettings &settings)

@@ -15,12 +15,6 @@ constexpr useconds_t down_poll_us = 100'000;
 
 using Zone = Text<256>;
 
-void run(const ShellCommand &command)
-{
-    if (!command.empty())
-        execCommand(command.c_str());
-}
-
 Text<64> board_name()
 {
     Text<64> board;
@@ -48,8 +42,8 @@ void write_zone(std::string_view zone, std::string_view iface)
     const ShellCommand set = compose_set_wan_zone(without_trailing_blanks(zone), iface);
     if (set.empty() || !kuci_has_room("firewall"))
         return;
-    run(set);
-    run(compose_commit("firewall", board_name().view()));
+    run_composed(set.c_str());
+    run_composed(compose_commit("firewall", board_name().view()).c_str());
     execCommand(reload_firewall);
 }
 
@@ -74,7 +68,7 @@ void leave_zone(const char *iface)
 int iface_up(int budget_s, const char *iface)
 {
     reload_network(ubus_timeout_s);
-    run(compose_interface_up(iface));
+    run_composed(compose_interface_up(iface).c_str());
     enter_zone(iface);
     for (int i = 0; i < budget_s; i++) {
         sleep(1);
@@ -90,8 +84,8 @@ int iface_down(int polls, const char *iface)
     if (board == "condor")
         execCommand(stop_shortcuts);
     if (kuci_has_room("network")) {
-        run(compose_disable_interface(iface));
-        run(compose_commit("network", board.view()));
+        run_composed(compose_disable_interface(iface).c_str());
+        run_composed(compose_commit("network", board.view()).c_str());
     }
     reload_network(ubus_timeout_s);
     for (int i = 0; i < polls; i++) {

@@ -87,6 +87,6 @@ int power_cycle_modem(const char *bus)
     }
     const auto file = is_condor(board.view()) ? pick_condor_power_file(bus) : probe_power_file(bus);
     if (!file.empty())
-        execCommand(compose_power_pulse(file.c_str(), is_power_pulse_high(board.view(), bus)).c_str());
+        run_composed(compose_power_pulse(file.c_str(), is_power_pulse_high(board.view(), bus)).c_str());
     return 0;
 }

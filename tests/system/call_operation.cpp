@@ -8,6 +8,7 @@
 #include <string>
 
 #include "at/at.h"
+#include "connection/power.h"
 #include "core/modem_table.h"
 #include "discovery/ports.h"
 #include "drivers/quectel.h"
@@ -67,6 +68,7 @@ const std::map<std::string, Operation> operations = {
     {"set_auth", [](Call &c) { return c.rec.ops.set_auth(c.rec, c.word(0), c.word(1), c.word(2), c.word(3)); }},
     {"iface_up", [](Call &c) { return c.rec.ops.iface_up(c.number(0), c.word(1)); }},
     {"iface_down", [](Call &c) { return c.rec.ops.iface_down(c.number(0), c.word(1)); }},
+    {"power_cycle", [](Call &c) { return power_cycle_modem(c.rec.bus.c_str()); }},
     {"sms_list",
      [](Call &) {
          const Json list{json_object_new_array()};

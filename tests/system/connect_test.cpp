@@ -101,6 +101,42 @@ TEST(Connect, MakesTheInterfaceAMultiWanMemberOnce)
     EXPECT_EQ(std::count(commands.begin(), commands.end(), "mwan3 restart"), 1);
 }
 
+TEST(Connect, FollowsTheOperatorInMultiWan)
+{
+    const auto connect = [](const std::string &name) {
+        return R"(modemapi post /modem/set '{"modem_id":3,"device":"/dev/cdc-wdm0")" +
+               (name.empty() ? name : R"(,"operator":")" + name + "\"") +
+               "}' >/dev/null; uci get mwan3.modem_1_1_2.enabled; uci changes mwan3; ";
+    };
+    // A new member, the same again, another operator, none, and back.
+    const RouterRun run =
+        router({"--modem", "EC25", "--link", "setup=100", "--wait"},
+               connect("Visible") + connect("Visible Wireless") + connect("Other") + connect("") + connect("Visible"));
+    EXPECT_EQ(run.out, "0\n0\n1\n1\n0\n");
+    const auto commands = run.journal_of("run");
+    EXPECT_EQ(std::count(commands.begin(), commands.end(), "mwan3 restart"), 3);
+}
+
+TEST(Connect, OfTheUnknownDeviceStopsNoConnectionOfItsOwn)
+{
+    const RouterRun run =
+        router({"--modem", "unlisted", "--link", "setup=100"}, "modemctl connect qmi /dev/cdc-wdm0 internet");
+    EXPECT_EQ(run.out, "\nconnect success\n");
+    const auto shell = run.journal_of("shell", "modemctl");
+    EXPECT_EQ(std::count(shell.begin(), shell.end(), "killall uqmi 2>/dev/null"), 1);
+    EXPECT_TRUE(std::none_of(shell.begin(), shell.end(),
+                             [](const std::string &line) { return line.find("uqmi -d") != std::string::npos; }));
+}
+
+TEST(Connect, WritesALongDeviceWhole)
+{
+    const std::string device = "/dev/ttyUSB3" + std::string(100, 'x');
+    const RouterRun run =
+        router({"--modem", "EC25", "--link", "setup=100"},
+               "modemctl connect serial " + device + " lte >/dev/null; uci get network.modem_1_1_2.device");
+    EXPECT_EQ(run.out, device + "\n");
+}
+
 TEST(Connect, OfASecondModemHasItsOwnMetric)
 {
     const RouterRun run =
@@ -213,6 +249,12 @@ TEST(NewConnectAuto, ReconnectsFromWhatIsConfigured)
 TEST(NewConnectAuto, DoesNothingWithoutAModemsDevice)
 {
     EXPECT_EQ(router({"--modem", "EC25"}, "modemctl new-connect-auto; echo $?").out, "0\n");
+    const std::string configure = "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.ifname=3g-modem; "
+                                  "uci set network.modem_1_1_2.device=/dev/ttyS0; uci commit; ";
+    const RouterRun run =
+        router({"--modem", "EC25"}, configure + "modemctl new-connect-auto; echo $?; " + show_network);
+    EXPECT_EQ(run.out, "0\nnetwork.modem_1_1_2=interface\nnetwork.modem_1_1_2.ifname='3g-modem'\n"
+                       "network.modem_1_1_2.device='/dev/ttyS0'\n");
 }
 
 TEST(Disconnect, TakesTheTemplatesInterfaceDown)

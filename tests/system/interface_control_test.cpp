@@ -97,6 +97,20 @@ TEST(InterfaceDown, CutsTheNameOutOfLongerOnesToo)
     EXPECT_EQ(shell[3], "uci set firewall.@zone[1].network=\"wan 2\"");
 }
 
+TEST(InterfaceDown, LeavesTheZoneOfAnInterfaceThatStaysUp)
+{
+    // The interface that is disabled is another one than the one that is asked for: it stays up.
+    const RouterRun run =
+        run_shell({"--modem", "EC25", "--link", "setup=100,companion=1", "--put-text", "/tmp/sim_status=ready"},
+                  "modemctl connect qmi /dev/cdc-wdm0 internet >/dev/null; uci set firewall.@zone[1].network='wan "
+                  "modem_1_1_2_4'; "
+                  "uci commit; " +
+                      built("call_operation") +
+                      " 3 1-1.2 iface_down 5 modem_1_1_2_4; "
+                      "uci get firewall.@zone[1].network");
+    EXPECT_EQ(run.out, "0 \nwan modem_1_1_2_4\n");
+}
+
 TEST(InterfaceDown, CountsAStateThatCannotBeHadAsDown)
 {
     const RouterRun run = control("wan", {"--ubus", "absent"}, "iface_down 5 modem_1_1_2");

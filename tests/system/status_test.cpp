@@ -155,6 +155,20 @@ TEST(Status, WithPassThroughTakesTheAddressFromNetifd)
     EXPECT_EQ(companion["ip_addr"], "\"10.64.1.6\"");
 }
 
+TEST(Status, WithPassThroughTakesNoAddressFromTheKernel)
+{
+    // An interface whose address netifd does not tell, on a device that has one.
+    const std::string ifstatus = R"(rm /usr/sbin/ifstatus; cat >/usr/sbin/ifstatus <<'END'
+#!/bin/sh
+echo '{"up":true,"l3_device":"lo"}'
+END
+chmod +x /usr/sbin/ifstatus; ip link set lo up; )";
+    const std::string enable =
+        "uci set devconf.passthrough=service; uci set devconf.passthrough.enable=1; uci commit; ";
+    EXPECT_EQ(Report(connected({"--modem", "EC25"}, ifstatus + ask_report))["ip_addr"], "\"127.0.0.1\"");
+    EXPECT_EQ(Report(connected({"--modem", "EC25"}, ifstatus + enable + ask_report))["ip_addr"], "");
+}
+
 TEST(Status, EndsAtASimThatIsNotReady)
 {
     const Report report(run_shell({"--modem", "EC25,pin=SIM PIN"}, ask_report));

@@ -194,6 +194,9 @@ TEST(ApnEntries, FailWhereTheTextIsNoJsonOrHasNoList)
                                  "{apns:{\"apn\":[]}}",
                                  "{7:1,\"apns\":{\"apn\":[]}}"})
         EXPECT_EQ(picked(database, "310", "410"), "failed") << database;
+    for (const char *database :
+         {"{/*", "{\"apns\":// {\"apn\":[]}", "{\"apns\":/ {\"apn\":[]}}", "{\"apns\":/*/{\"apn\":[]}}"})
+        EXPECT_EQ(picked(database, "310", "410"), "failed") << database;
     for (size_t length = 0; length < good.size(); length++)
         EXPECT_EQ(picked(good.substr(0, length).c_str(), "310", "410"), "failed") << "cut after " << length;
     EXPECT_EQ(picked(good.c_str(), "310", "410"), "a ");
@@ -207,6 +210,8 @@ TEST(ApnEntries, AreReadAsJsonCReadsThem)
     } rows[] = {
         {"what follows is the script's", R"({"apns":{"apn":[{"-mcc":"310","-mnc":"410","-apn":"a"}]}};)"},
         {"white space", "\r\n{ \"apns\" :\t{ \"apn\" : [ {\"-mcc\":\"310\",\"-mnc\":\"410\",\"-apn\":\"a\"} ] } }\n"},
+        {"comments", "/* a */{// b\n\"apns\"/* c */:/**/{\"apn\" : /* { */[ // [\n"
+                     "{\"-mcc\":\"310\",\"-mnc\":\"410\",\"-apn\":\"a\"}/*/*/]/* d */}}"},
         {"commas at ends", R"({"apns":{"apn":[{"-mcc":"310","-mnc":"410","-apn":"a"},],},})"},
         {"other members",
          R"({"a":[1,{"apn":2}],"apns":{"version":"1","apn":[{"-mcc":"310","-mnc":"410","-apn":"a"}],"x":null},"z":{}})"},
