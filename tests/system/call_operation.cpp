@@ -6,6 +6,7 @@
 #include <cstring>
 #include <map>
 #include <string>
+#include <syslog.h>
 
 #include "at/at.h"
 #include "connection/power.h"
@@ -88,6 +89,7 @@ const std::map<std::string, Operation> operations = {
 
 int main(int argc, char **argv)
 {
+    openlog("call_operation", 0, LOG_USER); // as modemctl does
     ModemDriver *entry = argc < 4 ? nullptr : find_driver_by_id(modem_drivers(), atoi(argv[1]));
     const auto operation = argc < 4 ? operations.end() : operations.find(argv[3]);
     if (entry == nullptr || operation == operations.end()) {
