@@ -21,6 +21,19 @@ Fd open_regular(const char *path)
     return is_regular(fd) ? std::move(fd) : Fd{};
 }
 
+bool write_all(const Fd &fd, std::string_view content)
+{
+    while (!content.empty()) {
+        const ssize_t written = write(fd.get(), content.data(), content.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        content.remove_prefix(static_cast<size_t>(written));
+    }
+    return true;
+}
+
 } // namespace
 
 bool entry_is_dots(const dirent &entry)
@@ -72,20 +85,23 @@ int read_file(const char *path, size_t max_length, TextOut out)
 
 int write_file(const char *path, std::string_view content, mode_t new_mode)
 {
-    // Non-blocking, so that a FIFO without a reader fails at once.
-    const Fd fd{open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, new_mode)};
+    struct stat old;
+    const bool is_there = lstat(path, &old) == 0;
+    if (is_there && !S_ISREG(old.st_mode)) {
+        // Non-blocking, so that a FIFO without a reader fails at once.
+        const Fd fd{open(path, O_WRONLY | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
+        return !fd ? -1 : write_all(fd, content) ? 0 : -2;
+    }
+    Text<256> draft;
+    if (*path == '\0' || !draft.out().assign_format("%s.%d", path, static_cast<int>(getpid())))
+        return -1;
+    const Fd fd{open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, new_mode)};
     if (!fd)
         return -1;
-    while (!content.empty()) {
-        const ssize_t written = write(fd.get(), content.data(), content.size());
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0) {
-            if (is_regular(fd))
-                unlink(path);
-            return -2;
-        }
-        content.remove_prefix(static_cast<size_t>(written));
-    }
-    return 0;
+    const bool is_like_old =
+        !is_there || (fchown(fd.get(), old.st_uid, old.st_gid) == 0 && fchmod(fd.get(), old.st_mode & 07777) == 0);
+    if (is_like_old && write_all(fd, content) && rename(draft.c_str(), path) == 0)
+        return 0;
+    unlink(draft.c_str());
+    return -2;
 }

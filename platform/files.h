@@ -59,7 +59,8 @@ File open_regular_file(const char *path);
 /// @return bytes read, 0 for an empty file; -1 when path is no regular file or cannot be read, out is then all zero
 int read_file(const char *path, size_t max_length, TextOut out);
 
-/// Replaces the content of path (new_mode less the umask where it is new). A regular file that cannot be written
-/// whole is removed, a device or a FIFO stays.
+/// Replaces the content of path (new_mode less the umask where it is new; mode and owner stay where it is not). A
+/// regular file has the old content or the new one at every moment, and keeps the old one when the new cannot be
+/// written whole; what is no regular file is written in place.
 /// @return 0; -1 when the file cannot be opened; -2 when it could not be written whole
 int write_file(const char *path, std::string_view content, mode_t new_mode = 0644);

@@ -2,8 +2,9 @@
 // end: kill_at_call all|changes FIRST STEP COMMAND [ARGUMENT...]. With "changes" only those calls count that can change
 // a file or a device; FIRST and STEP choose among them. After each time every package in /etc/config must be as before
 // the command or as a whole run of it leaves it, and after another run of it the configuration, with what is saved but
-// not committed, must be that of a whole run. Prints how many times it was killed, "enough" or "few", and every package
-// that is another one.
+// not committed, must be that of a whole run. What the modem is called and its IMEI, which are asked once, must not
+// have been kept in part. Prints how many times it was killed, "enough" or "few", and every package that is another
+// one.
 
 #include <cstdio>
 #include <cstdlib>
@@ -101,6 +102,16 @@ bool kill_at(char **command, bool changes_only, int number)
     return false;
 }
 
+const std::filesystem::path state_folder = "/tmp/modem.1-1.2";
+
+/// What is kept for good, and taken as it stands; other files of the state folder are checked by whoever reads them.
+Packages read_kept()
+{
+    Packages kept = read_packages(state_folder);
+    std::erase_if(kept, [](const auto &file) { return file.first != "modem-name" && file.first != "modem-imei"; });
+    return kept;
+}
+
 /// @return all of UCI then, with what is saved but not committed
 std::string run_wholly(char **command)
 {
@@ -129,11 +140,13 @@ int main(int argc, char **argv)
     const Packages between = read_packages(packages_between);
     const std::string configuration = run_wholly(command);
     const Packages after = read_packages();
+    const Packages kept = read_kept();
 
     int times = 0;
     for (bool killed = true; killed; times += killed) {
         const int number = first + times * step;
         restore(before);
+        std::filesystem::remove_all(state_folder);
         killed = kill_at(command, changes_only, number);
         kill_children();
         for (const auto &[name, text] : read_packages()) {
@@ -144,6 +157,9 @@ int main(int argc, char **argv)
             if (!is_in(before) && !is_in(after) && !is_in(between))
                 printf("killed at %d, %s is neither old nor new:\n%s", number, name.c_str(), text.c_str());
         }
+        for (const auto &[name, text] : read_kept())
+            if (kept.at(name) != text)
+                printf("killed at %d, of %s is kept: '%s'\n", number, name.c_str(), text.c_str());
         if (const std::string now = run_wholly(command); now != configuration)
             printf("killed at %d, after the next run the configuration is:\n%s", number, now.c_str());
     }

@@ -50,4 +50,19 @@ TEST(LocalUser, CannotHaveAFileOpenedAsTheWritersLock)
     EXPECT_EQ(run.out, "internet\nunchanged\n") << run.err;
 }
 
+TEST(LocalUser, CannotMakeTheHotplugScriptEmptyOrMakeAFile)
+{
+    const RouterRun run =
+        run_shell({"--modem", "EC25"},
+                  "touch /tmp/x; chown 65534 /tmp/x 2>/dev/null || { echo alone; exit; }; echo kept >/etc/kept; "
+                  "for file in lock again; do ln -s /etc/kept /tmp/modemctl-reconnect.1-1.2.$file; done; "
+                  "ln -s /etc/made /tmp/sim_status; chown -h 65534 /tmp/modemctl-reconnect.* /tmp/sim_status; "
+                  "sh " SOURCE_ROOT "/packaging/openwrt/files/usr/libexec/modemctl-reconnect 1-1.2 >/dev/null 2>&1; "
+                  "cat /etc/kept; ls /etc/made 2>/dev/null; ls /var/run | grep -c modemctl");
+    if (run.out == "alone\n")
+        GTEST_SKIP() << "There is one user only.";
+    EXPECT_EQ(run.out, "kept\n1\n") << run.err;
+    EXPECT_NE(run.sent_to("ttyUSB2").find("AT+CPIN?"), std::string::npos) << "it went as far as to ask the SIM";
+}
+
 } // namespace

@@ -97,6 +97,19 @@ TEST(Hotplug, KeepsTheSettingsThatSomebodyMade)
     EXPECT_EQ(run.out, "1-1.2: connecting as configured\nown.apn\nme\n") << run.err;
 }
 
+TEST(Hotplug, KeepsWhatSomebodyAddedToSettingsThatWereFound)
+{
+    const RouterRun run =
+        router({"--modem", sim, "--link", "setup=100"},
+               appears +
+                   "uci set network.modem_1_1_2.username=me; uci set network.modem_1_1_2.pincode=1234; "
+                   "uci commit network; rm /tmp/log; " +
+                   go_down + appears +
+                   "head -n 1 /tmp/log; uci get network.modem_1_1_2.username; "
+                   "uci get network.modem_1_1_2.pincode; uci get network.modem_1_1_2.apn");
+    EXPECT_EQ(run.out, "1-1.2: connecting as configured\nme\n1234\ngprsinternet\n") << run.err;
+}
+
 TEST(Hotplug, LooksForTheApnAgainWhereItWasFoundAutomatically)
 {
     // The card was of another network.
@@ -144,10 +157,11 @@ TEST(Hotplug, LeavesADisabledInterfaceAlone)
 
 TEST(Hotplug, LeavesBusesAloneThatAreNotConfigured)
 {
-    const RouterRun run = router({"--modem", "EC25@1-1.3", "--link", "setup=100"},
-                                 "for i in 0 1 2; do hotplug-call usb add usb_interface 1-1.3:1.$i; done; "
-                                 "hotplug-call usb add usb_interface 3-2:1.0; hotplug-call usb add usb_device 1-1.2; "
-                                 "ls /tmp/log /tmp/modemctl-reconnect.* 2>/dev/null; uci show network | grep -c modem");
+    const RouterRun run =
+        router({"--modem", "EC25@1-1.3", "--link", "setup=100"},
+               "for i in 0 1 2; do hotplug-call usb add usb_interface 1-1.3:1.$i; done; "
+               "hotplug-call usb add usb_interface 3-2:1.0; hotplug-call usb add usb_device 1-1.2; "
+               "ls /tmp/log /var/run/modemctl-reconnect.* 2>/dev/null; uci show network | grep -c modem");
     EXPECT_EQ(run.out, "0\n") << run.err;
     EXPECT_EQ(run.journal_of("shell", "modemctl"), Lines{});
     EXPECT_EQ(run.sent_to("ttyUSB2"), "");
@@ -170,8 +184,8 @@ TEST(Hotplug, ForgetsWhatItKnewOfAModemThatIsGone)
 TEST(Hotplug, ToldOfAModemThatIsNotThereGivesUp)
 {
     const RouterRun run = router({}, "hotplug-call usb add usb_interface 1-1.2:1.0; ls /tmp/log 2>/dev/null; "
-                                     "ls /tmp/modemctl-reconnect.*");
-    EXPECT_EQ(run.out, "/tmp/modemctl-reconnect.1-1.2.lock\n") << run.err;
+                                     "ls /var/run/modemctl-reconnect.*");
+    EXPECT_EQ(run.out, "/var/run/modemctl-reconnect.1-1.2.lock\n") << run.err;
     EXPECT_EQ(run.status, 0);
 }
 
@@ -194,6 +208,24 @@ TEST(Boot, AndHotplugEventsAtTheSameTimeConnectOnce)
                "/etc/init.d/modemctl start & " + appears + show_log + "uci get network.modem_1_1_2.apn");
     EXPECT_EQ(run.out, "1-1.2: connecting with the APN of the SIM's network\n1-1.2: online\ngprsinternet\n") << run.err;
     EXPECT_EQ(count_of(run.journal_of("shell"), "ubus call network.interface.modem_1_1_2 up"), 1);
+}
+
+TEST(Boot, TwiceAtOnceConnectsOnce)
+{
+    const RouterRun run = router({"--modem", sim, "--link", "setup=100"},
+                                 "/etc/init.d/modemctl start & /etc/init.d/modemctl start & wait; " + show_log);
+    EXPECT_EQ(run.out, "1-1.2: connecting with the APN of the SIM's network\n1-1.2: online\n") << run.err;
+    EXPECT_EQ(count_of(run.journal_of("shell"), "ubus call network.interface.modem_1_1_2 up"), 1);
+}
+
+TEST(Boot, LeavesTheConfigurationAloneWhenTheModemGoesMeanwhile)
+{
+    const RouterRun run = router({"--modem", sim, "--fault", "gone-before=0:AT+CPIN?"},
+                                 "cp -r /etc/config /tmp/before; /etc/init.d/modemctl start; " + show_log +
+                                     "diff -r /tmp/before /etc/config && echo unchanged");
+    EXPECT_EQ(run.out, "1-1.2: connecting with the APN of the SIM's network\n1-1.2: the modem is gone\n"
+                       "1-1.2: not online yet\nunchanged\n")
+        << run.err;
 }
 
 TEST(Boot, TakesTheFirstKnownModemWhereNoneIsConfigured)

@@ -51,4 +51,15 @@ TEST(SlowKill, LeavesTheNextRunNothingToMend)
         EXPECT_EQ(run.out, "enough\n") << run.err;
 }
 
+TEST(SlowKill, LeavesNoHalfNameOrImei)
+{
+    for (const char *operation : {"get_model", "get_imei"}) {
+        const RouterRun run = run_shell({"--modem", "EC25"}, "exec " + built("kill_at_call") + " changes 0 1 " +
+                                                                 built("call_operation") + " 3 1-1.2 " + operation);
+        EXPECT_EQ(run.out, "few\n") << operation; // about thirty
+        ASSERT_EQ(run.err.find("killed "), 0u) << run.err;
+        EXPECT_GE(std::stoi(run.err.substr(7)), 20) << operation;
+    }
+}
+
 } // namespace

@@ -188,7 +188,7 @@ TEST(WriteFile, FailsWhereNothingCanBeOpenedWithoutWaiting)
         EXPECT_EQ(write_file(path.c_str(), "x"), -1) << path;
 }
 
-TEST(WriteFile, RemovesAFileThatCannotBeWrittenWhole)
+TEST(WriteFile, KeepsAFileThatCannotBeWrittenWhole)
 {
     const TemporaryDirectory directory;
     const std::string path = directory.file("file", "old");
@@ -202,7 +202,34 @@ TEST(WriteFile, RemovesAFileThatCannotBeWrittenWhole)
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
-    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path()), {}), 1);
+    Text<16> content;
+    EXPECT_EQ(read_file(path.c_str(), 16, content), 3);
+    EXPECT_EQ(content.view(), "old");
+}
+
+TEST(WriteFile, PutsAnotherFileInPlaceOfTheOldOne)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("file", "old");
+    const Fd before{open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+    EXPECT_EQ(write_file(path.c_str(), "new"), 0);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path()), {}), 1);
+    char bytes[8] = {};
+    EXPECT_EQ(read(before.get(), bytes, sizeof bytes), 3);
+    EXPECT_STREQ(bytes, "old") << "whoever reads it reads one of the two";
+}
+
+TEST(WriteFile, FollowsALinkToItsFile)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("file", "old");
+    std::filesystem::create_symlink(path, directory.entry("link"));
+    EXPECT_EQ(write_file(directory.entry("link").c_str(), "new"), 0);
+    EXPECT_TRUE(std::filesystem::is_symlink(directory.entry("link")));
+    Text<16> content;
+    EXPECT_EQ(read_file(path.c_str(), 16, content), 3);
+    EXPECT_EQ(content.view(), "new");
 }
 
 TEST(WriteFile, LeavesAFifoInPlaceThatTakesNoMore)
