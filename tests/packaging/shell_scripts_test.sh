@@ -3,7 +3,7 @@
 set -eu
 
 cd "$1"
-scripts=$(find . -name '.git' -prune -o -name 'build*' -prune -o -type f -print | while read -r file; do
+scripts=$(find . -name '.git' -prune -o -type d -name 'build*' -prune -o -type f -print | while read -r file; do
     if head -n 1 "$file" | grep -q '^#!/bin/sh'; then
         echo "$file"
     fi

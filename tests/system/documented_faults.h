@@ -1,0 +1,32 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "tests/system/harness.h"
+
+/// What docs/faults.md tells of each fault: the rows of its tables, or of the one under that heading.
+inline std::map<std::string, std::string> documented_faults(std::string_view heading = {})
+{
+    std::map<std::string, std::string> outcomes;
+    bool is_under_heading = heading.empty();
+    for (const std::string &line : lines_of(read_text(SOURCE_ROOT "/docs/faults.md"))) {
+        if (line.starts_with("## ") && !heading.empty())
+            is_under_heading = line.starts_with(heading);
+        const size_t border = line.find(" | ");
+        if (is_under_heading && line.starts_with("| ") && line.ends_with(" |") && border != std::string::npos)
+            outcomes[line.substr(2, border - 2)] = line.substr(border + 3, line.size() - border - 5);
+    }
+    outcomes.erase("fault"); // the tables' heads
+    return outcomes;
+}
+
+inline std::set<std::string> names_of(const std::map<std::string, std::string> &outcomes)
+{
+    std::set<std::string> names;
+    for (const auto &[name, outcome] : outcomes)
+        names.insert(name);
+    return names;
+}
