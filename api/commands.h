@@ -10,6 +10,7 @@ inline constexpr char find_running_upgrade[] = "ps -w | grep modem_fw_flash | gr
 inline constexpr char ask_sim_ready[] = "modemctl AT AT+CPIN? | grep READY";
 inline constexpr char ask_ep06_version[] = "modemctl AT AT+QGMR | grep EP06";
 inline constexpr char ask_ec25_version[] = "modemctl AT AT+QGMR | grep EC25";
+inline constexpr char upgrade_progress_file[] = "/tmp/modem_upgrade_status";
 inline constexpr char read_upgrade_progress[] = "cat /tmp/modem_upgrade_status";
 // The cloud agent hears of a refused upgrade and of a progress report in two forms.
 inline constexpr char notify_agent_of_refusal[] = "sleep 3; ubus call mqtt notify;";

@@ -31,10 +31,10 @@ int32_t check_request(json_object *request, std::span<const RequiredMember> memb
 
 std::optional<BusName> requested_bus(json_object *request)
 {
-    const std::string_view bus = requested_text(request, "bus", default_bus);
+    const std::string_view bus = requested_text(request, "bus", "");
     if (!names_bus(bus))
         return std::nullopt;
-    return BusName{bus};
+    return bus.empty() ? BusName{default_bus} : BusName{bus};
 }
 
 const char *requested_text(json_object *request, const char *key, const char *fallback)

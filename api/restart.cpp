@@ -117,7 +117,7 @@ int32_t switch_sim(json_object *request, json_object *)
         {"bus", bus, modem_api_bad_sim_request}, {"sim_num", text, modem_api_bad_sim_request}, modem_id_required};
     if (const int32_t status = check_request(request, required); status != modem_api_success)
         return status;
-    const BusName bus_name = *requested_bus(request);
+    const BusName bus_name{std::string_view{kjson_get_string(request, "bus")}}; // an empty one has a meaning here
     switch_holder(std::string_view{kjson_get_string(request, "sim_num")} == "2");
     const ModemDriver *entry = requested_model(request);
     if (entry == nullptr)

@@ -5,6 +5,7 @@
 #include "api/commands.h"
 #include "api/handlers.h"
 #include "api/request.h"
+#include "platform/files.h"
 #include "platform/shell.h"
 
 namespace {
@@ -119,6 +120,9 @@ int32_t report_upgrade(json_object *, json_object *response)
         return modem_api_failed;
     }
     kjson_add_string(response, "version", filter_version(output.view()).view());
-    kjson_add_int(response, "status", text_to_int(first_line_of<8>(read_upgrade_progress).c_str()));
+    // A pipe in its place would hold us up for ever.
+    const auto progress =
+        can_be_read_to_its_end(upgrade_progress_file) ? first_line_of<8>(read_upgrade_progress) : Text<8>{};
+    kjson_add_int(response, "status", text_to_int(progress.c_str()));
     return modem_api_success;
 }

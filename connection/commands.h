@@ -12,6 +12,7 @@ using ShellCommand = Text<128>;
 inline constexpr char read_wan_zone[] = "uci get firewall.@zone[1].network";
 inline constexpr char reload_firewall[] = "/etc/init.d/firewall reload";
 inline constexpr char refresh_zones[] = "zonewall";
+inline constexpr char sim_type_path[] = "/tmp/sim_type";
 inline constexpr char read_sim_type_command[] = "cat /tmp/sim_type";
 inline constexpr char reload_led[] = "/etc/init.d/led reload 2>&1 >/dev/null";
 inline constexpr char restart_multi_wan[] = "mwan3 restart";

@@ -6,6 +6,7 @@
 #include "connection/commands.h"
 #include "connection/multi_wan.h"
 #include "platform/board.h"
+#include "platform/files.h"
 #include "platform/shell.h"
 #include "platform/uci.h"
 
@@ -52,7 +53,8 @@ void write_device(const SectionWriter &section, const char *device)
 Text<20> read_sim_type()
 {
     Text<20> captured;
-    getShellCommandReturn(read_sim_type_command, captured);
+    if (can_be_read_to_its_end(sim_type_path)) // a pipe in its place would hold us up for ever
+        getShellCommandReturn(read_sim_type_command, captured);
     return Text<20>{first_characters(captured.view(), captured.size() - (captured.empty() ? 0 : 1))};
 }
 

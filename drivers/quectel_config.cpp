@@ -7,6 +7,7 @@
 #include "drivers/quectel.h"
 #include "drivers/quectel_fields.h"
 #include "drivers/setting.h"
+#include "platform/files.h"
 #include "platform/shell.h"
 #include "platform/uci.h"
 
@@ -65,10 +66,12 @@ Setting read_setting(const Uci &uci, const char *path, const char *default_value
     return value.empty() ? default_value : value;
 }
 
-Text<20> capture(const char *command)
+// A pipe that somebody put in the file's place would hold us up for ever.
+Text<20> capture(const char *command, const char *file)
 {
     Text<20> captured;
-    getShellCommandReturn(command, captured);
+    if (can_be_read_to_its_end(file))
+        getShellCommandReturn(command, captured);
     return captured;
 }
 
@@ -238,17 +241,17 @@ int set_band_by_revision(const char *port_path, TextOut out)
 
 int quectel_set_apn(const ModemDriver &rec, const char *apn)
 {
-    if (!is_sim_ready(capture(print_sim_status).view()))
+    if (!is_sim_ready(capture(print_sim_status, sim_status_file).view()))
         return -1;
-    return write_setting(rec, compose_apn(pick_pdp_context(capture(print_sim_type).view()), apn));
+    return write_setting(rec, compose_apn(pick_pdp_context(capture(print_sim_type, sim_type_file).view()), apn));
 }
 
 int quectel_set_auth(const ModemDriver &rec, const char *apn, const char *username, const char *password,
                      const char *auth)
 {
-    if (!is_sim_ready(capture(print_sim_status).view()))
+    if (!is_sim_ready(capture(print_sim_status, sim_status_file).view()))
         return -1;
-    const PdpContext &context = pick_pdp_context(capture(print_sim_type).view());
+    const PdpContext &context = pick_pdp_context(capture(print_sim_type, sim_type_file).view());
     return write_setting(rec, compose_auth(context, apn, username, password, auth));
 }
 

@@ -83,6 +83,12 @@ int read_file(const char *path, size_t max_length, TextOut out)
     return static_cast<int>(total);
 }
 
+bool can_be_read_to_its_end(const char *path)
+{
+    struct stat status;
+    return stat(path, &status) != 0 || S_ISREG(status.st_mode);
+}
+
 int write_file(const char *path, std::string_view content, mode_t new_mode)
 {
     struct stat old;

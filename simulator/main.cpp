@@ -74,6 +74,8 @@ RootPlan plan_root(const Options &options, const fs::path &program_folder, const
     RootPlan plan{.files = router_files(options.board, program_folder, find_busybox()),
                   .kept = {program_folder, current},
                   .config_bytes = options.config_bytes};
+    if (options.products.empty() && !options.runner.empty())
+        throw OptionError("--runner: there are no --products for it");
     if (!options.products.empty()) {
         const std::string folder = fs::canonical(options.products);
         plan.kept.push_back(folder);

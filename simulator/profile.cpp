@@ -179,8 +179,7 @@ Profile load_profile(const fs::path &directory, const std::string &name)
 std::vector<Profile> list_profiles(const fs::path &directory)
 {
     std::vector<Profile> profiles;
-    std::error_code error;
-    for (const fs::directory_entry &entry : fs::directory_iterator(directory, error)) {
+    for (const fs::directory_entry &entry : fs::directory_iterator(directory)) {
         if (entry.path().extension() != ".modem")
             continue;
         Profile profile = load_file(entry.path(), directory);

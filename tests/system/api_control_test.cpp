@@ -187,6 +187,14 @@ TEST(Enable, TakesTheInterfaceOutOfItsZoneToDisableIt)
                "killall -9 modemctl 2>/dev/null", "/etc/init.d/shortcut-fe stop"}));
 }
 
+TEST(Enable, TakesAnEmptyBusForNone)
+{
+    const RouterRun run = serve({"--modem", "EC25"}, "post /modem/enable {\"bus\":\"\"}\n",
+                                "uci set network.modem_1_1_2=interface; uci commit; ",
+                                "uci get network.modem_1_1_2.disabled; uci -q get network.modem_.disabled");
+    EXPECT_EQ(run.out, "0 {}\n0\n");
+}
+
 TEST(Enable, EndsConnectFlowsOfOthers)
 {
     const RouterRun run =

@@ -65,4 +65,17 @@ TEST(LocalUser, CannotMakeTheHotplugScriptEmptyOrMakeAFile)
     EXPECT_NE(run.sent_to("ttyUSB2").find("AT+CPIN?"), std::string::npos) << "it went as far as to ask the SIM";
 }
 
+TEST(LocalUser, CannotHoldAConnectUpByAPipe)
+{
+    const RouterRun run = run_shell(
+        {"--modem", "EC25", "--link", "setup=100"},
+        "mkfifo /tmp/sim_type /tmp/sim_status /tmp/modem_upgrade_status; modemctl connect serial /dev/ttyUSB3 '*99#' "
+        "internet; uci get network.modem_1_1_2.apn; uci -q get network.modem_1_1_2.mtu; "
+        "modemapi post /modem/upgrade_status '{}' | grep -c status");
+    EXPECT_EQ(run.out, "\nconnect success\ninternet\n0\n") << run.err;
+    const RouterRun upgrade = run_shell({"--modem", "EP06"}, "mkfifo /tmp/modem_upgrade_status; modemapi post "
+                                                             "/modem/upgrade_status '{}' | grep -o '\"status\".*'");
+    EXPECT_EQ(upgrade.out, "\"status\":0\n");
+}
+
 } // namespace

@@ -97,6 +97,40 @@ TEST(Hotplug, KeepsTheSettingsThatSomebodyMade)
     EXPECT_EQ(run.out, "1-1.2: connecting as configured\nown.apn\nme\n") << run.err;
 }
 
+TEST(Hotplug, KeepsSettingsThatNewConnectAutoDoesNotKnow)
+{
+    const std::string own =
+        "for option in proto=qcm metric=5 peerdns=0 apn=an.access.point.name.of.forty.characters.xy "
+        "ttl=64; do uci set network.modem_1_1_2.$option; done; "
+        "uci add_list network.modem_1_1_2.dns=9.9.9.9; uci set cellconf.modem_1_1_2=forceTTL; "
+        "uci set cellconf.modem_1_1_2.ttl=64; uci commit; ";
+    const std::string all = "for p in network cellconf mwan3 firewall; do uci export $p; done";
+    for (const char *link : {"setup=100", "setup=never"}) {
+        const RouterRun run = router({"--modem", sim, "--link", link},
+                                     connect_with_own_apn + own + all + " >/tmp/before; " + go_down + appears +
+                                         "head -n 1 /tmp/log; " + all + " | diff /tmp/before - && echo unchanged");
+        EXPECT_EQ(run.out, "1-1.2: connecting as configured\nunchanged\n") << link << run.err;
+    }
+}
+
+TEST(Hotplug, WritesTheApnIntoAModemThatDoesNotComeUp)
+{
+    const RouterRun run =
+        router({"--modem", sim, "--link", "setup=never"},
+               connect_with_own_apn + go_down + appears + show_log + "uci get network.modem_1_1_2.apn");
+    EXPECT_EQ(run.out, "1-1.2: connecting as configured\n1-1.2: not online yet\nown.apn\n") << run.err;
+    EXPECT_EQ(count_of(run.journal_of("shell"), "ubus call network.interface.modem_1_1_2 up"), 2)
+        << "of connect and new-connect-auto";
+}
+
+TEST(Hotplug, WritesTheSimsStateAnewWhereAFullFileSystemLeftItEmpty)
+{
+    EXPECT_EQ(router({"--modem", sim, "--link", "setup=100", "--put-text", "/tmp/empty=x"},
+                     ": >/tmp/sim_status; " + appears + "cat /tmp/sim_status")
+                  .out,
+              "ready\n");
+}
+
 TEST(Hotplug, KeepsWhatSomebodyAddedToSettingsThatWereFound)
 {
     const RouterRun run =
