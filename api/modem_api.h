@@ -24,14 +24,14 @@ enum ModemApiStatus {
     modem_api_bad_sim_request = -22,    /**< "bus" or "sim_num" of a SIM switch is absent */
     modem_api_no_modem = -250,          /**< no such model, or no modem at all */
     modem_api_parameter_missing = -251, /**< "modem_id", or "bus" where it is required, is absent */
-    modem_api_connect_failed = -253,    /**< the connection did not come up */
+    modem_api_connect_failed = -253,    /**< not returned: a connection with a given device is not waited for */
     modem_api_at_failed = -255,         /**< the AT command got no reply */
     modem_api_bad_data_device = -256,   /**< "device" is no device that carries data */
     modem_api_no_message_id = -258,     /**< "msg_id" is absent */
     modem_api_sms_not_deleted = -259,   /**< there is no such message, or it cannot be deleted */
     modem_api_no_number = -260,         /**< "number" is absent */
     modem_api_no_message = -261,        /**< "message" is absent */
-    modem_api_sms_not_changed = -264,   /**< the message's state cannot be changed */
+    modem_api_sms_not_changed = -264,   /**< not returned: a message that is gone counts as changed */
     modem_api_at_port_as_device = -265  /**< "device" is the modem's AT port */
 };
 

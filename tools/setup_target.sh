@@ -1,7 +1,7 @@
 #!/bin/sh
 # Gets what building for a router's processor needs, as far as it is missing, into build-target/.cache: the
-# cross-compiler and json-c built with it. Arguments: targets, "mips-linux-musl" and so on. Exit status 3 means that the
-# network here has no npm registry to fetch the compiler from.
+# cross-compiler and json-c built with it. Arguments: targets, "mips-linux-musl" and so on. Exit status 3 means that
+# there is no npm registry to fetch the compiler from.
 set -eu
 
 cd "$(dirname "$0")/.."
