@@ -6,6 +6,8 @@ Instructions are counted by callgrind, for another processor by qemu: they are t
 are those of a process, for another processor the pages that the program itself has in memory under qemu. Bytes are those
 of stripped files, own bytes what modemctl's rooms have in the linked program, without libc, json-c and the stand-ins.
 gammu, which a user could pick instead, does the same work on the same simulated port in the same run.
+
+The exit status is 1 when something is larger or grows faster than it may, or when a command got another's reply.
 """
 
 import argparse
@@ -22,6 +24,16 @@ TARGETS = os.path.join(SOURCES, "build-target")
 COLUMNS = ("ms", "own ms", "peak KiB", "instructions", "bytes", "own bytes")
 CALLGRIND = "valgrind --tool=callgrind --callgrind-out-file=/dev/null"
 GUEST_BASE = "0x100000000"  # where the programs that qemu runs have their memory: measure counts what is there
+
+
+LIMITS = {"mips-linux-musl": (400 << 10, 120 << 10)}  # bytes of a stripped static modemctl, and own bytes
+faults = []
+
+
+def require(holds, fault):
+    if not holds:
+        faults.append(fault)
+        print(f"TOO MUCH: {fault}", flush=True)
 
 
 def row(what, note="", **values):
@@ -128,35 +140,50 @@ def sizes(build):
                 copy = shutil.copy(os.path.join(folder, product), work)
                 # A target's are stripped already, and in a form that this machine's program may not know.
                 subprocess.run(["strip", copy], stderr=subprocess.DEVNULL, check=False)
-                row(f"size of {product}, {name}", bytes=os.path.getsize(copy),
-                    own_bytes=own_bytes(folder) if product == "modemctl" else None)
+                size = os.path.getsize(copy)
+                own = own_bytes(folder) if product == "modemctl" else None
+                row(f"size of {product}, {name}", bytes=size, own_bytes=own)
+                if own is not None and name in LIMITS:
+                    require(size <= LIMITS[name][0] and own <= LIMITS[name][1], f"modemctl for {name}")
 
 
 class Growth:
-    """Rows over a rising amount; the note is what each one more costs, which rises where a cost grows too fast."""
+    """Rows over a rising amount; the note is what each one more costs, which must not rise."""
 
     def __init__(self, what):
         self.what = what
-        self.first = None
+        self.last = None
+        self.least = None
 
     def row(self, amount, instructions, peak=None):
-        self.first = self.first or (amount, instructions)
-        more = amount - self.first[0]
-        row(f"{self.what}: {amount:,}", f"{(instructions - self.first[1]) // more:,} instructions each" if more else "",
+        each = self.last and (instructions - self.last[1]) // (amount - self.last[0])
+        self.last = (amount, instructions)
+        row(f"{self.what}: {amount:,}", "" if each is None else f"{each:,} instructions each",
             instructions=instructions, peak_KiB=peak)
+        if each is None:
+            return
+        require(self.least is None or each <= 1.5 * self.least, f"{self.what}: the cost of each rises with their number")
+        self.least = each if self.least is None else min(each, self.least)
+
+
+most = None
+
+
+def amounts(*all_of_them):
+    return [amount for amount in all_of_them if most is None or amount <= most]
 
 
 def sysfs(build):
     # Without a modem nothing ends the search before its last folder, or before the thousandth that it visits.
     growth = Growth("modemctl signal, no modem, folders in sysfs")
-    for folders in (10, 100, 900, 10000):
+    for folders in amounts(10, 100, 900, 10000):
         router = Router(build, "--extra-folders", str(folders))
         growth.row(folders, router.instructions("modemctl signal"))
 
 
 def apns(build):
     growth = Growth("modemctl connect-auto, APN entries")
-    for entries in (100, 1000, 10000, 40000, 100000):
+    for entries in amounts(100, 1000, 2000, 10000, 40000, 100000):
         with tempfile.NamedTemporaryFile("w") as database:
             database.write('var apn_config_default ={"apns":{"apn":[')
             for i in range(entries):
@@ -174,7 +201,7 @@ def apns(build):
 def spool(build):
     growth = Growth("/modem/sms/list, messages")
     router = Router(build, "--modem", "EC25")
-    for messages in (1, 100, 1000, 10000):
+    for messages in amounts(1, 100, 1000, 10000):
         fill = (f"cd /etc/spool/sms/incoming; i=0; while [ $i -lt {messages} ]; do printf 'From: 43660123\\n"
                 "From_TOA: 91 international\\nSent: 26-11-21 01:02:03\\n\\nHello\\n' >GMS99.$i; i=$((i + 1)); done")
         growth.row(messages, router.instructions("modemapi get /modem/sms/list '{\"modem_id\":3}'", fill))
@@ -203,8 +230,7 @@ def many(build):
     row("16 x modemctl AT on one port for a minute",
         f"{own:,} of {len(lines):,} commands ({100 * own / len(lines):.0f} %) got the port and their own reply, "
         f"{len(others)} another's")
-    for line in others[:5]:
-        print(line)
+    require(not others, "replies of another: " + "; ".join(others[:5]))
 
 
 SECTIONS = {"commands": commands, "processors": processors, "sizes": sizes, "sysfs": sysfs, "apns": apns,
@@ -215,12 +241,16 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("build", help="folder of a release build")
     parser.add_argument("section", nargs="*", help=f"of {', '.join(SECTIONS)}; all where none is named")
-    words = parser.parse_args()
+    parser.add_argument("--quick", action="store_true", help="leave large amounts out")
+    words = parser.parse_intermixed_args()
     if unknown := [section for section in words.section if section not in SECTIONS]:
         parser.error(f"no such section: {', '.join(unknown)}")
+    global most
+    most = 2000 if words.quick else None
     print(f"{'':<46}" + "".join(f"{name:>14}" for name in COLUMNS))
     for section in words.section or SECTIONS:
         SECTIONS[section](os.path.abspath(words.build))
+    sys.exit(1 if faults else 0)
 
 
 if __name__ == "__main__":

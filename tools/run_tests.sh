@@ -36,6 +36,17 @@ run_target() {
     failed=$((failed + ${totals#* }))
 }
 
+# What the programs for routers may weigh.
+check_sizes() {
+    echo "== sizes"
+    if bench/run.py "$first_build" sizes >"$first_build/sizes.log" 2>&1; then
+        passed=$((passed + 1))
+    else
+        cat "$first_build/sizes.log"
+        failed=$((failed + 1))
+    fi
+}
+
 words=$*
 builds=${words%%--targets*}
 targets=
@@ -57,6 +68,7 @@ if [ -n "$targets" ]; then
         for target in $targets; do
             run_target "$target"
         done
+        check_sizes
         ;;
     # Without a network that has the cross-compiler there is nothing to run, which is no fault of the product.
     3) echo "There is no npm registry to fetch the cross-compiler from: no tests of$targets" ;;
