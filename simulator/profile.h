@@ -127,7 +127,8 @@ Profile parse_profile(const std::string &file, std::string_view text, const Incl
 /// ProfileError.
 Profile load_profile(const std::filesystem::path &directory, const std::string &name);
 
-/// The profiles in directory that have a model, by name. Throws ProfileError on a bad one.
+/// The profiles in directory that have a model, by name. Throws ProfileError on a bad one, filesystem_error without the
+/// directory.
 std::vector<Profile> list_profiles(const std::filesystem::path &directory);
 
 } // namespace simulator

@@ -53,11 +53,11 @@ TEST(LocalUser, CannotHaveAFileOpenedAsTheWritersLock)
 TEST(LocalUser, CannotMakeTheHotplugScriptEmptyOrMakeAFile)
 {
     const RouterRun run =
-        run_shell({"--modem", "EC25"},
+        run_shell({"--modem", "EC25", "--put", SOURCE_ROOT "/packaging/openwrt/files/usr:/usr"},
                   "touch /tmp/x; chown 65534 /tmp/x 2>/dev/null || { echo alone; exit; }; echo kept >/etc/kept; "
                   "for file in lock again; do ln -s /etc/kept /tmp/modemctl-reconnect.1-1.2.$file; done; "
                   "ln -s /etc/made /tmp/sim_status; chown -h 65534 /tmp/modemctl-reconnect.* /tmp/sim_status; "
-                  "sh " SOURCE_ROOT "/packaging/openwrt/files/usr/libexec/modemctl-reconnect 1-1.2 >/dev/null 2>&1; "
+                  "/usr/libexec/modemctl-reconnect 1-1.2 >/dev/null 2>&1; "
                   "cat /etc/kept; ls /etc/made 2>/dev/null; ls /var/run | grep -c modemctl");
     if (run.out == "alone\n")
         GTEST_SKIP() << "There is one user only.";

@@ -428,5 +428,5 @@ TEST_F(TemporaryProfiles, SayWhatIsMissing)
     EXPECT_THROW(load_profile(folder_ / "nowhere", "none"), ProfileError);
     EXPECT_THROW(load_profile(folder_, (folder_ / "none.modem").string()), ProfileError);
     EXPECT_THROW(load_profile(folder_, folder_.string() + "/"), ProfileError);
-    EXPECT_TRUE(list_profiles(folder_ / "nowhere").empty());
+    EXPECT_THROW(list_profiles(folder_ / "nowhere"), std::filesystem::filesystem_error);
 }
