@@ -4,7 +4,7 @@
 # modem, for an interface), so more of them run at a time than there are processors.
 set -u
 
-at_a_time=$(($(nproc) * 4))
+at_a_time=$(($(nproc) * 6))
 passed=0
 failed=0
 first_build=$1
