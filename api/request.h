@@ -30,8 +30,8 @@ int32_t check_request(json_object *request, std::span<const RequiredMember> memb
 /// A bus as a record holds it: what does not fit is cut.
 using BusName = decltype(ModemDriver::bus);
 
-/// "bus" of the request; default_bus where it is absent or empty; nothing when it holds anything but letters, digits, '-' and
-/// '.', for such a text names no bus and must not reach a shell or a path.
+/// "bus" of the request; default_bus where it is absent or empty; nothing when it holds anything but letters, digits,
+/// '-' and '.', for such a text names no bus and must not reach a shell or a path.
 std::optional<BusName> requested_bus(json_object *request);
 
 /// A member's text, borrowed; fallback where it is absent.

@@ -5,6 +5,7 @@
 
 #include "connection/commands.h"
 #include "connection/multi_wan.h"
+#include "drivers/commands.h"
 #include "platform/board.h"
 #include "platform/files.h"
 #include "platform/shell.h"
@@ -53,8 +54,8 @@ void write_device(const SectionWriter &section, const char *device)
 Text<20> read_sim_type()
 {
     Text<20> captured;
-    if (can_be_read_to_its_end(sim_type_path)) // a pipe in its place would hold us up for ever
-        getShellCommandReturn(read_sim_type_command, captured);
+    if (can_be_read_to_its_end(sim_type_file)) // a pipe in its place would hold us up for ever
+        getShellCommandReturn(print_sim_type, captured);
     return Text<20>{first_characters(captured.view(), captured.size() - (captured.empty() ? 0 : 1))};
 }
 

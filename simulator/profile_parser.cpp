@@ -1,11 +1,9 @@
 #include "simulator/profile_parser.h"
 
 #include <algorithm>
-#include <charconv>
-#include <limits>
-#include <optional>
 #include <utility>
 
+#include "simulator/profile_words.h"
 #include "simulator/reply_text.h"
 
 namespace simulator {
@@ -14,34 +12,6 @@ namespace {
 
 constexpr int deepest_include = 8;
 constexpr size_t longest_line = 4096;
-constexpr int64_t longest_time_ms = 24 * 3600 * 1000;
-constexpr int highest_interface = 31;
-
-// Takes the first word and the blank behind it off text.
-std::string_view take_word(std::string_view &text)
-{
-    const size_t end = std::min(text.find(' '), text.size());
-    const std::string_view word = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
-    return word;
-}
-
-std::string_view without_trailing_blanks(std::string_view text)
-{
-    while (text.ends_with(' '))
-        text.remove_suffix(1);
-    return text;
-}
-
-template <typename Number> std::optional<Number> to_number(std::string_view text, int base = 10)
-{
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-    if (error != std::errc{} || end != text.data() + text.size())
-        return std::nullopt;
-    return number;
-}
-
 bool is_line(const Step &step)
 {
     return step.variable.empty();
@@ -332,70 +302,6 @@ void ProfileParser::read_each(std::string_view fields)
     const bool good_range = !names_in(next_step_.last).empty() || (next_step_.first <= last && last <= highest_each);
     if (!is_variable_name(next_step_.each) || next_step_.first < 0 || !good_range)
         fail("each wants a name and a range like 1-16, at most to 1000");
-}
-
-UnsolicitedLine ProfileParser::read_row_urc(std::string_view fields)
-{
-    UnsolicitedLine line{};
-    if (!next_step_.each.empty())
-        fail("a urc cannot follow '@ each'");
-    line.conditions = std::exchange(next_step_.conditions, {});
-    const std::string_view where = take_word(fields);
-    if (where == "before") {
-        line.when = UnsolicitedLine::When::before;
-    } else if (where == "inside") {
-        line.when = UnsolicitedLine::When::inside;
-        line.position = static_cast<int>(take_number(fields, 100'000, "line number"));
-    } else if (where == "after") {
-        line.when = UnsolicitedLine::When::after;
-        line.at_ms = take_number(fields, longest_time_ms, "time");
-    } else {
-        fail("a row's urc comes before, inside or after its reply, not '" + std::string(where) + "'");
-    }
-    finish_urc(line, fields);
-    return line;
-}
-
-UnsolicitedLine ProfileParser::read_header_urc(std::string_view fields)
-{
-    UnsolicitedLine line{};
-    const std::string_view when = take_word(fields);
-    if (when == "at" || when == "boot") {
-        line.when = when == "at" ? UnsolicitedLine::When::at : UnsolicitedLine::When::boot;
-        line.at_ms = take_number(fields, longest_time_ms, "time");
-    } else if (when == "every") {
-        line.when = UnsolicitedLine::When::every;
-        line.at_ms = take_number(fields, longest_time_ms, "time");
-    } else if (when == "random") {
-        line.when = UnsolicitedLine::When::random;
-        std::string_view range = take_word(fields);
-        const size_t dash = std::min(range.find('-'), range.size());
-        std::string_view first = range.substr(0, dash);
-        std::string_view last = range.substr(std::min(dash + 1, range.size()));
-        line.at_ms = take_number(first, longest_time_ms, "time");
-        line.until_ms = take_number(last, longest_time_ms, "time");
-    } else {
-        fail("a urc comes at, boot, every or random, not '" + std::string(when) + "'");
-    }
-    const bool repeats = line.when == UnsolicitedLine::When::every || line.when == UnsolicitedLine::When::random;
-    if (repeats && line.at_ms == 0)
-        fail("a urc that repeats needs a time above 0");
-    if (line.when == UnsolicitedLine::When::random && line.until_ms < line.at_ms)
-        fail("a random urc wants a range like 100-900");
-    finish_urc(line, fields);
-    return line;
-}
-
-void ProfileParser::finish_urc(UnsolicitedLine &line, std::string_view fields)
-{
-    if (fields.starts_with("on ")) {
-        take_word(fields);
-        line.interface = static_cast<int>(take_number(fields, highest_interface, "interface number"));
-    }
-    if (fields.empty())
-        fail("a urc without a text");
-    names_in(fields);
-    line.text = fields;
 }
 
 int64_t ProfileParser::take_number(std::string_view &fields, int64_t highest, const char *what)

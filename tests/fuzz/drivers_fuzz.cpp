@@ -17,6 +17,7 @@
 #include "drivers/generic.h"
 #include "platform/shell.h"
 #include "platform/ubus.h"
+#include "tests/fuzz/no_waiting.h"
 #include "tests/fuzz/sandbox.h"
 
 namespace {
@@ -322,16 +323,6 @@ int fork_exec2(const char *)
 UbusResult ubus_call(const char *, const char *, int, const char *)
 {
     return {UbusStep::done, 0, Json{json_tokener_parse("{\"up\":true}")}};
-}
-
-extern "C" unsigned int sleep(unsigned int)
-{
-    return 0;
-}
-
-extern "C" int usleep(useconds_t)
-{
-    return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)

@@ -9,6 +9,7 @@
 #include "at/serial_port.h"
 #include "platform/shell.h"
 #include "platform/ubus.h"
+#include "tests/fuzz/no_waiting.h"
 #include "tests/fuzz/sandbox.h"
 
 namespace {
@@ -95,16 +96,6 @@ int serial_read_timeout(int, size_t, char *, int)
 }
 
 size_t serial_write_all(int, size_t, const char *)
-{
-    return 0;
-}
-
-extern "C" unsigned int sleep(unsigned int)
-{
-    return 0;
-}
-
-extern "C" int usleep(useconds_t)
 {
     return 0;
 }
