@@ -45,11 +45,13 @@ const AtFault at_faults[] = {
      {"--fault", "no-final:AT+CSQ"},
      ask_once,
      "\nAT+CSQ\r\r\n+CSQ: 31,99\r\nstatus 0\n"},
+    // The modem stops when it has read the next command, up to which a piece of its filler may still come.
     {"the reply never ends",
-     "its first 4095 bytes; the next command has its own reply",
+     "its first 4095 bytes; the next command has its own reply, behind what came while it was sent",
      {"--fault", "endless:AT+CSQ"},
-     "modemctl AT AT+CSQ | tail -c +2 | wc -c; modemctl AT AT+CGMM; echo status $?",
-     "4095\n" + next_reply},
+     "modemctl AT AT+CSQ | tail -c +2 | wc -c; modemctl AT AT+CGMM >/tmp/out; echo status $?; "
+     "tr -d 'x\\r\\n' </tmp/out; tail -c 22 /tmp/out",
+     "4095\nstatus 0\nAT+CGMMEC25OK" + next_reply.substr(1, 22)},
     {"the reply has 5000 bytes",
      "its first 4095 bytes",
      {"--fault", "extra=5000:AT+CSQ"},
