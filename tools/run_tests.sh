@@ -12,7 +12,7 @@ first_build=$1
 run_build() {
     echo "== $1"
     log=$1/test.log
-    ctest --test-dir "$1" -j "$at_a_time" --timeout 180 --output-on-failure >"$log" 2>&1
+    ctest --test-dir "$1" -j "$at_a_time" --timeout 300 --output-on-failure >"$log" 2>&1
     # A line of ctest's that begins with "<n>% tests passed" tells the totals; without it nothing ran.
     totals=$(sed -n 's/^[0-9]*% tests passed, \([0-9]*\) tests failed out of \([0-9]*\)$/\1 \2/p' "$log")
     if [ -z "$totals" ]; then

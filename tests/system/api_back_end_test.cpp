@@ -233,12 +233,10 @@ Lines serve_long(const Lines &back_end, int count, int warm_up)
     for (int i = 0; i < count; i++)
         input += (i == warm_up ? "usage\n" : "") + requests[i] + "\n";
     const RouterRun run =
-        run_in_router({.options = {"--modem", "EC25", "--put-text", "/etc/forward=", "--put-text",
-                                   "/etc/spool/sms/storage/GMS99.a=From: 1\n\nHello", "--put-text",
-                                   "/etc/ssmtp/ssmtp.conf=AuthUser=me", "--answer", "opkg list-installed:0:ssmtp - 2"},
-                       .input = input + "usage\n",
-                       .deadline = std::chrono::seconds{170}},
-                      back_end);
+        run_in_router({"--modem", "EC25", "--put-text", "/etc/forward=", "--put-text",
+                       "/etc/spool/sms/storage/GMS99.a=From: 1\n\nHello", "--put-text",
+                       "/etc/ssmtp/ssmtp.conf=AuthUser=me", "--answer", "opkg list-installed:0:ssmtp - 2"},
+                      back_end, input + "usage\n");
     EXPECT_EQ(run.status, 0) << run.err;
     Lines usage;
     size_t served = 0;

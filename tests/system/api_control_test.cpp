@@ -14,8 +14,7 @@ RouterRun serve(Lines options, const std::string &requests, const std::string &b
                 const std::string &after = {})
 {
     options.insert(options.end(), {"--put-text", "/tmp/sim_status=ready", "--put-text", "/tmp/sim_type=att"});
-    return run_in_router({.options = options, .input = {}, .deadline = std::chrono::seconds{120}},
-                         {"sh", "-c", before + "modemapi <<'END'\n" + requests + "END\n" + after});
+    return run_in_router(options, {"sh", "-c", before + "modemapi <<'END'\n" + requests + "END\n" + after});
 }
 
 // Shell commands of the back end itself. A background command's may come from anybody, so it is left out by who asks.

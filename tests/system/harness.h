@@ -20,15 +20,12 @@ struct RouterRun {
     std::string sent_to(std::string_view port) const;
 };
 
-struct RunOptions {
-    std::vector<std::string> options; ///< of simrouter, without journal, log and delivery
-    std::string input;                ///< the command's standard input
-    std::chrono::seconds deadline{60};
-};
-
-/// Runs the command in a simulated router and waits for its end. With the environment variable DELIVERY=bytes the
-/// modems send byte by byte.
-RouterRun run_in_router(const RunOptions &options, const std::vector<std::string> &command);
+/// Runs the command in a simulated router and waits for its end, or kills it after four minutes. With the environment
+/// variable DELIVERY=bytes the modems send byte by byte.
+/// @param options of simrouter, without journal, log and delivery
+/// @param input the command's standard input
+RouterRun run_in_router(const std::vector<std::string> &options, const std::vector<std::string> &command,
+                        const std::string &input = {});
 
 /// The same with a text for the router's shell.
 RouterRun run_shell(const std::vector<std::string> &options, const std::string &script);
@@ -41,8 +38,7 @@ RouterRun call_operation(const std::vector<std::string> &options, std::vector<st
 std::string ask(const std::string &port, const std::string &text);
 
 /// Runs any program outside with the same care. Its journal and log are empty.
-RouterRun run_program(const std::vector<std::string> &command, const std::string &input = {},
-                      std::chrono::seconds deadline = std::chrono::seconds{60});
+RouterRun run_program(const std::vector<std::string> &command, const std::string &input = {});
 
 /// A folder that is there for the time of a test.
 class TemporaryFolder {

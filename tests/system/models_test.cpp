@@ -18,13 +18,10 @@ std::string session_of(const std::string &model)
     std::string session;
     for (const char *command :
          {"sim-status", "check_register", "get_mode", "carrier", "signal", "cells", "thermal", "iccid"})
-        session +=
-            "$ modemctl " + std::string{command} + "\n" +
-            run_in_router({.options = {"--modem", model, "--put-text", "/usr/share/modem/operator.dat=00101,Test"},
-                           .input = "",
-                           .deadline = std::chrono::seconds{60}},
-                          {"modemctl", command})
-                .out;
+        session += "$ modemctl " + std::string{command} + "\n" +
+                   run_in_router({"--modem", model, "--put-text", "/usr/share/modem/operator.dat=00101,Test"},
+                                 {"modemctl", command})
+                       .out;
     return session;
 }
 
@@ -53,18 +50,14 @@ const char thermal_settings[] =
 
 TEST(Thermal, WritesItsDefaults)
 {
-    const RouterRun run = run_in_router(
-        {.options = {"--modem", "EC25"}, .input = "", .deadline = std::chrono::seconds{60}}, {"modemctl", "thermal"});
+    const RouterRun run = run_in_router({"--modem", "EC25"}, {"modemctl", "thermal"});
     EXPECT_EQ(run.out, "thermal setting  success\n");
     EXPECT_EQ(run.sent_to("ttyUSB2"), "AT+QCFG=\"thermal/limit_rates\",0\r\nAT+QCFG=\"thermal/modem\",1,95,90\r\n");
 }
 
 TEST(Thermal, WritesWhatIsConfigured)
 {
-    const RouterRun run = run_in_router({.options = {"--modem", "EC25", "--put-text", thermal_settings},
-                                         .input = "",
-                                         .deadline = std::chrono::seconds{60}},
-                                        {"modemctl", "thermal"});
+    const RouterRun run = run_in_router({"--modem", "EC25", "--put-text", thermal_settings}, {"modemctl", "thermal"});
     EXPECT_EQ(run.out, "thermal setting  success\n");
     EXPECT_EQ(run.sent_to("ttyUSB2"), "AT+QCFG=\"thermal/limit_rates\",1\r\nAT+QCFG=\"thermal/modem\",1,100,85\r\n");
 }

@@ -11,7 +11,7 @@ using Lines = std::vector<std::string>;
 RouterRun modemctl(const Lines &options, Lines words)
 {
     words.insert(words.begin(), "modemctl");
-    return run_in_router({.options = options, .input = "", .deadline = std::chrono::seconds{60}}, words);
+    return run_in_router(options, words);
 }
 
 const Lines ec25{"--modem", "EC25"};

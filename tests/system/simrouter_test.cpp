@@ -63,8 +63,7 @@ TEST(SimulatedRouter, EndsLikeAShellWhenTheCommandCannotBeStarted)
 
 TEST(SimulatedRouter, PassesStandardStreamsThrough)
 {
-    const RouterRun run =
-        run_in_router({.options = {}, .input = "in\n"}, {"sh", "-c", "read x; echo out $x; echo err >&2"});
+    const RouterRun run = run_in_router({}, {"sh", "-c", "read x; echo out $x; echo err >&2"}, "in\n");
     EXPECT_EQ(run.out, "out in\n");
     EXPECT_EQ(run.err, "err\n");
 }

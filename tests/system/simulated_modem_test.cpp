@@ -207,7 +207,8 @@ TEST(RouterNetwork, PutsAddressesOnRealDevices)
         run_shell({"--modem", "EC25", "--link", "modem,setup=0,address=10.9.8.2/29,gateway=10.9.8.1"},
                   "uci set network.modem=interface; uci set network.modem.proto=qmi; uci set network.modem.metric=40; "
                   "ubus call network reload; until ifstatus modem | grep -q '\"up\": true'; do :; done; "
-                  "awk '$2 == \"00000000\" {print $1, $3, $7}' /proc/net/route; cat /sys/class/net/wwan0/uevent; "
+                  "awk '$1 == \"wwan0\" && $2 == \"00000000\" {print $1, $3, $7}' /proc/net/route; cat "
+                  "/sys/class/net/wwan0/uevent; "
                   "ifdown modem; grep -c wwan0 /proc/net/route");
     EXPECT_EQ(run.out, "wwan0 0108090A 40\nINTERFACE=wwan0\n0\n");
 }

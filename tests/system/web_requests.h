@@ -7,6 +7,5 @@
 inline RouterRun serve(const std::vector<std::string> &options, const std::string &requests,
                        const std::string &before = ":", const std::string &after = ":")
 {
-    return run_in_router({.options = options, .input = requests, .deadline = std::chrono::seconds{60}},
-                         {"sh", "-c", before + "\nmodemapi\n" + after});
+    return run_in_router(options, {"sh", "-c", before + "\nmodemapi\n" + after}, requests);
 }

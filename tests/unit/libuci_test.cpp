@@ -107,15 +107,22 @@ void replay(json_object *recorded)
     }
 }
 
-TEST(UciCommand, DoesWhatTheRoutersOwnDoes)
+// The sessions start some thousand processes, so they are dealt out to several tests that run beside each other.
+constexpr size_t session_parts = 8;
+
+class UciCommand : public testing::TestWithParam<size_t> {};
+
+TEST_P(UciCommand, DoesWhatTheRoutersOwnDoes)
 {
     const Json sessions{json_object_from_file(TEST_DATA "/uci/sessions.json")};
     ASSERT_GT(json_object_array_length(sessions.get()), 200u);
-    for (size_t i = 0; i < json_object_array_length(sessions.get()); i++) {
+    for (size_t i = GetParam(); i < json_object_array_length(sessions.get()); i += session_parts) {
         SCOPED_TRACE(i);
         replay(json_object_array_get_idx(sessions.get(), i));
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Sessions, UciCommand, testing::Range<size_t>(0, session_parts));
 
 class Libuci : public testing::Test {
   protected:
