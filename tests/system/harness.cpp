@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <poll.h>
 #include <sstream>
@@ -59,6 +60,9 @@ Fd input_file(const std::string &text)
     dup2(input, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
+    // What a sanitizer says reaches the router's log also where a script has sent the errors elsewhere.
+    for (const char *sanitizer : {"ASAN_OPTIONS", "UBSAN_OPTIONS"})
+        setenv(sanitizer, "log_to_syslog=1", 1);
     std::vector<char *> arguments;
     for (const std::string &argument : command)
         arguments.push_back(const_cast<char *>(argument.c_str()));
@@ -98,6 +102,19 @@ bool collect(Fd &out, Fd &err, int process, RouterRun &run, Clock::time_point de
             ended = true;
     }
     return true;
+}
+
+void fail_on_sanitizers(const RouterRun &run)
+{
+    std::string said;
+    bool failed = false;
+    for (const std::string &line : run.journal_of("syslog")) {
+        said += line + '\n';
+        failed = failed || line.find("Sanitizer: ") != std::string::npos ||
+                 line.find(" runtime error: ") != std::string::npos;
+    }
+    if (failed)
+        ADD_FAILURE() << said;
 }
 
 std::string unescape(std::string_view line)
@@ -204,6 +221,7 @@ RouterRun run_in_router(const std::vector<std::string> &options, const std::vect
     RouterRun run = run_program(line, input);
     run.journal = lines_of(read_text(journal));
     run.log = read_text(log);
+    fail_on_sanitizers(run);
     return run;
 }
 

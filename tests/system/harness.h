@@ -20,8 +20,8 @@ struct RouterRun {
     std::string sent_to(std::string_view port) const;
 };
 
-/// Runs the command in a simulated router and waits for its end, or kills it after four minutes. With the environment
-/// variable DELIVERY=bytes the modems send byte by byte.
+/// Runs the command in a simulated router and waits for its end, or kills it after four minutes. A sanitizer's word
+/// from any program in it fails the test. With the environment variable DELIVERY=bytes the modems send byte by byte.
 /// @param options of simrouter, without journal, log and delivery
 /// @param input the command's standard input
 RouterRun run_in_router(const std::vector<std::string> &options, const std::vector<std::string> &command,

@@ -25,7 +25,7 @@ pid_t start(char **command, bool traced)
     if (child == 0) {
         dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
         if (traced) {
-            setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // which would trace the program itself
+            setenv("ASAN_OPTIONS", "log_to_syslog=1:detect_leaks=0", 1); // finding leaks would trace the program itself
             ptrace(PTRACE_TRACEME);
             raise(SIGSTOP);
         }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
@@ -66,6 +67,23 @@ TEST(SimulatedRouter, PassesStandardStreamsThrough)
     const RouterRun run = run_in_router({}, {"sh", "-c", "read x; echo out $x; echo err >&2"}, "in\n");
     EXPECT_EQ(run.out, "out in\n");
     EXPECT_EQ(run.err, "err\n");
+}
+
+// Beneath a script that throws its output away too.
+TEST(SimulatedRouter, FailsATestOverWhatASanitizerSaysOfABackgroundCommand)
+{
+    const TemporaryFolder folder;
+    const RouterRun built_faulty = run_program({"cc", "-g", "-fsanitize=address,undefined", "-fno-sanitize-recover=all",
+                                                TEST_DATA "/faulty.c", "-o", folder.path() + "/faulty"});
+    ASSERT_EQ(built_faulty.status, 0) << built_faulty.err;
+    const auto run_faulty = [&](const char *kind) {
+        return run_shell({"--put", folder.path() + "/faulty:/usr/bin/faulty"},
+                         "(faulty " + std::string{kind} + " & wait) >/dev/null 2>&1");
+    };
+    EXPECT_EQ(run_faulty("not").err, "");
+    EXPECT_NONFATAL_FAILURE(run_faulty("leak"), "LeakSanitizer: detected memory leaks");
+    EXPECT_NONFATAL_FAILURE(run_faulty("freed"), "AddressSanitizer: heap-use-after-free");
+    EXPECT_NONFATAL_FAILURE(run_faulty("overflow"), "runtime error: signed integer overflow");
 }
 
 TEST(SimulatedRouter, StartsAShellWithoutACommand)
