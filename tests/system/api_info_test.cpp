@@ -49,6 +49,8 @@ std::string session_of(const std::string &model, int modem_id)
 struct GoldenModel {
     const char *name;
     int modem_id;
+
+    friend void PrintTo(const GoldenModel &model, std::ostream *out) { *out << model.name; }
 };
 
 class ApiReports : public testing::TestWithParam<GoldenModel> {};

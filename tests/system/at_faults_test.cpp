@@ -13,6 +13,8 @@ struct AtFault {
     Lines options;       ///< of the simulated router
     std::string script;
     std::string expected;
+
+    friend void PrintTo(const AtFault &fault, std::ostream *out) { *out << fault.what; }
 };
 
 const std::string reply = "\nAT+CSQ\r\r\n+CSQ: 31,99\r\n\r\nOK\r\n"; // 29 bytes
@@ -131,13 +133,8 @@ TEST_P(AtFaults, ShowTheUserWhatIsDocumented)
     EXPECT_EQ(documented_faults()[fault.what], fault.outcome) << fault.what;
 }
 
-INSTANTIATE_TEST_SUITE_P(Slow, AtFaults, testing::ValuesIn(at_faults), [](const auto &row) {
-    std::string name;
-    for (const char character : row.param.what)
-        if (isalnum(static_cast<unsigned char>(character)) != 0)
-            name += character;
-    return name;
-});
+INSTANTIATE_TEST_SUITE_P(Slow, AtFaults, testing::ValuesIn(at_faults),
+                         [](const auto &row) { return test_name_of(row.param.what); });
 
 // The first piece of the reply ends behind each of its bytes once, and the next one comes in another read. What comes
 // behind the OK of a piece is not waited for.

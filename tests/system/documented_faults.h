@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cctype>
 #include <map>
 #include <set>
 #include <string>
@@ -21,6 +22,16 @@ inline std::map<std::string, std::string> documented_faults(std::string_view hea
     }
     outcomes.erase("fault"); // the tables' heads
     return outcomes;
+}
+
+/// A fault's words without what a test's name may not have.
+inline std::string test_name_of(std::string_view fault)
+{
+    std::string name;
+    for (const char character : fault)
+        if (isalnum(static_cast<unsigned char>(character)) != 0)
+            name += character;
+    return name;
 }
 
 inline std::set<std::string> names_of(const std::map<std::string, std::string> &outcomes)

@@ -16,6 +16,8 @@ struct Fault {
     Lines options;
     const char *before; ///< shell commands that bring the fault about
     const char *after;  ///< and those that end it; empty where it lasts
+
+    friend void PrintTo(const Fault &fault, std::ostream *out) { *out << fault.what; }
 };
 
 const Fault faults[] = {
@@ -95,13 +97,8 @@ TEST_P(FaultMatrix, LeavesWholeFilesBehind)
         << run.err;
 }
 
-INSTANTIATE_TEST_SUITE_P(Slow, FaultMatrix, testing::ValuesIn(faults), [](const auto &row) {
-    std::string name;
-    for (const char *character = row.param.what; *character != '\0'; character++)
-        if (isalnum(static_cast<unsigned char>(*character)) != 0)
-            name += *character;
-    return name;
-});
+INSTANTIATE_TEST_SUITE_P(Slow, FaultMatrix, testing::ValuesIn(faults),
+                         [](const auto &row) { return test_name_of(row.param.what); });
 
 // It takes its time then, 100 s for a question of ours, and longer for the command that brings the interface up.
 TEST(FaultMatrix, ADeafUbusdIsWaitedForWithTheSettingsWritten)
