@@ -32,7 +32,7 @@ left_out='^(Simulat|SimrouterOptions|Journal|RecordedCommand|RouterNetwork|BackE
 case $processor in
 mips | mips64 | powerpc)
     units_left_out=$units_left_out:Traffic.OfADeviceThatDoesNotExistIsNothing
-    left_out="$left_out|^Status.*(OfAnInterfaceThatIsUp|HasTheKernelsCounters|SurvivesWhatever|WithPassThroughTakes)"
+    left_out="$left_out|^Status.*(OfAnInterfaceThatIsUp|HasTheKernelsCounters|SurvivesWhatever|WithPassThroughTakes|WithoutTheKernelsTable)"
     ;;
 esac
 

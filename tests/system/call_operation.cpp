@@ -9,6 +9,7 @@
 #include <syslog.h>
 
 #include "at/at.h"
+#include "connection/connect.h"
 #include "connection/power.h"
 #include "core/modem_table.h"
 #include "discovery/ports.h"
@@ -69,6 +70,13 @@ const std::map<std::string, Operation> operations = {
     {"set_auth", [](Call &c) { return c.rec.ops.set_auth(c.rec, c.word(0), c.word(1), c.word(2), c.word(3)); }},
     {"iface_up", [](Call &c) { return c.rec.ops.iface_up(c.number(0), c.word(1)); }},
     {"iface_down", [](Call &c) { return c.rec.ops.iface_down(c.number(0), c.word(1)); }},
+    // No model of the table has the flag of a wwan device: words are flags, data device and APN.
+    {"serial_connect",
+     [](Call &c) {
+         ModemDriver rec = c.rec;
+         rec.proto_flags = static_cast<uint32_t>(strtoul(c.word(0), nullptr, 16));
+         return serial_connect(rec, {.device = c.word(1), .apn = c.word(2)});
+     }},
     {"power_cycle", [](Call &c) { return power_cycle_modem(c.rec.bus.c_str()); }},
     {"sms_list",
      [](Call &) {

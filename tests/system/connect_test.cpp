@@ -185,6 +185,22 @@ TEST(Connect, ByDirectIpTakesTheModemsEthernetDevice)
     EXPECT_EQ(lines[4], lines[3]);
 }
 
+TEST(Connect, OfAWwanDeviceTakesItsNetworkDevice)
+{
+    const auto connect = [](const char *model, const char *modem_id, const char *flags) {
+        const RouterRun run =
+            router({"--modem", model}, built("call_operation") + " " + modem_id + " 1-1.2 serial_connect " + flags +
+                                           " /dev/ttyUSB3 internet; for option in proto ifname device; do uci get "
+                                           "network.modem_1_1_2.$option; done");
+        EXPECT_EQ(run.err, "");
+        return lines_of(run.out);
+    };
+    EXPECT_EQ(connect("EC25", "3", "0x10"), (Lines{"0 ", "callip", "wwan0", "/dev/ttyUSB3"}));
+    EXPECT_EQ(connect("EC25", "3", "0x71"), (Lines{"0 ", "callip", "wwan0", "/dev/ttyUSB3"})); // before NCM
+    // Without one in sysfs it is the serial one's.
+    EXPECT_EQ(connect("BG95", "7", "0x10"), (Lines{"0 ", "callip", "3g-modem", "/dev/ttyUSB3"}));
+}
+
 const std::string database = R"(/www/src/lib/apn-config.js=var apn_config_default ={"apns":{"apn":[
 {"-mcc":"232","-mnc":"03","-apn":"mms.example","-type":"mms"},
 {"-mcc":"232","-mnc":"03","-apn":"internet.example","-type":"default,supl","-user":"me","-password":"secret"},

@@ -97,6 +97,27 @@ TEST(Status, HasTheKernelsCountersOfAPointToPointDeviceAsTexts)
     EXPECT_EQ(report["ip_addr"], "\"10.64.1.2\"");
 }
 
+TEST(Status, WithoutTheKernelsTableLogsThatAndLeavesTheCountersOut)
+{
+    const std::string hide_table =
+        "mount -t tmpfs none /proc/$$/net; exec "; // from the shell that becomes the back end
+    const RouterRun run = connected({"--modem", "EC25", "--link", "setup=100"},
+                                    "test -e /dev/net/tun || exit 9; " + hide_table + ask_report);
+    if (run.status == 9)
+        GTEST_SKIP() << "TUN devices are not allowed here";
+    const Report report(run);
+    EXPECT_EQ(report["up"], "\"on\"");
+    EXPECT_EQ(report["ip_addr"], "\"10.64.1.2\"");
+    EXPECT_EQ(report["download"], "");
+    EXPECT_EQ(report["upload"], "");
+    const Lines log = run.journal_of("syslog");
+    EXPECT_NE(std::find(log.begin(), log.end(),
+                        "err Function:get_ppp_ifstats_by_proc_net_dev Line:141 can't open 'proc/net/dev': No such file "
+                        "or directory"),
+              log.end())
+        << testing::PrintToString(log);
+}
+
 TEST(Status, TellsAnInterfaceThatIsOnItsWayFromOneThatIsOff)
 {
     const Lines options = {"--modem", "EC25", "--link", "setup=never"};
