@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <system_error>
 
@@ -33,7 +34,7 @@ std::string one_line(std::string_view bytes)
 }
 
 LineFile::LineFile(const std::string &path, bool append)
-    : file_(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | (append ? 0 : O_TRUNC), 0666))
+    : file_(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | (append ? 0 : O_TRUNC), 0666)), path_(path)
 {
     if (!file_)
         throw std::system_error(errno, std::generic_category(), path);
@@ -49,8 +50,11 @@ void LineFile::write(std::string line)
         const ssize_t written = ::write(file_.get(), rest.data(), rest.size());
         if (written < 0 && errno == EINTR)
             continue;
-        if (written <= 0)
-            return; // a full disk outside must not stop the router
+        if (written <= 0) {
+            fprintf(stderr, "simrouter: %s: %s\n", path_.c_str(), strerror(errno));
+            file_ = Fd();
+            return;
+        }
         rest.remove_prefix(static_cast<size_t>(written));
     }
 }

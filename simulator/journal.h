@@ -11,7 +11,8 @@ namespace simulator {
 /// Tabs separate fields and become \t; quotes and bytes from 0x80 stay.
 std::string one_line(std::string_view bytes);
 
-/// A file that grows line by line while the simulated router runs. Without a file nothing is written.
+/// A file that grows line by line while the simulated router runs. Without a file nothing is written. A file that takes
+/// no more (a full disk outside) does not stop the router: that is said once on standard error, and the file is let go.
 class LineFile {
   public:
     LineFile() = default;
@@ -23,6 +24,7 @@ class LineFile {
 
   private:
     Fd file_;
+    std::string path_;
 };
 
 /// What happened in the router, in order: "<kind><tab><who><tab><text>", each made one line.

@@ -69,6 +69,16 @@ TEST(SimulatedRouter, PassesStandardStreamsThrough)
     EXPECT_EQ(run.err, "err\n");
 }
 
+TEST(SimulatedRouter, SaysOnceWhereItsFilesCannotBeWritten)
+{
+    for (const char *option : {"--journal", "--log"}) {
+        const RouterRun run = run_program({built("simrouter"), "--modem", "EC25", option, "/dev/full", "--", "sh", "-c",
+                                           "modemctl AT AT >/dev/null; modemctl AT AT >/dev/null; exit 5"});
+        EXPECT_EQ(run.status, 5);
+        EXPECT_EQ(run.err, "simrouter: /dev/full: No space left on device\n") << option;
+    }
+}
+
 // Beneath a script that throws its output away too.
 TEST(SimulatedRouter, FailsATestOverWhatASanitizerSaysOfABackgroundCommand)
 {
