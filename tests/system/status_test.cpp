@@ -97,6 +97,20 @@ TEST(Status, HasTheKernelsCountersOfAPointToPointDeviceAsTexts)
     EXPECT_EQ(report["ip_addr"], "\"10.64.1.2\"");
 }
 
+TEST(Status, HasThePppStatisticsOfAPppDeviceAsNumbers)
+{
+    const std::string with_ppp = "export LD_PRELOAD=" + built("ppp_statistics.so") +
+                                 " ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0; exec ";
+    const RouterRun run = connected({"--modem", "EC25", "--link", "setup=100,traffic=3000000/140"},
+                                    "test -e /dev/net/tun || exit 9; " + with_ppp + ask_report);
+    if (run.status == 9)
+        GTEST_SKIP() << "TUN devices are not allowed here";
+    const Report report(run);
+    EXPECT_EQ(report["download"], "4000000000.0");
+    EXPECT_EQ(report["upload"], "12.0");
+    EXPECT_EQ(report["ip_addr"], "\"10.64.1.2\"");
+}
+
 TEST(Status, WithoutTheKernelsTableLogsThatAndLeavesTheCountersOut)
 {
     const std::string hide_table =
