@@ -1,20 +1,15 @@
 #!/bin/sh
 # Builds modemctl and libmodemapi.so for routers' processors into build-target/<target>, and with --tests in front what
-# tools/test_target.sh needs; with --some the unit tests of the first target only. Arguments: the targets. Exit status 3:
-# see tools/setup_target.sh.
+# tools/test_target.sh needs. Arguments: the targets. Exit status 3: see tools/setup_target.sh.
 set -eu
 
 cd "$(dirname "$0")/.."
 cache=$PWD/build-target/.cache
 goals="modemctl modem_api_library"
-choice=
-case $1 in
---tests | --some)
-    choice=$1
+if [ "$1" = --tests ]; then
     goals="$goals modemapi call_operation unit_tests"
     shift
-    ;;
-esac
+fi
 tools/setup_target.sh "$@"
 for target in "$@"; do
     build=build-target/$target
@@ -23,5 +18,4 @@ for target in "$@"; do
     # shellcheck disable=SC2086 # one word per goal
     cmake --build "$build" -j"$(nproc)" --target $goals
     ls -l "$build/modemctl" "$build/libmodemapi.so"
-    [ "$choice" != --some ] || goals=${goals% unit_tests}
 done

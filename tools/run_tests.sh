@@ -28,7 +28,7 @@ run_build() {
 run_target() {
     echo "== $1"
     log=$first_build/$1.log
-    tools/test_target.sh "$1" "$first_build" "$choice" >"$log" 2>&1
+    tools/test_target.sh "$1" "$first_build" --some >"$log" 2>&1
     totals=$(sed -n 's/^\([0-9]*\) passed, \([0-9]*\) failed$/\1 \2/p' "$log" | tail -n 1)
     totals=${totals:-0 1}
     [ "${totals#* }" = 0 ] || cat "$log"
@@ -55,7 +55,7 @@ case $words in
 *--targets*)
     targets=${words##*--targets}
     # shellcheck disable=SC2086 # one word per target
-    nice -n 19 tools/build_target.sh --some $targets >"$first_build/targets.log" 2>&1 &
+    nice -n 19 tools/build_target.sh --tests $targets >"$first_build/targets.log" 2>&1 &
     ;;
 esac
 for build in $builds; do
@@ -65,10 +65,8 @@ if [ -n "$targets" ]; then
     wait $!
     case $? in
     0)
-        choice=--some
         for target in $targets; do
             run_target "$target"
-            choice=--some-system
         done
         check_sizes
         ;;

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Runs the unit tests of build-target/<target> and, with its modemctl and its library's code, the system tests: qemu
 # executes those two in the simulated router, all else of which is this machine's own build. Arguments: the target, the build
-# folder of this machine, and --some for the choice that "make test" takes, --some-system for that without the unit tests.
+# folder of this machine, and --some for the choice that "make test" takes.
 # The last line is "N passed, N failed".
 set -eu
 
@@ -17,8 +17,7 @@ fi
 # What differs between processors and C libraries: terminals, files, numbers, texts, ubus, a whole connection.
 units_left_out=None
 system_tests="*"
-choice=${3:-all}
-if [ "$choice" != all ]; then
+if [ "${3:-}" = --some ]; then
     units_left_out="*UciCommand.*"
     system_tests='At.*:Signal.*:Cells.*:Carrier.*:Status.*:Summary.*:Convert.*:Connect.*:ConnectAuto.*:NewConnectAuto.*'
     system_tests="$system_tests:Disconnect.*:All/*:WifiStep.*:Thermal.*:Iccid.*:SmsDaemon.*:SmsList.*:Forward.*:Usage.*"
@@ -43,17 +42,13 @@ mkdir -p "$log.logs"
 
 count() { grep -cE "$1" "$2" || true; }
 
-passed=0
-failed=0
-if [ "$choice" != --some-system ]; then
-    # One process for all unit tests, since qemu takes its time to start. That it does not come to an end is a failure too.
-    # shellcheck disable=SC2086 # no word where no runner is needed
-    timeout 600 $runner "build-target/$target/unit_tests" --gtest_filter="-$units_left_out" >"$log.unit" 2>&1 || true
-    passed=$(count '^\[       OK \]' "$log.unit")
-    failed=$(count '^\[  FAILED  \].* ms\)$' "$log.unit")
-    grep -q '^\[==========\] .* ran\.' "$log.unit" || failed=$((failed + 1))
-    [ "$failed" = 0 ] || cat "$log.unit"
-fi
+# One process for all unit tests, since qemu takes its time to start. That it does not come to an end is a failure too.
+# shellcheck disable=SC2086 # no word where no runner is needed
+timeout 600 $runner "build-target/$target/unit_tests" --gtest_filter="-$units_left_out" >"$log.unit" 2>&1 || true
+passed=$(count '^\[       OK \]' "$log.unit")
+failed=$(count '^\[  FAILED  \].* ms\)$' "$log.unit")
+grep -q '^\[==========\] .* ran\.' "$log.unit" || failed=$((failed + 1))
+[ "$failed" = 0 ] || cat "$log.unit"
 
 "$build/system_tests" --gtest_filter="$system_tests" --gtest_list_tests |
     awk '/^[^ ]/ { suite = $1; next } { print suite $1 }' | grep -vE "$left_out" >"$log.names"
