@@ -385,6 +385,21 @@ TEST(UnknownDevice, IsDescribedByWhatCanBeKnown)
     EXPECT_EQ(out.find("control_port"), std::string::npos);
 }
 
+// The table's last entry has the ids 0 and 0, which empty files are read as: the modem then is one of the table's.
+TEST(UnknownDevice, WithoutIdsIsDescribedAsAListedOne)
+{
+    const std::string out =
+        run_shell({"--modem", "unlisted"}, "cd /sys/bus/usb/devices/1-1.2 && : >idVendor && : >idProduct && modemctl "
+                                           "-D sim-status; modemapi get /modem/brief_info")
+            .out;
+    EXPECT_EQ(out.find("vid 0,pid 0\n{\n  \"ports\":["), 0u) << out;
+    EXPECT_NE(out.find("  \"modem_id\":255,\n  \"data_port\":\"\\/dev\\/ttyUSB0\",\n"
+                       "  \"control_port\":\"\\/dev\\/ttyUSB0\"\n}\nREADY\n"),
+              std::string::npos)
+        << out;
+    EXPECT_NE(out.find("\"name\":\"UknowDevice\""), std::string::npos) << out;
+}
+
 TEST(UnknownDevice, AnswersAtOnItsFirstInterface)
 {
     EXPECT_NE(modemctl({"--modem", "unlisted"}, {"AT", "AT"}).out.find("OK\r\n"), std::string::npos);
