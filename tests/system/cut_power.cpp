@@ -74,16 +74,11 @@ int main(int argc, char **argv)
         else if (i > 0)
             std::this_thread::sleep_for(Microseconds(moment(random)));
         kill_children();
-        for (const auto &[name, text] : read_packages()) {
-            const auto is_in = [&, &file = name, &now = text](const Packages &packages) {
-                const auto found = packages.find(file);
-                return found != packages.end() && found->second == now;
-            };
-            seen[name].insert(is_in(before)    ? "1 old"
-                              : is_in(after)   ? "2 new"
-                              : is_in(between) ? "3"
-                                               : "4 neither:\n" + text);
-        }
+        for (const auto &package : read_packages())
+            seen[package.first].insert(holds(before, package)    ? "1 old"
+                                       : holds(after, package)   ? "2 new"
+                                       : holds(between, package) ? "3"
+                                                                 : "4 neither:\n" + package.second);
     }
     for (const auto &[name, states] : seen) {
         printf("%s", name.c_str());

@@ -149,14 +149,10 @@ int main(int argc, char **argv)
         std::filesystem::remove_all(state_folder);
         killed = kill_at(command, changes_only, number);
         kill_children();
-        for (const auto &[name, text] : read_packages()) {
-            const auto is_in = [&, &file = name, &now = text](const Packages &packages) {
-                const auto found = packages.find(file);
-                return found != packages.end() && found->second == now;
-            };
-            if (!is_in(before) && !is_in(after) && !is_in(between))
-                printf("killed at %d, %s is neither old nor new:\n%s", number, name.c_str(), text.c_str());
-        }
+        for (const auto &package : read_packages())
+            if (!holds(before, package) && !holds(after, package) && !holds(between, package))
+                printf("killed at %d, %s is neither old nor new:\n%s", number, package.first.c_str(),
+                       package.second.c_str());
         for (const auto &[name, text] : read_kept())
             if (kept.at(name) != text)
                 printf("killed at %d, of %s is kept: '%s'\n", number, name.c_str(), text.c_str());

@@ -30,6 +30,12 @@ inline Packages read_packages(const std::filesystem::path &from = packages_folde
     return packages;
 }
 
+inline bool holds(const Packages &packages, const Packages::value_type &package)
+{
+    const auto found = packages.find(package.first);
+    return found != packages.end() && found->second == package.second;
+}
+
 /// As after the power has come back, with the flash as it once was.
 inline void restore(const Packages &packages)
 {
