@@ -156,6 +156,7 @@ bool NetDevices::add_address(const std::string &name, const NetAddress &address)
     NetlinkRequest request(RTM_NEWADDR, NLM_F_CREATE | NLM_F_REPLACE, header);
     request.add(IFA_LOCAL, ip.bytes);
     request.add(IFA_ADDRESS, ip.bytes);
+    request.add_number(IFA_RT_PRIORITY, static_cast<uint32_t>(address.metric));
     return kernel_.send(request);
 }
 

@@ -16,6 +16,7 @@ namespace simulator {
 struct NetAddress {
     std::string address; ///< IPv4 or IPv6
     int mask = 0;
+    int metric = 0; ///< of the route to its subnet
 };
 
 /// Network devices of the router's namespace: real ones of the kernel, so that counters, addresses and routes are the

@@ -148,8 +148,10 @@ void RouterNetwork::change_device(const DeviceChange &change)
     if (!NetDevices::exists(change.device) && devices_.create(change.device, kind_of(change.device)))
         protocol_devices_.insert(change.device);
     devices_.set_up(change.device, true);
+    // netifd gives the interface's metric to the subnet's route too, but pppd's address and its route are pppd's.
+    const int subnet_metric = kind_of(change.device) == NetDevices::Kind::point_to_point ? 0 : change.metric;
     for (const InterfaceAddress &address : change.addresses)
-        devices_.add_address(change.device, {address.address, address.mask});
+        devices_.add_address(change.device, {address.address, address.mask, subnet_metric});
     if (!change.gateway.empty())
         devices_.add_default_route(change.device, change.gateway, change.metric);
     devices_.move_traffic(change.device, change.traffic);

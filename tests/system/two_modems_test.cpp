@@ -67,7 +67,7 @@ TEST(TwoModems, HaveNetworkDevicesAndRoutesOfTheirOwn)
                                    "grep wwan /proc/net/route | cut -f 1-3,7");
     EXPECT_EQ(run.out, "wwan0: 1000 2000\nwwan1: 3000 4000\n"
                        "wwan0\t00000000\t0101400A\t40\nwwan1\t00000000\t0101410A\t60\n"
-                       "wwan0\t0001400A\t00000000\t0\nwwan1\t0001410A\t00000000\t0\n");
+                       "wwan0\t0001400A\t00000000\t40\nwwan1\t0001410A\t00000000\t60\n");
 }
 
 TEST(TwoModems, StayConnectedWhenTheOtherOneGoesDown)
