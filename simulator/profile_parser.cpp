@@ -12,6 +12,7 @@ namespace {
 
 constexpr int deepest_include = 8;
 constexpr size_t longest_line = 4096;
+
 bool is_line(const Step &step)
 {
     return step.variable.empty();

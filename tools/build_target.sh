@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 cache=$PWD/build-target/.cache
 goals="modemctl modem_api_library"
 if [ "$1" = --tests ]; then
-    goals="$goals modemapi call_operation unit_tests"
+    goals="$goals unit_tests modemapi call_operation"
     shift
 fi
 tools/setup_target.sh "$@"

@@ -197,6 +197,7 @@ TEST(Connect, OfAWwanDeviceTakesItsNetworkDevice)
     };
     EXPECT_EQ(connect("EC25", "3", "0x10"), (Lines{"0 ", "callip", "wwan0", "/dev/ttyUSB3"}));
     EXPECT_EQ(connect("EC25", "3", "0x71"), (Lines{"0 ", "callip", "wwan0", "/dev/ttyUSB3"})); // before NCM
+    EXPECT_EQ(connect("MC7430", "5", "0x34").at(1), "directip");                               // which is before both
     // Without one in sysfs it is the serial one's.
     EXPECT_EQ(connect("BG95", "7", "0x10"), (Lines{"0 ", "callip", "3g-modem", "/dev/ttyUSB3"}));
 }

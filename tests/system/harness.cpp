@@ -230,6 +230,11 @@ RouterRun run_shell(const std::vector<std::string> &options, const std::string &
     return run_in_router(options, {"sh", "-c", script});
 }
 
+bool has_tunnels()
+{
+    return access("/dev/net/tun", R_OK | W_OK) == 0;
+}
+
 RouterRun call_operation(const std::vector<std::string> &options, std::vector<std::string> words)
 {
     words.insert(words.begin(), built("call_operation"));

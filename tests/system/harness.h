@@ -40,6 +40,9 @@ std::string ask(const std::string &port, const std::string &text);
 /// Runs any program outside with the same care. Its journal and log are empty.
 RouterRun run_program(const std::vector<std::string> &command, const std::string &input = {});
 
+/// Whether this machine lets a router have TUN devices, of which a dial-up connection's is one.
+bool has_tunnels();
+
 /// A folder that is there for the time of a test.
 class TemporaryFolder {
   public:
