@@ -1,6 +1,8 @@
 # The entry points. Everything real is in CMakeLists.txt; this file installs what is missing and calls it.
 
 jobs := $(shell nproc)
+rooms := $(shell sed -n 's/^\([a-z/]*\) .*/\1/p' rooms.txt)
+space := $(subst ,, )
 
 .PHONY: all demo test bench format tidy setup build sanitized target test-target test-sanitized fuzz clean
 
@@ -53,8 +55,8 @@ format: setup
 	@git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format -i
 
 tidy: build
-	@git ls-files '*.cpp' | grep -E '^(core|discovery|at|drivers|connection|apn|status|sms|wifi|api|platform)/' \
-		| xargs clang-tidy -p build --quiet
+	@for room in $(rooms); do git ls-files ":(glob)$$room/*.cpp"; done \
+		| xargs clang-tidy -p build --quiet --header-filter='/($(subst $(space),|,$(rooms)))/[a-z_]*\.h$$'
 
 clean:
 	rm -rf build build-debug build-sanitized build-fuzz build-target/*

@@ -1,7 +1,9 @@
-#include "api/handlers.h"
+#include "api/at_pass_through.h"
+
+#include "api/modem_api.h"
 #include "api/request.h"
-#include "at/at.h"
-#include "drivers/quectel.h"
+#include "at/at_command.h"
+#include "drivers/quectel_config.h"
 
 namespace {
 

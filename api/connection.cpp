@@ -1,13 +1,16 @@
+#include "api/connection.h"
+
 #include <cstring>
 #include <unistd.h>
 
-#include "api/control_commands.h"
-#include "api/handlers.h"
+#include "api/modem_api.h"
 #include "api/request.h"
+#include "api/shell_lines.h"
 #include "connection/connect.h"
 #include "connection/interface_control.h"
-#include "core/modem_table.h"
-#include "discovery/ports.h"
+#include "connection/shell_lines.h"
+#include "core/model/modem.h"
+#include "discovery/usb/ports.h"
 #include "platform/board.h"
 #include "platform/interface_state.h"
 #include "platform/shell.h"

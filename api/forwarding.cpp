@@ -1,7 +1,9 @@
-#include "api/commands.h"
-#include "api/handlers.h"
+#include "api/forwarding.h"
+
 #include "api/mail_client.h"
+#include "api/modem_api.h"
 #include "api/request.h"
+#include "api/shell_lines.h"
 #include "platform/board.h"
 #include "platform/files.h"
 #include "platform/shell.h"

@@ -1,6 +1,8 @@
-#include "api/handlers.h"
+#include "api/modem_facts.h"
+
+#include "api/modem_api.h"
 #include "api/request.h"
-#include "core/modem_table.h"
+#include "core/model/modem.h"
 
 namespace {
 

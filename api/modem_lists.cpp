@@ -2,12 +2,13 @@
 
 #include <algorithm>
 
-#include "api/control_commands.h"
-#include "api/handlers.h"
-#include "core/modem_table.h"
-#include "discovery/modem_record.h"
+#include "api/modem_api.h"
+#include "api/shell_lines.h"
+#include "core/model/modem.h"
+#include "discovery/record/modem_record.h"
 #include "platform/board.h"
 #include "platform/shell.h"
+#include "platform/text.h"
 #include "wifi/interference.h"
 
 namespace {

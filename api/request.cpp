@@ -2,7 +2,8 @@
 
 #include <string_view>
 
-#include "core/modem_table.h"
+#include "api/modem_api.h"
+#include "core/table/modem_table.h"
 
 namespace {
 

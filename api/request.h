@@ -4,7 +4,7 @@
 #include <span>
 
 #include "api/modem_api.h"
-#include "core/modem_driver.h"
+#include "core/model/modem_driver.h"
 
 // What the handlers share: which members a request must have, and the modem that it means. A member of another JSON
 // type is read by json-c's own conversion; where a text is wanted, a null, an array or an object counts as absent.

@@ -3,12 +3,12 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include "api/control_commands.h"
-#include "api/handlers.h"
+#include "api/modem_api.h"
 #include "api/request.h"
+#include "api/shell_lines.h"
 #include "connection/power.h"
-#include "core/modem_table.h"
-#include "discovery/ports.h"
+#include "core/model/modem.h"
+#include "discovery/usb/ports.h"
 #include "drivers/generic.h"
 #include "platform/board.h"
 #include "platform/shell.h"

@@ -1,6 +1,16 @@
+#include "api/routes.h"
+
 #include <array>
 
-#include "api/handlers.h"
+#include "api/at_pass_through.h"
+#include "api/connection.h"
+#include "api/forwarding.h"
+#include "api/modem_api.h"
+#include "api/modem_facts.h"
+#include "api/modem_lists.h"
+#include "api/restart.h"
+#include "api/sms.h"
+#include "api/upgrade.h"
 
 namespace {
 

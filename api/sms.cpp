@@ -1,7 +1,10 @@
-#include "api/commands.h"
-#include "api/handlers.h"
+#include "api/sms.h"
+
+#include "api/modem_api.h"
 #include "api/request.h"
-#include "core/modem_table.h"
+#include "api/shell_lines.h"
+#include "core/model/modem.h"
+#include "core/table/modem_table.h"
 #include "platform/shell.h"
 #include "platform/uci.h"
 #include "sms/spool.h"

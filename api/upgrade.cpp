@@ -2,9 +2,9 @@
 
 #include <syslog.h>
 
-#include "api/commands.h"
-#include "api/handlers.h"
+#include "api/modem_api.h"
 #include "api/request.h"
+#include "api/shell_lines.h"
 #include "platform/files.h"
 #include "platform/shell.h"
 

@@ -1,8 +1,11 @@
-#include "apn/apn.h"
+#include "apn/candidates.h"
+
+#include "apn/carrier.h"
 #include "apn/database.h"
+#include "apn/entries.h"
+#include "apn/fixed_apn.h"
 #include "connection/connect.h"
-#include "core/debug.h"
-#include "discovery/carrier.h"
+#include "platform/debug.h"
 
 namespace {
 

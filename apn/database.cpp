@@ -1,8 +1,8 @@
+#include "apn/database.h"
+
 #include <cstdio>
 #include <cstdlib>
 
-#include "apn/apn.h"
-#include "apn/database.h"
 #include "platform/files.h"
 
 namespace {

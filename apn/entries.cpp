@@ -1,4 +1,6 @@
-#include "apn/apn.h"
+#include "apn/entries.h"
+
+#include "platform/text.h"
 
 // The database is read entry by entry and only those of the SIM's network are kept: as a whole tree, three megabytes of
 // text would take most of a router's memory.

@@ -1,4 +1,6 @@
-#include "apn/apn.h"
+#include "apn/fixed_apn.h"
+
+#include "platform/text.h"
 
 namespace {
 

@@ -1,9 +1,10 @@
+#include "at/at_command.h"
+
 #include <algorithm>
 #include <cstdarg>
 #include <sys/file.h>
 #include <unistd.h>
 
-#include "at/at.h"
 #include "at/serial_port.h"
 
 namespace {

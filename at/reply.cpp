@@ -1,6 +1,6 @@
-#include <algorithm>
+#include "at/reply.h"
 
-#include "at/at.h"
+#include <algorithm>
 
 namespace {
 

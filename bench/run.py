@@ -122,7 +122,7 @@ def own_bytes(folder):
     os.remove(os.path.join(folder, "modemctl.mapped"))
     total = 0
     for line in text.splitlines():
-        if not re.search(r"\blibrooms\.a\(|/core/main\.cpp\.o", line):
+        if not re.search(r"\blibrooms\.a\(|/core/cli/main\.cpp\.o", line):
             continue
         # lld: address, load address, size, alignment; ld: address, size. What is left out has no address.
         found = (re.match(r" *([0-9a-f]+) +[0-9a-f]+ +([0-9a-f]+) +[0-9]+ ", line)

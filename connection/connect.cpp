@@ -2,9 +2,9 @@
 
 #include <unistd.h>
 
-#include "connection/commands.h"
-#include "core/modem_table.h"
-#include "discovery/ports.h"
+#include "connection/shell_lines.h"
+#include "core/model/modem.h"
+#include "discovery/usb/ports.h"
 #include "platform/board.h"
 #include "platform/shell.h"
 

@@ -3,9 +3,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "connection/commands.h"
 #include "connection/multi_wan.h"
-#include "drivers/commands.h"
+#include "connection/shell_lines.h"
+#include "discovery/usb/usb_node.h"
+#include "drivers/shell_lines.h"
 #include "platform/board.h"
 #include "platform/files.h"
 #include "platform/shell.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/modem_driver.h"
+#include "core/model/modem_driver.h"
 
 /// How the modem is to be connected. A null text is not set; an empty one is set and empty.
 struct ConnectSettings {
@@ -29,11 +29,6 @@ int delete_interface(const char *iface);
 
 /// On the condor board, which has two modems: gives the interface the metric of its bus. @return 0
 int override_condor_metric(const char *iface, const char *bus);
-
-/// Searches directory and below (1000 visits at most, counted by visits) for directories named name. out (50 bytes)
-/// becomes the nearest directory above the match whose name looks like a USB bus or interface ("1-1.2:1.4").
-/// @return matches; 0 or below when there is none
-int find_usb_node(const char *directory, const char *name, TextOut out, int &visits);
 
 // What the writer decides.
 

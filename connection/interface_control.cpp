@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "connection/commands.h"
+#include "connection/shell_lines.h"
 #include "platform/board.h"
 #include "platform/interface_state.h"
 #include "platform/shell.h"

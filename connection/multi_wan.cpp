@@ -1,7 +1,7 @@
 #include "connection/multi_wan.h"
 
-#include "connection/commands.h"
 #include "connection/interface_config.h"
+#include "connection/shell_lines.h"
 #include "platform/shell.h"
 #include "platform/uci.h"
 

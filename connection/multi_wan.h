@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/modem_driver.h"
+#include "core/model/modem_driver.h"
 
 /// Makes the interface a member of multi-WAN failover where it is none yet; where it is, enables or disables it as the
 /// operator asks. A change restarts mwan3 in the background.

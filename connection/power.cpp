@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdlib>
 
-#include "connection/commands.h"
+#include "connection/shell_lines.h"
 #include "platform/board.h"
 #include "platform/shell.h"
 

@@ -1,6 +1,8 @@
 #include "drivers/ask.h"
 
-#include "discovery/ports.h"
+#include "at/at_command.h"
+#include "at/reply.h"
+#include "discovery/usb/ports.h"
 
 int ask_modem(const ModemDriver &rec, const AtCommand &command, TextOut reply)
 {

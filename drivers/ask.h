@@ -1,7 +1,7 @@
 #pragma once
 
-#include "at/at.h"
-#include "core/modem_driver.h"
+#include "at/at_command.h"
+#include "core/model/modem_driver.h"
 
 /// Sends command to rec's AT port, found afresh. @return at_command's result; -1 also without a port
 int ask_modem(const ModemDriver &rec, const AtCommand &command, TextOut reply);

@@ -2,7 +2,9 @@
 
 #include <cinttypes>
 
-#include "core/signal_grade.h"
+#include "at/at_command.h"
+#include "at/reply.h"
+#include "core/model/signal_grade.h"
 #include "drivers/ask.h"
 #include "drivers/setting.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/modem_driver.h"
+#include "core/model/modem_driver.h"
 
 // Fibocom NL678E: the commands of its maker (AT+GTCCINFO) and of 3GPP TS 27.007 (AT+CREG, AT+CESQ, AT+CSQ, AT+CGDCONT).
 // Every value becomes a JSON string as cut from the reply unless said otherwise; an empty field is left out. A reply

@@ -1,8 +1,10 @@
 #include "drivers/generic.h"
 
-#include <sys/stat.h>
-
+#include "at/at_command.h"
+#include "at/reply.h"
+#include "core/model/state_dir.h"
 #include "drivers/ask.h"
+#include "drivers/generic_replies.h"
 #include "platform/board.h"
 #include "platform/files.h"
 
@@ -16,32 +18,7 @@ Text<20> tty_path(int tty)
     return Text<20>::format("/dev/ttyUSB%d", tty);
 }
 
-Text<100> state_dir(const char *bus)
-{
-    return Text<100>::format("/tmp/modem.%s", bus);
-}
-
-// Makes the state directory and the file. @return 0, -1 when it cannot be opened
-int write_state(const char *bus, const char *file, std::string_view content)
-{
-    ensure_state_dir(bus);
-    return write_file(state_path(bus, file).c_str(), content) == -1 ? -1 : 0;
-}
-
 } // namespace
-
-Text<100> state_path(const char *bus, const char *file)
-{
-    struct stat directory;
-    if (lstat(state_dir(bus).c_str(), &directory) == 0 && directory.st_uid != geteuid())
-        return {};
-    return Text<100>::format("%s/%s", state_dir(bus).c_str(), file);
-}
-
-void ensure_state_dir(const char *bus)
-{
-    mkdir(state_dir(bus).c_str(), 0755);
-}
 
 int get_model(const char *bus, const char *port_path, TextOut out)
 {

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <optional>
-
-#include "core/modem_driver.h"
+#include "core/model/modem_driver.h"
 
 // Who the modem is and what state it is in: operations that most models share, by the commands of 3GPP TS 27.007
 // and 27.005 and some of the Quectel AT manuals. All fail with -1 when the modem does not answer or answers without OK,
@@ -52,20 +50,3 @@ int quectel_check_register(const ModemDriver &rec);
 /// Sends a command, cut at 49 characters, whose only interesting answer is OK. The reply has 20 bytes: where echo and
 /// result need more, the OK may be lost. @return 0, -1
 int at_expect_ok(const char *port_path, std::string_view command);
-
-/// Makes "/tmp/modem.<bus>" (mode 0755) where it is missing.
-void ensure_state_dir(const char *bus);
-
-/// A file of the bus's state directory; empty, which no file is, where another user made that directory: in it
-/// everything may be a link to a file of ours.
-Text<100> state_path(const char *bus, const char *file);
-
-// How the replies are read.
-
-std::string_view parse_model(std::string_view reply);             ///< empty when the reply names none
-const char *parse_access_technology(std::string_view reply);      ///< null when it names none
-std::optional<int32_t> parse_signal_bars(std::string_view reply); ///< +CSQ
-std::string_view parse_imsi(std::string_view reply);              ///< 15 digits, or empty
-std::string_view parse_operator(std::string_view reply);          ///< +COPS, empty without a name
-std::optional<int> parse_registration(std::string_view reply);    ///< +CREG status digit
-Text<16> parse_imei(std::string_view reply);                      ///< up to 15 of the reply's digits

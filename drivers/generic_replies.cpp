@@ -1,6 +1,8 @@
+#include "drivers/generic_replies.h"
+
 #include <algorithm>
 
-#include "at/at.h"
+#include "at/reply.h"
 #include "drivers/generic.h"
 
 namespace {

@@ -1,5 +1,8 @@
+#include "drivers/quectel_cells.h"
+
+#include "at/at_command.h"
+#include "at/reply.h"
 #include "drivers/ask.h"
-#include "drivers/quectel.h"
 #include "drivers/quectel_fields.h"
 
 namespace {

@@ -1,12 +1,16 @@
+#include "drivers/quectel_config.h"
+
 #include <algorithm>
 #include <cstring>
 
-#include "discovery/ports.h"
+#include "at/at_command.h"
+#include "at/reply.h"
+#include "discovery/usb/ports.h"
 #include "drivers/ask.h"
-#include "drivers/commands.h"
-#include "drivers/quectel.h"
+#include "drivers/quectel_cells.h"
 #include "drivers/quectel_fields.h"
 #include "drivers/setting.h"
+#include "drivers/shell_lines.h"
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "platform/uci.h"

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "at/reply.h"
+
 namespace {
 
 constexpr const char *bandwidths[] = {"1.4M", "3M", "5M", "10M", "15M", "20M"};

@@ -2,8 +2,9 @@
 
 #include <optional>
 
-#include "at/at.h"
+#include "at/reply.h"
 #include "platform/json.h"
+#include "platform/text.h"
 
 using Field = Text<100>;
 

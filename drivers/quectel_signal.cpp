@@ -1,8 +1,11 @@
+#include "drivers/quectel_signal.h"
+
 #include <algorithm>
 
-#include "core/signal_grade.h"
+#include "at/at_command.h"
+#include "at/reply.h"
+#include "core/model/signal_grade.h"
 #include "drivers/ask.h"
-#include "drivers/quectel.h"
 #include "drivers/quectel_fields.h"
 
 namespace {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdarg>
 
+#include "at/at_command.h"
+#include "at/reply.h"
 #include "drivers/ask.h"
 
 bool is_plain_text(std::string_view text)

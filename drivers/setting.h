@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "at/at.h"
-#include "core/modem_driver.h"
+#include "at/at_command.h"
+#include "core/model/modem_driver.h"
 
 // Settings that carry texts of the router's configuration into the modem.
 

@@ -2,8 +2,11 @@
 
 #include <syslog.h>
 
+#include "at/at_command.h"
+#include "at/reply.h"
 #include "drivers/ask.h"
 #include "drivers/generic.h"
+#include "drivers/sierra_report.h"
 #include "platform/interface_state.h"
 
 namespace {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/modem_driver.h"
+#include "core/model/modem_driver.h"
 
 // Sierra Wireless MC7430: its status report (AT!GSTATUS?), lines of a label, blanks and a value. The AT port is busy
 // while the data connection is being set up: the operations that are asked again and again step aside while the
@@ -24,9 +24,3 @@ int sierra_get_ca_info(const ModemDriver &rec);
 /// SIM state by AT+CPIN?; scratch is not written. @return 0 ready, unknown or busy; -1 no SIM; -2 PIN. A PUK is not
 /// told apart from a ready SIM
 int sierra_get_sim_status(const ModemDriver &rec, TextOut scratch);
-
-// How the report is read; results as those of the operations above.
-
-int parse_gstatus_signal(std::string_view report, int32_t &level);
-int parse_gstatus_cells(std::string_view report, json_object *array);
-bool parse_gstatus_ca(std::string_view report);

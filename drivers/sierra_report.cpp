@@ -1,7 +1,9 @@
+#include "drivers/sierra_report.h"
+
 #include <span>
 
-#include "at/at.h"
-#include "core/signal_grade.h"
+#include "at/reply.h"
+#include "core/model/signal_grade.h"
 #include "drivers/sierra.h"
 
 namespace {

@@ -1,5 +1,7 @@
 #include "drivers/simcom.h"
 
+#include "at/at_command.h"
+#include "at/reply.h"
 #include "drivers/ask.h"
 
 const char *parse_cnsmod(std::string_view reply)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/modem_driver.h"
+#include "core/model/modem_driver.h"
 
 /// Access technology by AT+CNSMOD? of the SIMCom 7600; out (3 bytes) becomes "4G", "3G" or "2G". @return 0, -1 without
 /// a technology, an answer or its OK; out is untouched then

@@ -1,5 +1,7 @@
 #include "drivers/zte.h"
 
+#include "at/at_command.h"
+#include "at/reply.h"
 #include "drivers/ask.h"
 
 const char *parse_zpas(std::string_view reply)

@@ -8,14 +8,14 @@
 #include <unistd.h>
 #include <vector>
 
-#include "simulator/options.h"
-#include "simulator/profile.h"
-#include "simulator/profiles_folder.h"
-#include "simulator/root_folder.h"
-#include "simulator/router.h"
-#include "simulator/router_files.h"
-#include "simulator/sandbox.h"
-#include "simulator/status.h"
+#include "simulator/modem/profile.h"
+#include "simulator/modem/profiles_folder.h"
+#include "simulator/network/status.h"
+#include "simulator/router/options.h"
+#include "simulator/router/root_folder.h"
+#include "simulator/router/router.h"
+#include "simulator/router/router_files.h"
+#include "simulator/router/sandbox.h"
 
 namespace {
 

@@ -1,7 +1,8 @@
 #include "sms/message.h"
 
-#include "at/at.h"
+#include "at/reply.h"
 #include "platform/files.h"
+#include "sms/ucs2.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include "platform/board.h"
 #include "platform/files.h"
 #include "platform/shell.h"
-#include "sms/commands.h"
 #include "sms/message.h"
+#include "sms/shell_lines.h"
 
 namespace {
 

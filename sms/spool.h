@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/modem_driver.h"
+#include "core/model/modem_driver.h"
 
 // The spool of the SMS daemon (smstools3): one file a message, in "/etc/spool/sms/incoming/" as it came, in
 // "/etc/spool/sms/storage/" once it was seen. The file's name is the message's.

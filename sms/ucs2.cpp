@@ -1,3 +1,5 @@
+#include "sms/ucs2.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <optional>

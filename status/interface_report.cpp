@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "platform/shell.h"
-#include "status/commands.h"
+#include "status/shell_lines.h"
 #include "status/traffic.h"
 
 namespace {

@@ -1,8 +1,8 @@
 #include "status/signal_cache.h"
 
-#include "core/signal_grade.h"
+#include "core/model/signal_grade.h"
 #include "platform/shell.h"
-#include "status/commands.h"
+#include "status/shell_lines.h"
 
 namespace {
 

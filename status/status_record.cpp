@@ -2,7 +2,8 @@
 
 #include <cstring>
 
-#include "core/modem_table.h"
+#include "core/model/modem.h"
+#include "core/model/state_dir.h"
 #include "drivers/generic.h"
 #include "platform/board.h"
 #include "platform/files.h"

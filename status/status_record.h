@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/modem_driver.h"
+#include "core/model/modem_driver.h"
 
 /// Adds "signal_info" (an array, only where the model is asked itself) and finds the level, 1 to 4, and mode ("2G",
 /// "3G", "4G", "4G+" under carrier aggregation; mode holds at least 6 bytes). The values come from the model's

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "discovery/modem_record.h"
-#include "drivers/quectel.h"
+#include "discovery/record/modem_record.h"
+#include "drivers/quectel_config.h"
 #include "platform/board.h"
 #include "platform/boxwifi.h"
 #include "platform/shell.h"
-#include "wifi/commands.h"
+#include "wifi/shell_lines.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "discovery/buses.h"
+#include "discovery/usb/buses.h"
 
 // LTE bands 7 and 40 lie next to the 2.4 GHz band, 40 beside its low channels, 7 beside its high ones: a radio at the
 // edge that touches a band in use and the modem disturb each other.

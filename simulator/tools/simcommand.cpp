@@ -15,7 +15,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "simulator/command_socket.h"
+#include "simulator/router/command_socket.h"
 
 namespace {
 

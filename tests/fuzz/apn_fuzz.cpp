@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "apn/apn.h"
+#include "apn/entries.h"
 #include "tests/fuzz/check.h"
 
 namespace {

@@ -12,10 +12,13 @@
 #include <vector>
 
 #include "at/serial_port.h"
-#include "core/modem_table.h"
-#include "discovery/ports.h"
+#include "core/model/modem.h"
+#include "core/table/modem_table.h"
+#include "discovery/usb/ports.h"
+#include "discovery/usb/usb_ids.h"
 #include "drivers/generic.h"
 #include "platform/shell.h"
+#include "platform/text.h"
 #include "platform/ubus.h"
 #include "tests/fuzz/no_waiting.h"
 #include "tests/fuzz/sandbox.h"

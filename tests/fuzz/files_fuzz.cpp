@@ -10,6 +10,7 @@
 #include "api/upgrade.h"
 #include "platform/board_sources.h"
 #include "platform/files.h"
+#include "platform/text.h"
 #include "status/signal_cache.h"
 #include "status/traffic.h"
 #include "tests/fuzz/check.h"

@@ -8,6 +8,7 @@
 #include "api/modem_api.h"
 #include "at/serial_port.h"
 #include "platform/shell.h"
+#include "platform/text.h"
 #include "platform/ubus.h"
 #include "tests/fuzz/no_waiting.h"
 #include "tests/fuzz/sandbox.h"

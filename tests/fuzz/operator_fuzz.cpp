@@ -6,8 +6,9 @@
 #include <string>
 #include <sys/stat.h>
 
-#include "discovery/carrier.h"
+#include "apn/carrier.h"
 #include "platform/shell.h"
+#include "platform/text.h"
 #include "tests/fuzz/sandbox.h"
 
 namespace {

@@ -3,13 +3,18 @@
 #include <array>
 #include <cstdint>
 
-#include "at/at.h"
+#include "at/reply.h"
 #include "drivers/fibocom.h"
 #include "drivers/generic.h"
-#include "drivers/quectel.h"
+#include "drivers/generic_replies.h"
+#include "drivers/quectel_cells.h"
+#include "drivers/quectel_config.h"
+#include "drivers/quectel_signal.h"
 #include "drivers/sierra.h"
+#include "drivers/sierra_report.h"
 #include "drivers/simcom.h"
 #include "drivers/zte.h"
+#include "platform/text.h"
 #include "tests/fuzz/check.h"
 
 namespace {

@@ -6,6 +6,7 @@
 
 #include "platform/files.h"
 #include "sms/message.h"
+#include "sms/ucs2.h"
 #include "tests/fuzz/check.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)

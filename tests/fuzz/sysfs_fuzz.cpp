@@ -7,7 +7,9 @@
 #include <fstream>
 #include <string>
 
-#include "discovery/ports.h"
+#include "discovery/usb/ports.h"
+#include "discovery/usb/usb_ids.h"
+#include "platform/text.h"
 #include "tests/fuzz/sandbox.h"
 
 namespace {

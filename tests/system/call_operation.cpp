@@ -8,12 +8,13 @@
 #include <string>
 #include <syslog.h>
 
-#include "at/at.h"
+#include "at/reply.h"
 #include "connection/connect.h"
 #include "connection/power.h"
-#include "core/modem_table.h"
-#include "discovery/ports.h"
-#include "drivers/quectel.h"
+#include "core/model/modem.h"
+#include "core/table/modem_table.h"
+#include "discovery/usb/ports.h"
+#include "drivers/quectel_config.h"
 #include "sms/spool.h"
 
 namespace {

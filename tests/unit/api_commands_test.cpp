@@ -1,4 +1,4 @@
-#include "api/commands.h"
+#include "api/shell_lines.h"
 
 #include <gtest/gtest.h>
 

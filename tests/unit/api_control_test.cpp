@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "api/control_commands.h"
 #include "api/modem_lists.h"
 #include "api/restart.h"
+#include "api/shell_lines.h"
 
 namespace {
 

@@ -1,9 +1,10 @@
+#include "api/modem_api.h"
+#include "api/modem_facts.h"
 #include "api/request.h"
 
 #include <gtest/gtest.h>
 
-#include "api/handlers.h"
-#include "core/modem_table.h"
+#include "core/table/modem_table.h"
 
 namespace {
 

@@ -1,4 +1,7 @@
-#include "apn/apn.h"
+#include "apn/candidates.h"
+#include "apn/database.h"
+#include "apn/entries.h"
+#include "apn/fixed_apn.h"
 
 #include <fstream>
 #include <string>

@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include "core/commands.h"
-#include "core/debug.h"
-#include "core/front_end.h"
+#include "core/cli/commands.h"
+#include "core/cli/front_end.h"
+#include "platform/debug.h"
 
 namespace {
 

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include "core/modem_table.h"
+#include "core/model/modem.h"
+#include "core/table/modem_table.h"
 #include "drivers/fibocom.h"
-#include "drivers/quectel.h"
+#include "drivers/quectel_config.h"
 #include "drivers/sierra.h"
+#include "drivers/sierra_report.h"
 #include "drivers/simcom.h"
 #include "drivers/zte.h"
 #include "tests/unit/modem_under_test.h"

@@ -1,4 +1,5 @@
 #include "drivers/generic.h"
+#include "drivers/generic_replies.h"
 
 #include <gtest/gtest.h>
 

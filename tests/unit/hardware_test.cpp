@@ -1,8 +1,9 @@
-#include "discovery/hardware.h"
+#include "discovery/record/hardware.h"
+#include "discovery/record/shell_lines.h"
 
 #include <gtest/gtest.h>
 
-#include "discovery/commands.h"
+#include "apn/shell_lines.h"
 
 namespace {
 

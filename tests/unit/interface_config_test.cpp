@@ -1,4 +1,5 @@
 #include "connection/interface_config.h"
+#include "discovery/usb/usb_node.h"
 
 #include <filesystem>
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "wifi/commands.h"
+#include "wifi/shell_lines.h"
 
 namespace {
 

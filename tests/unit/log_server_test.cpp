@@ -1,4 +1,4 @@
-#include "simulator/log_server.h"
+#include "simulator/router/log_server.h"
 
 #include <gtest/gtest.h>
 

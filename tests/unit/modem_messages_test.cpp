@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "modem_under_test.h"
-#include "simulator/short_message.h"
+#include "simulator/modem/short_message.h"
 
 using namespace simulator;
 using namespace std::string_literals;

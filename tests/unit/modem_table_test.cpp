@@ -7,10 +7,13 @@
 #include <gtest/gtest.h>
 
 #include "connection/interface_control.h"
-#include "core/modem_table.h"
+#include "core/model/modem.h"
+#include "core/table/modem_table.h"
 #include "drivers/fibocom.h"
 #include "drivers/generic.h"
-#include "drivers/quectel.h"
+#include "drivers/quectel_cells.h"
+#include "drivers/quectel_config.h"
+#include "drivers/quectel_signal.h"
 #include "drivers/sierra.h"
 #include "drivers/simcom.h"
 #include "drivers/zte.h"

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "simulator/modem.h"
+#include "simulator/modem/modem.h"
 
 /// A simulated modem whose time the test holds in its hand.
 class ModemUnderTest {

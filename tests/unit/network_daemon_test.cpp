@@ -3,7 +3,7 @@
 #include <set>
 
 #include "platform/ubus.h"
-#include "simulator/network_daemon.h"
+#include "simulator/network/network_daemon.h"
 #include "tests/unit/ubus_fixture.h"
 
 namespace {

@@ -1,11 +1,11 @@
-#include "discovery/ports.h"
+#include "discovery/usb/ports.h"
 
 #include <filesystem>
 #include <string>
 
 #include <gtest/gtest.h>
 
-#include "discovery/commands.h"
+#include "apn/shell_lines.h"
 #include "tests/unit/temporary_directory.h"
 
 namespace {

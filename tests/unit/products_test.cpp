@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "api/modem_api.h"
+
 namespace {
 
 std::string output_of(const std::string &command)

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/profile.h"
+#include "simulator/modem/profile.h"
 #include "temporary_directory.h"
 
 using namespace simulator;

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "drivers/quectel.h"
+#include "drivers/quectel_cells.h"
 
 namespace {
 

@@ -1,9 +1,11 @@
-#include "drivers/quectel.h"
 
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "at/at_command.h"
+#include "drivers/quectel_config.h"
 
 namespace {
 

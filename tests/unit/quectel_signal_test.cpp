@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "core/signal_grade.h"
-#include "drivers/quectel.h"
+#include "core/model/signal_grade.h"
 #include "drivers/quectel_fields.h"
+#include "drivers/quectel_signal.h"
 
 namespace {
 

@@ -1,4 +1,5 @@
-#include "at/at.h"
+#include "at/at_command.h"
+#include "at/reply.h"
 
 #include <climits>
 #include <string>

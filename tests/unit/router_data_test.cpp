@@ -6,8 +6,11 @@
 
 #include <gtest/gtest.h>
 
-#include "apn/apn.h"
-#include "core/modem_table.h"
+#include "apn/candidates.h"
+#include "apn/database.h"
+#include "apn/entries.h"
+#include "core/model/modem.h"
+#include "core/table/modem_table.h"
 
 // The APN database and the operator list that the package ships, made from the list of providers.
 

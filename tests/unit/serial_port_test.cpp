@@ -13,7 +13,8 @@
 
 #include <gtest/gtest.h>
 
-#include "at/at.h"
+#include "at/at_command.h"
+#include "at/reply.h"
 #include "platform/files.h"
 #include "tests/unit/temporary_directory.h"
 

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/short_message.h"
+#include "simulator/modem/short_message.h"
 
 using namespace simulator;
 

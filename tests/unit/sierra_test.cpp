@@ -1,4 +1,5 @@
 #include "drivers/sierra.h"
+#include "drivers/sierra_report.h"
 
 #include <string>
 

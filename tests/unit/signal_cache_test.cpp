@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "status/commands.h"
+#include "status/shell_lines.h"
 
 namespace {
 

@@ -5,13 +5,13 @@
 #include <sys/epoll.h>
 #include <unistd.h>
 
-#include "simulator/command_server.h"
-#include "simulator/event_loop.h"
-#include "simulator/journal.h"
-#include "simulator/mounts.h"
-#include "simulator/plugged_modem.h"
-#include "simulator/router_files.h"
-#include "simulator/sysfs_tree.h"
+#include "simulator/router/command_server.h"
+#include "simulator/router/event_loop.h"
+#include "simulator/router/journal.h"
+#include "simulator/router/mounts.h"
+#include "simulator/router/plugged_modem.h"
+#include "simulator/router/router_files.h"
+#include "simulator/router/sysfs_tree.h"
 #include "tests/unit/temporary_directory.h"
 
 namespace {

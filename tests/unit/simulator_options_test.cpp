@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "simulator/options.h"
+#include "simulator/router/options.h"
 
 namespace {
 

@@ -13,6 +13,7 @@
 #include "platform/files.h"
 #include "sms/message.h"
 #include "sms/spool.h"
+#include "sms/ucs2.h"
 #include "tests/unit/temporary_directory.h"
 
 namespace {

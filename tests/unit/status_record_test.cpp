@@ -1,9 +1,10 @@
+#include "drivers/quectel_signal.h"
 #include "status/status_record.h"
 
 #include <gtest/gtest.h>
 
-#include "status/commands.h"
 #include "status/interface_report.h"
+#include "status/shell_lines.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "simulator/ubus_server.h"
+#include "simulator/network/ubus_server.h"
 #include "tests/unit/temporary_directory.h"
 
 /// An ubus server that answers in a thread of its own.

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "platform/text.h"
+
+/// A command line on its way to a modem: the text as it stands, cut at 512 characters, with room kept for the CR LF
+/// that at_command appends and the terminating zero.
+class AtCommand {
+  public:
+    static constexpr size_t max_length = 512;
+
+    /// At most longest characters of text.
+    explicit AtCommand(std::string_view text, size_t longest = max_length);
+    /// What printf would write.
+    static AtCommand format(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+    std::string_view view() const { return text_.view(); }
+    void append_line_end() { text_.append("\r\n"); }
+
+  private:
+    Text<max_length + sizeof "\r\n"> text_;
+};
+
+/// One transaction with the modem on port_path: opens and locks the port, sends command with CR LF, collects the reply
+/// until it contains "OK" or "ERROR", or fills the capacity, or the modem has been silent for 30 half-seconds in total
+/// (300 for AT+CFUN=1,1, 30000 for AT+COPS=?), and closes the port. The search for the end is that simple on purpose.
+/// Zero bytes are left out. The reply's last byte is always zero, so a reply that fills the capacity loses its last
+/// byte.
+/// @param capacity  0 or less means 4096; never more than reply holds
+/// @return 0 when anything arrived, which says nothing about the command's success (see reply_has_ok); -1 when the port
+/// cannot be opened or nothing arrived; -2 when another process holds the port. reply is empty unless 0 is returned
+[[gnu::noinline]] int at_command(const char *port_path, AtCommand command, TextOut reply, int capacity);
+int at_command(const char *port_path, const AtCommand &command, TextOut reply);
+
+/// How many half-seconds of silence a transaction with that command bears in all, whatever comes between them.
+int silence_budget(std::string_view command);

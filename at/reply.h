@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "platform/text.h"
+
+/// Whether "OK" stands in the text with a carriage return or a line feed right after it.
+bool reply_has_ok(std::string_view text);
+
+/// Whether needle occurs in text; an empty text contains nothing, not even an empty needle.
+bool str_contains(std::string_view text, std::string_view needle);
+
+/// The integer that follows label's first occurrence, white space before it skipped; beyond 32 bits the nearest one.
+/// @return 0; -1 when the label is missing or no integer follows; -2 when nothing at all follows. out is written on 0
+/// only
+int int_after_label(std::string_view text, std::string_view label, int32_t &out);
+
+/// The value that follows label, after skip further occurrences of it: up to 100 characters, ended by a carriage
+/// return, a line feed or a tab, without the blanks around it (a value of blanks only becomes one blank).
+/// @return 0; -1 when the label or a value is missing; -2 at the end of the text. out (101 bytes) is written on 0 only
+int field_after_label(std::string_view text, std::string_view label, int skip, TextOut out);
+
+/// Field index (from 0) of a line of comma-separated fields, without one quote at its start and one at its end. The
+/// line ends with a carriage return: without it the last field is not there. A line of one unquoted field has no
+/// readable field.
+/// @return 0; -1 when the field cannot be cut or line is null. out is written on 0 only
+int csv_field(std::string_view line, int index, TextOut out);
+
+/// text from the first needle on; empty (with a null pointer) when there is none.
+std::string_view from_first(std::string_view text, std::string_view needle);

@@ -1,0 +1,205 @@
+#include "core/cli/commands.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "apn/carrier.h"
+#include "at/at_command.h"
+#include "core/cli/connect_commands.h"
+#include "core/model/modem.h"
+#include "discovery/record/summary.h"
+#include "discovery/usb/ports.h"
+#include "platform/files.h"
+#include "sms/message.h"
+#include "sms/ucs2.h"
+#include "status/signal_cache.h"
+#include "wifi/interference.h"
+
+namespace {
+
+constexpr int exit_wrong_usage = 255;
+
+int print_not_supported()
+{
+    puts("Not support");
+    return 0;
+}
+
+int run_at(const CommandRun &run)
+{
+    // CR LF and the terminating zero make it 256 bytes, which every modem's command line takes.
+    constexpr size_t longest_command = 253;
+    if (run.arguments.empty()) {
+        puts("\nUsage:<modemctl> <AT> [device] <command>");
+        return exit_wrong_usage;
+    }
+    Text<64> device;
+    const char *command = "";
+    if (run.arguments.size() == 1) {
+        at_port_path(run.rec.bus.c_str(), run.rec.control_port, device);
+        command = run.arguments[0];
+    } else if (run.arguments.size() == 2) {
+        device.assign(run.arguments[0]);
+        command = run.arguments[1];
+    }
+    Text<4096> reply;
+    if (at_command(device.c_str(), AtCommand{command, longest_command}, reply) == 0)
+        printf("\n%s", reply.c_str());
+    return 0;
+}
+
+int run_sim_status(const CommandRun &run)
+{
+    Text<64> state;
+    puts(sim_state_text(run.rec, state) == 0 ? "READY" : state.c_str());
+    return 0;
+}
+
+int run_signal(const CommandRun &run)
+{
+    Json signals{json_object_new_array()};
+    int32_t strength = -1;
+    Text<4> mode = "0G";
+    char &generation = *mode.data();
+    if (run.rec.ops.get_signal != nullptr) {
+        generation = static_cast<char>(generation + run.rec.ops.get_signal(run.rec, signals.get(), strength));
+    } else {
+        generation = static_cast<char>(generation + signal_details(run.rec.bus.c_str(), signals.get(), strength));
+        if (generation <= '0')
+            return print_not_supported();
+    }
+    const Json report{json_object_new_object()};
+    kjson_add_object(report.get(), "signals", std::move(signals));
+    kjson_add_int(report.get(), "strength", strength);
+    kjson_add_string(report.get(), "mode", mode.view());
+    puts(json_pretty(report.get()));
+    return 0;
+}
+
+int run_cells(const CommandRun &run)
+{
+    if (run.rec.ops.get_cells == nullptr)
+        return print_not_supported();
+    const Json cells{json_object_new_array()};
+    run.rec.ops.get_cells(run.rec, cells.get());
+    puts(json_pretty(cells.get()));
+    return 0;
+}
+
+int run_iccid(const CommandRun &run)
+{
+    if (run.rec.ops.get_iccid == nullptr)
+        return print_not_supported();
+    Text<21> iccid;
+    run.rec.ops.get_iccid(run.rec, iccid); // the digits that it read are shown also when they are too few
+    puts(iccid.c_str());
+    return 0;
+}
+
+int run_thermal(const CommandRun &run)
+{
+    if (run.rec.ops.set_thermal == nullptr)
+        return print_not_supported();
+    puts(run.rec.ops.set_thermal(run.rec) == 0 ? "thermal setting  success" : "thermal setting failed");
+    return 0;
+}
+
+int run_carrier(const CommandRun &run)
+{
+    Text<64> name;
+    if (run.rec.ops.get_carrier != nullptr && run.rec.ops.get_carrier(run.rec, name) == 0)
+        puts(name.c_str());
+    if (!name.empty())
+        return 0;
+    const Json info{json_object_new_object()};
+    if (add_carrier(info.get(), run.rec) != 0)
+        return 0;
+    if (const char *carrier = kjson_get_string(info.get(), "carrier"); carrier != nullptr)
+        puts(carrier);
+    return 0;
+}
+
+int run_check_register(const CommandRun &run)
+{
+    if (run.rec.ops.check_register == nullptr)
+        return print_not_supported();
+    printf("check_register=%d\n", run.rec.ops.check_register(run.rec));
+    return 0;
+}
+
+int run_get_mode(const CommandRun &run)
+{
+    if (run.rec.ops.get_mode == nullptr)
+        return print_not_supported();
+    Text<5> mode;
+    run.rec.ops.get_mode(run.rec, mode);
+    printf("get_mode: %s\n", mode.c_str());
+    return 0;
+}
+
+int run_health(const CommandRun &run)
+{
+    const Json summary{json_object_new_object()};
+    add_health(summary.get(), run.bus);
+    puts(json_pretty(summary.get()));
+    return 0;
+}
+
+// A UCS-2 message body in a file, as UTF-8.
+int run_convert(const CommandRun &run)
+{
+    constexpr size_t most_bytes = 2048;
+    if (run.arguments.size() < 2)
+        return print_command_usage();
+    const char *path = run.arguments[0];
+    Text<most_bytes + 1> body;
+    const int count = read_file(path, most_bytes, body);
+    if (count < 0)
+        fprintf(stderr, "%s: cannot be read\n", path);
+    const std::span<const char> bytes{body.c_str(), count < 0 ? 0 : static_cast<size_t>(count)};
+    puts(convert_ucs2(bytes, text_to_int(run.arguments[1])).c_str());
+    return 0;
+}
+
+int run_wifi_lte_interference(const CommandRun &)
+{
+    LteBands bands;
+    if (check_interference(bands) == 0)
+        avoid_interference(bands);
+    return 0;
+}
+
+constexpr Command commands[] = {
+    {"connect", run_connect},
+    {"connect-auto", run_connect_auto},
+    {"new-connect-auto", run_new_connect_auto},
+    {"disconnect", run_disconnect},
+    {"sim-status", run_sim_status},
+    {"AT", run_at},
+    {"signal", run_signal},
+    {"cells", run_cells},
+    {"carrier", run_carrier},
+    {"check_register", run_check_register},
+    {"get_mode", run_get_mode},
+    {"iccid", run_iccid},
+    {"thermal", run_thermal},
+    {"test", run_health},
+    {"convert", run_convert},
+    {"wifi_lte_interference", run_wifi_lte_interference},
+};
+
+} // namespace
+
+int print_command_usage()
+{
+    puts("\nUsage:<modemctl> <command> [option]");
+    return 0;
+}
+
+const Command *find_command(const char *word)
+{
+    for (const Command &command : commands)
+        if (strcmp(command.word, word) == 0)
+            return &command;
+    return nullptr;
+}

@@ -1,0 +1,160 @@
+#include "simulator/network/router_network.h"
+
+#include <cstdio>
+#include <sys/epoll.h>
+#include <uci.h>
+
+#include "simulator/network/network_status.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr const char *ubus_socket = "/var/run/ubus/ubus.sock";
+constexpr const char *board_devices[] = {"eth0", "eth1", "br-lan"};
+
+struct UciFree {
+    void operator()(uci_context *context) const { uci_free_context(context); }
+};
+
+InterfaceSection read_section(const uci_section &section)
+{
+    InterfaceSection read{.name = section.e.name, .options = {}};
+    uci_element *option_element;
+    uci_foreach_element(&section.options, option_element)
+    {
+        const uci_option *option = uci_to_option(option_element);
+        std::vector<std::string> &values = read.options[option->e.name];
+        if (option->type == UCI_TYPE_STRING) {
+            values.emplace_back(option->v.string);
+            continue;
+        }
+        uci_element *item;
+        uci_foreach_element(&option->v.list, item) values.emplace_back(item->name);
+    }
+    return read;
+}
+
+std::optional<std::vector<InterfaceSection>> read_interfaces()
+{
+    const std::unique_ptr<uci_context, UciFree> context(uci_alloc_context());
+    uci_package *package = nullptr;
+    if (!context || uci_load(context.get(), "network", &package) != UCI_OK)
+        return std::nullopt;
+    std::vector<InterfaceSection> sections;
+    uci_element *element;
+    uci_foreach_element(&package->sections, element)
+    {
+        const uci_section *section = uci_to_section(element);
+        if (!section->anonymous && std::string_view(section->type) == "interface")
+            sections.push_back(read_section(*section));
+    }
+    return sections;
+}
+
+/// A dial-up connection's device is no USB device's: it comes with the protocol.
+NetDevices::Kind kind_of(const std::string &device)
+{
+    using enum NetDevices::Kind;
+    return device.starts_with("3g-") || device.starts_with("ppp") ? point_to_point : link_layer;
+}
+
+void apply_faults(UbusServer &ubus, const UbusFaults &faults)
+{
+    ubus.set_deaf(faults.deaf);
+    ubus.set_dying(faults.dying);
+    ubus.set_reply_delay(faults.delay_ms);
+    for (const std::string &object : faults.silent)
+        ubus.set_silent(object, true);
+}
+
+} // namespace
+
+RouterNetwork::RouterNetwork(EventLoop &loop, Journal &journal, const Options &options, FindModem find_modem)
+    : loop_(loop), journal_(journal), find_modem_(std::move(find_modem)), devices_(loop)
+{
+    for (const char *name : board_devices)
+        devices_.create(name, NetDevices::Kind::board);
+    daemon_ = std::make_unique<NetworkDaemon>(surroundings());
+    for (const LinkChoice &link : options.links) {
+        if (link.interface.empty())
+            daemon_->set_default_behaviour(link.behaviour);
+        else
+            daemon_->set_behaviour(link.interface, link.behaviour);
+    }
+    links_are_known_ = true;
+    daemon_->reload();
+    if (options.ubus.absent)
+        return;
+    ubus_ = std::make_unique<UbusServer>(ubus_socket);
+    register_network_daemon(*ubus_, *daemon_);
+    ubus_->add_object("mqtt", {{"notify", {}}}, [this](const std::string &method, json_object *arguments) {
+        journal_.add("ubus", "mqtt", method + ' ' + json_object_to_json_string_ext(arguments, JSON_C_TO_STRING_PLAIN));
+        return UbusReply{};
+    });
+    apply_faults(*ubus_, options.ubus);
+    loop_.watch(ubus_->descriptor(), EPOLLIN, [this](uint32_t) { ubus_->on_ready(); });
+}
+
+RouterNetwork::~RouterNetwork()
+{
+    if (ubus_)
+        loop_.unwatch(ubus_->descriptor());
+}
+
+NetworkSurroundings RouterNetwork::surroundings()
+{
+    return {.now = EventLoop::now_ms,
+            .read_config = [this] { return links_are_known_ ? read_interfaces() : std::nullopt; },
+            .has_device = NetDevices::exists,
+            .has_carrier = {},
+            .change_device = [this](const DeviceChange &change) { change_device(change); },
+            .modem_variable =
+                [this](const InterfaceSection &section, const std::string &variable) {
+                    const PluggedModem *modem = modem_of(section);
+                    return modem ? modem->modem().variable(variable) : "";
+                },
+            .modem_netdev =
+                [this](const InterfaceSection &section) {
+                    const PluggedModem *modem = modem_of(section);
+                    return modem ? modem->netdev_of(option_of(section, "device")) : "";
+                },
+            .wake_at = [this](int64_t at) { loop_.at(at, [this] { daemon_->advance(); }); }};
+}
+
+void RouterNetwork::set_device(const std::string &name, bool present)
+{
+    present ? devices_.create(name, NetDevices::Kind::link_layer) : devices_.remove(name);
+    daemon_->check_devices();
+}
+
+const PluggedModem *RouterNetwork::modem_of(const InterfaceSection &section) const
+{
+    for (const char *option : {"device", "ifname"})
+        if (const PluggedModem *modem = find_modem_(option_of(section, option)))
+            return modem;
+    return nullptr;
+}
+
+void RouterNetwork::change_device(const DeviceChange &change)
+{
+    if (!change.up) {
+        devices_.clear_addresses(change.device);
+        devices_.set_up(change.device, false);
+        if (protocol_devices_.erase(change.device) > 0)
+            devices_.remove(change.device);
+        return;
+    }
+    if (!NetDevices::exists(change.device) && devices_.create(change.device, kind_of(change.device)))
+        protocol_devices_.insert(change.device);
+    devices_.set_up(change.device, true);
+    // netifd gives the interface's metric to the subnet's route too, but pppd's address and its route are pppd's.
+    const int subnet_metric = kind_of(change.device) == NetDevices::Kind::point_to_point ? 0 : change.metric;
+    for (const InterfaceAddress &address : change.addresses)
+        devices_.add_address(change.device, {address.address, address.mask, subnet_metric});
+    if (!change.gateway.empty())
+        devices_.add_default_route(change.device, change.gateway, change.metric);
+    devices_.move_traffic(change.device, change.traffic);
+}
+
+} // namespace simulator

@@ -1,0 +1,385 @@
+#include "simulator/network/ubus_server.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/timerfd.h>
+#include <sys/un.h>
+#include <system_error>
+
+extern "C" {
+#include <libubox/blobmsg_json.h>
+}
+#include <libubus.h>
+
+#include "platform/shell.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr size_t frame_size = sizeof(ubus_msghdr) + sizeof(blob_attr);
+constexpr size_t output_limit = UBUS_MAX_MSGLEN; // what a client does not fetch beyond this is dropped, as ubusd does
+constexpr uint32_t first_id = 0x10000000;
+static_assert(first_id > UBUS_SYSTEM_OBJECT_MAX);
+
+const blob_attr_info attributes[UBUS_ATTR_MAX] = {
+    {},
+    {.type = BLOB_ATTR_INT32},  // status
+    {.type = BLOB_ATTR_STRING}, // object path
+    {.type = BLOB_ATTR_INT32},  // object id
+    {.type = BLOB_ATTR_STRING}, // method
+};
+
+struct Message {
+    explicit Message(int id = 0)
+    {
+        if (blob_buf_init(&buffer, id) != 0)
+            throw std::bad_alloc();
+    }
+    Message(const Message &) = delete;
+    Message &operator=(const Message &) = delete;
+    ~Message() { blob_buf_free(&buffer); }
+    operator blob_buf *() { return &buffer; }
+    blob_buf buffer{};
+};
+
+[[noreturn]] void fail(const std::string &what)
+{
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+int64_t now_ms()
+{
+    timespec time;
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000;
+}
+
+/// Header and message as they go out.
+std::string compose(ubus_msg_type type, uint16_t sequence, uint32_t peer, Message &message)
+{
+    const ubus_msghdr header{
+        .version = 0, .type = static_cast<uint8_t>(type), .seq = htobe16(sequence), .peer = htobe32(peer)};
+    std::string bytes(reinterpret_cast<const char *>(&header), sizeof(header));
+    return bytes.append(reinterpret_cast<const char *>(message.buffer.head), blob_raw_len(message.buffer.head));
+}
+
+Fd listen_at(const std::string &path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof(address.sun_path)) {
+        errno = ENAMETOOLONG;
+        fail(path);
+    }
+    path.copy(address.sun_path, path.size());
+    if (const auto folder = std::filesystem::path(path).parent_path(); !folder.empty())
+        std::filesystem::create_directories(folder);
+    unlink(path.c_str());
+    Fd listener{socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)};
+    if (!listener || bind(listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0 ||
+        chmod(path.c_str(), 0666) != 0 || listen(listener.get(), SOMAXCONN) != 0)
+        fail(path);
+    return listener;
+}
+
+} // namespace
+
+/// A client's message; its attributes lie in the client's input.
+struct UbusServer::Request {
+    explicit Request(const char *bytes)
+    {
+        ubus_msghdr header;
+        memcpy(&header, bytes, sizeof(header));
+        type = header.type;
+        sequence = be16toh(header.seq);
+        peer = be32toh(header.peer);
+        auto *message = reinterpret_cast<blob_attr *>(const_cast<char *>(bytes + sizeof(header)));
+        blob_parse_untrusted(message, blob_raw_len(message), found, attributes, UBUS_ATTR_MAX);
+    }
+
+    std::string reply(ubus_msg_type reply_type, Message &message) const
+    {
+        return compose(reply_type, sequence, peer, message);
+    }
+
+    std::string status(int code, std::optional<uint32_t> object = {}) const
+    {
+        Message message;
+        blob_put_u32(message, UBUS_ATTR_STATUS, static_cast<uint32_t>(code));
+        if (object)
+            blob_put_u32(message, UBUS_ATTR_OBJID, *object);
+        return reply(UBUS_MSG_STATUS, message);
+    }
+
+    const char *text(ubus_msg_attr attribute) const { return static_cast<const char *>(blob_data(found[attribute])); }
+
+    uint8_t type;
+    uint16_t sequence;
+    uint32_t peer;
+    blob_attr *found[UBUS_ATTR_MAX];
+};
+
+UbusServer::UbusServer(const std::string &path)
+    : path_(path), events_(epoll_create1(EPOLL_CLOEXEC)), listener_(listen_at(path)),
+      timer_(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC)), next_id_(first_id)
+{
+    if (!events_ || !timer_)
+        fail("ubus server");
+    watch(listener_.get(), EPOLLIN);
+    watch(timer_.get(), EPOLLIN);
+}
+
+UbusServer::~UbusServer()
+{
+    unlink(path_.c_str());
+}
+
+void UbusServer::watch(int descriptor, uint32_t events)
+{
+    epoll_event event{.events = events, .data = {.fd = descriptor}};
+    if (epoll_ctl(events_.get(), EPOLL_CTL_MOD, descriptor, &event) != 0 &&
+        epoll_ctl(events_.get(), EPOLL_CTL_ADD, descriptor, &event) != 0)
+        fail("ubus server");
+}
+
+void UbusServer::set_deaf(bool deaf)
+{
+    deaf_ = deaf;
+    for (const int descriptor : {listener_.get(), timer_.get()})
+        watch(descriptor, deaf ? 0U : EPOLLIN);
+    for (const auto &[descriptor, client] : clients_)
+        if (deaf) // even with no events asked for, a hang-up would be told
+            epoll_ctl(events_.get(), EPOLL_CTL_DEL, descriptor, nullptr);
+        else
+            watch(descriptor, EPOLLIN | (client.output.empty() ? 0U : EPOLLOUT));
+}
+
+void UbusServer::set_silent(const std::string &object, bool silent)
+{
+    if (silent)
+        silent_.insert(object);
+    else
+        silent_.erase(object);
+}
+
+void UbusServer::add_object(const std::string &name, std::vector<UbusMethod> methods, UbusHandler handler)
+{
+    objects_[name] = Object{next_id_++, std::move(methods), std::move(handler)};
+}
+
+void UbusServer::remove_object(const std::string &name)
+{
+    objects_.erase(name);
+}
+
+void UbusServer::on_ready()
+{
+    epoll_event events[16];
+    const int count = epoll_wait(events_.get(), events, std::size(events), 0);
+    for (int i = 0; i < count; i++) {
+        const int descriptor = events[i].data.fd;
+        if (descriptor == listener_.get())
+            accept_clients();
+        else if (descriptor == timer_.get())
+            send_late_replies();
+        else if (const auto found = clients_.find(descriptor); found != clients_.end()) {
+            flush(found->second);
+            read_from(found->second);
+        }
+    }
+    drop_lost_clients();
+}
+
+void UbusServer::accept_clients()
+{
+    for (;;) {
+        Fd socket{accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)};
+        if (!socket)
+            return;
+        const int descriptor = socket.get();
+        watch(descriptor, EPOLLIN);
+        Client &client = clients_[descriptor] = Client{std::move(socket), next_id_++, {}, {}};
+        Message empty;
+        send(client, compose(UBUS_MSG_HELLO, 0, client.id, empty));
+    }
+}
+
+void UbusServer::read_from(Client &client)
+{
+    char bytes[65536];
+    const ssize_t length = recv(client.socket.get(), bytes, sizeof(bytes), 0);
+    if (length > 0)
+        client.input.append(bytes, static_cast<size_t>(length));
+    else if (length == 0 || (errno != EAGAIN && errno != EINTR))
+        client.lost = true;
+    take_messages(client);
+}
+
+void UbusServer::take_messages(Client &client)
+{
+    while (!client.lost && client.input.size() >= frame_size) {
+        const auto *message = reinterpret_cast<const blob_attr *>(client.input.data() + sizeof(ubus_msghdr));
+        const size_t size = sizeof(ubus_msghdr) + blob_raw_len(message);
+        if (blob_raw_len(message) < sizeof(blob_attr) || blob_pad_len(message) > UBUS_MAX_MSGLEN) {
+            client.lost = true; // where the next message starts, nobody can tell
+            return;
+        }
+        if (client.input.size() < size)
+            return;
+        answer(client, Request(client.input.data()));
+        client.input.erase(0, size);
+    }
+}
+
+void UbusServer::answer(Client &client, const Request &request)
+{
+    if (request.type == UBUS_MSG_LOOKUP)
+        look_up(client, request);
+    else if (request.type == UBUS_MSG_INVOKE)
+        invoke(client, request);
+    else if (request.type != UBUS_MSG_STATUS && request.type != UBUS_MSG_DATA)
+        send(client, request.status(UBUS_STATUS_INVALID_COMMAND));
+}
+
+void UbusServer::look_up(Client &client, const Request &request)
+{
+    std::string pattern = "*";
+    if (request.found[UBUS_ATTR_OBJPATH])
+        pattern = request.text(UBUS_ATTR_OBJPATH);
+    if (pattern.empty()) {
+        send(client, request.status(UBUS_STATUS_INVALID_ARGUMENT));
+        return;
+    }
+    const bool prefix = pattern.back() == '*';
+    if (prefix)
+        pattern.pop_back();
+    bool found = !request.found[UBUS_ATTR_OBJPATH];
+    for (const auto &[name, object] : objects_)
+        if (prefix ? name.compare(0, pattern.size(), pattern) == 0 : name == pattern) {
+            found = true;
+            describe(client, request, name, object);
+        }
+    send(client, request.status(found ? UBUS_STATUS_OK : UBUS_STATUS_NOT_FOUND));
+}
+
+void UbusServer::describe(Client &client, const Request &request, const std::string &name, const Object &object)
+{
+    Message message;
+    blob_put_string(message, UBUS_ATTR_OBJPATH, name.c_str());
+    blob_put_u32(message, UBUS_ATTR_OBJID, object.id);
+    blob_put_u32(message, UBUS_ATTR_OBJTYPE, object.id);
+    void *signature = blob_nest_start(message, UBUS_ATTR_SIGNATURE);
+    for (const UbusMethod &method : object.methods) {
+        void *table = blobmsg_open_table(message, method.name.c_str());
+        for (const auto &[argument, type] : method.arguments)
+            blobmsg_add_u32(message, argument.c_str(), static_cast<uint32_t>(type));
+        blobmsg_close_table(message, table);
+    }
+    blob_nest_end(message, signature);
+    send(client, request.reply(UBUS_MSG_DATA, message));
+}
+
+void UbusServer::invoke(Client &client, const Request &request)
+{
+    if (!request.found[UBUS_ATTR_METHOD] || !request.found[UBUS_ATTR_OBJID]) {
+        send(client, request.status(UBUS_STATUS_INVALID_ARGUMENT));
+        return;
+    }
+    const uint32_t id = blob_get_u32(request.found[UBUS_ATTR_OBJID]);
+    const std::string method = request.text(UBUS_ATTR_METHOD);
+    const auto found =
+        std::find_if(objects_.begin(), objects_.end(), [id](const auto &o) { return o.second.id == id; });
+    if (found == objects_.end()) {
+        send(client, request.status(UBUS_STATUS_NOT_FOUND));
+        return;
+    }
+    client.lost = client.lost || dying_;
+    if (dying_ || silent_.count(found->first) != 0)
+        return;
+    const Object object = found->second; // the handler may remove it
+    if (std::none_of(object.methods.begin(), object.methods.end(), [&](const auto &m) { return m.name == method; })) {
+        send_later(client, request.status(UBUS_STATUS_METHOD_NOT_FOUND, id));
+        return;
+    }
+    Json arguments{json_object_new_object()};
+    if (blob_attr *data = request.found[UBUS_ATTR_DATA]; data && blob_len(data) > 0) {
+        const HeapText text{blobmsg_format_json(data, true)};
+        arguments.reset(json_tokener_parse(text.get()));
+    }
+    UbusReply reply{UBUS_STATUS_INVALID_ARGUMENT};
+    if (json_object_is_type(arguments.get(), json_type_object))
+        reply = object.handler(method, arguments.get());
+    if (reply.data) {
+        Message message;
+        blob_put_u32(message, UBUS_ATTR_OBJID, id);
+        void *data = blob_nest_start(message, UBUS_ATTR_DATA);
+        blobmsg_add_object(message, reply.data.get());
+        blob_nest_end(message, data);
+        send_later(client, request.reply(UBUS_MSG_DATA, message));
+    }
+    send_later(client, request.status(reply.status, id));
+}
+
+void UbusServer::send(Client &client, const std::string &message)
+{
+    if (client.output.size() + message.size() > output_limit)
+        return;
+    client.output += message;
+    flush(client);
+}
+
+void UbusServer::flush(Client &client)
+{
+    while (!client.output.empty() && !client.lost) {
+        const ssize_t sent = ::send(client.socket.get(), client.output.data(), client.output.size(), MSG_NOSIGNAL);
+        if (sent >= 0)
+            client.output.erase(0, static_cast<size_t>(sent));
+        else if (errno == EAGAIN)
+            break;
+        else if (errno != EINTR)
+            client.lost = true;
+    }
+    if (!deaf_)
+        watch(client.socket.get(), EPOLLIN | (client.output.empty() ? 0U : EPOLLOUT));
+}
+
+void UbusServer::send_later(const Client &client, std::string message)
+{
+    late_replies_.emplace(now_ms() + reply_delay_ms_, LateReply{client.id, std::move(message)});
+    send_late_replies();
+}
+
+/// Sends what is due and sets the timer to what is next.
+void UbusServer::send_late_replies()
+{
+    uint64_t expirations;
+    while (read(timer_.get(), &expirations, sizeof(expirations)) > 0)
+        continue;
+    while (!late_replies_.empty() && late_replies_.begin()->first <= now_ms()) {
+        const LateReply reply = std::move(late_replies_.extract(late_replies_.begin()).mapped());
+        for (auto &[descriptor, client] : clients_)
+            if (client.id == reply.client)
+                send(client, reply.message);
+    }
+    itimerspec next{};
+    if (!late_replies_.empty()) {
+        const int64_t at = late_replies_.begin()->first;
+        next.it_value = {.tv_sec = at / 1000, .tv_nsec = static_cast<long>(at % 1000 * 1000000)};
+    }
+    timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &next, nullptr);
+}
+
+void UbusServer::drop_lost_clients()
+{
+    for (auto entry = clients_.begin(); entry != clients_.end();)
+        entry = entry->second.lost ? clients_.erase(entry) : std::next(entry);
+}
+
+} // namespace simulator

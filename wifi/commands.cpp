@@ -1,6 +1,0 @@
-#include "wifi/commands.h"
-
-Text<128> compose_read_channel(const char *device)
-{
-    return Text<128>::format("iwinfo %s info 2>/dev/null | grep Channel | awk '{print $4}'", device);
-}
