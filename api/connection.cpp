@@ -11,7 +11,7 @@
 #include "connection/shell_lines.h"
 #include "core/model/modem.h"
 #include "discovery/usb/ports.h"
-#include "platform/board.h"
+#include "platform/boards.h"
 #include "platform/interface_state.h"
 #include "platform/shell.h"
 #include "platform/uci.h"
@@ -21,13 +21,6 @@ namespace {
 constexpr int down_polls = 2;
 constexpr int reload_timeout_s = 5;
 constexpr uint32_t at_port_carries_data = 1; // of flags2
-
-bool is_board(std::string_view name)
-{
-    Text<64> board;
-    get_model_name(board);
-    return board.view() == name;
-}
 
 template <size_t N> Text<N> section_of(const BusName &bus)
 {
@@ -97,8 +90,7 @@ ConnectSettings requested_settings(json_object *request)
 int connect_serially(const ModemDriver &rec, const ConnectSettings &settings)
 {
     const int result = serial_connect(rec, settings);
-    // This board's LED service is slow to see the new device.
-    if (is_board("badger"))
+    if (this_board().has_slow_led)
         execCommand(reload_led_later);
     return result;
 }
@@ -124,7 +116,7 @@ int32_t start_auto_connect(json_object *request, json_object *)
     const auto bus = requested_bus(request);
     if (kjson_get_int(request, "modem_id") == -1 || !bus)
         return modem_api_parameter_missing;
-    if (is_board("condor"))
+    if (this_board().has_shortcuts)
         execCommand(stop_shortcuts);
     fork_exec2(compose_auto_connect(bus->c_str()).c_str());
     return modem_api_success;
@@ -195,7 +187,7 @@ int32_t enable_modem(json_object *request, json_object *)
     kuci2_commit(uci, "network");
     execCommand(kill_qmi_clients);
     execCommand(kill_other_instances);
-    if (is_board("condor"))
+    if (this_board().has_shortcuts)
         execCommand(stop_shortcuts);
     reload_network(reload_timeout_s);
     return modem_api_success;

@@ -6,14 +6,12 @@
 #include "api/shell_lines.h"
 #include "core/model/modem.h"
 #include "discovery/record/modem_record.h"
-#include "platform/board.h"
+#include "platform/boards.h"
 #include "platform/shell.h"
 #include "platform/text.h"
 #include "wifi/interference.h"
 
 namespace {
-
-constexpr std::string_view boards_without_list[] = {"gecko", "vole", "tapir"};
 
 // The modem at each place; modem_id -1 where there is none.
 using ModemsAtPlaces = std::array<ModemDriver, modem_places>;
@@ -135,10 +133,7 @@ bool are_all_off(int count, const std::array<bool, modem_places> &is_disabled)
 
 int32_t report_modems(json_object *, json_object *response)
 {
-    Text<64> board;
-    get_model_name(board);
-    if (std::find(std::begin(boards_without_list), std::end(boards_without_list), board.view()) !=
-        std::end(boards_without_list))
+    if (this_board().lists_no_modems)
         return modem_api_not_supported;
     const Uci uci = kuci2_init();
     add_pass_through(response, uci);

@@ -64,7 +64,7 @@ void configure(const ModemDriver &rec, const Link &link, const DataDevice &devic
     ConnectSettings with_device = settings;
     with_device.device = device.path();
     write_interface(rec, link.ifname.c_str(), link.proto, with_device);
-    override_condor_metric(rec.iface.c_str(), rec.bus.c_str());
+    write_metric_of_place(rec.iface.c_str(), rec.bus.c_str());
 }
 
 int bring_up(const ModemDriver &rec, int budget_s)

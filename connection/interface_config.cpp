@@ -7,7 +7,7 @@
 #include "connection/shell_lines.h"
 #include "discovery/usb/usb_node.h"
 #include "drivers/shell_lines.h"
-#include "platform/board.h"
+#include "platform/boards.h"
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "platform/uci.h"
@@ -103,11 +103,6 @@ Text<20> pick_led_device(const char *iface, const char *ifname, const char *prot
     return holds(device, "wdm1") && !holds(device, "wdm0") ? "wwan1" : "wwan0";
 }
 
-const char *pick_condor_metric(std::string_view bus)
-{
-    return bus == "2-1.2" ? "60" : bus == "1-1.4" ? "70" : default_metric;
-}
-
 const char *pick_mtu(const char *mtu, std::string_view sim_type)
 {
     if (mtu != nullptr && *mtu != '\0')
@@ -135,24 +130,21 @@ void write_interface(const ModemDriver &rec, const char *ifname, const char *pro
     write_forced_ttl(rec, is_directip ? "" : led_device.c_str());
 }
 
-int delete_interface(const char *iface)
+void delete_interface(const char *iface)
 {
     Uci uci = kuci_init();
     kuci_delete(uci, Text<64>::format("network.%s", iface).c_str());
     kuci_commit(uci, "network");
     kuci_free(std::move(uci));
-    return 0;
 }
 
-int override_condor_metric(const char *iface, const char *bus)
+void write_metric_of_place(const char *iface, const char *bus)
 {
-    Text<32> board;
-    get_model_name(board);
-    if (!(board == "condor"))
-        return 0;
+    const ModemPlace *place = this_board().place_of(bus);
+    if (place == nullptr)
+        return;
     Uci uci = kuci_init();
-    kuci_set_name(uci, "network", iface, "metric", pick_condor_metric(bus));
+    kuci_set_name(uci, "network", iface, "metric", place->metric);
     kuci_commit(uci, "network");
     kuci_free(std::move(uci));
-    return 0;
 }

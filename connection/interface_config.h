@@ -24,18 +24,17 @@ struct ConnectSettings {
 /// @param proto   "3g", "directip", "callip", "ncm", "qcm" or "qmi"
 void write_interface(const ModemDriver &rec, const char *ifname, const char *proto, const ConnectSettings &settings);
 
-/// Removes the interface's UCI network section. @return 0
-int delete_interface(const char *iface);
+/// Removes the interface's UCI network section.
+void delete_interface(const char *iface);
 
-/// On the condor board, which has two modems: gives the interface the metric of its bus. @return 0
-int override_condor_metric(const char *iface, const char *bus);
+/// On a board with places for several modems: gives the interface the metric of its place, in place of the one that
+/// write_interface wrote.
+void write_metric_of_place(const char *iface, const char *bus);
 
 // What the writer decides.
 
 /// Device whose traffic the 3G/LTE LED follows; nothing for "directip" without ifname.
 Text<20> pick_led_device(const char *iface, const char *ifname, const char *proto, const char *device);
-/// Metric of the modem on bus of the condor board.
-const char *pick_condor_metric(std::string_view bus);
 /// MTU to write, null for none: Verizon's network needs 1428 where none is given.
 const char *pick_mtu(const char *mtu, std::string_view sim_type);
 

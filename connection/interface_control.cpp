@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "connection/shell_lines.h"
-#include "platform/board.h"
+#include "platform/boards.h"
 #include "platform/interface_state.h"
 #include "platform/shell.h"
 #include "platform/uci.h"
@@ -14,13 +14,6 @@ constexpr int ubus_timeout_s = 100;
 constexpr useconds_t down_poll_us = 100'000;
 
 using Zone = Text<256>;
-
-Text<64> board_name()
-{
-    Text<64> board;
-    get_model_name(board);
-    return board;
-}
 
 std::string_view without_trailing_blanks(std::string_view text)
 {
@@ -43,7 +36,7 @@ void write_zone(std::string_view zone, std::string_view iface)
     if (set.empty() || !kuci_has_room("firewall"))
         return;
     run_composed(set.c_str());
-    run_composed(compose_commit("firewall", board_name().view()).c_str());
+    run_composed(compose_commit("firewall", this_board().needs_sync).c_str());
     execCommand(reload_firewall);
 }
 
@@ -80,12 +73,12 @@ int iface_up(int budget_s, const char *iface)
 
 int iface_down(int polls, const char *iface)
 {
-    const auto board = board_name();
-    if (board == "condor")
+    const Board &board = this_board();
+    if (board.has_shortcuts)
         execCommand(stop_shortcuts);
     if (kuci_has_room("network")) {
         run_composed(compose_disable_interface(iface).c_str());
-        run_composed(compose_commit("network", board.view()).c_str());
+        run_composed(compose_commit("network", board.needs_sync).c_str());
     }
     reload_network(ubus_timeout_s);
     for (int i = 0; i < polls; i++) {

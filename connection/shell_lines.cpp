@@ -79,7 +79,7 @@ Text<500> compose_power_pulse(const char *file, bool high)
     return Text<500>::format("echo %d > %s; sleep 1; echo %d > %s", first, file, 1 - first, file);
 }
 
-ShellCommand compose_commit(const char *package, std::string_view board)
+ShellCommand compose_commit(const char *package, bool sync)
 {
-    return compose_whole("uci commit %s%s", package, board == "puffin" ? ";sync" : "");
+    return compose_whole("uci commit %s%s", package, sync ? ";sync" : "");
 }

@@ -32,5 +32,5 @@ ShellCommand compose_read_wan_zone_without(const char *iface);
 ShellCommand compose_stop_autoconnect(const char *device);
 /// Switches a control file to one level for a second and back: 1, 0 where high, else 0, 1.
 Text<500> compose_power_pulse(const char *file, bool high);
-/// Commits a package; the puffin board's flash needs a sync behind it.
-ShellCommand compose_commit(const char *package, std::string_view board);
+/// Commits a package, and syncs after it on a board whose flash needs that.
+ShellCommand compose_commit(const char *package, bool sync);

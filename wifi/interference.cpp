@@ -4,14 +4,12 @@
 
 #include "discovery/record/modem_record.h"
 #include "drivers/quectel_config.h"
-#include "platform/board.h"
+#include "platform/boards.h"
 #include "platform/boxwifi.h"
 #include "platform/shell.h"
 #include "wifi/shell_lines.h"
 
 namespace {
-
-constexpr std::string_view boards_to_leave[] = {"gecko", "newt", "tapir"};
 
 struct Radio {
     bool is_main_off;
@@ -99,9 +97,7 @@ int32_t read_lte_band(const char *bus, int32_t control_port, int place)
 int check_interference(LteBands &bands)
 {
     bands = {};
-    Text<64> board;
-    get_model_name(board);
-    if (std::find(std::begin(boards_to_leave), std::end(boards_to_leave), board.view()) != std::end(boards_to_leave))
+    if (this_board().keeps_wifi_channel)
         return -1;
     const ModemBuses buses = read_modem_buses(kuci2_init());
     bool has_modem = false;

@@ -1,17 +1,16 @@
 #include "discovery/record/hardware.h"
 
 #include "discovery/record/shell_lines.h"
-#include "platform/board.h"
+#include "platform/boards.h"
 #include "platform/shell.h"
 #include "platform/uci.h"
 
 namespace {
 
-bool has_two_modems(const char *bus)
+bool is_versioned(std::string_view bus)
 {
-    Text<64> board;
-    get_model_name(board);
-    return board == "condor" && std::string_view{bus} == "2-1.2";
+    const char *versioned_bus = this_board().versioned_bus;
+    return versioned_bus != nullptr && bus == versioned_bus;
 }
 
 const char *read_hardware_version()
@@ -42,7 +41,7 @@ const char *pick_hardware_version(std::string_view first, std::string_view secon
 
 void add_hardware(json_object *info, const char *bus)
 {
-    const bool is_known = has_two_modems(bus);
+    const bool is_known = is_versioned(bus);
     kjson_add_string(info, "hw_version", is_known ? read_hardware_version() : "");
     kjson_add_string(info, "sim_num", is_known ? read_sim_num() : "");
 }

@@ -4,8 +4,8 @@
 
 #include "platform/json.h"
 
-/// Adds "hw_version" and "sim_num" (slots of the board's SIM holder). Only the second modem of the condor board, on bus
-/// 2-1.2, has them; they are empty elsewhere.
+/// Adds "hw_version" and "sim_num" (slots of the board's SIM holder). Only the modem on the board's versioned bus has
+/// them; they are empty elsewhere.
 void add_hardware(json_object *info, const char *bus);
 
 /// The condor board's version by two bytes of its factory partition, as hexdump prints them.

@@ -78,7 +78,11 @@ const std::map<std::string, Operation> operations = {
          rec.proto_flags = static_cast<uint32_t>(strtoul(c.word(0), nullptr, 16));
          return serial_connect(rec, {.device = c.word(1), .apn = c.word(2)});
      }},
-    {"power_cycle", [](Call &c) { return power_cycle_modem(c.rec.bus.c_str()); }},
+    {"power_cycle",
+     [](Call &c) {
+         power_cycle_modem(c.rec.bus.c_str());
+         return 0;
+     }},
     {"sms_list",
      [](Call &) {
          const Json list{json_object_new_array()};

@@ -37,14 +37,6 @@ TEST(LedDevice, FollowsTheProtocolAndTheDataDevice)
         EXPECT_EQ(pick_led_device(row.iface, row.ifname, row.proto, row.device).view(), row.expected) << row.what;
 }
 
-TEST(CondorMetric, IsThatOfTheBus)
-{
-    EXPECT_STREQ(pick_condor_metric("1-1.2"), "40");
-    EXPECT_STREQ(pick_condor_metric("2-1.2"), "60");
-    EXPECT_STREQ(pick_condor_metric("1-1.4"), "70");
-    EXPECT_STREQ(pick_condor_metric("1-1.3"), "40");
-}
-
 TEST(Mtu, IsTheOneGivenElseVerizonsElseNone)
 {
     EXPECT_STREQ(pick_mtu("1500", "verizon"), "1500");

@@ -1,0 +1,101 @@
+#include "platform/boards.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct PowerRow {
+    const char *board;
+    const char *command;
+};
+const PowerRow power_rows[] = {
+    {"marten", "echo 0 > /sys/class/gpio/lte_power/value;sleep 1;echo 1 > /sys/class/gpio/lte_power/value"},
+    {"otter", "echo 0 > /sys/class/gpio/lte_power/value;sleep 1;echo 1 > /sys/class/gpio/lte_power/value"},
+    {"badger", "echo 1 > /sys/class/gpio/gpio0/value;sleep 1;echo 0 > /sys/class/gpio/gpio0/value"},
+    {"falcon", "echo 0 > /sys/class/gpio/gpio0/value;sleep 1;echo 1 > /sys/class/gpio/gpio0/value"},
+    {"kestrel", "echo 0 > /sys/class/gpio/gpio0/value;sleep 1;echo 1 > /sys/class/gpio/gpio0/value"},
+    {"osprey", "echo 0 > /sys/class/gpio/pci_power/value;sleep 1;echo 1 > /sys/class/gpio/pci_power/value"},
+    {"magpie", "echo 0 > /sys/class/gpio/usb_power/value;sleep 1;echo 1 > /sys/class/gpio/usb_power/value"},
+    {"bison", "echo 0 > /sys/class/gpio/usb_power/value;sleep 1;echo 1 > /sys/class/gpio/usb_power/value"},
+    {"egret", "echo 1 > /sys/class/gpio/gpio1/value;sleep 1;echo 0 > /sys/class/gpio/gpio1/value"},
+};
+
+TEST(Board, HasAPowerCommandWhereItsPowerLineIsItsOwn)
+{
+    for (const auto &row : power_rows)
+        EXPECT_STREQ(find_board(row.board).power_command, row.command) << row.board;
+}
+
+TEST(Board, WithoutAPowerCommandHasAControlFile)
+{
+    for (const char *board : {"condor", "wren", "", "marten2", "MARTEN", "mar", "puffin"})
+        EXPECT_EQ(find_board(board).power_command, nullptr) << board;
+}
+
+TEST(Board, PulsesItsControlFileHighFromARowOnly)
+{
+    for (const char *board : {"wren", "ibis", "stoat", "vole"})
+        EXPECT_TRUE(find_board(board).is_pulse_high) << board;
+    for (const char *board : {"puffin", "", "gecko", "wren2"})
+        EXPECT_FALSE(find_board(board).is_pulse_high) << board;
+}
+
+struct PlaceRow {
+    const char *bus;
+    const char *power_file;
+    bool is_pulse_high;
+    const char *metric;
+};
+const PlaceRow place_rows[] = {
+    {"1-1.2", "/sys/class/gpio/gpio5/value", true, "40"},   {"2-1.2", "/sys/class/gpio/gpio15/value", true, "60"},
+    {"1-1.4", "/sys/class/gpio/gpio7/value", false, "70"},  {"1-1.3", "/sys/class/gpio/gpio7/value", true, "40"},
+    {"1-1.2.1", "/sys/class/gpio/gpio7/value", true, "40"}, {"", "/sys/class/gpio/gpio7/value", true, "40"},
+};
+
+TEST(Board, WithSeveralModemsHasAPlaceForEveryBus)
+{
+    for (const char *name : {"condor", "condor-d2", "big-condor"}) {
+        for (const auto &row : place_rows) {
+            const ModemPlace *place = find_board(name).place_of(row.bus);
+            ASSERT_NE(place, nullptr) << name;
+            EXPECT_STREQ(place->power_file, row.power_file) << name << " " << row.bus;
+            EXPECT_EQ(place->is_pulse_high, row.is_pulse_high) << name << " " << row.bus;
+            EXPECT_STREQ(place->metric, row.metric) << name << " " << row.bus;
+        }
+    }
+    EXPECT_EQ(find_board("wren").place_of("1-1.2"), nullptr);
+}
+
+TEST(Board, OfACondorVariantDiffersInTheVersionOnly)
+{
+    EXPECT_STREQ(find_board("condor").versioned_bus, "2-1.2");
+    EXPECT_EQ(find_board("condor-d2").versioned_bus, nullptr);
+    EXPECT_TRUE(find_board("condor").has_shortcuts);
+    EXPECT_TRUE(find_board("condor-d2").has_shortcuts);
+    EXPECT_FALSE(find_board("condo").has_shortcuts);
+}
+
+struct QuirkRow {
+    const char *quirk;
+    bool Board::*flag;
+    std::vector<std::string> boards;
+};
+const QuirkRow quirk_rows[] = {
+    {"sync", &Board::needs_sync, {"puffin"}},
+    {"slow LED", &Board::has_slow_led, {"badger"}},
+    {"no list of modems", &Board::lists_no_modems, {"gecko", "vole", "tapir"}},
+    {"Wi-Fi channel kept", &Board::keeps_wifi_channel, {"gecko", "newt", "tapir"}},
+};
+const char *const board_names[] = {"condor", "marten", "otter", "badger", "falcon", "kestrel", "osprey",
+                                   "magpie", "bison",  "egret", "wren",   "ibis",   "stoat",   "vole",
+                                   "gecko",  "tapir",  "newt",  "puffin", "",       "unheard"};
+
+TEST(Board, HasEachQuirkOnlyWhereItIsKnown)
+{
+    for (const auto &row : quirk_rows)
+        for (const std::string name : board_names)
+            EXPECT_EQ(find_board(name).*row.flag, std::count(row.boards.begin(), row.boards.end(), name) == 1)
+                << row.quirk << ": " << name;
+}
+
+} // namespace
