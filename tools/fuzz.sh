@@ -1,29 +1,51 @@
 #!/bin/sh
 # Searches for inputs that break a parser or a handler: fuzz.sh SECONDS [TARGET...], each target for so many seconds. What
-# adds coverage is kept in tests/fuzz/corpus/<target>, what breaks is left in build-fuzz/search/<target>. One line per
+# adds coverage goes into tests/fuzz/corpus/<target>.pack, what breaks is left in build-fuzz/search/<target>. One line per
 # target; exit status 1 when one broke.
+#
+#     fuzz.sh --unpack TARGET FOLDER    the target's kept inputs as files of the folder
+#     fuzz.sh --pack TARGET FOLDER      files of the folder that are not kept yet go into the target's pack
 set -eu
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+corpus_tool=$root/build-fuzz/fuzz_corpus
+
+configure() {
+    for package in clang libclang-rt-14-dev; do
+        dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' && continue
+        [ "$(id -u)" -eq 0 ] || { echo "Please run: sudo apt-get install $package" >&2; exit 1; }
+        DEBIAN_FRONTEND=noninteractive apt-get -qq install -y --no-install-recommends "$package" >/dev/null
+    done
+    cmake -G Ninja -S "$root" -B "$root/build-fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSANITIZE=ON -DFUZZING=ON \
+        -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ >/dev/null
+    cmake --build "$root/build-fuzz" --target fuzz_corpus >/dev/null
+}
+
+case ${1:-} in
+--pack | --unpack)
+    [ $# -eq 3 ] || { echo "Usage: fuzz.sh $1 TARGET FOLDER" >&2; exit 2; }
+    configure
+    exec "$corpus_tool" "${1#--}" "$root/tests/fuzz/corpus/$2" "$3"
+    ;;
+esac
 
 seconds=$1
 shift
-cd "$(dirname "$0")/.."
-for package in clang libclang-rt-14-dev; do
-    dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' && continue
-    [ "$(id -u)" -eq 0 ] || { echo "Please run: sudo apt-get install $package" >&2; exit 1; }
-    DEBIAN_FRONTEND=noninteractive apt-get -qq install -y --no-install-recommends "$package" >/dev/null
-done
-cmake -G Ninja -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSANITIZE=ON -DFUZZING=ON \
-    -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ >/dev/null
+cd "$root"
+configure
 # shellcheck disable=SC2046 # a word per target
 [ $# -gt 0 ] || set -- $(cd tests/fuzz && echo *_fuzz.cpp | sed 's/_fuzz\.cpp//g')
 status=0
 for target in "$@"; do
     cmake --build build-fuzz --target "${target}_fuzz" simrouter -j"$(nproc)" >/dev/null
-    corpus=$PWD/tests/fuzz/corpus/$target
-    work=$PWD/build-fuzz/search/$target
-    rm -rf "$work"
-    mkdir -p "$corpus"
-    search="$PWD/tools/fuzz_target.sh $PWD/build-fuzz/${target}_fuzz $corpus $seconds"
+    corpus=$root/tests/fuzz/corpus/$target
+    work=$root/build-fuzz/search/$target
+    unpacked=$root/build-fuzz/unpacked/$target
+    rm -rf "$work" "$unpacked"
+    mkdir -p "$unpacked"
+    # A new target has no inputs yet.
+    [ ! -e "$corpus.pack" ] || "$corpus_tool" unpack "$corpus" "$unpacked" >/dev/null
+    search="$root/tools/fuzz_target.sh $root/build-fuzz/${target}_fuzz $unpacked $seconds"
     if grep -q require_simulated_router "tests/fuzz/${target}_fuzz.cpp"; then
         # It changes files that a machine has too: it runs in a router, of which the results are brought out.
         mkdir -p "$work"
@@ -32,7 +54,7 @@ for target in "$@"; do
         # shellcheck disable=SC2086 # several words
         $search "$work"
     fi
-    cp -n "$work"/kept/* "$corpus/"
+    "$corpus_tool" pack "$corpus" "$work/kept" >/dev/null
     runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$work/log" | head -n 1)
     coverage=$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$work/log" | tail -n 1)
     verdict=ok

@@ -53,7 +53,10 @@ void check_list(const Json &list)
     check(is_document(list.get()), "what comes of a modem's replies is JSON");
 }
 
-using Operation = void (*)(const ModemDriver &rec, const char *text);
+struct Operation {
+    std::string_view name; ///< the slot's
+    void (*run)(const ModemDriver &rec, const char *text);
+};
 
 void ask_model(const ModemDriver &rec, const char *)
 {
@@ -196,26 +199,54 @@ std::vector<Operation> operations_of(const ModemOps &ops)
         if (is_there)
             all.push_back(operation);
     };
-    add(ops.get_model != nullptr, ask_model);
-    add(ops.get_mode != nullptr, ask_mode);
-    add(ops.get_csq != nullptr, ask_bars);
-    add(ops.get_signal != nullptr, ask_signal);
-    add(ops.get_imsi != nullptr, ask_imsi);
-    add(ops.set_scan_mode != nullptr, set_scan_mode);
-    add(ops.get_carrier != nullptr, ask_carrier);
-    add(ops.get_creg != nullptr, ask_creg);
-    add(ops.get_imei != nullptr, ask_imei);
-    add(ops.get_cells != nullptr, ask_cells);
-    add(ops.set_thermal != nullptr, set_thermal);
-    add(ops.get_ca_info != nullptr, ask_aggregation);
-    add(ops.check_register != nullptr, ask_registration);
-    add(ops.get_sim_status != nullptr, ask_sim);
-    add(ops.set_apn != nullptr, set_apn);
-    add(ops.set_auth != nullptr, set_auth);
-    add(ops.get_iccid != nullptr, ask_iccid);
-    add(ops.get_bands != nullptr, ask_bands);
-    add(ops.get_scan_mode != nullptr, ask_scan_mode);
+    add(ops.get_model != nullptr, {"get_model", ask_model});
+    add(ops.get_mode != nullptr, {"get_mode", ask_mode});
+    add(ops.get_csq != nullptr, {"get_csq", ask_bars});
+    add(ops.get_signal != nullptr, {"get_signal", ask_signal});
+    add(ops.get_imsi != nullptr, {"get_imsi", ask_imsi});
+    add(ops.set_scan_mode != nullptr, {"set_scan_mode", set_scan_mode});
+    add(ops.get_carrier != nullptr, {"get_carrier", ask_carrier});
+    add(ops.get_creg != nullptr, {"get_creg", ask_creg});
+    add(ops.get_imei != nullptr, {"get_imei", ask_imei});
+    add(ops.get_cells != nullptr, {"get_cells", ask_cells});
+    add(ops.set_thermal != nullptr, {"set_thermal", set_thermal});
+    add(ops.get_ca_info != nullptr, {"get_ca_info", ask_aggregation});
+    add(ops.check_register != nullptr, {"check_register", ask_registration});
+    add(ops.get_sim_status != nullptr, {"get_sim_status", ask_sim});
+    add(ops.set_apn != nullptr, {"set_apn", set_apn});
+    add(ops.set_auth != nullptr, {"set_auth", set_auth});
+    add(ops.get_iccid != nullptr, {"get_iccid", ask_iccid});
+    add(ops.get_bands != nullptr, {"get_bands", ask_bands});
+    add(ops.get_scan_mode != nullptr, {"get_scan_mode", ask_scan_mode});
     return all;
+}
+
+struct Picked {
+    ModemDriver rec;
+    Operation operation;
+};
+
+/// What a line of two words at the input's start names, and without one its first two bytes, which are removed from it.
+Picked take_operation(std::string_view &input)
+{
+    const std::string_view line = first_characters(input, input.find('\n'));
+    const std::string_view name = first_characters(line, line.find(' '));
+    for (const ModemDriver *model = modem_drivers(); model != nullptr; model = model->next) {
+        if (name != model->name)
+            continue;
+        for (const Operation &operation : operations_of(model->ops))
+            if (without_first(line, name.size() + 1) == operation.name) {
+                input = without_first(input, line.size() + 1);
+                return {*model, operation};
+            }
+    }
+    const ModemDriver *model = modem_drivers();
+    for (int position = static_cast<unsigned char>(input[0]) % 13; position > 0; position--)
+        model = model->next;
+    const std::vector<Operation> operations = operations_of(model->ops);
+    const Operation operation = operations[static_cast<unsigned char>(input[1]) % operations.size()];
+    input = without_first(input, 2);
+    return {*model, operation};
 }
 
 } // namespace
@@ -333,17 +364,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
     require_simulated_router();
     if (size < 2)
         return 0;
-    ModemDriver *model = modem_drivers();
-    for (int position = bytes[0] % 13; position > 0; position--)
-        model = model->next;
-    ModemDriver rec = *model;
+    std::string_view input{reinterpret_cast<const char *>(bytes), size};
+    auto [rec, operation] = take_operation(input);
     driver_bind_bus(rec, "7-1");
     std::error_code error;
     std::filesystem::remove_all("/tmp/modem.7-1", error);
 
-    const std::vector<Operation> operations = operations_of(rec.ops);
-    replies = {reinterpret_cast<const char *>(bytes) + 2, size - 2};
+    replies = input;
     const std::string text(first_characters(replies, replies.find('\f'))); // what a user would set
-    operations[bytes[1] % operations.size()](rec, text.c_str());
+    operation.run(rec, text.c_str());
     return 0;
 }

@@ -1,5 +1,7 @@
-// Requests of any content to every handler of the web API. The shell, the modem's port and ubus are stand-ins here that
-// record and answer; files and configuration are real, so the target runs in the simulated router and nowhere else.
+// Requests of any content to every handler of the web API. An input starts with the route, "/modem/at {...}" or one
+// byte that picks it, which is easier for the search; then comes the request. The shell, the modem's port and ubus are
+// stand-ins here that record and answer; files and configuration are real, so the target runs in the simulated router
+// and nowhere else.
 
 #include <cstdint>
 #include <string>
@@ -30,6 +32,22 @@ bool is_status(int32_t status)
         if (status == known)
             return true;
     return false;
+}
+
+/// The route that an input starts with, which is removed from it.
+const ModemRoute &take_route(std::string_view &input)
+{
+    int32_t count = 0;
+    const ModemRoute *routes = modem_api_routes(&count);
+    const std::string_view path = first_characters(input, input.find(' '));
+    for (int32_t i = 0; i < count; i++)
+        if (path == routes[i].path) {
+            input = without_first(input, path.size());
+            return routes[i];
+        }
+    const auto first = static_cast<unsigned char>(input.front());
+    input = without_first(input, 1);
+    return routes[first % count];
 }
 
 } // namespace
@@ -107,15 +125,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
     if (size == 0)
         return 0;
 
-    int32_t count = 0;
-    const ModemRoute *routes = modem_api_routes(&count);
-    const std::string text(reinterpret_cast<const char *>(bytes) + 1, size - 1);
+    std::string_view input{reinterpret_cast<const char *>(bytes), size};
+    const ModemRoute &route = take_route(input);
+    const std::string text(input);
     Json request{json_tokener_parse(text.c_str())};
     if (!json_object_is_type(request.get(), json_type_object))
         request.reset(json_object_new_object());
     const Json response{json_object_new_object()};
     commands.clear();
-    const int32_t status = routes[bytes[0] % count].handler(request.get(), response.get());
+    const int32_t status = route.handler(request.get(), response.get());
     check(is_status(status), "the status is one of those that are documented");
     check(is_document(response.get()), "the response is JSON");
     const char *bus = kjson_get_string(request.get(), "bus");

@@ -1,38 +1,41 @@
-// Runs the files named, or all files of the folders named, through the target. What libFuzzer does with the same words,
-// for builds without it.
+// Runs files, and the corpus of each folder named (its files and the pack beside it), through the target. What
+// libFuzzer does with the same words, for builds without it.
 
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
+
+#include "tests/fuzz/corpus.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size);
 
 namespace {
 
-size_t runs = 0;
-
-void replay(const std::filesystem::path &file)
+void replay(const std::string &input)
 {
-    std::ifstream in(file, std::ios::binary);
-    const std::string input{std::istreambuf_iterator<char>(in), {}};
     LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(input.data()), input.size());
-    runs++;
 }
 
 } // namespace
 
 int main(int count, char **words)
 {
+    size_t runs = 0;
     for (int i = 1; i < count; i++) {
         if (!std::filesystem::is_directory(words[i])) {
-            replay(words[i]);
+            replay(read_whole_file(words[i]));
+            runs++;
             continue;
         }
-        for (const auto &entry : std::filesystem::directory_iterator(words[i]))
-            replay(entry.path());
+        const auto corpus = read_corpus(words[i]);
+        if (!corpus) {
+            fprintf(stderr, "%s: missing, empty or broken\n", pack_of(words[i]).c_str());
+            return 1;
+        }
+        for (const CorpusInput &input : *corpus)
+            replay(input.bytes);
+        runs += corpus->size();
     }
     printf("%zu inputs\n", runs);
     return runs == 0;
