@@ -9,7 +9,7 @@
 #include "connection/power.h"
 #include "core/model/modem.h"
 #include "discovery/usb/ports.h"
-#include "drivers/generic.h"
+#include "drivers/common.h"
 #include "platform/board.h"
 #include "platform/shell.h"
 #include "platform/uci.h"

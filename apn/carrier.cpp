@@ -2,7 +2,7 @@
 
 #include "apn/shell_lines.h"
 #include "core/model/state_dir.h"
-#include "drivers/generic.h"
+#include "drivers/common.h"
 #include "platform/board.h"
 #include "platform/files.h"
 #include "platform/shell.h"

@@ -98,20 +98,9 @@ int fibocom_field(std::string_view text, int index, TextOut out)
     return 0;
 }
 
-const char *parse_gtccinfo_mode(std::string_view reply)
+std::string_view serving_cell_line(std::string_view gtccinfo_reply)
 {
-    struct Technology {
-        std::string_view code;
-        const char *generation;
-    };
-    static constexpr Technology technologies[] = {{"1", "2G"}, {"2", "3G"}, {"3", "3G"}, {"4", "4G"}};
-    Field code;
-    if (fibocom_field(line_at(reply, serving_label, serving_label.size() + line_end), 1, code) != 0)
-        return nullptr;
-    for (const Technology &technology : technologies)
-        if (technology.code == code.view())
-            return technology.generation;
-    return nullptr;
+    return line_at(gtccinfo_reply, serving_label, serving_label.size() + line_end);
 }
 
 bool parse_home_registration(std::string_view reply)
@@ -138,7 +127,7 @@ void parse_fibocom_cells(std::string_view gtccinfo_reply, std::string_view csq_r
 {
     if (str_contains(gtccinfo_reply, serving_label)) {
         Json serving{json_object_new_object()};
-        add_keys(serving.get(), line_at(gtccinfo_reply, serving_label, serving_label.size() + line_end), serving_keys);
+        add_keys(serving.get(), serving_cell_line(gtccinfo_reply), serving_keys);
         if (const Field index = csq_index(csq_reply); !index.empty())
             kjson_add_string(serving.get(), "rssi", rssi_dbm(index).view());
         kjson_array_add(array, std::move(serving));
@@ -155,18 +144,6 @@ void parse_fibocom_cells(std::string_view gtccinfo_reply, std::string_view csq_r
         }
         rest = without_first(rest, line.size() + 1);
     }
-}
-
-int fibocom_get_mode(const ModemDriver &rec, TextOut out)
-{
-    Text<1024> reply;
-    if (!ask_modem_ok(rec, AtCommand{"AT+GTCCINFO?"}, reply))
-        return -1;
-    const char *generation = parse_gtccinfo_mode(reply.view());
-    if (generation == nullptr)
-        return -1;
-    out.assign(generation);
-    return 0;
 }
 
 int fibocom_get_signal(const ModemDriver &rec, json_object *array, int32_t &level)

@@ -6,10 +6,6 @@
 // Every value becomes a JSON string as cut from the reply unless said otherwise; an empty field is left out. A reply
 // counts only with OK.
 
-/// Access technology of the serving cell; out (3 bytes) becomes "4G", "3G" or "2G". @return 0, -1; out is untouched
-/// then
-int fibocom_get_mode(const ModemDriver &rec, TextOut out);
-
 /// Appends one object and writes the level, 1 to 4: the mean of the grades of RSRP, RSRQ and RSSI, each by the index
 /// number that the modem tells, a missing one as 0. "rssi" is in dBm, empty when the modem tells none. @return 0
 int fibocom_get_signal(const ModemDriver &rec, json_object *array, int32_t &level);
@@ -32,7 +28,7 @@ int fibocom_field(std::string_view text, int index, TextOut out);
 
 // How the replies are read; an empty reply stands for one that was not given.
 
-const char *parse_gtccinfo_mode(std::string_view reply); ///< null without a serving cell of a known technology
-bool parse_home_registration(std::string_view reply);    ///< +CREG
+std::string_view serving_cell_line(std::string_view gtccinfo_reply); ///< empty without one
+bool parse_home_registration(std::string_view reply);                ///< +CREG
 Json parse_fibocom_signal(std::string_view cesq_reply, std::string_view csq_reply, int32_t &level);
 void parse_fibocom_cells(std::string_view gtccinfo_reply, std::string_view csq_reply, json_object *array);

@@ -7,6 +7,7 @@
 #include "at/reply.h"
 #include "discovery/usb/ports.h"
 #include "drivers/ask.h"
+#include "drivers/common_replies.h"
 #include "drivers/quectel_cells.h"
 #include "drivers/quectel_fields.h"
 #include "drivers/setting.h"
@@ -149,13 +150,6 @@ const char *pick_band_lock(std::string_view revision)
     return nullptr;
 }
 
-std::string_view parse_iccid(std::string_view reply)
-{
-    constexpr size_t iccid_length = 20;
-    const std::string_view digits = without_first(reply, reply.find_first_of("0123456789"));
-    return first_characters(digits, std::min(digits.find_first_not_of("0123456789"), iccid_length));
-}
-
 const char *parse_scan_mode(std::string_view reply)
 {
     // Anywhere in the reply: no other digit stands in it, unless the modem printed something unasked.
@@ -230,6 +224,15 @@ int quectel_set_thermal(const ModemDriver &rec)
     return write_setting(rec, compose_thermal_range(trigger.c_str(), clear.c_str()));
 }
 
+int set_scan_mode(int tty, int mode)
+{
+    const int setting = mode >= 2 && mode <= 4 ? mode - 1 : 0;
+    Text<100> reply;
+    const int result = at_command(Text<20>::format("/dev/ttyUSB%d", tty).c_str(),
+                                  AtCommand::format("AT+QCFG=\"nwscanmode\",%d", setting), reply);
+    return result == 0 && reply_has_ok(reply.view()) ? 0 : -1;
+}
+
 int set_band_by_revision(const char *port_path, TextOut out)
 {
     constexpr int reply_capacity = 500;
@@ -264,9 +267,8 @@ int quectel_get_iccid(const ModemDriver &rec, TextOut out)
     Text<48> reply;
     if (!ask_modem_ok(rec, AtCommand{"AT+QCCID"}, reply))
         return -1;
-    const std::string_view digits = parse_iccid(reply.view());
-    out.assign(digits);
-    return digits.size() == 20 ? 0 : -1;
+    constexpr size_t iccid_length = 20;
+    return copy_digits(reply.view(), iccid_length, out);
 }
 
 int quectel_get_bands(const ModemDriver &rec, json_object *object)

@@ -14,6 +14,10 @@
 /// @return 0; -1 when the modem refuses one (after the first the second is not sent)
 int quectel_set_thermal(const ModemDriver &rec);
 
+/// Network scan mode by AT+QCFG="nwscanmode" on "/dev/ttyUSB<tty>": 2 GSM only, 3 WCDMA only, 4 LTE only, anything else
+/// automatic. @return 0, -1
+int set_scan_mode(int tty, int mode);
+
 /// Enables the LTE bands that a module of its firmware revision (ATI) may use. out (500 bytes) becomes the modem's
 /// whole reply.
 /// @return 0; -2 when the modem refuses, or its revision is not known, nothing is written and out untouched then
@@ -29,7 +33,7 @@ int quectel_set_apn(const ModemDriver &rec, const char *apn);
 int quectel_set_auth(const ModemDriver &rec, const char *apn, const char *username, const char *password,
                      const char *auth);
 
-/// ICCID by AT+QCCID: exactly 20 digits. out: 21 bytes; on failure it holds the digits that the modem told before
+/// ICCID by AT+QCCID: exactly 20 digits. out: 21 bytes; on failure it holds the digits that the modem printed before
 /// something else came. @return 0, -1
 int quectel_get_iccid(const ModemDriver &rec, TextOut out);
 
@@ -64,7 +68,6 @@ bool is_sim_ready(std::string_view captured);                  ///< captured: wh
 const PdpContext &pick_pdp_context(std::string_view captured); ///< captured: what print_sim_type prints
 std::string_view parse_revision(std::string_view reply);       ///< ATI; at most 59 characters, empty without one
 const char *pick_band_lock(std::string_view revision);         ///< the command; null for a revision that is not known
-std::string_view parse_iccid(std::string_view reply);          ///< up to 20 digits
 const char *parse_scan_mode(std::string_view reply);           ///< null when it tells none
 int32_t parse_lte_band(std::string_view reply);                ///< 0 when it tells none
 

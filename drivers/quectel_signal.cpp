@@ -192,3 +192,13 @@ int ep06_get_signal(const ModemDriver &rec, json_object *array, int32_t &level)
         return -1;
     return parse_servingcell_signal(reply.view(), array, level);
 }
+
+int quectel_check_register(const ModemDriver &rec)
+{
+    for (const char *command : {"AT+CREG?", "AT+CEREG?"}) {
+        Text<256> reply;
+        if (ask_modem_ok(rec, AtCommand{command}, reply) && is_registered(reply.view()))
+            return 0;
+    }
+    return -1;
+}

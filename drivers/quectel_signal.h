@@ -12,6 +12,9 @@ int quectel_get_signal(const ModemDriver &rec, json_object *array, int32_t &leve
 /// The same by AT+QENG="servingcell".
 int ep06_get_signal(const ModemDriver &rec, json_object *array, int32_t &level);
 
+/// Registration by AT+CREG?, then by AT+CEREG? (an LTE-only registration). @return 0 registered, -1
+int quectel_check_register(const ModemDriver &rec);
+
 /// How signal_level treats the RSSI of WCDMA and TDSCDMA.
 enum class WcdmaRssi {
     graded,   ///< it is graded, a missing one as 4

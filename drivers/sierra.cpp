@@ -5,7 +5,7 @@
 #include "at/at_command.h"
 #include "at/reply.h"
 #include "drivers/ask.h"
-#include "drivers/generic.h"
+#include "drivers/common.h"
 #include "drivers/sierra_report.h"
 #include "platform/interface_state.h"
 

@@ -4,7 +4,7 @@
 
 #include "core/model/modem.h"
 #include "core/model/state_dir.h"
-#include "drivers/generic.h"
+#include "drivers/common.h"
 #include "platform/board.h"
 #include "platform/files.h"
 #include "platform/uci.h"

@@ -2,14 +2,13 @@
 
 #include "connection/interface_control.h"
 #include "core/model/modem.h"
+#include "drivers/common.h"
 #include "drivers/fibocom.h"
-#include "drivers/generic.h"
+#include "drivers/mode.h"
 #include "drivers/quectel_cells.h"
 #include "drivers/quectel_config.h"
 #include "drivers/quectel_signal.h"
 #include "drivers/sierra.h"
-#include "drivers/simcom.h"
-#include "drivers/zte.h"
 #include "platform/interface_state.h"
 #include "sms/spool.h"
 

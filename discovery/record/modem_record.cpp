@@ -7,7 +7,7 @@
 #include "discovery/record/hardware.h"
 #include "discovery/usb/ports.h"
 #include "discovery/usb/usb_ids.h"
-#include "drivers/generic.h"
+#include "drivers/common.h"
 #include "platform/debug.h"
 #include "status/status_record.h"
 

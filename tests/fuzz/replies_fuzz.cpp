@@ -4,16 +4,14 @@
 #include <cstdint>
 
 #include "at/reply.h"
+#include "drivers/common_replies.h"
 #include "drivers/fibocom.h"
-#include "drivers/generic.h"
-#include "drivers/generic_replies.h"
+#include "drivers/mode.h"
 #include "drivers/quectel_cells.h"
 #include "drivers/quectel_config.h"
 #include "drivers/quectel_signal.h"
 #include "drivers/sierra.h"
 #include "drivers/sierra_report.h"
-#include "drivers/simcom.h"
-#include "drivers/zte.h"
 #include "platform/text.h"
 #include "tests/fuzz/check.h"
 
@@ -42,14 +40,15 @@ void try_helpers(std::string_view reply, std::string_view label)
     check(is_within(from_first(reply, label), reply), "a part of the reply");
 }
 
-void try_generic(std::string_view reply)
+void try_common(std::string_view reply)
 {
-    check(is_within(parse_model(reply), reply), "a model is part of the reply");
+    check(is_within(parse_model(reply).value_or(""), reply), "a model is part of the reply");
     parse_access_technology(reply);
     check(is_level(parse_signal_bars(reply).value_or(0)), "bars are 0 to 4");
-    const std::string_view imsi = parse_imsi(reply);
-    check(imsi.empty() || (imsi.size() == 15 && starts_with_digits(imsi, 15)), "an IMSI has 15 digits");
-    check(is_within(parse_operator(reply), reply), "an operator is part of the reply");
+    Text<16> imsi;
+    check((copy_digits(reply, 15, imsi) == 0) == (imsi.size() == 15), "an IMSI has 15 digits");
+    check(starts_with_digits(imsi.view(), imsi.size()), "an IMSI is digits");
+    check(is_within(parse_operator(reply).value_or(""), reply), "an operator is part of the reply");
     const int registration = parse_registration(reply).value_or(0);
     check(registration >= 0 && registration <= 9, "a registration is a digit");
     const auto imei = parse_imei(reply);
@@ -74,7 +73,6 @@ void try_quectel(std::string_view reply)
     const std::string_view revision = parse_revision(reply);
     check(revision.size() <= 59 && is_within(revision, reply), "a revision is 59 characters of the reply");
     pick_band_lock(revision);
-    check(parse_iccid(reply).size() <= 20, "an ICCID has 20 digits");
     parse_scan_mode(reply);
     parse_lte_band(reply);
     const std::string_view mask = parse_lte_mask(reply);
@@ -113,7 +111,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
     if (input.find('\0') != std::string_view::npos)
         return 0;
     try_helpers(reply, front == reply ? "+" : front);
-    try_generic(reply);
+    try_common(reply);
     try_quectel(reply);
     try_others(reply, front);
     return 0;

@@ -43,30 +43,6 @@ const FieldRow field_rows[] = {
     {"no text",                              "",             0, nullptr},
 };
 
-struct ModeRow {
-    const char *what;
-    const char *reply;
-    const char *expected;
-};
-const ModeRow mode_rows[] = {
-    {"LTE",                 "\r\n+GTCCINFO:\r\nLTE service cell:\r\n1,4,460,01,4F50,52BF337,672,1E4,103,100,44,63,63,24\r\nLTE neighbor cell:\r\n\r\nOK\r\n", "4G"},
-    {"LTE, with its echo",  "AT+GTCCINFO?\r\r\n+GTCCINFO: \r\nLTE service cell:\r\n1,4,460,00,247E,5423D8D,9826,43,40,5,28,58,58,23\r\n\r\nOK\r\n", "4G"},
-    {"CR CR LF",            "\r\r\n+GTCCINFO:\r\r\nLTE service cell:\r\r\n1,4,460,11,4580,8048A97,994,129,105,50,-4,45,45,10\r\r\n\r\r\nOK\r\r\n", "4G"},
-    {"a blank behind the label", "\r\n+GTCCINFO:\r\nLTE service cell: \r\n1,4,460,11,4580,8048A97,994,129\r\n\r\nOK\r\n", "4G"},
-    {"URC in front",        "\r\n+CREG: 1,\"247E\"\r\n\r\n+GTCCINFO:\r\nLTE service cell:\r\n1,4,460,00\r\n\r\nOK\r\n", "4G"},
-    {"WCDMA",               "\r\n+GTCCINFO:\r\nLTE service cell:\r\n1,2,460,01,1234\r\n\r\nOK\r\n", "3G"},
-    {"TD-SCDMA",            "\r\n+GTCCINFO:\r\nLTE service cell:\r\n1,3,460,00,1234\r\n\r\nOK\r\n", "3G"},
-    {"GSM",                 "\r\n+GTCCINFO:\r\nLTE service cell:\r\n1,1,460,00,1234\r\n\r\nOK\r\n", "2G"},
-    {"NR",                  "\r\n+GTCCINFO:\r\nLTE service cell:\r\n1,9,460,00,1234\r\n\r\nOK\r\n", nullptr},
-    {"invalid",             "\r\n+GTCCINFO:\r\nLTE service cell:\r\n1,0,460,00,1234\r\n\r\nOK\r\n", nullptr},
-    {"two digits",          "\r\n+GTCCINFO:\r\nLTE service cell:\r\n1,44,460,00\r\n\r\nOK\r\n", nullptr},
-    {"field missing",       "\r\n+GTCCINFO:\r\nLTE service cell:\r\n1\r\nLTE neighbor cell:\r\n2,4,,\r\n\r\nOK\r\n", nullptr},
-    {"another label",       "\r\n+GTCCINFO:\r\nGSM service cell:\r\n1,1,460,00,1234\r\n\r\nOK\r\n", nullptr},
-    {"label at the end",    "\r\n+GTCCINFO:\r\nLTE service cell:", nullptr},
-    {"no cell",             "\r\n+GTCCINFO:\r\n\r\nOK\r\n", nullptr},
-    {"nothing",             "", nullptr},
-};
-
 struct RegistrationRow {
     const char *what;
     std::string_view reply;
@@ -178,12 +154,6 @@ TEST(FibocomField, EndsAtACommaACarriageReturnOrTheEndAndIsNeverEmpty)
     }
 }
 
-TEST(FibocomMode, IsTheSecondFieldOfTheServingCell)
-{
-    for (const ModeRow &row : mode_rows)
-        EXPECT_STREQ(parse_gtccinfo_mode(row.reply), row.expected) << row.what;
-}
-
 TEST(FibocomRegistration, IsGoodInTheHomeNetworkOnly)
 {
     for (const RegistrationRow &row : registration_rows)
@@ -250,9 +220,6 @@ TEST(Fibocom, TakesAModemThatCannotBeAskedAsDocumented)
     ModemDriver rec{};
     rec.bus = "9-9.9";
     rec.control_port = 2;
-    Text<5> mode = "old";
-    EXPECT_EQ(fibocom_get_mode(rec, mode), -1);
-    EXPECT_EQ(mode.view(), "old");
     EXPECT_EQ(fibocom_check_register(rec), -1);
     EXPECT_EQ(fibocom_set_apn(rec, "internet"), 0);
     EXPECT_EQ(fibocom_set_apn(rec, nullptr), 0);

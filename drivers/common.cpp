@@ -1,16 +1,17 @@
-#include "drivers/generic.h"
+#include "drivers/common.h"
 
 #include "at/at_command.h"
 #include "at/reply.h"
 #include "core/model/state_dir.h"
 #include "drivers/ask.h"
-#include "drivers/generic_replies.h"
+#include "drivers/common_replies.h"
 #include "platform/board.h"
 #include "platform/files.h"
 
 namespace {
 
 constexpr size_t imei_length = 15;
+constexpr size_t imsi_length = 15;
 constexpr size_t shortest_cached_imsi = 6;
 
 Text<20> tty_path(int tty)
@@ -27,23 +28,11 @@ int get_model(const char *bus, const char *port_path, TextOut out)
     Text<400> reply;
     if (at_command(port_path, AtCommand{"ATI"}, reply) != 0 || !reply_has_ok(reply.view()))
         return -1;
-    const std::string_view model = parse_model(reply.view());
-    if (model.empty())
+    const auto model = parse_model(reply.view());
+    if (!model)
         return -1;
-    out.assign(model);
+    out.assign(*model);
     return write_state(bus, "modem-name", out.view());
-}
-
-int get_mode(const ModemDriver &rec, TextOut out)
-{
-    Text<100> reply;
-    if (!ask_modem_ok(rec, AtCommand{"AT+QNWINFO"}, reply))
-        return -1;
-    const char *generation = parse_access_technology(reply.view());
-    if (generation == nullptr)
-        return -1;
-    out.assign(generation);
-    return 0;
 }
 
 int get_csq(const ModemDriver &rec, int32_t &bars)
@@ -66,20 +55,7 @@ int get_imsi(const ModemDriver &rec, TextOut out)
     Text<48> reply;
     if (!ask_modem_ok(rec, AtCommand{"AT+CIMI"}, reply))
         return -1;
-    const std::string_view imsi = parse_imsi(reply.view());
-    if (imsi.empty())
-        return -1;
-    out.assign(imsi);
-    return 0;
-}
-
-int set_scan_mode(int tty, int mode)
-{
-    const int setting = mode >= 2 && mode <= 4 ? mode - 1 : 0;
-    Text<100> reply;
-    const int result =
-        at_command(tty_path(tty).c_str(), AtCommand::format("AT+QCFG=\"nwscanmode\",%d", setting), reply);
-    return result == 0 && reply_has_ok(reply.view()) ? 0 : -1;
+    return copy_digits(reply.view(), imsi_length, out);
 }
 
 int get_carrier(const ModemDriver &rec, TextOut out)
@@ -87,10 +63,10 @@ int get_carrier(const ModemDriver &rec, TextOut out)
     Text<100> reply;
     if (!ask_modem_ok(rec, AtCommand{"AT+COPS?"}, reply))
         return -1;
-    const std::string_view name = parse_operator(reply.view());
-    if (name.empty())
+    const auto name = parse_operator(reply.view());
+    if (!name)
         return -1;
-    out.assign(name);
+    out.assign(*name);
     return 0;
 }
 
@@ -119,9 +95,9 @@ int get_imei(const char *port_path, const char *bus, TextOut out)
     if (at_command(port_path, AtCommand{"AT+GSN"}, reply) != 0 || !reply_has_ok(reply.view()))
         return -1;
     const auto imei = parse_imei(reply.view());
+    out.assign(imei.view());
     if (imei.size() != imei_length)
         return -1;
-    out.assign(imei.view());
     return write_state(bus, "modem-imei", imei.view());
 }
 
@@ -153,16 +129,6 @@ int check_register_by_creg(const ModemDriver &rec)
     if (!ask_modem_ok(rec, AtCommand{"AT+CREG?"}, reply))
         return 0;
     return is_registered(reply.view()) ? 0 : -1;
-}
-
-int quectel_check_register(const ModemDriver &rec)
-{
-    for (const char *command : {"AT+CREG?", "AT+CEREG?"}) {
-        Text<256> reply;
-        if (ask_modem_ok(rec, AtCommand{command}, reply) && is_registered(reply.view()))
-            return 0;
-    }
-    return -1;
 }
 
 int at_expect_ok(const char *port_path, std::string_view command)

@@ -2,29 +2,21 @@
 
 #include "core/model/modem_driver.h"
 
-// Who the modem is and what state it is in: operations that most models share, by the commands of 3GPP TS 27.007
-// and 27.005 and some of the Quectel AT manuals. All fail with -1 when the modem does not answer or answers without OK,
-// unless said otherwise; all leave out untouched then.
+// Who the modem is and what state it is in: operations that all makers' modems share, by the commands of 3GPP TS 27.007
+// and 27.005 and ITU-T V.250 (ATI). All fail with -1 when the modem does not answer or answers without OK, unless said
+// otherwise; all leave out untouched then.
 
 /// Model name, or the firmware revision where the modem tells no model, as ATI prints it (the blank after the colon and
 /// the carriage return stay). Kept in "/tmp/modem.<bus>/modem-name", which is asked first. out: 200 bytes. @return 0,
 /// -1
 int get_model(const char *bus, const char *port_path, TextOut out);
 
-/// Access technology by AT+QNWINFO; out (3 bytes) becomes "4G", "3G" or "2G". @return 0, -1
-int get_mode(const ModemDriver &rec, TextOut out);
-
 /// Signal bars, 0 (none) to 4, by AT+CSQ. @return 1, -1
 int get_csq(const ModemDriver &rec, int32_t &bars);
 
-/// IMSI from "/tmp/modem.<bus>/cimi" (6 bytes or more of it), else by AT+CIMI, which has to tell 15 digits. out: 16
-/// bytes.
-/// @return 0, -1
+/// IMSI from "/tmp/modem.<bus>/cimi" (6 bytes or more of it), else by AT+CIMI: 15 digits. out: 16 bytes; it holds the
+/// digits that the modem printed also when they are fewer, since the web interface shows them. @return 0, -1
 int get_imsi(const ModemDriver &rec, TextOut out);
-
-/// Network scan mode by AT+QCFG="nwscanmode" on "/dev/ttyUSB<tty>": 2 GSM only, 3 WCDMA only, 4 LTE only, anything else
-/// automatic. @return 0, -1
-int set_scan_mode(int tty, int mode);
 
 /// Operator name by AT+COPS?: the text between its first quotes. @return 0, -1 also without a name
 int get_carrier(const ModemDriver &rec, TextOut out);
@@ -33,7 +25,7 @@ int get_carrier(const ModemDriver &rec, TextOut out);
 int get_creg(int tty);
 
 /// IMEI, kept in "/tmp/modem.<bus>/modem-imei" (a file that is not 15 digits is removed and fails this call), else by
-/// AT+GSN. out: 16 bytes. @return 0, -1
+/// AT+GSN. out: 16 bytes; it holds the digits that the modem printed also when they are fewer than 15. @return 0, -1
 int get_imei(const char *port_path, const char *bus, TextOut out);
 
 /// SIM state by AT+CPIN?; out becomes "READY", "NEED PIN", "NEED PUK" or "ERROR". An unreachable modem is no SIM
@@ -43,9 +35,6 @@ int get_sim_status(const ModemDriver &rec, TextOut out);
 
 /// Registration by AT+CREG? alone. @return 0 registered, also when the modem does not answer with OK; -1
 int check_register_by_creg(const ModemDriver &rec);
-
-/// Registration by AT+CREG?, then by AT+CEREG? (an LTE-only registration). @return 0 registered, -1
-int quectel_check_register(const ModemDriver &rec);
 
 /// Sends a command, cut at 49 characters, whose only interesting answer is OK. The reply has 20 bytes: where echo and
 /// result need more, the OK may be lost. @return 0, -1

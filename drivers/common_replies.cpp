@@ -1,9 +1,8 @@
-#include "drivers/generic_replies.h"
+#include "drivers/common_replies.h"
 
 #include <algorithm>
 
 #include "at/reply.h"
-#include "drivers/generic.h"
 
 namespace {
 
@@ -17,6 +16,7 @@ std::string_view after_line_break(std::string_view text)
     return {};
 }
 
+// Empty where there is none.
 std::string_view first_digits(std::string_view text)
 {
     const auto *start = std::find_if(text.begin(), text.end(), is_digit);
@@ -39,35 +39,32 @@ int32_t bars_of_rssi(int rssi)
 
 } // namespace
 
-std::string_view parse_model(std::string_view reply)
+int copy_digits(std::string_view reply, size_t count, TextOut out)
+{
+    const std::string_view digits = first_characters(first_digits(reply), count);
+    out.assign(digits);
+    return digits.size() == count ? 0 : -1;
+}
+
+// Manufacturer: QUALCOMM INCORPORATED
+// Model: SIMCOM_SIM7600E-H                 (SIM7600E-H; ITU-T V.250, "ATI")
+// Quectel modules have no such line, but
+// Revision: EC25EFAR06A03M4G               (EC25-E)
+std::optional<std::string_view> parse_model(std::string_view reply)
 {
     for (const std::string_view label : {"Model:", "Revision:"}) {
         const std::string_view found = from_first(reply, label);
         if (found.data() == nullptr)
             continue;
         const std::string_view value = without_first(found, label.size());
+        if (value.empty() || value.front() == '\n')
+            return std::nullopt;
         return first_characters(value, value.find('\n'));
     }
-    return {};
+    return std::nullopt;
 }
 
-const char *parse_access_technology(std::string_view reply)
-{
-    struct Technology {
-        const char *word;
-        const char *generation;
-    };
-    static constexpr Technology technologies[] = {
-        {"LTE", "4G"},   {"HSPA+", "4G"}, // HSPA+ counts as 4G
-        {"CDMA", "3G"},  {"EVDO", "3G"},  {"UMTS", "3G"}, {"TD-SCDMA", "3G"}, {"HSPA", "3G"}, {"HSUPA", "3G"},
-        {"HSDPA", "3G"}, {"HDR", "3G"},   {"GSM", "2G"},  {"GPRS", "2G"},     {"EDGE", "2G"},
-    };
-    for (const Technology &technology : technologies)
-        if (str_contains(reply, technology.word))
-            return technology.generation;
-    return nullptr;
-}
-
+// +CSQ: 28,99                              (EC25; 3GPP TS 27.007, "AT+CSQ": RSSI 0 to 31, 99 for unknown, then BER)
 std::optional<int32_t> parse_signal_bars(std::string_view reply)
 {
     constexpr size_t too_many_digits = 9;
@@ -80,20 +77,16 @@ std::optional<int32_t> parse_signal_bars(std::string_view reply)
     return bars_of_rssi(rssi);
 }
 
-std::string_view parse_imsi(std::string_view reply)
-{
-    constexpr size_t imsi_length = 15;
-    const std::string_view digits = first_digits(reply);
-    return digits.size() < imsi_length ? std::string_view{} : first_characters(digits, imsi_length);
-}
-
-std::string_view parse_operator(std::string_view reply)
+// +COPS: 0,0,"SGP-M1",7                    (EG25-G; 3GPP TS 27.007, "AT+COPS")
+std::optional<std::string_view> parse_operator(std::string_view reply)
 {
     // Empty pieces between quotes count: an empty name is no name.
-    const std::string_view name = without_first(from_first(reply, "\""), 1);
-    return first_characters(name, name.find_first_of("\"\r\n"));
+    std::string_view name = without_first(from_first(reply, "\""), 1);
+    name = first_characters(name, name.find_first_of("\"\r\n"));
+    return name.empty() ? std::nullopt : std::optional{name};
 }
 
+// +CREG: 2,1,"1206","19E4A03",13            (EC25; 3GPP TS 27.007, "AT+CREG": mode, status, cell)
 std::optional<int> parse_registration(std::string_view reply)
 {
     const std::string_view line = after_line_break(reply);
