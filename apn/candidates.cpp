@@ -6,6 +6,7 @@
 #include "apn/fixed_apn.h"
 #include "connection/connect.h"
 #include "platform/debug.h"
+#include "platform/tell_person.h"
 
 namespace {
 
@@ -20,8 +21,13 @@ int try_candidate(const ModemDriver &rec, json_object *entry)
         .username = kjson_get_string(entry, "-user"),
         .password = kjson_get_string(entry, "-password"),
     };
-    if (rec.qmi_port >= 0 && qmi_connect(rec, settings) == 0)
-        return 0;
+    const auto announce = [&](const char *way) { tell_person("trying APN \"%s\" by %s", settings.apn, way); };
+    if (rec.qmi_port >= 0) {
+        announce("QMI");
+        if (qmi_connect(rec, settings) == 0)
+            return 0;
+    }
+    announce("serial");
     return serial_connect(rec, settings) == 0 ? 0 : -1;
 }
 
@@ -57,8 +63,10 @@ int select_apn_candidates(const ModemDriver &rec, json_object *candidates)
 
 int connect_with_candidates(const ModemDriver &rec, json_object *candidates)
 {
-    if (candidates == nullptr)
+    if (candidates == nullptr) {
+        tell_person("no APN is known for this SIM card, trying without one");
         return serial_connect(rec, {.service = lte_service}) == 0 ? 0 : -1;
+    }
     const size_t length = json_object_array_length(candidates);
     for (size_t i = 0; i < length; i++) {
         json_object *entry = json_object_array_get_idx(candidates, i);

@@ -1,11 +1,13 @@
 #include "core/cli/commands.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 
 #include "apn/carrier.h"
 #include "at/at_command.h"
 #include "core/cli/connect_commands.h"
+#include "core/cli/modems.h"
 #include "core/model/modem.h"
 #include "discovery/record/summary.h"
 #include "discovery/usb/ports.h"
@@ -78,8 +80,6 @@ int run_signal(const CommandRun &run)
 
 int run_cells(const CommandRun &run)
 {
-    if (run.rec.ops.get_cells == nullptr)
-        return print_not_supported();
     const Json cells{json_object_new_array()};
     run.rec.ops.get_cells(run.rec, cells.get());
     puts(json_pretty(cells.get()));
@@ -88,8 +88,6 @@ int run_cells(const CommandRun &run)
 
 int run_iccid(const CommandRun &run)
 {
-    if (run.rec.ops.get_iccid == nullptr)
-        return print_not_supported();
     Text<21> iccid;
     run.rec.ops.get_iccid(run.rec, iccid); // the digits that it read are shown also when they are too few
     puts(iccid.c_str());
@@ -98,8 +96,6 @@ int run_iccid(const CommandRun &run)
 
 int run_thermal(const CommandRun &run)
 {
-    if (run.rec.ops.set_thermal == nullptr)
-        return print_not_supported();
     puts(run.rec.ops.set_thermal(run.rec) == 0 ? "thermal setting  success" : "thermal setting failed");
     return 0;
 }
@@ -121,26 +117,22 @@ int run_carrier(const CommandRun &run)
 
 int run_check_register(const CommandRun &run)
 {
-    if (run.rec.ops.check_register == nullptr)
-        return print_not_supported();
     printf("check_register=%d\n", run.rec.ops.check_register(run.rec));
     return 0;
 }
 
 int run_get_mode(const CommandRun &run)
 {
-    if (run.rec.ops.get_mode == nullptr)
-        return print_not_supported();
     Text<5> mode;
     run.rec.ops.get_mode(run.rec, mode);
     printf("get_mode: %s\n", mode.c_str());
     return 0;
 }
 
-int run_health(const CommandRun &run)
+int run_summary(const CommandRun &run)
 {
     const Json summary{json_object_new_object()};
-    add_health(summary.get(), run.bus);
+    add_summary(summary.get(), run.bus);
     puts(json_pretty(summary.get()));
     return 0;
 }
@@ -154,6 +146,7 @@ int run_convert(const CommandRun &run)
     const char *path = run.arguments[0];
     Text<most_bytes + 1> body;
     const int count = read_file(path, most_bytes, body);
+    // The empty line of an empty file is printed for an unreadable one too: scripts read one line in every case.
     if (count < 0)
         fprintf(stderr, "%s: cannot be read\n", path);
     const std::span<const char> bytes{body.c_str(), count < 0 ? 0 : static_cast<size_t>(count)};
@@ -169,24 +162,60 @@ int run_wifi_lte_interference(const CommandRun &)
     return 0;
 }
 
+int print_help(const CommandRun &);
+
+int print_version(const CommandRun &)
+{
+    puts("modemctl " MODEMCTL_VERSION);
+    return 0;
+}
+
+constexpr auto cells = offsetof(ModemOps, get_cells);
+constexpr auto registration = offsetof(ModemOps, check_register);
+constexpr auto mode = offsetof(ModemOps, get_mode);
+constexpr auto iccid = offsetof(ModemOps, get_iccid);
+constexpr auto thermal = offsetof(ModemOps, set_thermal);
+
+// Every operation is a pointer to a function, so one reader will do for slots of all types.
+bool is_empty(const ModemOps &operations, size_t slot)
+{
+    void (*operation)() = nullptr;
+    memcpy(&operation, reinterpret_cast<const char *>(&operations) + slot, sizeof operation);
+    return operation == nullptr;
+}
+
+// clang-format off
 constexpr Command commands[] = {
-    {"connect", run_connect},
-    {"connect-auto", run_connect_auto},
-    {"new-connect-auto", run_new_connect_auto},
-    {"disconnect", run_disconnect},
-    {"sim-status", run_sim_status},
-    {"AT", run_at},
-    {"signal", run_signal},
-    {"cells", run_cells},
-    {"carrier", run_carrier},
-    {"check_register", run_check_register},
-    {"get_mode", run_get_mode},
-    {"iccid", run_iccid},
-    {"thermal", run_thermal},
-    {"test", run_health},
-    {"convert", run_convert},
-    {"wifi_lte_interference", run_wifi_lte_interference},
+    {"connect",               run_connect,               "{serial|qmi} DEVICE SERVICE [APN]: go online"},
+    {"connect-auto",          run_connect_auto,          "go online, the APN found by the SIM card"},
+    {"new-connect-auto",      run_new_connect_auto,      "go online with the settings in UCI"},
+    {"disconnect",            run_disconnect,            "take down the interface \"modem\""},
+    {"sim-status",            run_sim_status,            "is the SIM card usable, the modem registered?"},
+    {"AT",                    run_at,                    "[DEVICE] COMMAND: print the modem's reply"},
+    {"signal",                run_signal,                "signal values as JSON"},
+    {"cells",                 run_cells,                 "serving and neighbour cells as JSON",      cells},
+    {"carrier",               run_carrier,               "name of the operator"},
+    {"check_register",        run_check_register,        "0 when registered with a network",         registration},
+    {"get_mode",              run_get_mode,              "4G, 3G or 2G",                             mode},
+    {"iccid",                 run_iccid,                 "number of the SIM card",                   iccid},
+    {"thermal",               run_thermal,               "write the thermal limits into the modem",  thermal},
+    {"test",                  run_summary,               "summary of the modem's state as JSON"},
+    {"convert",               run_convert,               "FILE N: N characters of UCS-2 as UTF-8"},
+    {"wifi_lte_interference", run_wifi_lte_interference, "move Wi-Fi away from the LTE band in use"},
+    {"modems",                run_modems,                "[--json]: buses with a modem",             no_slot, true},
+    {"help",                  print_help,                "this list, also --help and -h",            no_slot, true},
+    {"--version",             print_version,             "version of this program",                  no_slot, true},
 };
+// clang-format on
+
+int print_help(const CommandRun &)
+{
+    puts("Usage: modemctl [-D] [-B] [BUS] COMMAND [ARGUMENT...]\n"
+         "BUS is the modem's USB port, 1-1.2 if not given; -D prints what happens.");
+    for (const Command &command : commands)
+        printf("  %-21s  %s\n", command.word.c_str(), command.help.c_str());
+    return 0;
+}
 
 } // namespace
 
@@ -196,10 +225,21 @@ int print_command_usage()
     return 0;
 }
 
+int run_command(const Command *command, const CommandRun &run)
+{
+    if (command == nullptr)
+        return print_command_usage();
+    if (command->slot != no_slot && is_empty(run.rec.ops, command->slot))
+        return print_not_supported();
+    return command->run(run);
+}
+
 const Command *find_command(const char *word)
 {
+    if (strcmp(word, "--help") == 0 || strcmp(word, "-h") == 0)
+        word = "help";
     for (const Command &command : commands)
-        if (strcmp(command.word, word) == 0)
+        if (command.word == word)
             return &command;
     return nullptr;
 }

@@ -6,20 +6,31 @@
 #include "apn/candidates.h"
 #include "apn/database.h"
 #include "connection/connect.h"
+#include "core/model/modem.h"
 #include "core/table/modem_table.h"
 #include "platform/debug.h"
 #include "platform/shell.h"
+#include "platform/tell_person.h"
 #include "platform/uci.h"
 
 namespace {
 
 constexpr int exit_no_database = 255;
+constexpr int sim_wants_pin = -2;
 
 int report_connect(int result)
 {
     if (result == 0)
         puts("\nconnect success");
     return 0;
+}
+
+// Asks the modem once more, so only where a person reads the answer.
+void tell_why_offline(const ModemDriver &rec)
+{
+    Text<8> state = "READY";
+    const bool is_locked = sim_state_text(rec, state) == sim_wants_pin;
+    tell_person("not connected: %s", is_locked ? "the SIM card wants its PIN, see option pincode" : state.c_str());
 }
 
 template <size_t N> Text<N> read_option(const Uci &uci, const char *iface, const char *option)
@@ -58,6 +69,7 @@ int run_connect_auto(const CommandRun &run)
 {
     if (load_apn_database(apn_database_file) != 0) {
         debug_print("parse file failed\n");
+        tell_person("no APN database: %s cannot be read", apn_database_file);
         release_apn_database();
         return exit_no_database;
     }
@@ -66,6 +78,8 @@ int run_connect_auto(const CommandRun &run)
     const int result = connect_with_candidates(run.rec, is_selected ? candidates.get() : nullptr);
     candidates.reset();
     release_apn_database();
+    if (result != 0 && person_watches())
+        tell_why_offline(run.rec);
     return report_connect(result);
 }
 
@@ -102,6 +116,7 @@ int run_new_connect_auto(const CommandRun &run)
         return report_connect(qmi_connect(run.rec, settings));
     if (holds(device, "ttyUSB") || holds(device, "ttyACM"))
         return report_connect(serial_connect(run.rec, settings));
+    tell_person("the network configuration has no modem interface with a device");
     return 0;
 }
 

@@ -4,9 +4,13 @@
 #include <cstring>
 
 #include "core/cli/commands.h"
+#include "core/cli/modems.h"
 #include "core/model/modem.h"
 #include "discovery/record/modem_record.h"
+#include "discovery/usb/ports.h"
+#include "discovery/usb/usb_ids.h"
 #include "platform/debug.h"
+#include "platform/tell_person.h"
 
 namespace {
 
@@ -22,12 +26,19 @@ bool is_bus(const char *word)
     return strstr(word, "1-1") != nullptr || strstr(word, "2-1") != nullptr;
 }
 
-int dispatch(const CommandLine &line, const ModemDriver &rec)
+// Why nothing is printed.
+void tell_what_is_missing(const char *bus)
 {
-    const Command *command = find_command(line.command);
-    if (command != nullptr)
-        return command->run({.rec = rec, .bus = line.bus, .arguments = line.arguments});
-    return print_command_usage();
+    uint32_t vid = 0;
+    uint32_t pid = 0;
+    Text<512> directory;
+    int visits = 0;
+    if (read_usb_ids(bus, vid, pid) == 0)
+        tell_person("the modem on bus %s has no ports: is a driver loaded?", bus);
+    else if (find_sysfs_dir(platform_devices, bus, directory, visits) < 0 && visits > 1)
+        tell_person("looked through %d folders of sysfs without finding bus %s", visits, bus);
+    else
+        tell_person("no modem on bus %s; %s", bus, modems_sentence().c_str());
 }
 
 } // namespace
@@ -61,13 +72,23 @@ int run_command_line(std::span<char *const> words)
     }
     set_debug(line.debug);
 
-    ModemDriver rec;
+    ModemDriver rec{};
+    const Command *command = find_command(line.command);
+    const CommandRun run{.rec = rec, .bus = line.bus, .arguments = line.arguments};
+    if (command == nullptr)
+        tell_person("unknown command \"%s\"; see modemctl --help", line.command);
+    else if (command->is_alone)
+        return run_command(command, run);
+
     const Json info{json_object_new_object()};
     detect_modem(rec, info.get(), line.bus);
-    if (rec.modem_id < 0)
+    if (rec.modem_id < 0) {
+        if (person_watches())
+            tell_what_is_missing(line.bus);
         return 0;
+    }
     if (debug_is_on())
         printf("%s\n", json_pretty(info.get()));
     set_current_modem_id(rec.modem_id);
-    return dispatch(line, rec);
+    return run_command(command, run);
 }

@@ -26,7 +26,7 @@ void add_signal(json_object *summary, const ModemDriver &rec)
 
 } // namespace
 
-void add_health(json_object *summary, const char *bus)
+void add_summary(json_object *summary, const char *bus)
 {
     const Json scratch{json_object_new_object()};
     if (scratch == nullptr) {

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "platform/json.h"
 #include "platform/text.h"
 #include "platform/uci.h"
 
@@ -11,3 +12,6 @@ inline constexpr int modem_places = 3;
 using ModemBuses = std::array<Text<32>, modem_places>;
 
 ModemBuses read_modem_buses(const Uci &uci);
+
+/// The names of all USB devices that the kernel shows, hubs too, sorted.
+Json list_usb_buses();

@@ -6,7 +6,6 @@
 
 namespace {
 
-constexpr char devices_root[] = "/sys/devices/platform";
 constexpr int visit_budget = 1000;
 
 // What a search does with an entry: go into it, take it and leave this level, or take it and go into it.
@@ -118,7 +117,7 @@ Verdict judge_port(void *context, std::string_view directory, const char *name)
 int find_bus_dir(const char *bus, TextOut out)
 {
     int visits = 0;
-    return bus == nullptr ? -1 : find_sysfs_dir(devices_root, bus, out, visits);
+    return bus == nullptr ? -1 : find_sysfs_dir(platform_devices, bus, out, visits);
 }
 
 using SysfsPath = Text<512>;
@@ -181,4 +180,17 @@ int bus_netdev(const char *bus, const char *kind, TextOut out)
     const int found = find_bus_dir(bus, path);
     int visits = 0;
     return found > 0 ? find_netdev_in(path.c_str(), kind, out, visits) : found;
+}
+
+int bus_own_ports(const char *bus, json_object *array)
+{
+    constexpr int most_interfaces = 32; // what the USB standard lets a configuration have
+    int matches = 0;
+    for (int i = 0; i < most_interfaces; i++) {
+        int visits = 0;
+        const auto path = SysfsPath::format("/sys/bus/usb/devices/%s:1.%d", bus, i);
+        if (const int found = list_ports_in(path.c_str(), array, visits); found > 0)
+            matches += found;
+    }
+    return matches;
 }

@@ -8,6 +8,9 @@
 // which starts at 0. All give the number of matches; 0 without one; -1 for a null bus, a root that cannot be opened or
 // a spent budget. Output is written by a match only; a caller takes 0 and below as not found.
 
+/// Where every search for a bus starts.
+inline constexpr char platform_devices[] = "/sys/devices/platform";
+
 /// The directory whose name equals name, below root. Each level ends with its first match; a later match in a sibling
 /// subtree replaces an earlier one. out (512 bytes) becomes its path.
 int find_sysfs_dir(const char *root, const char *name, TextOut out, int &visits);
@@ -35,3 +38,6 @@ int bus_list_ports(const char *bus, json_object *array);
 
 /// The network device of the modem on bus whose name contains kind ("eth", "wwan").
 int bus_netdev(const char *bus, const char *kind, TextOut out);
+
+/// Every port device of the bus's own USB interfaces, in their order: a hub has none, whatever is plugged into it.
+int bus_own_ports(const char *bus, json_object *array);

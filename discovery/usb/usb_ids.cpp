@@ -42,7 +42,7 @@ int read_usb_ids(const char *bus, uint32_t &vid, uint32_t &pid)
         return read_id_at_usual_place("idProduct", pid) && read_id_at_usual_place("idVendor", vid) ? 0 : -1;
     Text<512> directory;
     int visits = 0;
-    if (find_sysfs_dir("/sys/devices/platform", bus, directory, visits) <= 0)
+    if (find_sysfs_dir(platform_devices, bus, directory, visits) <= 0)
         return -1;
     if (!read_id(Text<530>::format("%s/idProduct", directory.c_str()).c_str(), pid))
         return -1;

@@ -9,6 +9,6 @@ if [ -n "$warnings" ]; then
     exit 1
 fi
 text=$(LC_ALL=C.UTF-8 MANWIDTH=80 man -l "$page" | col -b)
-sed -n 's/^    {"\([^"]*\)", run_.*/\1/p' "$1/core/cli/commands.cpp" | while read -r command; do
+sed -n 's/^    {"\([^"]*\)", .*[a-z_]*,.*/\1/p' "$1/core/cli/commands.cpp" | while read -r command; do
     echo "$text" | grep -q "^ *$command\b" || { echo "the manual page lacks $command"; exit 1; }
 done

@@ -83,6 +83,126 @@ TEST(Bus, WithoutAModemGivesNoOutputAtAll)
     EXPECT_EQ(modemctl(ec25, {"1-1.4", "AT", "/dev/ttyUSB2", "ATI"}).out, "");
 }
 
+// What needs no modem
+
+TEST(Help, ComesWithoutAModemAndAsksNone)
+{
+    const std::string list = modemctl({}, {"--help"}).out;
+    EXPECT_EQ(list.find("Usage: modemctl [-D] [-B] [BUS] COMMAND [ARGUMENT...]\n"), 0u) << list;
+    const RouterRun run = modemctl(ec25, {"-D", "-B", "1-1.2", "help"});
+    EXPECT_EQ(run.out, list);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.sent_to("ttyUSB2"), "");
+    EXPECT_EQ(modemctl({}, {"--version"}).out, "modemctl 0.1\n");
+}
+
+TEST(Modems, AreListedBusByBus)
+{
+    const RouterRun run = modemctl({"--modem", "EC25@1-1.4", "--modem", "unlisted@1-1.3"}, {"modems"});
+    EXPECT_EQ(run.out, "1-1.3     unlisted    1234:5678 /dev/ttyUSB4 /dev/ttyUSB5 /dev/ttyUSB6\n"
+                       "1-1.4     EC25        2c7c:0125 /dev/ttyUSB0 /dev/ttyUSB1 /dev/ttyUSB2 /dev/ttyUSB3 "
+                       "/dev/cdc-wdm0\n");
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(modemctl({"--modem", "UC20@2-1.2"}, {"-D", "1-1.3", "modems", "--json"}).out,
+              "[\n  {\n    \"bus\":\"2-1.2\",\n    \"model\":\"UC20\",\n    \"usb\":\"05c6:9003\",\n    \"ports\":[\n"
+              "      \"\\/dev\\/ttyUSB0\",\n      \"\\/dev\\/ttyUSB1\",\n      \"\\/dev\\/ttyUSB2\",\n"
+              "      \"\\/dev\\/ttyUSB3\",\n      \"\\/dev\\/cdc-wdm0\"\n    ]\n  }\n]\n");
+}
+
+TEST(Modems, AreNoneWithoutOne)
+{
+    const RouterRun run = modemctl({}, {"modems"});
+    EXPECT_EQ(run.out + run.err, "");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(modemctl({}, {"modems", "--json"}).out, "[\n]\n");
+}
+
+// A listed model counts without a driver, another device only with ports.
+TEST(Modems, CountWithoutPortsWhereTheTableListsThem)
+{
+    const std::string script = R"(root=/sys/devices/platform/soc/usb9
+add() { mkdir -p $root/$1; echo $2 >$root/$1/idVendor; echo $3 >$root/$1/idProduct; ln -s $root/$1 /sys/bus/usb/devices/$1; }
+add 2-1.1 2c7c 0306; add 2-1.4 0781 5567; add 3-1 '' ''; add 4-1 zz ffffffffff
+modemctl modems)";
+    EXPECT_EQ(run_shell({}, script).out, "2-1.1     EP06        2c7c:0306\n");
+}
+
+// What a person at a terminal is told
+
+// The program's standard error is a terminal; its standard output is not.
+RouterRun at_terminal(const Lines &options, const std::string &line)
+{
+    return run_shell(options, "script -qec '" + line +
+                                  " >/tmp/out' /tmp/terminal </dev/null | tr -d '\\r'; echo --; cat /tmp/out");
+}
+
+struct TerminalRow {
+    const char *what;
+    Lines options;
+    const char *line;
+    const char *told;
+};
+const TerminalRow terminal_rows[] = {
+    {"nothing is wrong", ec25, "modemctl sim-status", "--\nREADY\n"},
+    {"no modem at all", {}, "modemctl signal", "modemctl: no modem on bus 1-1.2; there is no modem on any bus\n--\n"},
+    {"no modems to list", {}, "modemctl modems", "modemctl: there is no modem on any bus\n--\n"},
+    {"another bus",
+     {"--modem", "EC25@1-1.4", "--modem", "UC20@2-1.2"},
+     "modemctl signal",
+     "modemctl: no modem on bus 1-1.2; modems are on 1-1.4 (EC25), 2-1.2 (UC20)\n--\n"},
+    {"an unknown word", ec25, "modemctl SIGNAL",
+     "modemctl: unknown command \"SIGNAL\"; see modemctl --help\n--\n\nUsage:<modemctl> <command> [option]\n"},
+    {"a device without ports",
+     {},
+     "mkdir -p /sys/devices/platform/1-1.2; cd /sys/devices/platform/1-1.2; echo 2c7c >idVendor; echo 0125 >idProduct; "
+     "modemctl signal",
+     "modemctl: the modem on bus 1-1.2 has no ports: is a driver loaded?\n--\n"},
+    {"a large sysfs",
+     {},
+     "for i in $(seq 1000); do mkdir /sys/devices/platform/$i; done; modemctl signal",
+     "modemctl: looked through 1000 folders of sysfs without finding bus 1-1.2\n--\n"},
+    {"no APN database", ec25, "rm -f /www/src/lib/apn-config.js; modemctl connect-auto",
+     "modemctl: no APN database: /www/src/lib/apn-config.js cannot be read\n--\n"},
+    {"no interface", ec25, "modemctl new-connect-auto",
+     "modemctl: the network configuration has no modem interface with a device\n--\n"},
+};
+
+TEST(Terminal, SaysWhatTheOutputLeavesOut)
+{
+    for (const auto &row : terminal_rows)
+        EXPECT_EQ(at_terminal(row.options, row.line).out, row.told) << row.what;
+}
+
+// Without these files the shell's own complaints stand between the lines.
+const Lines sim_files{"--put-text", "/tmp/sim_type=", "--put-text", "/tmp/sim_status="};
+
+TEST(SlowTerminal, SaysWhichApnIsTried)
+{
+    const std::string database =
+        std::string(24, ' ') +
+        R"({"apns":{"apn":[{"-mcc":"232","-mnc":"03","-apn":"first.example"},{"-mcc":"232","-mnc":"03","-apn":"internet"}]}})";
+    const Lines options{"--modem",    "EC25",
+                        "--link",     "apn=internet,needs=serial",
+                        "--put-text", "/www/src/lib/apn-config.js=" + database};
+    options.insert(options.end(), sim_files.begin(), sim_files.end());
+    EXPECT_EQ(at_terminal(options, "modemctl connect-auto").out,
+              "modemctl: trying APN \"first.example\" by QMI\nmodemctl: trying APN \"first.example\" by serial\n"
+              "modemctl: trying APN \"internet\" by QMI\nmodemctl: trying APN \"internet\" by serial\n--\n\nconnect "
+              "success\n");
+}
+
+TEST(SlowTerminal, SaysThatTheSimWantsItsPin)
+{
+    const Lines options{"--modem",    "EC25,pin=SIM PIN",
+                        "--link",     "setup=never",
+                        "--put-text", "/www/src/lib/apn-config.js=" + std::string(24, ' ') + R"({"apns":{"apn":[]}})"};
+    options.insert(options.end(), sim_files.begin(), sim_files.end());
+    EXPECT_EQ(at_terminal(options, "modemctl connect-auto").out,
+              "modemctl: no APN is known for this SIM card, trying without one\n"
+              "modemctl: not connected: the SIM card wants its PIN, see option pincode\n--\n");
+}
+
 // Debug output
 
 TEST(Debug, TellsDetectionBeforeTheResult)

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cstring>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -6,6 +9,7 @@
 #include "core/cli/commands.h"
 #include "core/cli/front_end.h"
 #include "platform/debug.h"
+#include "platform/tell_person.h"
 
 namespace {
 
@@ -54,10 +58,68 @@ TEST(CommandLine, IsDebugSwitchThenBusThenCommand)
 
 TEST(Commands, AreComparedExactly)
 {
-    for (const char *word : {"AT", "signal", "cells", "carrier", "sim-status", "check_register", "get_mode"})
+    for (const char *word : {"AT", "signal", "cells", "carrier", "sim-status", "check_register", "get_mode", "modems",
+                             "help", "--help", "-h", "--version"})
         EXPECT_NE(find_command(word), nullptr) << word;
-    for (const char *word : {"at", "signals", "sim_status", "", "Signal", " signal"})
+    for (const char *word : {"at", "signals", "sim_status", "", "Signal", " signal", "-help", "--h", "version"})
         EXPECT_EQ(find_command(word), nullptr) << word;
+}
+
+// Operators and people read the list in a terminal of 80 columns; a help text that fills its column was cut.
+TEST(Help, HasALineOfItsOwnForEveryCommand)
+{
+    ModemDriver none{};
+    const auto output_of = [&](const char *word) {
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(run_command(find_command(word), {.rec = none, .bus = "1-1.2", .arguments = {}}), 0) << word;
+        return testing::internal::GetCapturedStdout();
+    };
+    const std::string list = output_of("help");
+    EXPECT_EQ(output_of("--help"), list);
+    EXPECT_EQ(output_of("-h"), list);
+    for (const char *line : {"\n  connect                {serial|qmi} DEVICE SERVICE [APN]: go online\n",
+                             "\n  AT                     [DEVICE] COMMAND: print the modem's reply\n",
+                             "\n  sim-status             is the SIM card usable, the modem registered?\n",
+                             "\n  wifi_lte_interference  move Wi-Fi away from the LTE band in use\n",
+                             "\n  --version              version of this program\n"})
+        EXPECT_NE(list.find(line), std::string::npos) << line << list;
+    EXPECT_EQ(std::ranges::count(list, '\n'), 21);
+    std::istringstream lines{list};
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_LT(line.size(), 24u + 46u + 10u) << line;
+}
+
+struct SlotRow {
+    const char *word;
+    void (*empty)(ModemOps &operations);
+};
+const SlotRow slot_rows[] = {
+    {"cells", [](ModemOps &operations) { operations.get_cells = nullptr; }},
+    {"check_register", [](ModemOps &operations) { operations.check_register = nullptr; }},
+    {"get_mode", [](ModemOps &operations) { operations.get_mode = nullptr; }},
+    {"iccid", [](ModemOps &operations) { operations.get_iccid = nullptr; }},
+    {"thermal", [](ModemOps &operations) { operations.set_thermal = nullptr; }},
+};
+
+TEST(Commands, OfAnOperationAreNotSupportedWhereThatOneIsMissing)
+{
+    ModemOps all;
+    memset(static_cast<void *>(&all), 1, sizeof all); // never called
+    for (const auto &row : slot_rows) {
+        ModemDriver rec{};
+        rec.ops = all;
+        row.empty(rec.ops);
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(run_command(find_command(row.word), {.rec = rec, .bus = "1-1.2", .arguments = {}}), 0);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "Not support\n") << row.word;
+    }
+}
+
+TEST(TellPerson, PrintsNothingWhereStandardErrorIsNoTerminal)
+{
+    testing::internal::CaptureStderr();
+    tell_person("%s", "hidden");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(DebugPrint, PrintsOnlyWhenDebugging)

@@ -1,0 +1,88 @@
+#include "core/cli/modems.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "core/model/modem.h"
+#include "core/table/modem_table.h"
+#include "discovery/usb/buses.h"
+#include "discovery/usb/ports.h"
+#include "discovery/usb/usb_ids.h"
+#include "platform/tell_person.h"
+
+namespace {
+
+constexpr char no_modem[] = "there is no modem on any bus";
+
+// Null when the device on bus is no modem, or is where detection does not find it.
+Json describe_usb_device(const char *bus)
+{
+    uint32_t vid = 0;
+    uint32_t pid = 0;
+    if (read_usb_ids(bus, vid, pid) != 0)
+        return nullptr;
+    Json ports{json_object_new_array()};
+    const int port_count = bus_own_ports(bus, ports.get());
+    const ModemDriver *model = find_driver_by_usb(modem_drivers(), vid, pid);
+    const bool is_listed = model != nullptr && model->modem_id != unknown_modem_id;
+    if (!is_listed && port_count == 0)
+        return nullptr;
+    Json modem{json_object_new_object()};
+    kjson_add_string(modem.get(), "bus", bus);
+    kjson_add_string(modem.get(), "model", is_listed ? model->name : "unlisted");
+    kjson_add_string(modem.get(), "usb", Text<10>::format("%04x:%04x", vid, pid).view());
+    kjson_add_object(modem.get(), "ports", std::move(ports));
+    return modem;
+}
+
+Json list_modems()
+{
+    Json modems{json_object_new_array()};
+    const Json buses = list_usb_buses();
+    for (size_t i = 0; i < json_object_array_length(buses.get()); i++)
+        kjson_array_add(modems.get(),
+                        describe_usb_device(json_object_get_string(json_object_array_get_idx(buses.get(), i))));
+    return modems;
+}
+
+void print_modem(json_object *modem)
+{
+    printf("%-9s %-11s %s", kjson_get_string(modem, "bus"), kjson_get_string(modem, "model"),
+           kjson_get_string(modem, "usb"));
+    json_object *ports = kjson_get_object(modem, "ports");
+    for (size_t i = 0; i < json_object_array_length(ports); i++)
+        printf(" %s", json_object_get_string(json_object_array_get_idx(ports, i)));
+    puts("");
+}
+
+} // namespace
+
+int run_modems(const CommandRun &run)
+{
+    const Json modems = list_modems();
+    const size_t count = json_object_array_length(modems.get());
+    if (!run.arguments.empty() && strcmp(run.arguments[0], "--json") == 0)
+        puts(json_pretty(modems.get()));
+    else
+        for (size_t i = 0; i < count; i++)
+            print_modem(json_object_array_get_idx(modems.get(), i));
+    if (count > 0)
+        return 0;
+    tell_person(no_modem);
+    return 1;
+}
+
+Text<200> modems_sentence()
+{
+    const Json modems = list_modems();
+    Text<200> sentence;
+    for (size_t i = 0; i < json_object_array_length(modems.get()); i++) {
+        json_object *modem = json_object_array_get_idx(modems.get(), i);
+        sentence.append(i == 0 ? "modems are on " : ", ");
+        sentence.append(
+            Text<60>::format("%s (%s)", kjson_get_string(modem, "bus"), kjson_get_string(modem, "model")).view());
+    }
+    if (sentence.empty())
+        sentence.append(no_modem);
+    return sentence;
+}
