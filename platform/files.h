@@ -59,7 +59,7 @@ File open_regular_file(const char *path);
 /// @return bytes read, 0 for an empty file; -1 when path is no regular file or cannot be read, out is then all zero
 int read_file(const char *path, size_t max_length, TextOut out);
 
-/// Whether whoever reads path comes to an end: a regular file is there, or nothing.
+/// True if reading path cannot block: it is a regular file or does not exist.
 bool can_be_read_to_its_end(const char *path);
 
 /// Replaces the content of path (new_mode less the umask where it is new; mode and owner stay where it is not). A

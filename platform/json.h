@@ -36,7 +36,7 @@ bool kjson_get_boolean(json_object *object, const char *key);
 /// The member itself, borrowed; null when absent.
 json_object *kjson_get_object(json_object *object, const char *key);
 
-/// An existing member of the same name is replaced. All return 0, or -1 when memory ran out.
+/// Replaces a member of the same name. @return 0; -1 without memory, or when the container is no object (or array)
 int kjson_add_string(json_object *object, const char *key, std::string_view text);
 int kjson_add_int(json_object *object, const char *key, int32_t number);
 int kjson_add_double(json_object *object, const char *key, double number);

@@ -2,8 +2,8 @@
 
 #include "platform/text.h"
 
-// All run the command with /bin/sh and wait for its end; its standard error is ours. A command that cannot be started
-// prints nothing. Zero bytes in an output are left out.
+// All run the command with /bin/sh. All but fork_exec2 wait for its end and leave it the program's standard error. A
+// command that cannot be started prints nothing. Zero bytes in an output are left out.
 
 /// What the command prints, cut at out's capacity (the rest is read and thrown away). @return bytes stored, -1 when the
 /// command could not be started
