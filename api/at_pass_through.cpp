@@ -21,15 +21,10 @@ int32_t set_default_band(const char *port, json_object *response)
 
 } // namespace
 
-int32_t pass_at_command(json_object *request, json_object *response)
+int32_t modem_at(Request &request, json_object *response)
 {
-    using enum RequiredMember::Kind;
-    static constexpr RequiredMember required[] = {{"at-command", text, modem_api_at_failed},
-                                                  {"at-port", text, modem_api_at_failed}};
-    if (const int32_t status = check_request(request, required); status != modem_api_success)
-        return status;
-    const AtCommand command{kjson_get_string(request, "at-command"), longest_command};
-    const char *port = kjson_get_string(request, "at-port");
+    const AtCommand command{request.text("at-command"), longest_command};
+    const char *port = request.text("at-port");
     if (command.view() == "default_band")
         return set_default_band(port, response);
     Text<4096> reply;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <json-c/json.h>
+#include "api/request.h"
 
 // Any AT command.
 
-int32_t pass_at_command(json_object *request, json_object *response);
+int32_t modem_at(Request &request, json_object *response);

@@ -22,10 +22,10 @@ constexpr int down_polls = 2;
 constexpr int reload_timeout_s = 5;
 constexpr uint32_t at_port_carries_data = 1; // of flags2
 
-template <size_t N> Text<N> section_of(const BusName &bus)
+template <size_t N> Text<N> section_of(const char *bus)
 {
     Text<16> ident;
-    bus_to_ident(bus.c_str(), ident);
+    bus_to_ident(bus, ident);
     return Text<N>::format("modem_%s", ident.c_str());
 }
 
@@ -71,19 +71,19 @@ bool is_at_port(const ModemDriver &rec, const char *device)
     return at_port_path(rec.bus.c_str(), rec.control_port, port) > 0 && port == device;
 }
 
-ConnectSettings requested_settings(json_object *request)
+ConnectSettings requested_settings(const Request &request)
 {
     return {
-        .device = kjson_get_string(request, "device"),
-        .service = kjson_get_string(request, "service"),
-        .apn = kjson_get_string(request, "apn"),
-        .pincode = kjson_get_string(request, "pincode"),
-        .dialnumber = kjson_get_string(request, "dianum"),
-        .username = kjson_get_string(request, "username"),
-        .password = kjson_get_string(request, "password"),
-        .auth = kjson_get_string(request, "ath"),
-        .mtu = kjson_get_string(request, "mtu"),
-        .operator_name = kjson_get_string(request, "operator"),
+        .device = request.text("device"),
+        .service = request.text("service"),
+        .apn = request.text("apn"),
+        .pincode = request.text("pincode"),
+        .dialnumber = request.text("dianum"),
+        .username = request.text("username"),
+        .password = request.text("password"),
+        .auth = request.text("ath"),
+        .mtu = request.text("mtu"),
+        .operator_name = request.text("operator"),
     };
 }
 
@@ -111,24 +111,19 @@ int32_t connect(const ModemDriver &rec, const char *proto, const ConnectSettings
 
 } // namespace
 
-int32_t start_auto_connect(json_object *request, json_object *)
+int32_t modem_auto(Request &request, json_object *)
 {
-    const auto bus = requested_bus(request);
-    if (kjson_get_int(request, "modem_id") == -1 || !bus)
-        return modem_api_parameter_missing;
     if (this_board().has_shortcuts)
         execCommand(stop_shortcuts);
-    fork_exec2(compose_auto_connect(bus->c_str()).c_str());
+    fork_exec2(compose_auto_connect(request.bus.c_str()).c_str());
     return modem_api_success;
 }
 
-int32_t report_settings(json_object *request, json_object *response)
+int32_t modem_get(Request &request, json_object *response)
 {
-    const auto bus = requested_bus(request);
-    if (!bus)
-        return modem_api_success;
+    const char *bus = request.text_or("bus", "");
     const Uci uci = kuci2_init();
-    const Section network = {uci, "network", section_of<20>(*bus)};
+    const Section network = {uci, "network", section_of<20>(*bus == '\0' ? default_bus : bus)};
     const Section cellconf = {uci, "cellconf", network.name};
     Json config{json_object_new_object()};
     network.add(config.get(), "service", "service");
@@ -149,35 +144,24 @@ int32_t report_settings(json_object *request, json_object *response)
     return modem_api_success;
 }
 
-int32_t change_settings(json_object *request, json_object *)
+int32_t modem_set(Request &request, json_object *)
 {
-    const auto bus = requested_bus(request);
-    if (kjson_get_int(request, "modem_id") == -1 || !bus)
-        return modem_api_parameter_missing;
-    const ModemDriver *entry = requested_model(request);
-    if (entry == nullptr)
-        return modem_api_no_modem;
-    ModemDriver rec = *entry;
-    driver_bind_bus(rec, bus->c_str());
+    ModemDriver rec = *request.model; // the table's entry keeps its own bus and TTL
+    driver_bind_bus(rec, request.bus.c_str());
     const ConnectSettings settings = requested_settings(request);
-    if (settings.device == nullptr)
-        return modem_api_parameter_or_sim;
-    if (kjson_contain_key(request, "ttl") != 0)
-        rec.ttl = static_cast<uint8_t>(kjson_get_int(request, "ttl"));
+    if (kjson_contain_key(request.json, "ttl") != 0)
+        rec.ttl = static_cast<uint8_t>(kjson_get_int(request.json, "ttl"));
     if ((rec.flags2 & at_port_carries_data) == 0 && is_at_port(rec, settings.device))
         return modem_api_at_port_as_device;
-    return connect(rec, requested_text(request, "proto", "auto"), settings);
+    return connect(rec, request.text_or("proto", "auto"), settings);
 }
 
-int32_t enable_modem(json_object *request, json_object *)
+int32_t modem_enable(Request &request, json_object *)
 {
-    const auto bus = requested_bus(request);
-    if (!bus)
-        return modem_api_success;
-    const auto section = section_of<16>(*bus);
-    unlink(Text<50>::format("/tmp/modem.%s/fail_count", bus->c_str()).c_str());
+    const auto section = section_of<16>(request.bus.c_str());
+    unlink(Text<50>::format("/tmp/modem.%s/fail_count", request.bus.c_str()).c_str());
     const Uci uci = kuci2_init();
-    if (kjson_get_boolean(request, "disable")) {
+    if (kjson_get_boolean(request.json, "disable")) {
         iface_down(down_polls, section.c_str());
         kuci2_set_name(uci, "network", section.c_str(), "disabled", "1");
         execCommand(compose_kill_tracker(section.c_str()).c_str());

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <json-c/json.h>
+#include "api/request.h"
 
 // The connection of one modem.
 
-int32_t start_auto_connect(json_object *request, json_object *response);
-int32_t report_settings(json_object *request, json_object *response);
-int32_t change_settings(json_object *request, json_object *response);
-int32_t enable_modem(json_object *request, json_object *response);
+int32_t modem_auto(Request &request, json_object *response);
+int32_t modem_get(Request &request, json_object *response);
+int32_t modem_set(Request &request, json_object *response);
+int32_t modem_enable(Request &request, json_object *response);

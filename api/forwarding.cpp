@@ -35,41 +35,41 @@ template <size_t N> Text<N> read_option(const Uci &uci, const char *path)
     return value;
 }
 
-void set_local_number(const char *number)
+// An absent text leaves the option as it is; null would empty it.
+void set_given(const Uci &uci, const char *path, const char *text)
 {
-    const Uci uci = kuci2_init();
-    kuci2_set(uci, local_number_option, number);
-    kuci2_commit(uci, "smsrelay");
+    if (text != nullptr)
+        kuci2_set(uci, path, text);
 }
 
 // A new file is root's alone, for it holds a password; one that is there keeps its mode, which the mail client's
-// package chose. A file system without room is passed over: it shows when no mail comes.
+// package chose.
 bool write_mail_file(const char *path, std::string_view content)
 {
     constexpr mode_t only_root = 0600;
-    return write_file(path, content, only_root) != -1;
+    return write_file(path, content, only_root) == 0;
 }
 
 } // namespace
 
-int32_t set_forwarding(json_object *request, json_object *response)
+int32_t modem_sms_forward(Request &request, json_object *response)
 {
     if (!cmm_check_file_is_exist(forwarding_marker)) {
         kjson_add_string(response, "msg", "Forward file don't exist");
         return modem_api_no_forwarding;
     }
-    const char *phone = kjson_get_string(request, "tel");
-    const char *email = kjson_get_string(request, "email");
+    const char *phone = request.text("tel");
+    const char *email = request.text("email");
     if (phone == nullptr && email == nullptr)
         return modem_api_success;
     const Uci uci = kuci2_init();
-    kuci2_set(uci, "smsrelay.general.phone", phone);
-    kuci2_set(uci, "smsrelay.general.email", email);
+    set_given(uci, "smsrelay.general.phone", phone);
+    set_given(uci, "smsrelay.general.email", email);
     kuci2_commit(uci, "smsrelay");
     return modem_api_success;
 }
 
-int32_t report_forwarding(json_object *, json_object *response)
+int32_t modem_sms_flist(Request &, json_object *response)
 {
     const Uci uci = kuci2_init();
     const MailSettings mail = read_mail_settings();
@@ -82,7 +82,7 @@ int32_t report_forwarding(json_object *, json_object *response)
     return modem_api_success;
 }
 
-int32_t set_mail_account(json_object *request, json_object *response)
+int32_t modem_sms_account(Request &request, json_object *response)
 {
     Text<32> package;
     getShellCommandReturnLine(find_mail_client, package);
@@ -90,12 +90,16 @@ int32_t set_mail_account(json_object *request, json_object *response)
         kjson_add_string(response, "msg", "ssmtp don't exist");
         return modem_api_not_supported;
     }
+    const MailSettings old = read_mail_settings();
     const MailAccount account = {
-        .account = requested_text(request, "account", ""),
-        .password = requested_text(request, "password", ""),
-        .smtp = requested_text(request, "smtp", ""),
+        .account = request.text_or("account", old.account.c_str()),
+        .password = request.text_or("password", old.password.c_str()),
+        .smtp = request.text_or("smtp", old.smtp.c_str()),
     };
-    set_local_number(requested_text(request, "local_tel", ""));
+    const Uci uci = kuci2_init();
+    set_given(uci, local_number_option, request.text("local_tel"));
+    kuci2_commit(uci, "smsrelay");
+    // Without its files the client would mail by the account that it had before.
     if (!write_mail_file(mail_settings_file, compose_mail_settings(account).view()) ||
         !write_mail_file(mail_aliases_file, compose_mail_aliases(account).view()))
         return modem_api_not_supported;

@@ -6,23 +6,6 @@
 
 namespace {
 
-constexpr RequiredMember required[] = {bus_required, modem_id_required};
-
-// The entry of the request's model, bound to its bus. @return null with the reason in status
-ModemDriver *bound_model(json_object *request, int32_t &status)
-{
-    status = check_request(request, required);
-    if (status != modem_api_success)
-        return nullptr;
-    ModemDriver *entry = requested_model(request);
-    if (entry == nullptr) {
-        status = modem_api_no_modem;
-        return nullptr;
-    }
-    driver_bind_bus(*entry, requested_bus(request)->c_str());
-    return entry;
-}
-
 using TextOperation = int (*)(const ModemDriver &rec, TextOut out);
 
 struct TextFact {
@@ -49,39 +32,33 @@ void add_text_fact(json_object *facts, const ModemDriver &rec, const TextFact &f
 
 } // namespace
 
-int32_t report_modem_facts(json_object *request, json_object *response)
+int32_t modem_modem_info_get(Request &request, json_object *response)
 {
-    int32_t status = modem_api_success;
-    const ModemDriver *rec = bound_model(request, status);
-    if (rec == nullptr)
-        return status;
+    const ModemDriver &rec = *request.model;
     Json facts{json_object_new_object()};
     for (const TextFact &fact : text_facts)
-        add_text_fact(facts.get(), *rec, fact);
-    if (rec->ops.get_bands != nullptr) {
+        add_text_fact(facts.get(), rec, fact);
+    if (rec.ops.get_bands != nullptr) {
         Json bands{json_object_new_object()};
-        rec->ops.get_bands(*rec, bands.get());
+        rec.ops.get_bands(rec, bands.get());
         kjson_add_object(facts.get(), "band", std::move(bands));
     }
-    if (rec->ops.get_csq == nullptr)
+    if (rec.ops.get_csq == nullptr)
         return modem_api_not_supported;
     int32_t bars = 0;
-    rec->ops.get_csq(*rec, bars);
+    rec.ops.get_csq(rec, bars);
     kjson_add_int(facts.get(), "signal", bars);
     kjson_add_object(response, "modem_info", std::move(facts));
     return modem_api_success;
 }
 
-int32_t report_cells(json_object *request, json_object *response)
+int32_t modem_cells_get(Request &request, json_object *response)
 {
-    int32_t status = modem_api_success;
-    const ModemDriver *rec = bound_model(request, status);
-    if (rec == nullptr)
-        return status;
-    if (rec->ops.get_cells == nullptr)
+    const ModemDriver &rec = *request.model;
+    if (rec.ops.get_cells == nullptr)
         return modem_api_not_supported;
     Json cells{json_object_new_array()};
-    rec->ops.get_cells(*rec, cells.get());
+    rec.ops.get_cells(rec, cells.get());
     kjson_add_object(response, "cells", std::move(cells));
     return modem_api_success;
 }

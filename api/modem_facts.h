@@ -1,8 +1,8 @@
 #pragma once
 
-#include <json-c/json.h>
+#include "api/request.h"
 
 // Facts of one modem.
 
-int32_t report_modem_facts(json_object *request, json_object *response);
-int32_t report_cells(json_object *request, json_object *response);
+int32_t modem_modem_info_get(Request &request, json_object *response);
+int32_t modem_cells_get(Request &request, json_object *response);

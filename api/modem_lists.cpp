@@ -131,7 +131,7 @@ bool are_all_off(int count, const std::array<bool, modem_places> &is_disabled)
     return std::all_of(is_disabled.begin(), is_disabled.begin() + count, [](bool disabled) { return disabled; });
 }
 
-int32_t report_modems(json_object *, json_object *response)
+int32_t modem_info(Request &, json_object *response)
 {
     if (this_board().lists_no_modems)
         return modem_api_not_supported;
@@ -147,12 +147,12 @@ int32_t report_modems(json_object *, json_object *response)
     return modem_api_success;
 }
 
-int32_t report_modems_briefly(json_object *, json_object *response)
+int32_t modem_brief_info(Request &, json_object *response)
 {
     return report_list(response, RecordForm::brief);
 }
 
-int32_t report_modems_for_app(json_object *, json_object *response)
+int32_t modem_app_brief_info(Request &, json_object *response)
 {
     return report_list(response, RecordForm::app_brief);
 }

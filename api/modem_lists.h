@@ -3,14 +3,15 @@
 #include <array>
 #include <string_view>
 
+#include "api/request.h"
 #include "discovery/usb/buses.h"
 #include "platform/json.h"
 
 // The modems of the router.
 
-int32_t report_modems(json_object *request, json_object *response);
-int32_t report_modems_briefly(json_object *request, json_object *response);
-int32_t report_modems_for_app(json_object *request, json_object *response);
+int32_t modem_info(Request &request, json_object *response);
+int32_t modem_brief_info(Request &request, json_object *response);
+int32_t modem_app_brief_info(Request &request, json_object *response);
 
 // What the list of modems decides.
 

@@ -1,41 +1,82 @@
 #pragma once
 
-#include <optional>
-#include <span>
+#include <array>
+#include <cstdint>
 
 #include "api/modem_api.h"
 #include "core/model/modem_driver.h"
 
-// What the handlers share: which members a request must have, and the modem that it means. A member of another JSON
-// type is read by json-c's own conversion; where a text is wanted, a null, an array or an object counts as absent.
+// What an endpoint needs of its request, and the dispatcher that looks for it. A member of another JSON type is read by
+// json-c's own conversion; where a text is wanted, a null, an array or an object counts as absent.
+
+/// One thing that an endpoint needs, named as its member where it is one.
+enum class Need : uint8_t {
+    nothing,
+    modem_id,
+    modem_number,   ///< "modem_id" as a number; -1 counts as absent
+    model,          ///< the table's entry of "modem_id"
+    bound_model,    ///< the same, bound to the bus
+    bus,            ///< absent or empty fails
+    optional_bus,   ///< default_bus where it is absent or empty
+    bus_or_success, ///< as optional_bus; a bad one ends the request with 0
+    sim_bus,        ///< may be empty
+    sim_num,
+    msg_id,
+    number,
+    message,
+    device,
+    at_command,
+    at_port,
+    modem_url,
+    target_version,
+    current_version,
+    firmware_upload,
+    hash_type,
+    hash_value,
+    handler, ///< here the handler begins; it looks for the needs after this one itself, with find_missing_later()
+};
+
+/// The needs of an endpoint in the order in which they are looked for; Need::nothing ends them.
+using Needs = std::array<Need, 8>;
+
+/// How a need is looked for.
+struct Check {
+    enum class Kind : uint8_t { member, number, text, required_bus, optional_bus, any_bus, model, bound_model };
+    Need need;
+    Kind kind;
+    int16_t status; ///< what the request ends with when it fails
+    char key[16];   ///< in place: an address would cost twice its size in a library
+};
+
+/// need is not Need::nothing or Need::handler.
+const Check &check_of(Need need);
+
+/// A bus as a record holds it.
+using BusName = decltype(ModemDriver::bus);
 
 /// The bus of a request that names none.
 inline constexpr char default_bus[] = "1-1.2";
 
-/// A member that a handler cannot do without.
-struct RequiredMember {
-    enum class Kind { present, text, bus };
-    const char *key;
-    Kind kind;
-    int32_t status; ///< what the handler returns without it
+/// A request as a handler gets it. A text is borrowed from it, and null when it is absent.
+struct Request {
+    json_object *json = nullptr;
+    BusName bus{};                ///< set when the row needs one: letters, digits, '-' and '.' only
+    ModemDriver *model = nullptr; ///< the table's own entry, set when the row needs one
+    const Need *later = nullptr;  ///< the needs that the handler looks for
+
+    const char *text(const char *key) const { return kjson_get_string(json, key); }
+    const char *text_or(const char *key, const char *fallback) const
+    {
+        const char *found = text(key);
+        return found == nullptr ? fallback : found;
+    }
 };
 
-inline constexpr RequiredMember modem_id_required = {"modem_id", RequiredMember::Kind::present,
-                                                     modem_api_parameter_missing};
-inline constexpr RequiredMember bus_required = {"bus", RequiredMember::Kind::bus, modem_api_parameter_missing};
+/// @return a ModemApiStatus
+using Handler = int32_t (*)(Request &request, json_object *response);
 
-/// @return the status of the first member, in the order given, that request lacks; 0 when it has all
-int32_t check_request(json_object *request, std::span<const RequiredMember> members);
+/// Looks for the needs of the row that come after Need::handler. @return the first that fails, null when none does
+const Check *find_missing_later(Request &request);
 
-/// A bus as a record holds it: what does not fit is cut.
-using BusName = decltype(ModemDriver::bus);
-
-/// "bus" of the request; default_bus where it is absent or empty; nothing when it holds anything but letters, digits,
-/// '-' and '.', for such a text names no bus and must not reach a shell or a path.
-std::optional<BusName> requested_bus(json_object *request);
-
-/// A member's text, borrowed; fallback where it is absent.
-const char *requested_text(json_object *request, const char *key, const char *fallback);
-
-/// The table's own entry of the request's "modem_id"; null when there is none.
-ModemDriver *requested_model(json_object *request);
+/// Looks for needs in their order, then calls handler. @return the status of the first need that fails, or handler's
+int32_t serve(json_object *json, json_object *response, Handler handler, const Needs &needs);

@@ -78,31 +78,24 @@ RestartCommands pick_restart_commands(int32_t modem_id)
     return {nullptr, nullptr};
 }
 
-int32_t reset_modem(json_object *request, json_object *)
+int32_t modem_reset(Request &request, json_object *)
 {
-    static constexpr RequiredMember required[] = {modem_id_required};
-    if (const int32_t status = check_request(request, required); status != modem_api_success)
-        return status;
-    const auto bus = requested_bus(request);
-    if (!bus)
-        return modem_api_parameter_missing;
-    const ModemDriver *entry = requested_model(request);
-    if (entry == nullptr)
-        return modem_api_no_modem;
+    const char *bus = request.bus.c_str();
+    const ModemDriver *entry = request.model;
     Text<16> ident;
-    bus_to_ident(bus->c_str(), ident);
+    bus_to_ident(bus, ident);
 
     execCommand(refresh_carrier_settings);
     execCommand(compose_interface_down(ident.c_str()).c_str());
-    execCommand(compose_forget_modem(bus->c_str()).c_str());
+    execCommand(compose_forget_modem(bus).c_str());
     const RestartCommands commands = pick_restart_commands(entry->modem_id);
-    if (!kjson_get_boolean(request, "disable"))
-        power_cycle_modem(bus->c_str());
+    if (!kjson_get_boolean(request.json, "disable"))
+        power_cycle_modem(bus);
     else if (commands.reset != nullptr)
-        send_restart(*entry, *bus, commands.reset);
+        send_restart(*entry, request.bus, commands.reset);
     sleep(boot_time_s);
     execCommand(check_carrier_later);
-    if (!wait_for_ports(*bus))
+    if (!wait_for_ports(request.bus))
         return modem_api_no_modem;
     fork_exec2(start_sms_daemon_later);
     execCommand(compose_interface_start(ident.c_str()).c_str());
@@ -110,18 +103,14 @@ int32_t reset_modem(json_object *request, json_object *)
     return modem_api_success;
 }
 
-int32_t switch_sim(json_object *request, json_object *)
+int32_t modem_sim_switch(Request &request, json_object *)
 {
-    using enum RequiredMember::Kind;
-    static constexpr RequiredMember required[] = {
-        {"bus", bus, modem_api_bad_sim_request}, {"sim_num", text, modem_api_bad_sim_request}, modem_id_required};
-    if (const int32_t status = check_request(request, required); status != modem_api_success)
-        return status;
-    const BusName bus_name{std::string_view{kjson_get_string(request, "bus")}}; // an empty one has a meaning here
-    switch_holder(std::string_view{kjson_get_string(request, "sim_num")} == "2");
-    const ModemDriver *entry = requested_model(request);
-    if (entry == nullptr)
-        return modem_api_no_modem;
+    const BusName &bus_name = request.bus; // an empty one has a meaning here
+    switch_holder(std::string_view{request.text("sim_num")} == "2");
+    // The SIM has been switched whether the model is known or not.
+    if (const Check *missing = find_missing_later(request); missing != nullptr)
+        return missing->status;
+    const ModemDriver *entry = request.model;
     const RestartCommands commands = pick_restart_commands(entry->modem_id);
     if (commands.sim_switch != nullptr)
         send_restart(*entry, bus_name, commands.sim_switch);

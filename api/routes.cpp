@@ -1,47 +1,24 @@
 #include "api/routes.h"
 
-#include <array>
-
-#include "api/at_pass_through.h"
-#include "api/connection.h"
-#include "api/forwarding.h"
-#include "api/modem_api.h"
-#include "api/modem_facts.h"
-#include "api/modem_lists.h"
-#include "api/restart.h"
-#include "api/sms.h"
-#include "api/upgrade.h"
+#include <utility>
 
 namespace {
 
-// A back end may search the rows from the first on: their order is part of the interface.
-// clang-format off
-constexpr std::array routes = {
-    ModemRoute{"/modem/info",           "get",  report_modems},
-    ModemRoute{"/modem/brief_info",     "get",  report_modems_briefly},
-    ModemRoute{"/modem/app/brief_info", "get",  report_modems_for_app},
-    ModemRoute{"/modem/auto",           "post", start_auto_connect},
-    ModemRoute{"/modem/get",            "get",  report_settings},
-    ModemRoute{"/modem/set",            "post", change_settings},
-    ModemRoute{"/modem/enable",         "post", enable_modem},
-    ModemRoute{"/modem/reset",          "post", reset_modem},
-    ModemRoute{"/modem/at",             "post", pass_at_command},
-    ModemRoute{"/modem/sms/list",       "get",  list_messages},
-    ModemRoute{"/modem/sms/delete",     "post", delete_message},
-    ModemRoute{"/modem/sms/delete_all", "post", delete_all_messages},
-    ModemRoute{"/modem/sms/send",       "post", send_message},
-    ModemRoute{"/modem/sms/status",     "post", mark_message_read},
-    ModemRoute{"/modem/sms/code",       "post", keep_message_country},
-    ModemRoute{"/modem/cells/get",      "post", report_cells},
-    ModemRoute{"/modem/sim/switch",     "post", switch_sim},
-    ModemRoute{"/modem/modem_info/get", "post", report_modem_facts},
-    ModemRoute{"/modem/sms/forward",    "post", set_forwarding},
-    ModemRoute{"/modem/sms/flist",      "get",  report_forwarding},
-    ModemRoute{"/modem/sms/account",    "post", set_mail_account},
-    ModemRoute{"/modem/upgrade",        "post", upgrade_modem},
-    ModemRoute{"/modem/upgrade_status", "post", report_upgrade},
-};
-// clang-format on
+// A back end calls a plain function of two JSON objects; this one knows its row.
+template <size_t row> int32_t serve_row(json_object *request, json_object *response)
+{
+    // Constants of their own, so that the table with all its addresses is no part of the library a second time.
+    static constexpr Needs needs = endpoints[row].needs;
+    constexpr Handler handler = endpoints[row].handler;
+    return serve(request, response, handler, needs);
+}
+
+template <size_t... row> constexpr std::array<ModemRoute, sizeof...(row)> make_routes(std::index_sequence<row...>)
+{
+    return {ModemRoute{endpoints[row].path, endpoints[row].method, serve_row<row>}...};
+}
+
+constexpr auto routes = make_routes(std::make_index_sequence<endpoints.size()>{});
 
 } // namespace
 

@@ -60,5 +60,5 @@ Text<100> compose_show_signal_later(const char *bus)
 
 Text<256> compose_find_gateway(const char *gateway)
 {
-    return is_made_of(gateway, ".") ? Text<256>::format("ifconfig br-lan | grep %s", gateway) : Text<256>{};
+    return is_made_of(gateway, ".:") ? Text<256>::format("ifconfig br-lan | grep %s", gateway) : Text<256>{};
 }

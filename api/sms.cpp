@@ -11,23 +11,13 @@
 
 namespace {
 
-constexpr RequiredMember message_id_required = {"msg_id", RequiredMember::Kind::text, modem_api_no_message_id};
-
-// What every handler of messages checks: the members, then the model.
-int32_t check_message_request(json_object *request, std::span<const RequiredMember> members)
+void set_country(const Request &request)
 {
-    if (const int32_t status = check_request(request, members); status != modem_api_success)
-        return status;
-    return requested_model(request) == nullptr ? modem_api_no_modem : modem_api_success;
-}
-
-void set_country(json_object *request)
-{
-    const char *country = kjson_get_string(request, "country");
-    const char *country_code = kjson_get_string(request, "country_code");
+    const char *country = request.text("country");
+    const char *country_code = request.text("country_code");
     const Uci uci = kuci2_init();
     kuci2_set(uci, "devconf.modem_sms", "service");
-    // A null value would delete the option.
+    // An absent text leaves the option as it is; null would empty it.
     if (country != nullptr)
         kuci2_set(uci, "devconf.modem_sms.country", country);
     if (country_code != nullptr)
@@ -48,60 +38,43 @@ void report_country(json_object *response)
 
 } // namespace
 
-int32_t list_messages(json_object *request, json_object *response)
+int32_t modem_sms_list(Request &, json_object *response)
 {
-    static constexpr RequiredMember required[] = {modem_id_required};
-    if (const int32_t status = check_message_request(request, required); status != modem_api_success)
-        return status;
     Json messages{json_object_new_array()};
     sms_list_spool(messages.get());
     kjson_add_object(response, "messages", std::move(messages));
     return modem_api_success;
 }
 
-int32_t delete_message(json_object *request, json_object *)
+int32_t modem_sms_delete(Request &request, json_object *)
 {
-    static constexpr RequiredMember required[] = {modem_id_required, message_id_required};
-    if (const int32_t status = check_message_request(request, required); status != modem_api_success)
-        return status;
-    return remove_sms(kjson_get_string(request, "msg_id")) == 0 ? modem_api_success : modem_api_sms_not_deleted;
+    return remove_sms(request.text("msg_id")) == 0 ? modem_api_success : modem_api_sms_not_deleted;
 }
 
-int32_t delete_all_messages(json_object *request, json_object *)
+int32_t modem_sms_delete_all(Request &request, json_object *)
 {
-    static constexpr RequiredMember required[] = {modem_id_required};
-    if (const int32_t status = check_message_request(request, required); status != modem_api_success)
-        return status;
-    const int result = remove_all_sms(kjson_get_int(request, "modem_id"));
+    const int result = remove_all_sms(request.model->modem_id);
     return result == 0 ? modem_api_success : modem_api_sms_not_deleted;
 }
 
-int32_t send_message(json_object *request, json_object *)
+int32_t modem_sms_send(Request &request, json_object *)
 {
-    using enum RequiredMember::Kind;
-    static constexpr RequiredMember required[] = {
-        modem_id_required, {"number", text, modem_api_no_number}, {"message", text, modem_api_no_message}};
-    if (const int32_t status = check_message_request(request, required); status != modem_api_success)
-        return status;
-    set_current_modem_id(kjson_get_int(request, "modem_id"));
-    execCommand(compose_send_message(kjson_get_string(request, "number"), kjson_get_string(request, "message"),
-                                     requested_text(request, "type", "international"))
-                    .c_str());
+    set_current_modem_id(request.model->modem_id);
+    execCommand(
+        compose_send_message(request.text("number"), request.text("message"), request.text_or("type", "international"))
+            .c_str());
     return modem_api_success;
 }
 
-int32_t mark_message_read(json_object *request, json_object *)
+int32_t modem_sms_status(Request &request, json_object *)
 {
-    static constexpr RequiredMember required[] = {modem_id_required, message_id_required};
-    if (const int32_t status = check_message_request(request, required); status != modem_api_success)
-        return status;
-    const int result = sms_mark_read(kjson_get_string(request, "msg_id"));
+    const int result = sms_mark_read(request.text("msg_id"));
     return result == 0 ? modem_api_success : modem_api_sms_not_changed;
 }
 
-int32_t keep_message_country(json_object *request, json_object *response)
+int32_t modem_sms_code(Request &request, json_object *response)
 {
-    const std::string_view action = requested_text(request, "action", "get");
+    const std::string_view action = request.text_or("action", "get");
     if (action == "set")
         set_country(request);
     else if (action == "get")

@@ -1,5 +1,6 @@
 #include "api/upgrade.h"
 
+#include <span>
 #include <syslog.h>
 
 #include "api/modem_api.h"
@@ -40,29 +41,6 @@ Text<1024> ask_version(std::span<const char *const> commands)
     return output;
 }
 
-int32_t read_upgrade_request(json_object *request, json_object *response, UpgradeRequest &out)
-{
-    const struct {
-        const char *key;
-        const char *&text;
-    } members[] = {
-        {"modem_url", out.modem_url},
-        {"target_version", out.target_version},
-        {"current_version", out.current_version},
-        {"firmware_upload", out.firmware_upload},
-        {"hash_type", out.hash_type},
-        {"hash_value", out.hash_value},
-    };
-    for (const auto &[key, text] : members) {
-        text = kjson_get_string(request, key);
-        if (text == nullptr) {
-            kjson_add_string(response, "msg", Text<32>::format("%s missing", key).view());
-            return modem_api_parameter_or_sim;
-        }
-    }
-    return modem_api_success;
-}
-
 int32_t start_upgrade(const UpgradeRequest &wanted, json_object *response)
 {
     const auto command = compose_upgrade(wanted);
@@ -86,16 +64,25 @@ Text<128> filter_version(std::string_view output)
     return version;
 }
 
-int32_t upgrade_modem(json_object *request, json_object *response)
+int32_t modem_upgrade(Request &request, json_object *response)
 {
     static constexpr const char *version_commands[] = {ask_ep06_version, ask_ec25_version};
     if (!first_line_of<20>(find_running_upgrade).empty())
         return refuse(response, modem_api_busy, "The device is upgrading!");
     if (first_line_of<128>(ask_sim_ready).empty())
         return refuse(response, modem_api_parameter_or_sim, "SIM card exception.");
-    UpgradeRequest wanted{};
-    if (const int32_t status = read_upgrade_request(request, response, wanted); status != modem_api_success)
-        return status;
+    if (const Check *missing = find_missing_later(request); missing != nullptr) {
+        kjson_add_string(response, "msg", Text<32>::format("%s missing", missing->key).view());
+        return missing->status;
+    }
+    const UpgradeRequest wanted = {
+        .modem_url = request.text("modem_url"),
+        .target_version = request.text("target_version"),
+        .current_version = request.text("current_version"),
+        .firmware_upload = request.text("firmware_upload"),
+        .hash_type = request.text("hash_type"),
+        .hash_value = request.text("hash_value"),
+    };
     const auto output = ask_version(version_commands);
     if (output.empty())
         return refuse(response, modem_api_failed, "The modem is abnormal and cannot be upgraded.");
@@ -109,7 +96,7 @@ int32_t upgrade_modem(json_object *request, json_object *response)
     return start_upgrade(wanted, response);
 }
 
-int32_t report_upgrade(json_object *, json_object *response)
+int32_t modem_upgrade_status(Request &, json_object *response)
 {
     // An EC25 has no progress to tell.
     static constexpr const char *version_commands[] = {ask_ep06_version};

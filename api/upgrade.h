@@ -1,13 +1,13 @@
 #pragma once
 
-#include <json-c/json.h>
+#include "api/request.h"
 
 #include "platform/text.h"
 
 // The modem's firmware.
 
-int32_t upgrade_modem(json_object *request, json_object *response);
-int32_t report_upgrade(json_object *request, json_object *response);
+int32_t modem_upgrade(Request &request, json_object *response);
+int32_t modem_upgrade_status(Request &request, json_object *response);
 
 /// The letters, digits, points and underscores of what a modem prints as its firmware version, in order; cut at 127.
 Text<128> filter_version(std::string_view output);

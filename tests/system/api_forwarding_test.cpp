@@ -30,11 +30,15 @@ TEST(Forward, SetsBothTargets)
     } rows[] = {
         {"both", R"({"tel":"112,113","email":"you@example.org"})",
          "smsrelay.general.phone='112,113'\nsmsrelay.general.email='you@example.org'\n"},
-        {"an absent e-mail address is emptied", R"({"tel":"112"})", "smsrelay.general.phone='112'\n"},
-        {"an absent number is emptied", R"({"email":"you@example.org"})", "smsrelay.general.email='you@example.org'\n"},
-        {"null counts as absent", R"({"tel":"112","email":null})", "smsrelay.general.phone='112'\n"},
-        {"an empty text empties as well", R"({"tel":"","email":""})", ""},
-        {"a number for a text", R"({"tel":112})", "smsrelay.general.phone='112'\n"},
+        {"an absent e-mail address stays", R"({"tel":"112"})",
+         "smsrelay.general.phone='112'\nsmsrelay.general.email='me@example.org'\n"},
+        {"an absent number stays", R"({"email":"you@example.org"})",
+         "smsrelay.general.phone='110'\nsmsrelay.general.email='you@example.org'\n"},
+        {"null counts as absent", R"({"tel":"112","email":null})",
+         "smsrelay.general.phone='112'\nsmsrelay.general.email='me@example.org'\n"},
+        {"an empty text empties", R"({"tel":"","email":""})", ""},
+        {"an empty text empties one", R"({"tel":""})", "smsrelay.general.email='me@example.org'\n"},
+        {"a number for a text", R"({"tel":112,"email":""})", "smsrelay.general.phone='112'\n"},
         {"neither changes nothing", "{}", "smsrelay.general.phone='110'\nsmsrelay.general.email='me@example.org'\n"},
         {"neither in another form", R"({"tel":null,"email":["x"]})",
          "smsrelay.general.phone='110'\nsmsrelay.general.email='me@example.org'\n"},
@@ -138,21 +142,71 @@ TEST(MailAccount, SucceedsWhateverBecomesOfTheMail)
     EXPECT_EQ(serve(options, account_request).out, "0 {}\n");
 }
 
-TEST(MailAccount, TakesAbsentTextsAsEmptyOnes)
+TEST(MailAccount, WithoutOneStoredTakesAbsentTextsAsEmptyOnes)
 {
     const RouterRun run =
         serve(with_mail_client, "post /modem/sms/account {\"account\":null,\"smtp\":587}\n",
               "uci set smsrelay.general.subject=1; uci commit",
               "cat /etc/ssmtp/ssmtp.conf /etc/ssmtp/revaliases; echo; uci get smsrelay.general.subject");
     EXPECT_EQ(run.out, "0 {}\nroot=\nmailhub=587\nrewriteDomain=\nhostname=\nAuthUser=\nAuthPass=\n"
-                       "AuthMethod=LOGIN\nUseTLS=YES\nFromLineOverride=Yes\nUseSTARTTLS=Yes\nroot::587\n");
+                       "AuthMethod=LOGIN\nUseTLS=YES\nFromLineOverride=Yes\nUseSTARTTLS=Yes\nroot::587\n1\n");
 }
 
-TEST(MailAccount, IsReplacedWhole)
+TEST(MailAccount, KeepsWhatTheRequestDoesNotName)
 {
-    const RouterRun run = serve(with_mail_client, account_request + std::string{"post /modem/sms/account\n"}, ":",
-                                "wc -c </etc/ssmtp/ssmtp.conf; cat /etc/ssmtp/revaliases");
-    EXPECT_EQ(run.out, "0 {}\n0 {}\n126\nroot::");
+    const struct {
+        const char *request;
+        const char *account;
+        const char *password;
+        const char *smtp;
+        const char *number;
+    } rows[] = {
+        {"{}", "me@example.org", "secret", "mail.example.org:465", "+4917012345"},
+        {R"({"password":"new"})", "me@example.org", "new", "mail.example.org:465", "+4917012345"},
+        {R"({"account":"you@example.org","password":null})", "you@example.org", "secret", "mail.example.org:465",
+         "+4917012345"},
+        {R"({"smtp":"other:465","local_tel":"1"})", "me@example.org", "secret", "other:465", "1"},
+    };
+    for (const auto &row : rows) {
+        const RouterRun run =
+            serve(with_mail_client, account_request + std::string{"post /modem/sms/account "} + row.request + "\n", ":",
+                  "sed -n 's/^\\(AuthUser\\|AuthPass\\|mailhub\\)=//p' /etc/ssmtp/ssmtp.conf; cat "
+                  "/etc/ssmtp/revaliases; echo; uci get smsrelay.general.subject");
+        EXPECT_EQ(run.out, std::string{"0 {}\n0 {}\n"} + row.smtp + "\n" + row.account + "\n" + row.password +
+                               "\nroot:" + row.account + ":" + row.smtp + "\n" + row.number + "\n")
+            << row.request;
+    }
+    const RouterRun emptied =
+        serve(with_mail_client,
+              account_request + std::string{R"(post /modem/sms/account {"account":"","password":"",)"
+                                            R"("smtp":"","local_tel":""})"
+                                            "\n"},
+              ":", "wc -c </etc/ssmtp/ssmtp.conf; cat /etc/ssmtp/revaliases");
+    EXPECT_EQ(emptied.out, "0 {}\n0 {}\n126\nroot::") << "an empty text empties";
+}
+
+// The client would else send by the account that it has, and the user would take that for the new one.
+TEST(MailAccount, IsNotSupportedWhereItCannotBeStored)
+{
+    const struct {
+        const char *what;
+        const char *before;
+    } rows[] = {
+        {"no room", "mount -t tmpfs -o size=8k none /etc/ssmtp; echo AuthUser=old >/etc/ssmtp/ssmtp.conf; "
+                    "cat /dev/zero >/etc/ssmtp/rest 2>/dev/null"},
+        {"mounted over", "echo AuthUser=old >/tmp/conf; : >/etc/ssmtp/ssmtp.conf; "
+                         "mount --bind /tmp/conf /etc/ssmtp/ssmtp.conf"},
+        {"a file system that takes no writes", "mount -t tmpfs none /etc/ssmtp; "
+                                               "echo AuthUser=old >/etc/ssmtp/ssmtp.conf; "
+                                               "mount -o remount,ro none /etc/ssmtp"},
+    };
+    for (const auto &row : rows) {
+        const RouterRun run =
+            serve(with_mail_client, account_request, std::string{"mkdir -p /etc/ssmtp; "} + row.before,
+                  "cat /etc/ssmtp/ssmtp.conf; ls /etc/ssmtp | grep -v -x -e ssmtp.conf -e rest");
+        EXPECT_EQ(run.out, "-17 {}\nAuthUser=old\n") << row.what << run.err;
+        EXPECT_EQ(run.journal_of("run"), Lines{"opkg list-installed"}) << row.what << ": no mail leaves";
+    }
 }
 
 TEST(MailAccount, IsReadableByRootOnlyWhereItsFilesAreNew)

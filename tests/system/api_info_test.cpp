@@ -221,7 +221,8 @@ TEST(Settings, WithoutASectionAreEmptyTexts)
                           "network.modem_1_1_2.proto=qmi; "),
               empty)
         << "no protocol but qcm is told";
-    EXPECT_EQ(only_answer({}, R"(get /modem/get {"bus":"../../etc"})"), "0 {}");
+    for (const char *bus : {"", "../../etc", "1-1.2.3.4.5.6.7", "a=b", "$(reboot)"})
+        EXPECT_EQ(only_answer({}, std::string{R"(get /modem/get {"bus":")"} + bus + "\"}"), empty) << bus;
 }
 
 // One modem
@@ -233,8 +234,9 @@ TEST(ModemFacts, NeedBusAndModel)
         EXPECT_EQ(serve({"--modem", "EC25"},
                         request + "{}\n" + request + "{\"modem_id\":3}\n" + request + "{\"bus\":\"1-1.2\"}\n" +
                             request + "{\"bus\":\"1-1.2\",\"modem_id\":77}\n" + request +
-                            "{\"bus\":\"1-1.2\",\"modem_id\":-1}\n" + request + "{\"bus\":\"1;1\",\"modem_id\":3}\n"),
-                  (Lines{"-251 {}", "-251 {}", "-251 {}", "-250 {}", "-250 {}", "-251 {}"}));
+                            "{\"bus\":\"1-1.2\",\"modem_id\":-1}\n" + request + "{\"bus\":\"1;1\",\"modem_id\":3}\n" +
+                            request + "{\"bus\":\"\",\"modem_id\":3}\n"),
+                  (Lines{"-251 {}", "-251 {}", "-251 {}", "-250 {}", "-250 {}", "-251 {}", "-251 {}"}));
     }
 }
 

@@ -78,6 +78,7 @@ TEST(ControlCommands, AreThese)
               "echo 0 > /sys/class/gpio/gpio1/value");
     EXPECT_EQ(compose_show_signal_later("2-1.2").view(), "sleep 15 && signal_led.sh 2-1.2");
     EXPECT_EQ(compose_find_gateway("192.168.8.1").view(), "ifconfig br-lan | grep 192.168.8.1");
+    EXPECT_EQ(compose_find_gateway("fd00::1").view(), "ifconfig br-lan | grep fd00::1");
     EXPECT_EQ(compose_find_gateway("192.168.8.1;reboot").view(), "");
 }
 

@@ -1,0 +1,189 @@
+#include "api/routes.h"
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+// docs/web-api.md and docs/security.md say of every endpoint what the route table says of it. The tables of a document
+// are found and read by their headings.
+
+namespace {
+
+using Lines = std::vector<std::string>;
+using Row = std::map<std::string, std::string>; // heading to cell
+
+std::string trimmed(const std::string &text)
+{
+    const size_t first = text.find_first_not_of(' ');
+    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') + 1 - first);
+}
+
+Lines cells_of(const std::string &line)
+{
+    Lines cells;
+    std::istringstream in{line.substr(1)};
+    for (std::string cell; std::getline(in, cell, '|');)
+        cells.push_back(trimmed(cell));
+    return cells;
+}
+
+// The rows of every table of the document that has a column of that heading. A cell that is empty in such a column
+// has the one above it.
+std::vector<Row> rows_under(const std::string &document, const std::string &heading)
+{
+    std::ifstream in{SOURCE_ROOT "/docs/" + document};
+    EXPECT_TRUE(in) << document;
+    std::vector<Row> rows;
+    Lines headings;
+    std::string above;
+    for (std::string line; std::getline(in, line);) {
+        if (!line.starts_with("|")) {
+            headings.clear();
+            continue;
+        }
+        if (line.starts_with("|---"))
+            continue;
+        const Lines cells = cells_of(line);
+        if (headings.empty()) {
+            headings = cells;
+            continue;
+        }
+        Row row;
+        for (size_t i = 0; i < headings.size() && i < cells.size(); i++)
+            row[headings[i]] = cells[i];
+        if (!row.contains(heading))
+            continue;
+        above = row[heading].empty() ? above : row[heading];
+        row[heading] = above;
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+Lines found_in(const std::string &text, const char *expression)
+{
+    const std::regex pattern{expression};
+    Lines found;
+    for (std::sregex_iterator match{text.begin(), text.end(), pattern}, end; match != end; ++match)
+        found.push_back((*match)[1]);
+    return found;
+}
+
+bool is_optional(Need need)
+{
+    return check_of(need).kind == Check::Kind::optional_bus;
+}
+
+// "`modem_id` (-251)"
+std::string words_of(Need need)
+{
+    const Check &check = check_of(need);
+    const bool is_model = check.kind == Check::Kind::model || check.kind == Check::Kind::bound_model;
+    return (is_model ? "model" : "`" + std::string{check.key} + "`") + " (" + std::to_string(check.status) + ")";
+}
+
+// The cell "required (code)" of an endpoint, as its row of the route table has it.
+std::string required_by(const Endpoint &endpoint)
+{
+    std::string required;
+    std::string later;
+    for (const Need need : endpoint.needs) {
+        if (need == Need::handler)
+            later = required.empty() ? "all later: " : ", the rest later: ";
+        if (need == Need::nothing || need == Need::handler || is_optional(need))
+            continue;
+        required += !later.empty() ? later : required.empty() ? "" : ", ";
+        required += words_of(need);
+        later.clear();
+    }
+    return required;
+}
+
+std::string name_of(const Endpoint &endpoint)
+{
+    return std::string{endpoint.method} + " `" + endpoint.path + "`";
+}
+
+TEST(WebApiDocument, HasTheEndpointsOfTheRouteTableAndNoOther)
+{
+    std::multiset<std::string> documented;
+    for (const Row &row : rows_under("web-api.md", "endpoint"))
+        documented.insert(row.at("endpoint"));
+    std::multiset<std::string> served;
+    for (const Endpoint &endpoint : endpoints)
+        served.insert(name_of(endpoint));
+    EXPECT_EQ(documented, served);
+}
+
+TEST(WebApiDocument, SaysWhatEachEndpointRequiresInItsOrder)
+{
+    for (Row row : rows_under("web-api.md", "endpoint"))
+        for (const Endpoint &endpoint : endpoints)
+            if (row.at("endpoint") == name_of(endpoint)) {
+                ASSERT_TRUE(row.contains("required (code)") || required_by(endpoint).empty()) << name_of(endpoint);
+                EXPECT_EQ(row["required (code)"], required_by(endpoint)) << name_of(endpoint);
+            }
+}
+
+TEST(WebApiDocument, SaysWhichEndpointsTakeABus)
+{
+    for (Row row : rows_under("web-api.md", "endpoint"))
+        for (const Endpoint &endpoint : endpoints)
+            if (row.at("endpoint") == name_of(endpoint)) {
+                // It reads the settings of any bus, so its row needs none.
+                bool takes_bus = std::string_view{endpoint.path} == "/modem/get";
+                for (const Need need : endpoint.needs)
+                    takes_bus = takes_bus || (need != Need::nothing && need != Need::handler && is_optional(need));
+                EXPECT_EQ(row["optional"].find("`bus`") != std::string::npos, takes_bus) << name_of(endpoint);
+            }
+}
+
+// A rule for a text that no endpoint has would keep nothing away.
+TEST(SecurityDocument, HasRulesForTextsOfTheEndpointsOnly)
+{
+    std::map<std::string, std::string> texts; // of each path, as docs/web-api.md has them
+    for (Row row : rows_under("web-api.md", "endpoint"))
+        texts[found_in(row.at("endpoint"), "`([^`]+)`").at(0)] = row["required (code)"] + row["optional"];
+    size_t rules = 0;
+    for (const Row &row : rows_under("security.md", "endpoint")) {
+        const std::string path = found_in(row.at("endpoint"), "`([^`]+)`").at(0);
+        ASSERT_TRUE(texts.contains(path)) << path;
+        for (const std::string &key : found_in(row.at("key"), "`([^`]+)`")) {
+            EXPECT_NE(texts[path].find("`" + key + "`"), std::string::npos) << path << " has no " << key;
+            rules++;
+        }
+    }
+    EXPECT_GE(rules, 14U) << "the tables have another form";
+}
+
+TEST(Handlers, AreNamedAsTheirPaths)
+{
+    std::ifstream in{SOURCE_ROOT "/api/routes.h"};
+    const std::string source{std::istreambuf_iterator<char>{in}, {}};
+    for (const Endpoint &endpoint : endpoints) {
+        const std::string path = endpoint.path;
+        std::string name = path.substr(1);
+        std::replace(name.begin(), name.end(), '/', '_');
+        EXPECT_TRUE(std::regex_search(source, std::regex{"\"" + path + "\", +\"[a-z]+\", +" + name + ","})) << path;
+    }
+}
+
+TEST(RouteTable, IsServedInItsOrder)
+{
+    int32_t count = 0;
+    const ModemRoute *routes = modem_api_routes(&count);
+    ASSERT_EQ(count, static_cast<int32_t>(endpoints.size()));
+    for (size_t i = 0; i < endpoints.size(); i++) {
+        EXPECT_STREQ(routes[i].path, endpoints[i].path);
+        EXPECT_STREQ(routes[i].method, endpoints[i].method);
+    }
+}
+
+} // namespace
