@@ -40,34 +40,9 @@ inline long attempts(const RouterRun &run)
     return std::count(shell.begin(), shell.end(), "ubus call network.interface.modem_1_1_2 up");
 }
 
-/// The router's /etc/config/network as it comes.
-inline const std::string factory_network = R"(
-config interface 'loopback'
-	option device 'lo'
-	option proto 'static'
-	option ipaddr '127.0.0.1'
-	option netmask '255.0.0.0'
-
-config globals 'globals'
-	option ula_prefix 'fd5c:d1a5:72c2::/48'
-
-config device
-	option name 'br-lan'
-	option type 'bridge'
-	list ports 'eth0'
-
-config interface 'lan'
-	option device 'br-lan'
-	option proto 'static'
-	option ipaddr '192.168.1.1'
-	option netmask '255.255.255.0'
-	option ip6assign '60'
-
-config interface 'wan'
-	option device 'eth1'
-	option proto 'dhcp'
-
-config interface 'wan6'
-	option device 'eth1'
-	option proto 'dhcpv6'
-)";
+/// The router's /etc/config/network as it comes, read in a router in which nothing has run.
+inline const std::string &factory_network()
+{
+    static const std::string text = run_shell({}, "cat /etc/config/network").out;
+    return text;
+}

@@ -195,7 +195,7 @@ TEST(ConnectAuto, GoesOnlineOnEveryModelWithARealDatabase)
         });
     const auto results = run_at_once(runs);
     for (size_t i = 0; i < results.size(); i++)
-        EXPECT_EQ(results[i].out, "\nconnect success\n" + factory_network + model_rows[i].section)
+        EXPECT_EQ(results[i].out, "\nconnect success\n" + factory_network() + model_rows[i].section)
             << model_rows[i].modem;
 }
 
@@ -252,7 +252,7 @@ TEST(ConnectAuto, LeavesARouterAloneWhoseNetworkHasMessagesOnly)
 {
     const RouterRun run =
         run_online({"--modem", "EC25,imsi=310590123456789"}, "modemctl connect-auto; echo $?; " + show_network);
-    EXPECT_EQ(run.out, "0\n" + factory_network);
+    EXPECT_EQ(run.out, "0\n" + factory_network());
     EXPECT_EQ(run.journal_of("shell", "modemctl"), (Lines{"echo \"310590123456789\" >/tmp/modem.1-1.2/cimi"}));
     EXPECT_EQ(run.journal_of("run"), Lines{});
 }
@@ -268,7 +268,7 @@ TEST(ConnectAuto, EndsBeforeAnythingIsDoneWithoutADatabase)
         Lines options{"--modem", "EC25,imsi=250011234567890"};
         options.insert(options.end(), database.begin(), database.end());
         const RouterRun run = run_shell(options, "modemctl connect-auto; echo $?; " + show_network);
-        EXPECT_EQ(run.out, "255\n" + factory_network) << database[1];
+        EXPECT_EQ(run.out, "255\n" + factory_network()) << database[1];
         EXPECT_EQ(run.journal_of("shell", "modemctl"), Lines{}) << database[1];
     }
 }
@@ -298,7 +298,7 @@ TEST(ConnectAuto, ConnectsOncePlainlyWithADatabaseThatHasNoEntries)
         });
     const auto results = run_at_once(runs);
     for (size_t i = 0; i < results.size(); i++) {
-        EXPECT_EQ(results[i].out, "\nconnect success\n" + factory_network + plain_serial_section) << databases[i];
+        EXPECT_EQ(results[i].out, "\nconnect success\n" + factory_network() + plain_serial_section) << databases[i];
         EXPECT_EQ(attempts(results[i]), 1) << databases[i];
     }
 }

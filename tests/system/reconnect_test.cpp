@@ -97,7 +97,7 @@ TEST(NewConnectAuto, GivesTheSameConfigurationAgain)
         });
     const auto results = run_at_once(runs);
     for (size_t i = 0; i < results.size(); i++)
-        EXPECT_EQ(results[i].out, "\nconnect success\n" + factory_network + reconnect_rows[i].section)
+        EXPECT_EQ(results[i].out, "\nconnect success\n" + factory_network() + reconnect_rows[i].section)
             << reconnect_rows[i].connect;
 }
 
@@ -110,7 +110,7 @@ TEST(Disconnect, ActsOnTheInterfaceThatTheModelsNameAndOnNoOther)
                    "uci set network.modem.proto=static; uci set network.modem.device=eth0; uci commit network;"
                    "ubus call network reload; modemctl disconnect;" +
                        show);
-    EXPECT_EQ(run.out, "\nmodem disconnect\n\t\"up\": true,\nInterface modem not found\n" + factory_network + R"(
+    EXPECT_EQ(run.out, "\nmodem disconnect\n\t\"up\": true,\nInterface modem not found\n" + factory_network() + R"(
 config interface 'modem_1_1_2'
 	option ifname 'wwan0'
 	option service 'fdd_lte'

@@ -25,7 +25,7 @@ TEST(TwoModems, GoOnlineEachWithItsOwnConfiguration)
     const RouterRun run = run_online(two_modems, std::string(both_online) + "cat /etc/config/network;"
                                                                             "uci get firewall.@zone[1].network;"
                                                                             "uci get mwan3.default_poli.use_member");
-    EXPECT_EQ(run.out, "\nconnect success\n\nconnect success\n" + factory_network + R"(
+    EXPECT_EQ(run.out, "\nconnect success\n\nconnect success\n" + factory_network() + R"(
 config interface 'modem_1_1_2'
 	option ifname 'wwan0'
 	option service 'fdd_lte'

@@ -4,18 +4,13 @@
 #include <gtest/gtest.h>
 
 #include "drivers/ask.h"
+#include "tests/unit/rows.h"
 
 // Replies as modems print them; a person's numbers are masked.
 
 namespace {
 
-struct TextRow {
-    const char *what;
-    const char *reply;
-    const char *expected;
-};
-
-const TextRow model_rows[] = {
+const ReplyRow<const char *> model_rows[] = {
     {"EC25, echo off", "\r\nQuectel\r\nEC25\r\nRevision: EC25AUXGAR08A03M1G\r\n\r\nOK\r\n", " EC25AUXGAR08A03M1G\r"},
     {"EC20, echo on", "ATI\r\r\nQuectel\r\nEC20F\r\nRevision: EC20CEFRSGR08A03M2G\r\n\r\nOK\r\n",
      " EC20CEFRSGR08A03M2G\r"},
@@ -42,12 +37,7 @@ TEST(Model, KeepsTheBlankAndTheCarriageReturnAroundIt)
         EXPECT_EQ(parse_model(row.reply).value_or(""), row.expected) << row.what;
 }
 
-struct BarsRow {
-    const char *what;
-    const char *reply;
-    std::optional<int32_t> expected;
-};
-const BarsRow bars_rows[] = {
+const ReplyRow<std::optional<int32_t>> bars_rows[] = {
     {"EC25", "\r\n+CSQ: 28,99\r\n\r\nOK\r\n", 4},
     {"echo on", "AT+CSQ\r\r\n+CSQ: 5,99\r\n\r\nOK\r\n", 1},
     {"CR CR LF", "AT+CSQ\r\r\n+CSQ: 18,99\r\r\n\r\r\nOK\r\r\n", 2},
@@ -80,7 +70,7 @@ TEST(SignalBars, AreGradedFromTheFirstNumberBehindTheFirstLineBreak)
         EXPECT_EQ(parse_signal_bars(row.reply), row.expected) << row.what;
 }
 
-const TextRow imsi_rows[] = {
+const ReplyRow<const char *> imsi_rows[] = {
     {"EC25", "\r\n732101123456789\r\n\r\nOK\r\n", "732101123456789"},
     {"EC20, echo on", "AT+CIMI\r\r\n460041234567890\r\n\r\nOK\r\n", "460041234567890"},
     {"with its tag, quoted", "\r\n+CIMI: \"250011234567890\"\r\n\r\nOK\r\n", "250011234567890"},
@@ -104,7 +94,7 @@ TEST(Imsi, IsTheFirstRunOfFifteenDigits)
     }
 }
 
-const TextRow digit_rows[] = {
+const ReplyRow<const char *> digit_rows[] = {
     {"fourteen digits", "\r\n26201123456789\r\n\r\nOK\r\n", "26201123456789"},
     {"a URC's number in front", "\r\n+CREG: 1\r\n262011234567890\r\n\r\nOK\r\n", "1"},
     {"a letter among them", "\r\n2620A1234567890\r\n\r\nOK\r\n", "2620"},
@@ -121,7 +111,7 @@ TEST(CopiedDigits, StayWhenTheyAreTooFew)
     }
 }
 
-const TextRow operator_rows[] = {
+const ReplyRow<const char *> operator_rows[] = {
     {"EC25, # and a blank", "\r\n+COPS: 0,0,\"#CoberturaCLARO Claro\",7\r\n\r\nOK\r\n", "#CoberturaCLARO Claro"},
     {"EG25, echo on", "AT+COPS?\r\r\n+COPS: 0,0,\"SGP-M1\",7\r\n\r\nOK\r\n", "SGP-M1"},
     {"EP06, numeric", "\r\n+COPS: 0,2,\"25011\",7\r\n\r\nOK\r\n", "25011"},
@@ -141,12 +131,7 @@ TEST(OperatorName, StandsBetweenTheFirstQuotes)
         EXPECT_EQ(parse_operator(row.reply).value_or(""), row.expected) << row.what;
 }
 
-struct StatusRow {
-    const char *what;
-    const char *reply;
-    std::optional<int> expected;
-};
-const StatusRow registration_rows[] = {
+const ReplyRow<std::optional<int>> registration_rows[] = {
     {"EC25", "\r\n+CREG: 0,1\r\n\r\nOK\r\n", 1},
     {"roaming, echo on", "AT+CREG?\r\r\n+CREG: 0,5\r\n\r\nOK\r\n", 5},
     {"with a cell", "\r\n+CREG: 2,1,\"1206\",\"19E4A03\",13\r\n\r\nOK\r\n", 1},
@@ -174,7 +159,7 @@ TEST(Registered, MeansHomeOrRoamingAtTheEndOfALine)
         EXPECT_FALSE(is_registered(reply)) << reply;
 }
 
-const TextRow imei_rows[] = {
+const ReplyRow<const char *> imei_rows[] = {
     {"EC25", "\r\n862708041234567\r\n\r\nOK\r\n", "862708041234567"},
     {"BG770, echo on", "AT+GSN\r\r\n863593051234567\r\n\r\nOK\r\n", "863593051234567"},
     {"BG95, echo with a blank", " AT+GSN\r\r\n865341041234567\r\n\r\nOK\r\n", "865341041234567"},

@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <memory>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -53,11 +54,17 @@ TEST_P(Product, NeedsNoLibraryButThoseOfTheRouter)
 
 TEST_P(Product, HasNoConstructorsThatRunAtStart)
 {
-    // Besides the compiler's own frame_dummy the array is empty: one pointer.
-    const auto size =
-        output_of("readelf -SW " BUILD_ROOT "/" + std::string{GetParam()} +
-                  " | sed -n 's/.*\\.init_array *INIT_ARRAY *[0-9a-f]* [0-9a-f]* \\([0-9a-f]*\\).*/\\1/p'");
-    EXPECT_EQ(words_of(size), std::set<std::string>{"000008"});
+    // A static constructor of ours would be a second entry of .init_array: the one that is there comes from the C
+    // runtime. Each is a pointer, and the products are built for the processor that runs this test.
+    const std::string sections = output_of("readelf -SW " BUILD_ROOT "/" + std::string{GetParam()});
+    ASSERT_NE(sections.find(" .text "), std::string::npos) << sections;
+    std::smatch found;
+    size_t size = 0;
+    if (std::regex_search(sections, found, std::regex{R"(\.init_array +INIT_ARRAY +[0-9a-f]+ [0-9a-f]+ ([0-9a-f]+) )"}))
+        size = std::stoul(found[1], nullptr, 16);
+    else
+        EXPECT_EQ(sections.find("init_array"), std::string::npos) << sections;
+    EXPECT_LE(size / sizeof(void *), 1u);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Product, testing::Values("modemctl", "libmodemapi.so"));

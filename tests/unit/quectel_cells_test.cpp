@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "drivers/quectel_cells.h"
+#include "tests/unit/rows.h"
 
 namespace {
 
@@ -13,13 +14,7 @@ std::string cells_of(std::string_view reply, void (*parse)(std::string_view, jso
     return json_object_to_json_string_ext(array.get(), JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
 }
 
-struct CellRow {
-    const char *what;
-    const char *reply;
-    const char *cells;
-};
-
-const CellRow carrier_rows[] = {
+const ReplyRow<const char *> carrier_rows[] = {
     {"two carriers of an old firmware",
      "AT+QCAINFO\r\r\n+QCAINFO: \"pss\",250,50,\"LTE BAND 1\",1,277,-97,-9,-71,15\r\n"
      "+QCAINFO: \"sss\",1600,100,\"LTE BAND 3\",2,38,-96,-10,-76,11\r\n\r\nOK\r\n",
@@ -47,10 +42,10 @@ const CellRow carrier_rows[] = {
 TEST(Carriers, AreTheLinesOfPrimaryAndSecondaryServingCells)
 {
     for (const auto &row : carrier_rows)
-        EXPECT_EQ(cells_of(row.reply, parse_carriers), row.cells) << row.what;
+        EXPECT_EQ(cells_of(row.reply, parse_carriers), row.expected) << row.what;
 }
 
-const CellRow serving_rows[] = {
+const ReplyRow<const char *> serving_rows[] = {
     {"EC20 on TDD LTE",
      "\r\n+QENG: "
      "\"servingcell\",\"NOCONN\",\"LTE\",\"TDD\",460,00,C412C83,401,38950,40,5,5,247C,-90,-7,-62,24,37\r\n\r\nOK\r\n",
@@ -85,10 +80,10 @@ const CellRow serving_rows[] = {
 TEST(ServingCell, IsReadByItsTechnology)
 {
     for (const auto &row : serving_rows)
-        EXPECT_EQ(cells_of(row.reply, parse_serving_cells), row.cells) << row.what;
+        EXPECT_EQ(cells_of(row.reply, parse_serving_cells), row.expected) << row.what;
 }
 
-const CellRow neighbour_rows[] = {
+const ReplyRow<const char *> neighbour_rows[] = {
     {"EC20",
      "\r\n+QENG: \"neighbourcell intra\",\"LTE\",38950,401,-7,-90,-62,-20,37,6,22,6,46\r\n"
      "+QENG: \"neighbourcell inter\",\"LTE\",37900,-,-,-,-,-,-,0,22,6\r\n\r\nOK\r\n",
@@ -110,7 +105,7 @@ const CellRow neighbour_rows[] = {
 TEST(NeighbourCells, AreReadByTheirTechnology)
 {
     for (const auto &row : neighbour_rows)
-        EXPECT_EQ(cells_of(row.reply, parse_neighbour_cells), row.cells) << row.what;
+        EXPECT_EQ(cells_of(row.reply, parse_neighbour_cells), row.expected) << row.what;
 }
 
 TEST(CarrierAggregation, NeedsAPrimaryAndASecondaryCarrier)

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/unit/rows.h"
+
 namespace {
 
 TEST(SilenceBudget, IsLongForAnOperatorScanAndARestart)
@@ -30,12 +32,7 @@ TEST(SilenceBudget, IsLongForAnOperatorScanAndARestart)
         EXPECT_EQ(silence_budget(command), half_seconds) << command;
 }
 
-struct OkRow {
-    const char *what;
-    const char *reply;
-    bool expected;
-};
-const OkRow ok_rows[] = {
+const ReplyRow<bool> ok_rows[] = {
     {"plain", "\r\nOK\r\n", true},
     {"echo and CR CR LF", "ATE0\r\r\nOK\r\r\n", true},
     {"line feed only", "OK\n", true},
