@@ -115,7 +115,7 @@ int32_t modem_auto(Request &request, json_object *)
 {
     if (this_board().has_shortcuts)
         execCommand(stop_shortcuts);
-    fork_exec2(compose_auto_connect(request.bus.c_str()).c_str());
+    fork_exec2(compose_auto_connect(request.bus.c_str()));
     return modem_api_success;
 }
 
@@ -164,7 +164,7 @@ int32_t modem_enable(Request &request, json_object *)
     if (kjson_get_boolean(request.json, "disable")) {
         iface_down(down_polls, section.c_str());
         kuci2_set_name(uci, "network", section.c_str(), "disabled", "1");
-        execCommand(compose_kill_tracker(section.c_str()).c_str());
+        execCommand(compose_kill_tracker(section.c_str()));
     } else {
         kuci2_set_name(uci, "network", section.c_str(), "disabled", "0");
     }

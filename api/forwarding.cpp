@@ -103,6 +103,6 @@ int32_t modem_sms_account(Request &request, json_object *response)
     if (!write_mail_file(mail_settings_file, compose_mail_settings(account).view()) ||
         !write_mail_file(mail_aliases_file, compose_mail_aliases(account).view()))
         return modem_api_not_supported;
-    execCommand(compose_verification_mail(account.account).c_str());
+    execCommand(compose_verification_mail(account.account));
     return modem_api_success;
 }

@@ -55,10 +55,8 @@ template <size_t N> Text<N> read_pass_through(const Uci &uci, const char *option
 // The subnet, where the LAN bridge has the gateway's address.
 std::string_view pick_subnet(const Text<24> &subnet, const Text<24> &gateway)
 {
-    const auto command = compose_find_gateway(gateway.c_str());
     Text<128> line;
-    if (!command.empty())
-        getShellCommandReturn(command.c_str(), line);
+    getShellCommandReturn(compose_find_gateway(gateway.c_str()), line);
     return line.empty() ? std::string_view{} : subnet.view();
 }
 

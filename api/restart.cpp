@@ -18,6 +18,8 @@ namespace {
 
 constexpr unsigned int boot_time_s = 20; // until a modem that restarts shows its ports again
 constexpr int port_lookups = 30;
+// The modem of the dual-SIM holder is on this bus, whichever bus was asked for.
+constexpr char holder_bus[] = "2-1.2";
 
 struct RestartRow {
     int32_t first_id;
@@ -61,11 +63,11 @@ void switch_holder(bool to_second)
     }
     const Uci uci = kuci2_init();
     kuci2_set(uci, "cellconf.sim.sim_num", to_second ? "2" : "1");
-    execCommand(compose_set_sim_gpio(to_second, value_file.c_str()).c_str());
+    execCommand(compose_set_sim_gpio(to_second, value_file.c_str()));
     sleep(1);
     kuci2_commit(uci, "cellconf");
-    execCommand(forget_signal);
-    execCommand(forget_imsi);
+    execCommand(compose_forget_signal(holder_bus));
+    execCommand(compose_forget_imsi(holder_bus));
 }
 
 } // namespace
@@ -86,8 +88,8 @@ int32_t modem_reset(Request &request, json_object *)
     bus_to_ident(bus, ident);
 
     execCommand(refresh_carrier_settings);
-    execCommand(compose_interface_down(ident.c_str()).c_str());
-    execCommand(compose_forget_modem(bus).c_str());
+    execCommand(compose_interface_down(ident.c_str()));
+    execCommand(compose_forget_modem(bus));
     const RestartCommands commands = pick_restart_commands(entry->modem_id);
     if (!kjson_get_boolean(request.json, "disable"))
         power_cycle_modem(bus);
@@ -98,7 +100,7 @@ int32_t modem_reset(Request &request, json_object *)
     if (!wait_for_ports(request.bus))
         return modem_api_no_modem;
     fork_exec2(start_sms_daemon_later);
-    execCommand(compose_interface_start(ident.c_str()).c_str());
+    execCommand(compose_interface_start(ident.c_str()));
     sleep(1);
     return modem_api_success;
 }
@@ -117,6 +119,6 @@ int32_t modem_sim_switch(Request &request, json_object *)
     else
         power_cycle_modem(bus_name.c_str());
     sleep(boot_time_s);
-    fork_exec2(compose_show_signal_later(bus_name.empty() ? "2-1.2" : bus_name.c_str()).c_str());
+    fork_exec2(compose_show_signal_later(bus_name.empty() ? holder_bus : bus_name.c_str()));
     return modem_api_success;
 }

@@ -1,64 +1,75 @@
 #include "api/shell_lines.h"
 
-Text<300> compose_send_message(const char *number, const char *message, const char *type)
+#include "core/model/state_dir.h"
+
+ShellLine<300> compose_send_message(const char *number, const char *message, const char *type)
 {
-    return Text<300>::format("sendsms '%s' '%s' '%s'", number, message, type);
+    return ShellLine<300>::cut("sendsms '{}' '{}' '{}'", Piece::as_it_came(number), Piece::as_it_came(message),
+                               Piece::as_it_came(type));
 }
 
-Text<512> compose_verification_mail(const char *account)
+ShellLine<512> compose_verification_mail(const char *account)
 {
-    return Text<512>::format("timeout 15 echo -e 'From: %s\nSubject:Verification email\n"
-                             "Content-Type: text/html;charset=UTF-8\n\n"
-                             " This email account has been set to sms forward sender successfully - Norvane'"
-                             "| ssmtp -vvv '%s' ",
-                             account, account);
+    return ShellLine<512>::cut("timeout 15 echo -e 'From: {}\nSubject:Verification email\n"
+                               "Content-Type: text/html;charset=UTF-8\n\n"
+                               " This email account has been set to sms forward sender successfully - Norvane'"
+                               "| ssmtp -vvv '{}' ",
+                               Piece::as_it_came(account), Piece::as_it_came(account));
 }
 
-Text<512> compose_upgrade(const UpgradeRequest &request)
+ShellLine<512> compose_upgrade(const UpgradeRequest &request)
 {
-    Text<512> command;
-    if (!command.out().assign_format("/usr/bin/modem_fw_flash %s %s %s %s %s", request.firmware_upload,
-                                     request.modem_url, request.target_version, request.hash_type, request.hash_value))
-        command.clear();
-    return command;
+    return ShellLine<512>{"/usr/bin/modem_fw_flash {} {} {} {} {}", Piece::as_it_came(request.firmware_upload),
+                          Piece::as_it_came(request.modem_url),     Piece::as_it_came(request.target_version),
+                          Piece::as_it_came(request.hash_type),     Piece::as_it_came(request.hash_value)};
 }
 
-Text<100> compose_auto_connect(const char *bus)
+ShellLine<100> compose_auto_connect(const char *bus)
 {
-    return Text<100>::format("modemctl -B %s connect-auto", bus);
+    return ShellLine<100>{"modemctl -B {} connect-auto", Piece::bus(bus)};
 }
 
-Text<100> compose_kill_tracker(const char *iface)
+ShellLine<100> compose_kill_tracker(const char *iface)
 {
-    return Text<100>::format("kill $(ps|grep mwan3track|grep %s|awk -F ' ' '{print $1}')", iface);
+    return ShellLine<100>{"kill $(ps|grep mwan3track|grep {}|awk -F ' ' '{print $1}')", Piece::interface(iface)};
 }
 
-Text<100> compose_interface_down(const char *ident)
+ShellLine<100> compose_interface_down(const char *ident)
 {
-    return Text<100>::format("ifdown modem_%s", ident);
+    return ShellLine<100>{"ifdown modem_{}", Piece::interface(ident)};
 }
 
-Text<100> compose_interface_start(const char *ident)
+ShellLine<100> compose_interface_start(const char *ident)
 {
-    return Text<100>::format("ifup modem_%s", ident);
+    return ShellLine<100>{"ifup modem_{}", Piece::interface(ident)};
 }
 
-Text<100> compose_forget_modem(const char *bus)
+ShellLine<100> compose_forget_modem(const char *bus)
 {
-    return Text<100>::format("rm -rf /tmp/modem.%s;/etc/init.d/smstools3 stop", bus);
+    return ShellLine<100>{"rm -rf {};/etc/init.d/smstools3 stop", Piece::path(state_dir(bus).view())};
 }
 
-Text<256> compose_set_sim_gpio(bool second, const char *file)
+ShellLine<100> compose_forget_signal(const char *bus)
 {
-    return Text<256>::format("echo %d > %s", second ? 1 : 0, file);
+    return ShellLine<100>{"rm -rf {}/signal*", Piece::path(state_dir(bus).view())};
 }
 
-Text<100> compose_show_signal_later(const char *bus)
+ShellLine<100> compose_forget_imsi(const char *bus)
 {
-    return Text<100>::format("sleep 15 && signal_led.sh %s", bus);
+    return ShellLine<100>{"rm -rf {}/cimi", Piece::path(state_dir(bus).view())};
 }
 
-Text<256> compose_find_gateway(const char *gateway)
+ShellLine<100> compose_set_sim_gpio(bool second, const char *file)
 {
-    return is_made_of(gateway, ".:") ? Text<256>::format("ifconfig br-lan | grep %s", gateway) : Text<256>{};
+    return ShellLine<100>{"echo {} > {}", Piece::code(second ? "1" : "0"), Piece::path(file)};
+}
+
+ShellLine<100> compose_show_signal_later(const char *bus)
+{
+    return ShellLine<100>{"sleep 15 && signal_led.sh {}", Piece::bus(bus)};
+}
+
+ShellLine<100> compose_find_gateway(const char *gateway)
+{
+    return ShellLine<100>{"ifconfig br-lan | grep {}", Piece::address(gateway)};
 }

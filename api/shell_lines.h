@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/text.h"
+#include "platform/shell_line.h"
 
-// What the handlers of messages, forwarding and upgrade hand to the shell. The texts of a request stand in these lines
-// as they came: docs/security.md tells what a back end refuses before it calls a handler.
+// Every line that the handlers give to the shell. The texts of messages, mail accounts and upgrades go into them as
+// they came: docs/security.md says what a back end refuses before it calls a handler.
 
 inline constexpr char find_mail_client[] = "opkg list-installed | grep ssmtp";
 inline constexpr char find_running_upgrade[] = "ps -w | grep modem_fw_flash | grep -v grep";
@@ -18,10 +18,10 @@ inline constexpr char notify_agent_of_progress[] = "sleep 5; ubus call mqtt noti
 
 /// Sends a message through the SMS daemon. Cut at 299 bytes, mostly within a text, which the shell then refuses for
 /// want of a quote.
-Text<300> compose_send_message(const char *number, const char *message, const char *type);
+ShellLine<300> compose_send_message(const char *number, const char *message, const char *type);
 
 /// Mails a message from account to itself; cut as above at 511 bytes.
-Text<512> compose_verification_mail(const char *account);
+ShellLine<512> compose_verification_mail(const char *account);
 
 struct UpgradeRequest {
     const char *modem_url;
@@ -33,9 +33,7 @@ struct UpgradeRequest {
 };
 
 /// Empty when it does not fit: half a URL is never flashed.
-Text<512> compose_upgrade(const UpgradeRequest &request);
-
-// What the control handlers hand to the shell. A bus is checked where it is read from the request.
+ShellLine<512> compose_upgrade(const UpgradeRequest &request);
 
 inline constexpr char reload_led_later[] = "sleep 10 ;/etc/init.d/led reload 2>&1 >/dev/null";
 inline constexpr char kill_other_instances[] = "killall -9 modemctl 2>/dev/null";
@@ -44,18 +42,18 @@ inline constexpr char check_carrier_later[] = "sleep 20 && /usr/bin/carrier_chec
 inline constexpr char start_sms_daemon_later[] = "sleep 3 && /etc/init.d/smstools3 start";
 inline constexpr char export_sim_gpio[] = "echo 1 >/sys/class/gpio/export";
 inline constexpr char direct_sim_gpio[] = "echo out >/sys/class/gpio/gpio1/direction";
-// The modem of the dual-SIM holder sits on this bus, whichever bus was asked for.
-inline constexpr char forget_signal[] = "rm -rf /tmp/modem.2-1.2/signal*";
-inline constexpr char forget_imsi[] = "rm -rf /tmp/modem.2-1.2/cimi";
 
-Text<100> compose_auto_connect(const char *bus);
+ShellLine<100> compose_auto_connect(const char *bus);
 /// Ends the multi-WAN tracker of an interface.
-Text<100> compose_kill_tracker(const char *iface);
-Text<100> compose_interface_down(const char *ident);
-Text<100> compose_interface_start(const char *ident);
+ShellLine<100> compose_kill_tracker(const char *iface);
+ShellLine<100> compose_interface_down(const char *ident);
+ShellLine<100> compose_interface_start(const char *ident);
 /// Drops everything that is kept about the modem on bus.
-Text<100> compose_forget_modem(const char *bus);
-Text<256> compose_set_sim_gpio(bool second, const char *file);
-Text<100> compose_show_signal_later(const char *bus);
-/// Prints the LAN bridge's line that holds the gateway. Empty, and not run, when gateway is no address.
-Text<256> compose_find_gateway(const char *gateway);
+ShellLine<100> compose_forget_modem(const char *bus);
+/// Drops what is kept about its signal, and the IMSI.
+ShellLine<100> compose_forget_signal(const char *bus);
+ShellLine<100> compose_forget_imsi(const char *bus);
+ShellLine<100> compose_set_sim_gpio(bool second, const char *file);
+ShellLine<100> compose_show_signal_later(const char *bus);
+/// Prints the LAN bridge's line that holds the gateway.
+ShellLine<100> compose_find_gateway(const char *gateway);

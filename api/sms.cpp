@@ -60,9 +60,8 @@ int32_t modem_sms_delete_all(Request &request, json_object *)
 int32_t modem_sms_send(Request &request, json_object *)
 {
     set_current_modem_id(request.model->modem_id);
-    execCommand(
-        compose_send_message(request.text("number"), request.text("message"), request.text_or("type", "international"))
-            .c_str());
+    execCommand(compose_send_message(request.text("number"), request.text("message"),
+                                     request.text_or("type", "international")));
     return modem_api_success;
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int version_attempts = 5;
 
-template <size_t N> Text<N> first_line_of(const char *command)
+template <size_t N> Text<N> first_line_of(ShellCommand command)
 {
     Text<N> line;
     getShellCommandReturnLine(command, line);
@@ -29,11 +29,11 @@ int32_t refuse(json_object *response, int32_t status, const char *reason)
 }
 
 // What the first of the commands prints that prints something, asked several times; empty when none does.
-Text<1024> ask_version(std::span<const char *const> commands)
+Text<1024> ask_version(std::span<const ShellCommand> commands)
 {
     Text<1024> output;
     for (int attempt = 0; attempt < version_attempts; attempt++)
-        for (const char *command : commands) {
+        for (const ShellCommand command : commands) {
             getShellCommandReturn(command, output);
             if (!output.empty())
                 return output;
@@ -49,7 +49,7 @@ int32_t start_upgrade(const UpgradeRequest &wanted, json_object *response)
         return modem_api_parameter_or_sim;
     }
     syslog(LOG_DEBUG, "Modem upgrde:%s\n", command.c_str());
-    fork_exec2(command.c_str());
+    fork_exec2(command);
     return modem_api_success;
 }
 
@@ -66,7 +66,7 @@ Text<128> filter_version(std::string_view output)
 
 int32_t modem_upgrade(Request &request, json_object *response)
 {
-    static constexpr const char *version_commands[] = {ask_ep06_version, ask_ec25_version};
+    static constexpr ShellCommand version_commands[] = {ask_ep06_version, ask_ec25_version};
     if (!first_line_of<20>(find_running_upgrade).empty())
         return refuse(response, modem_api_busy, "The device is upgrading!");
     if (first_line_of<128>(ask_sim_ready).empty())
@@ -99,7 +99,7 @@ int32_t modem_upgrade(Request &request, json_object *response)
 int32_t modem_upgrade_status(Request &, json_object *response)
 {
     // An EC25 has no progress to tell.
-    static constexpr const char *version_commands[] = {ask_ep06_version};
+    static constexpr ShellCommand version_commands[] = {ask_ep06_version};
     const auto output = ask_version(version_commands);
     fork_exec2(notify_agent_of_progress);
     if (output.empty()) {

@@ -22,13 +22,12 @@ void keep_imsi(const ModemDriver &rec)
     if (command.empty() || state_path(rec.bus.c_str(), "cimi").empty())
         return;
     ensure_state_dir(rec.bus.c_str());
-    execCommand(command.c_str());
+    execCommand(command);
 }
 
 HeapText find_operator(std::string_view code)
 {
-    const auto command = compose_find_operator(code);
-    return command.empty() ? nullptr : getShellCommandReturnDynamic(command.c_str());
+    return getShellCommandReturnDynamic(compose_find_operator(code));
 }
 
 std::string_view without_line_end(std::string_view name)

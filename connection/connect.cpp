@@ -87,7 +87,7 @@ int connect_by_qmi_device(const ModemDriver &rec, const char *proto, bool stop_a
     configure(rec, {proto, rec.qmi_netdev}, device, settings);
     execCommand(kill_qmi_clients);
     if (stop_autoconnect && rec.modem_id != unknown_modem_id)
-        run_composed(compose_stop_autoconnect(device.path()).c_str());
+        execCommand(compose_stop_autoconnect(device.path()));
     return bring_up(rec, device.budget_s());
 }
 

@@ -20,11 +20,10 @@ std::string_view without_trailing_blanks(std::string_view text)
     return first_characters(text, text.find_last_not_of(' ') + 1);
 }
 
-Zone read_zone(const char *command)
+Zone read_zone(ShellCommand command)
 {
     Zone zone;
-    if (*command != '\0')
-        getShellCommandReturnLine(command, zone);
+    getShellCommandReturnLine(command, zone);
     return zone;
 }
 
@@ -32,11 +31,11 @@ Zone read_zone(const char *command)
 // lost.
 void write_zone(std::string_view zone, std::string_view iface)
 {
-    const ShellCommand set = compose_set_wan_zone(without_trailing_blanks(zone), iface);
+    const auto set = compose_set_wan_zone(without_trailing_blanks(zone), iface);
     if (set.empty() || !kuci_has_room("firewall"))
         return;
-    run_composed(set.c_str());
-    run_composed(compose_commit("firewall", this_board().needs_sync).c_str());
+    execCommand(set);
+    execCommand(compose_commit("firewall", this_board().needs_sync));
     execCommand(reload_firewall);
 }
 
@@ -51,9 +50,9 @@ void enter_zone(const char *iface)
 
 void leave_zone(const char *iface)
 {
-    const ShellCommand read = compose_read_wan_zone_without(iface);
+    const auto read = compose_read_wan_zone_without(iface);
     if (!read.empty())
-        write_zone(read_zone(read.c_str()).view(), {});
+        write_zone(read_zone(read).view(), {});
 }
 
 } // namespace
@@ -61,7 +60,7 @@ void leave_zone(const char *iface)
 int iface_up(int budget_s, const char *iface)
 {
     reload_network(ubus_timeout_s);
-    run_composed(compose_interface_up(iface).c_str());
+    execCommand(compose_interface_up(iface));
     enter_zone(iface);
     for (int i = 0; i < budget_s; i++) {
         sleep(1);
@@ -77,8 +76,8 @@ int iface_down(int polls, const char *iface)
     if (board.has_shortcuts)
         execCommand(stop_shortcuts);
     if (kuci_has_room("network")) {
-        run_composed(compose_disable_interface(iface).c_str());
-        run_composed(compose_commit("network", board.needs_sync).c_str());
+        execCommand(compose_disable_interface(iface));
+        execCommand(compose_commit("network", board.needs_sync));
     }
     reload_network(ubus_timeout_s);
     for (int i = 0; i < polls; i++) {

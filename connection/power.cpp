@@ -1,7 +1,5 @@
 #include "connection/power.h"
 
-#include <array>
-
 #include "connection/shell_lines.h"
 #include "platform/boards.h"
 #include "platform/shell.h"
@@ -11,15 +9,15 @@ namespace {
 Text<100> probe_power_file(std::string_view bus)
 {
     const bool is_first_port = bus == "1-1.2" || bus == "1-1";
-    const std::array probes = {
+    const ShellCommand probes[] = {
         "ls /sys/class/leds/*:usbpow*/brightness",
         "ls /sys/class/gpio/usbpow/value",
         "ls /sys/class/leds/*:3gcontrol/brightness",
-        is_first_port ? "ls /sys/class/gpio/gpio0/value" : "ls /sys/class/gpio/gpio2/value",
+        is_first_port ? ShellCommand{"ls /sys/class/gpio/gpio0/value"} : "ls /sys/class/gpio/gpio2/value",
         "ls /sys/class/gpio/gpio2/value",
     };
     Text<100> file;
-    for (const char *probe : probes) {
+    for (const ShellCommand probe : probes) {
         getShellCommandReturnLine(probe, file);
         if (!file.empty())
             break;
@@ -32,7 +30,7 @@ Text<100> probe_power_file(std::string_view bus)
 void power_cycle_modem(const char *bus)
 {
     const Board &board = this_board();
-    if (board.power_command != nullptr) {
+    if (!board.power_command.empty()) {
         execCommand(board.power_command);
         return;
     }
@@ -40,5 +38,5 @@ void power_cycle_modem(const char *bus)
     const auto file = place != nullptr ? Text<100>{std::string_view{place->power_file}} : probe_power_file(bus);
     const bool is_high = place != nullptr ? place->is_pulse_high : board.is_pulse_high;
     if (!file.empty())
-        run_composed(compose_power_pulse(file.c_str(), is_high).c_str());
+        execCommand(compose_power_pulse(file.c_str(), is_high));
 }

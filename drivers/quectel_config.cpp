@@ -72,7 +72,7 @@ Setting read_setting(const Uci &uci, const char *path, const char *default_value
 }
 
 // A pipe that somebody put in the file's place would hold us up for ever.
-Text<20> capture(const char *command, const char *file)
+Text<20> capture(ShellCommand command, const char *file)
 {
     Text<20> captured;
     if (can_be_read_to_its_end(file))

@@ -1,6 +1,6 @@
 #pragma once
 
-// Every line that this room hands to the shell. The files are the SIM watcher's: "ready" or what is wrong, and the
+// Every line that this room gives to the shell. The files are the SIM watcher's: "ready" or what is wrong, and the
 // card's operator where modems need to know it ("verizon").
 
 inline constexpr char sim_status_file[] = "/tmp/sim_status";

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string_view>
+#include "platform/shell_line.h"
 
 /// Where a modem sits on a board with places for several, and what is wired to that place.
 struct ModemPlace {
@@ -14,7 +14,7 @@ struct ModemPlace {
 struct Board {
     const char *name = "";               ///< as get_model_name gives it
     bool has_variants = false;           ///< every name that contains this one is this board too
-    const char *power_command = nullptr; ///< switches the modem's power off and on; null: a control file is pulsed
+    ShellCommand power_command = {};     ///< switches the modem's power off and on; empty: a control file is pulsed
     bool is_pulse_high = false;          ///< the control file is pulsed 1, 0 rather than 0, 1
     const ModemPlace *places = nullptr;  ///< null: one modem; control file to be found, metric not the board's
     const char *versioned_bus = nullptr; ///< the modem on this bus reports the board's version and SIM number

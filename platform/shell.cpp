@@ -46,10 +46,10 @@ void reset_signals()
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-[[noreturn]] void become_shell(const char *command)
+[[noreturn]] void become_shell(ShellCommand command)
 {
     reset_signals();
-    execl("/bin/sh", "sh", "-c", command, nullptr);
+    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
     _exit(127);
 }
 
@@ -98,10 +98,10 @@ int wait_for(pid_t child)
 // command whose reader goes away would be killed halfway), and the command's end is waited for.
 class ShellOutput {
   public:
-    explicit ShellOutput(const char *command)
+    explicit ShellOutput(ShellCommand command)
     {
         int ends[2];
-        if (pipe2(ends, O_CLOEXEC) != 0)
+        if (command.empty() || pipe2(ends, O_CLOEXEC) != 0)
             return;
         output_ = Fd{ends[0]};
         const Fd input{ends[1]};
@@ -146,7 +146,7 @@ class ShellOutput {
 };
 
 // The command's output up to the first ending, all of it where ending is a zero byte.
-int store_output(const char *command, char ending, TextOut out)
+int store_output(ShellCommand command, char ending, TextOut out)
 {
     out.clear();
     ShellOutput output{command};
@@ -164,17 +164,17 @@ int store_output(const char *command, char ending, TextOut out)
 
 } // namespace
 
-int getShellCommandReturn(const char *command, TextOut out)
+int getShellCommandReturn(ShellCommand command, TextOut out)
 {
     return store_output(command, '\0', out);
 }
 
-int getShellCommandReturnLine(const char *command, TextOut out)
+int getShellCommandReturnLine(ShellCommand command, TextOut out)
 {
     return store_output(command, '\n', out);
 }
 
-HeapText getShellCommandReturnDynamic(const char *command)
+HeapText getShellCommandReturnDynamic(ShellCommand command)
 {
     ShellOutput output{command};
     HeapText text;
@@ -198,15 +198,16 @@ HeapText getShellCommandReturnDynamic(const char *command)
 int getUciReturn(const char *path, TextOut out)
 {
     out.clear();
-    Text<256> command;
     // The quotes keep "@type[0]" from being read as a file name pattern; a path that could leave them is none.
-    if (strchr(path, '\'') || !command.out().assign_format("uci -q get '%s'", path))
+    if (strchr(path, '\''))
         return -1;
-    return getShellCommandReturnLine(command.c_str(), out);
+    return getShellCommandReturnLine(ShellLine<256>{"uci -q get '{}'", Piece::as_it_came(path)}, out);
 }
 
-int execCommand(const char *command)
+int execCommand(ShellCommand command)
 {
+    if (command.empty())
+        return -1;
     const ChildSignalBlocked guard;
     const pid_t child = fork();
     if (child == 0)
@@ -214,9 +215,11 @@ int execCommand(const char *command)
     return child < 0 ? -1 : wait_for(child);
 }
 
-int fork_exec2(const char *command)
+int fork_exec2(ShellCommand command)
 {
     constexpr int not_started = 1;
+    if (command.empty())
+        return -1;
     const ChildSignalBlocked guard;
     const pid_t child = fork();
     if (child == 0) {

@@ -1,19 +1,19 @@
 #pragma once
 
-#include "platform/text.h"
+#include "platform/shell_line.h"
 
 // All run the command with /bin/sh. All but fork_exec2 wait for its end and leave it the program's standard error. A
-// command that cannot be started prints nothing. Zero bytes in an output are left out.
+// command that cannot be started prints nothing, and an empty one is never started. Zero bytes in an output are left out.
 
 /// What the command prints, cut at out's capacity (the rest is read and thrown away). @return bytes stored, -1 when the
 /// command could not be started
-int getShellCommandReturn(const char *command, TextOut out);
+int getShellCommandReturn(ShellCommand command, TextOut out);
 
 /// The first line of it, without its newline. @return as above
-int getShellCommandReturnLine(const char *command, TextOut out);
+int getShellCommandReturnLine(ShellCommand command, TextOut out);
 
 /// All of it, at most 1 MiB. Null when the command could not be started or printed nothing.
-HeapText getShellCommandReturnDynamic(const char *command);
+HeapText getShellCommandReturnDynamic(ShellCommand command);
 
 /// The option at path as "uci get" prints it, by the router's uci command: the first line, empty when unset.
 /// @return bytes stored, -1 when the command could not be started
@@ -21,9 +21,9 @@ int getUciReturn(const char *path, TextOut out);
 
 /// Runs the command and waits. @return its exit status; -1 when it could not be started, when it was killed, and in a
 /// process that ignores SIGCHLD (the system then keeps no status)
-int execCommand(const char *command);
+int execCommand(ShellCommand command);
 
 /// Starts the command in a session of its own, with none of our descriptors and /dev/null as its standard streams, and
 /// does not wait: a caller that captures our output is not held up by it. Its end leaves no zombie behind.
 /// @return 0, -1 when it could not be started
-int fork_exec2(const char *command);
+int fork_exec2(ShellCommand command);

@@ -10,8 +10,7 @@ namespace {
 
 Json read_ifstatus(const char *iface)
 {
-    const auto command = compose_ifstatus(iface);
-    const HeapText text = command.empty() ? nullptr : getShellCommandReturnDynamic(command.c_str());
+    const HeapText text = getShellCommandReturnDynamic(compose_ifstatus(iface));
     if (text == nullptr || strstr(text.get(), "not found") != nullptr)
         return nullptr;
     Json status{json_tokener_parse(text.get())};

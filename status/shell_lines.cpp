@@ -1,17 +1,13 @@
 #include "status/shell_lines.h"
 
-#include <cstring>
+#include "core/model/state_dir.h"
 
-#include "platform/interface_state.h"
-
-Text<120> compose_ifstatus(const char *iface)
+ShellLine<100> compose_ifstatus(const char *iface)
 {
-    if (strlen(iface) > longest_interface_name || !is_made_of(iface, "_-."))
-        return {};
-    return Text<120>::format("ifstatus %s 2>/dev/null", iface);
+    return ShellLine<100>{"ifstatus {} 2>/dev/null", Piece::interface(iface)};
 }
 
-Text<64> compose_read_signal_cache(const char *bus)
+ShellLine<100> compose_read_signal_cache(const char *bus)
 {
-    return Text<64>::format("cat /tmp/modem.%s/signal 2>/dev/null", bus);
+    return ShellLine<100>{"cat {}/signal 2>/dev/null", Piece::path(state_dir(bus).view())};
 }

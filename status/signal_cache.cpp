@@ -69,7 +69,7 @@ const Technology *technology_of(json_object *cache)
 
 Json read_signal_cache(const char *bus)
 {
-    const HeapText text = getShellCommandReturnDynamic(compose_read_signal_cache(bus).c_str());
+    const HeapText text = getShellCommandReturnDynamic(compose_read_signal_cache(bus));
     Json cache{text == nullptr ? nullptr : json_tokener_parse(text.get())};
     return json_object_is_type(cache.get(), json_type_object) ? std::move(cache) : nullptr;
 }

@@ -40,7 +40,7 @@ int32_t read_live_channel()
     if (!is_channel_free(radio.is_off, radio.channel.view()))
         return -1;
     Text<16> channel;
-    getShellCommandReturnLine(compose_read_channel(radio.is_main_off ? "ath3" : "ath0").c_str(), channel);
+    getShellCommandReturnLine(compose_read_channel(radio.is_main_off ? "ath3" : "ath0"), channel);
     return text_to_int(channel.c_str());
 }
 

@@ -1,6 +1,6 @@
 #include "wifi/shell_lines.h"
 
-Text<128> compose_read_channel(const char *device)
+ShellLine<100> compose_read_channel(const char *device)
 {
-    return Text<128>::format("iwinfo %s info 2>/dev/null | grep Channel | awk '{print $4}'", device);
+    return ShellLine<100>{"iwinfo {} info 2>/dev/null | grep Channel | awk '{print $4}'", Piece::interface(device)};
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/text.h"
+#include "platform/shell_line.h"
 
-// Every line that this room hands to the shell.
+// Every line that this room gives to the shell.
 
 /// Prints the channel that the radio of a network device uses.
-Text<128> compose_read_channel(const char *device);
+ShellLine<100> compose_read_channel(const char *device);

@@ -4,14 +4,10 @@
 
 #include "platform/files.h"
 
-namespace {
-
 Text<100> state_dir(const char *bus)
 {
     return Text<100>::format("/tmp/modem.%s", bus);
 }
-
-} // namespace
 
 void ensure_state_dir(const char *bus)
 {

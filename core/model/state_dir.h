@@ -8,6 +8,9 @@
 // "modem-imei", "cimi", "signal", "fail_count". It lives in /tmp, where any user can create the folder first, so every
 // path into it is made here, together with the ownership check.
 
+/// The folder's path.
+Text<100> state_dir(const char *bus);
+
 /// Makes "/tmp/modem.<bus>" (mode 0755) if it is missing.
 void ensure_state_dir(const char *bus);
 

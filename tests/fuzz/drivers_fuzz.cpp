@@ -323,33 +323,33 @@ int read_usb_ids(const char *, uint32_t &, uint32_t &)
 }
 
 // No shell; what a command would print comes from the replies too.
-int getShellCommandReturn(const char *, TextOut out)
+int getShellCommandReturn(ShellCommand, TextOut out)
 {
     out.assign(take(replies, '\f'));
     return static_cast<int>(out.view().size());
 }
 
-int getShellCommandReturnLine(const char *command, TextOut out)
+int getShellCommandReturnLine(ShellCommand command, TextOut out)
 {
     return getShellCommandReturn(command, out);
 }
 
-HeapText getShellCommandReturnDynamic(const char *)
+HeapText getShellCommandReturnDynamic(ShellCommand)
 {
     return nullptr;
 }
 
-int getUciReturn(const char *path, TextOut out)
+int getUciReturn(const char *, TextOut out)
 {
-    return getShellCommandReturn(path, out);
+    return getShellCommandReturn({}, out);
 }
 
-int execCommand(const char *)
+int execCommand(ShellCommand)
 {
     return 0;
 }
 
-int fork_exec2(const char *)
+int fork_exec2(ShellCommand)
 {
     return 0;
 }

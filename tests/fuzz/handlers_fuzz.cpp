@@ -52,23 +52,23 @@ const ModemRoute &take_route(std::string_view &input)
 
 } // namespace
 
-int getShellCommandReturn(const char *command, TextOut out)
+int getShellCommandReturn(ShellCommand command, TextOut out)
 {
-    record(command);
-    out.assign(std::string_view{command}.find("QGMR") == std::string_view::npos ? "installed\n" : "EP06_1\r\n");
+    record(command.c_str());
+    out.assign(std::string_view{command.c_str()}.find("QGMR") == std::string_view::npos ? "installed\n" : "EP06_1\r\n");
     return static_cast<int>(out.view().size());
 }
 
-int getShellCommandReturnLine(const char *command, TextOut out)
+int getShellCommandReturnLine(ShellCommand command, TextOut out)
 {
-    record(command);
-    out.assign(std::string_view{command}.find("ps -w") == std::string_view::npos ? "READY" : "");
+    record(command.c_str());
+    out.assign(std::string_view{command.c_str()}.find("ps -w") == std::string_view::npos ? "READY" : "");
     return static_cast<int>(out.view().size());
 }
 
-HeapText getShellCommandReturnDynamic(const char *command)
+HeapText getShellCommandReturnDynamic(ShellCommand command)
 {
-    record(command);
+    record(command.c_str());
     return HeapText{strdup("{\"up\":true}")};
 }
 
@@ -79,15 +79,15 @@ int getUciReturn(const char *path, TextOut out)
     return 0;
 }
 
-int execCommand(const char *command)
+int execCommand(ShellCommand command)
 {
-    record(command);
+    record(command.c_str());
     return 0;
 }
 
-int fork_exec2(const char *command)
+int fork_exec2(ShellCommand command)
 {
-    record(command);
+    record(command.c_str());
     return 0;
 }
 

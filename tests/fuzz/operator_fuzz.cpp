@@ -41,9 +41,9 @@ std::string member(const Json &object, const char *name)
 } // namespace
 
 /// The one command that is run here: "cat /usr/share/modem/operator.dat|grep <code>|cut -d ',' -f 2".
-HeapText getShellCommandReturnDynamic(const char *command)
+HeapText getShellCommandReturnDynamic(ShellCommand command)
 {
-    const std::string_view text = command;
+    const std::string_view text = command.c_str();
     const size_t grep = text.find("grep ");
     check(grep != std::string_view::npos, "an operator is looked up with grep");
     const std::string_view code = first_characters(without_first(text, grep + 5), text.find("|cut") - grep - 5);
@@ -53,12 +53,12 @@ HeapText getShellCommandReturnDynamic(const char *command)
 }
 
 // Nothing else is run.
-int getShellCommandReturn(const char *, TextOut)
+int getShellCommandReturn(ShellCommand, TextOut)
 {
     return -1;
 }
 
-int getShellCommandReturnLine(const char *, TextOut)
+int getShellCommandReturnLine(ShellCommand, TextOut)
 {
     return -1;
 }
@@ -68,12 +68,12 @@ int getUciReturn(const char *, TextOut)
     return -1;
 }
 
-int execCommand(const char *)
+int execCommand(ShellCommand)
 {
     return -1;
 }
 
-int fork_exec2(const char *)
+int fork_exec2(ShellCommand)
 {
     return -1;
 }

@@ -23,13 +23,13 @@ const PowerRow power_rows[] = {
 TEST(Board, HasAPowerCommandWhereItsPowerLineIsItsOwn)
 {
     for (const auto &row : power_rows)
-        EXPECT_STREQ(find_board(row.board).power_command, row.command) << row.board;
+        EXPECT_STREQ(find_board(row.board).power_command.c_str(), row.command) << row.board;
 }
 
 TEST(Board, WithoutAPowerCommandHasAControlFile)
 {
     for (const char *board : {"condor", "wren", "", "marten2", "MARTEN", "mar", "puffin"})
-        EXPECT_EQ(find_board(board).power_command, nullptr) << board;
+        EXPECT_TRUE(find_board(board).power_command.empty()) << board;
 }
 
 TEST(Board, PulsesItsControlFileHighFromARowOnly)

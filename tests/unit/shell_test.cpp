@@ -54,6 +54,12 @@ void reap_everybody(int)
     }
 }
 
+// A command that a test writes for itself.
+ShellLine<512> made_here(const std::string &command)
+{
+    return ShellLine<512>{"{}", Piece::as_it_came(command.c_str())};
+}
+
 volatile sig_atomic_t interruptions = 0;
 void count_interruption(int)
 {
@@ -78,7 +84,7 @@ std::string fifo_in(const TemporaryDirectory &directory, const char *name)
 TEST(ShellCommandReturn, StoresWhatTheCommandPrints)
 {
     const struct {
-        const char *command;
+        ShellCommand command;
         int stored;
         std::string_view output;
     } rows[] = {
@@ -90,12 +96,11 @@ TEST(ShellCommandReturn, StoresWhatTheCommandPrints)
         {"printf 'a\\000b\\000'", 2, "ab"},
         {"head -c 9000 /dev/zero; echo end", 4, "end\n"},
         {"printf '\\377\\200'", 2, "\xFF\x80"},
-        {"", 0, ""},
     };
     for (const auto &row : rows) {
         Text<32> out = "old";
-        EXPECT_EQ(getShellCommandReturn(row.command, out), row.stored) << row.command;
-        EXPECT_EQ(out, row.output) << row.command;
+        EXPECT_EQ(getShellCommandReturn(row.command, out), row.stored) << row.command.c_str();
+        EXPECT_EQ(out, row.output) << row.command.c_str();
     }
 }
 
@@ -104,7 +109,7 @@ TEST(ShellCommandReturn, ReadsWhatHasNoRoomSoThatTheCommandEndsByItself)
     const TemporaryDirectory directory;
     const std::string command = "head -c 300000 /dev/zero | tr '\\0' x && echo whole >" + directory.entry("end");
     Text<8> out;
-    EXPECT_EQ(getShellCommandReturn(command.c_str(), out), 7);
+    EXPECT_EQ(getShellCommandReturn(made_here(command), out), 7);
     EXPECT_EQ(out, "xxxxxxx");
     EXPECT_EQ(content_of(directory.entry("end")), "whole\n");
 }
@@ -113,14 +118,14 @@ TEST(ShellCommandReturn, IntoNoBytesStillRunsTheCommand)
 {
     const TemporaryDirectory directory;
     const std::string command = "echo run | tee " + directory.entry("end");
-    EXPECT_EQ(getShellCommandReturn(command.c_str(), TextOut{nullptr, 0}), 0);
+    EXPECT_EQ(getShellCommandReturn(made_here(command), TextOut{nullptr, 0}), 0);
     EXPECT_EQ(content_of(directory.entry("end")), "run\n");
 }
 
 TEST(ShellCommandReturnLine, IsTheFirstLineWithoutItsNewline)
 {
     const struct {
-        const char *command;
+        ShellCommand command;
         int stored;
         std::string_view output;
     } rows[] = {
@@ -134,8 +139,8 @@ TEST(ShellCommandReturnLine, IsTheFirstLineWithoutItsNewline)
     };
     for (const auto &row : rows) {
         Text<8> out = "old";
-        EXPECT_EQ(getShellCommandReturnLine(row.command, out), row.stored) << row.command;
-        EXPECT_EQ(out, row.output) << row.command;
+        EXPECT_EQ(getShellCommandReturnLine(row.command, out), row.stored) << row.command.c_str();
+        EXPECT_EQ(out, row.output) << row.command.c_str();
     }
 }
 
@@ -238,7 +243,7 @@ TEST(ShellCommand, WorksInAProcessThatIgnoresItsChildren)
     Text<8> out;
     EXPECT_EQ(getShellCommandReturn("echo hi", out), 3);
     EXPECT_EQ(out, "hi\n");
-    execCommand(("sleep 0.05; echo end >" + directory.entry("end")).c_str());
+    execCommand(made_here("sleep 0.05; echo end >" + directory.entry("end")));
     EXPECT_EQ(content_of(directory.entry("end")), "end\n");
     EXPECT_EQ(fork_exec2("true"), 0);
 }
@@ -293,13 +298,13 @@ TEST(ShellCommand, StaysProtectedByNohup)
 TEST(ExecCommand, GivesTheExitStatus)
 {
     const struct {
-        const char *command;
+        ShellCommand command;
         int status;
     } rows[] = {
         {"true", 0}, {"exit 3", 3}, {"exit 255", 255}, {"no-such-command 2>/dev/null", 127}, {"kill -9 $$", -1},
     };
     for (const auto &row : rows)
-        EXPECT_EQ(execCommand(row.command), row.status) << row.command;
+        EXPECT_EQ(execCommand(row.command), row.status) << row.command.c_str();
 }
 
 TEST(UciReturn, IsTheFirstLineOfTheRoutersCommand)
@@ -362,7 +367,7 @@ TEST(ForkExec2, DoesNotHoldUpWhoCapturesOurOutput)
     const pid_t caller = fork();
     if (caller == 0) {
         dup2(ends[1], STDOUT_FILENO);
-        _exit(fork_exec2(command.c_str()));
+        _exit(fork_exec2(made_here(command)));
     }
     close(ends[1]);
     pollfd end_of_output{.fd = captured.get(), .events = POLLIN, .revents = 0};
@@ -384,7 +389,7 @@ TEST(ForkExec2, StartsInASessionOfItsOwnWithNoneOfOurDescriptors)
     const std::string command = "streams=$(cd /proc/$$/fd; readlink 0 1 2); [ -e /proc/$$/fd/77 ] && held=held; "
                                 "read -r stat </proc/$$/stat; set -- $stat; echo $streams $held session $6 >" +
                                 answer;
-    EXPECT_EQ(fork_exec2(command.c_str()), 0);
+    EXPECT_EQ(fork_exec2(made_here(command)), 0);
     const std::string said = content_of(answer);
     close(77);
     EXPECT_TRUE(said.starts_with("/dev/null /dev/null /dev/null session ")) << said;
