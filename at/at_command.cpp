@@ -44,18 +44,6 @@ bool lock_port(int fd)
     return true;
 }
 
-struct SerialPort {
-    int fd;
-    explicit SerialPort(const char *path) : fd(serial_open(path, line_rate, 0, port_timeout_ms, lock_port)) {}
-    ~SerialPort()
-    {
-        if (fd >= 0)
-            serial_close(fd);
-    }
-    SerialPort(const SerialPort &) = delete;
-    SerialPort &operator=(const SerialPort &) = delete;
-};
-
 size_t drop_zero_bytes(char *bytes, size_t count)
 {
     return static_cast<size_t>(std::remove(bytes, bytes + count, '\0') - bytes);
@@ -70,12 +58,12 @@ bool has_end(std::string_view text, size_t new_from)
 }
 
 // Fills reply up to capacity. @return bytes held
-size_t collect(int fd, char *reply, size_t capacity, int budget)
+size_t collect(SerialPort &port, char *reply, size_t capacity, int budget)
 {
     size_t total = 0;
     int zero_reads = 0;
     for (int empty_reads = 0; empty_reads < budget;) {
-        const int got = serial_read_timeout(fd, capacity - total, reply + total, read_timeout_ms);
+        const int got = serial_read_timeout(port, capacity - total, reply + total, read_timeout_ms);
         if (got <= 0) {
             empty_reads++;
             continue;
@@ -125,12 +113,12 @@ int at_command(const char *port_path, AtCommand command, TextOut reply, int capa
     const int budget = silence_budget(command.view());
     command.append_line_end();
 
-    const SerialPort port{port_path};
-    if (port.fd < 0)
-        return port.fd == serial_held ? -2 : -1;
-    serial_flush(port.fd);
-    serial_write_all(port.fd, command.view().size(), command.view().data());
-    const size_t total = collect(port.fd, reply.data(), room, budget);
+    SerialPort port;
+    if (const int opened = serial_open(port, port_path, line_rate, 0, port_timeout_ms, lock_port); opened < 0)
+        return opened == serial_held ? -2 : -1;
+    serial_flush(port);
+    serial_write_all(port, command.view().size(), command.view().data());
+    const size_t total = collect(port, reply.data(), room, budget);
     reply.data()[room - 1] = '\0';
     return total > 0 ? 0 : -1;
 }

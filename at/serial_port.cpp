@@ -1,12 +1,17 @@
 #include "at/serial_port.h"
 
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <linux/serial.h>
 #include <sys/ioctl.h>
-#include <termios.h>
 #include <unistd.h>
+#include <utility>
+
+#include "platform/files.h"
 
 namespace {
 
@@ -20,16 +25,13 @@ constexpr LineRate line_rates[] = {
     {19200, B19200}, {38400, B38400}, {57600, B57600}, {115200, B115200}, {0, B0},
 };
 
+constexpr int open_flags = O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC;
 constexpr useconds_t settle_us = 50'000;
-constexpr useconds_t send_poll_us = 10'000;
-constexpr int send_polls = 50;
+constexpr useconds_t output_wait_us = 10'000;
+constexpr int no_closing_wait = -1;
 
-// The open port: one at a time, -1 when the last open failed.
-struct OpenPort {
-    int fd;
-    termios attributes;
-};
-constinit OpenPort open_port{.fd = -1, .attributes = {}};
+// The port that a signal has to put back.
+constinit std::atomic<SerialPort *> open_port{nullptr};
 
 const LineRate *find_rate(int rate)
 {
@@ -63,110 +65,189 @@ void make_raw(termios &attributes, int hardware_flow)
     attributes.c_lflag = 0;
 }
 
-// What failed while the open port was prepared; null when nothing did. Its attributes are then saved.
-const char *prepare(int fd, speed_t speed, int hardware_flow, int timeout_ms)
+// What failed while the port was prepared; null when nothing did. Its attributes are then saved.
+const char *prepare(SerialPort &port, int fd, speed_t speed, int hardware_flow, int timeout_ms)
 {
     if (ioctl(fd, TIOCEXCL) == -1)
         return "Error setting TIOCEXCL on";
-    if (tcgetattr(fd, &open_port.attributes) == -1)
+    if (tcgetattr(fd, &port.before) == -1)
         return "Error getting tty attributes";
     if (fcntl(fd, F_SETFL, 0) == -1)
         return "Error clearing O_NONBLOCK";
-    termios attributes = open_port.attributes;
+    termios attributes = port.before;
     if (cfsetspeed(&attributes, speed) == -1)
         return "Error setting baud rate";
     make_raw(attributes, hardware_flow);
     set_read_timeout(attributes, timeout_ms < 0, timeout_ms);
-    if (tcsetattr(fd, TCSANOW, &attributes) == -1)
+    port.fd = fd;
+    open_port = &port;
+    if (tcsetattr(fd, TCSANOW, &attributes) == -1) {
+        open_port = nullptr;
+        port.fd = -1;
         return "Error setting tty attributes";
+    }
     return nullptr;
 }
 
-// tcdrain alone would wait for ever on a modem that takes no more input.
-void wait_until_sent(int fd)
+// Bytes that the driver still has to send; 0 where it cannot tell.
+int queued_output(int fd)
 {
     int queued = 0;
-    for (int i = 0; i < send_polls; i++) {
-        if (ioctl(fd, TIOCOUTQ, &queued) != 0 || queued == 0) {
-            tcdrain(fd);
+    return ioctl(fd, TIOCOUTQ, &queued) == 0 ? queued : 0;
+}
+
+// False when this port's waits are used up: its modem then counts as one that takes nothing.
+bool wait_for_output(SerialPort &port)
+{
+    if (port.output_waits == 0)
+        return false;
+    port.output_waits--;
+    usleep(output_wait_us);
+    return true;
+}
+
+// tcdrain alone would wait for ever on a modem that takes no more input.
+void wait_until_sent(SerialPort &port)
+{
+    while (queued_output(port.fd) != 0)
+        if (!wait_for_output(port))
             return;
-        }
-        usleep(send_poll_us);
+    tcdrain(port.fd);
+}
+
+// How long the driver waits for its output at the last close, in hundredths of a second.
+// @return what it was before; no_closing_wait when nothing was changed
+int set_closing_wait(int fd, int wait)
+{
+    serial_struct settings;
+    if (ioctl(fd, TIOCGSERIAL, &settings) != 0 || settings.closing_wait == wait)
+        return no_closing_wait;
+    const int before = std::exchange(settings.closing_wait, static_cast<unsigned short>(wait));
+    return ioctl(fd, TIOCSSERIAL, &settings) == 0 ? before : no_closing_wait;
+}
+
+// The functions from here to close_port are called by a signal handler too.
+
+// Linux's drivers wait 30 s in the close for output of a modem that takes none, and those of USB modems take nothing
+// back. @return the closing wait that the driver has to get again
+int give_up_output(const SerialPort &port)
+{
+    if (port.output_waits != 0 || queued_output(port.fd) == 0)
+        return no_closing_wait;
+    tcflush(port.fd, TCOFLUSH);
+    return set_closing_wait(port.fd, ASYNC_CLOSING_WAIT_NONE);
+}
+
+// @return 0, or what close left in errno
+int close_port(SerialPort &port)
+{
+    const int closing_wait = give_up_output(port);
+    tcsetattr(port.fd, TCSANOW, &port.before);
+    open_port = nullptr;
+    const int error = close(std::exchange(port.fd, -1)) == 0 ? 0 : errno;
+    if (closing_wait != no_closing_wait)
+        if (const Fd again{open(port.path, open_flags)}; again)
+            set_closing_wait(again.get(), closing_wait);
+    return error;
+}
+
+void put_port_back(int number)
+{
+    if (SerialPort *port = open_port; port != nullptr) {
+        ioctl(port->fd, TIOCNXCL); // who else has it open does not keep it exclusive
+        close_port(*port);
     }
+    raise(number); // the handler is gone, so this ends the process
 }
 
 } // namespace
 
-int serial_open(const char *path, int rate, int hardware_flow, int timeout_ms, bool (*wait_for_port)(int fd))
+SerialPort::~SerialPort()
 {
-    open_port.fd = -1;
+    if (fd >= 0)
+        serial_close(*this);
+}
+
+int serial_open(SerialPort &port, const char *path, int rate, int hardware_flow, int timeout_ms,
+                bool (*wait_for_port)(int fd))
+{
     const LineRate *row = find_rate(rate);
     if (row == nullptr) {
         tell("Baud rate not supported", path);
         return -1;
     }
-    const int fd = open(path, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (fd == -1) {
+    Fd fd{open(path, open_flags)};
+    if (!fd) {
         tell("Error opening serial port", path);
         return -1;
     }
-    if (wait_for_port != nullptr && !wait_for_port(fd)) {
-        close(fd);
+    if (wait_for_port != nullptr && !wait_for_port(fd.get()))
         return serial_held;
-    }
-    if (const char *failure = prepare(fd, row->speed, hardware_flow, timeout_ms); failure != nullptr) {
+    port.path = path;
+    if (const char *failure = prepare(port, fd.get(), row->speed, hardware_flow, timeout_ms); failure != nullptr) {
         tell(failure, path);
-        close(fd);
         return -1;
     }
-    open_port.fd = fd;
     usleep(settle_us);
-    tcflush(fd, TCIOFLUSH);
-    return fd;
+    tcflush(fd.get(), TCIOFLUSH);
+    return fd.release();
 }
 
-int serial_close(int fd)
+int serial_close(SerialPort &port)
 {
-    tcsetattr(fd, TCSANOW, &open_port.attributes);
-    const int result = close(fd);
-    if (result != 0) {
-        const int error = errno;
+    const int error = close_port(port);
+    if (error != 0)
         fprintf(stderr, "Error opening serial port - %s(%d).\n", strerror(error), error);
-    }
-    return result;
+    return error == 0 ? 0 : -1;
 }
 
-void serial_flush(int fd)
+void serial_flush(const SerialPort &port)
 {
-    if (fd != -1)
-        tcflush(fd, TCIOFLUSH);
+    if (port.fd != -1)
+        tcflush(port.fd, TCIOFLUSH);
 }
 
-int serial_read_timeout(int fd, size_t count, char *buffer, int timeout_ms)
+int serial_read_timeout(SerialPort &port, size_t count, char *buffer, int timeout_ms)
 {
-    wait_until_sent(fd);
+    wait_until_sent(port);
     termios saved;
-    if (tcgetattr(fd, &saved) == -1)
+    if (tcgetattr(port.fd, &saved) == -1)
         return -1;
     termios attributes = saved;
     cfmakeraw(&attributes);
     set_read_timeout(attributes, timeout_ms <= 0, timeout_ms);
-    if (tcsetattr(fd, TCSANOW, &attributes) == -1)
+    if (tcsetattr(port.fd, TCSANOW, &attributes) == -1)
         return -1;
-    const ssize_t got = read(fd, buffer, count);
-    if (tcsetattr(fd, TCSANOW, &saved) == -1)
+    const ssize_t got = read(port.fd, buffer, count);
+    if (tcsetattr(port.fd, TCSANOW, &saved) == -1)
         return -1;
     return static_cast<int>(got);
 }
 
-size_t serial_write_all(int fd, size_t count, const char *buffer)
+size_t serial_write_all(SerialPort &port, size_t count, const char *buffer)
 {
+    // A port that takes nothing (its output was stopped, its driver is full) would keep a write that may wait.
+    fcntl(port.fd, F_SETFL, O_NONBLOCK);
     while (count > 0) {
-        const ssize_t written = write(fd, buffer, count);
-        if (written <= 0)
+        const ssize_t written = write(port.fd, buffer, count);
+        if (written > 0) {
+            count -= static_cast<size_t>(written);
+            buffer += written;
+        } else if (written == 0 || errno != EAGAIN || !wait_for_output(port))
             break;
-        count -= static_cast<size_t>(written);
-        buffer += written;
     }
+    fcntl(port.fd, F_SETFL, 0);
     return count;
+}
+
+void put_port_back_on_signals()
+{
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        struct sigaction action = {};
+        if (sigaction(number, nullptr, &action) != 0 || action.sa_handler != SIG_DFL)
+            continue;
+        action.sa_handler = put_port_back;
+        action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_NODEFER;
+        sigaction(number, &action, nullptr);
+    }
 }

@@ -1,10 +1,12 @@
 #include <syslog.h>
 
+#include "at/serial_port.h"
 #include "core/cli/front_end.h"
 
 int main(int argc, char **argv)
 {
     openlog("modemctl", 0, LOG_USER); // musl's lines would have no name otherwise
+    put_port_back_on_signals();
     const std::span<char *const> words{argv, static_cast<size_t>(argc)};
     return run_command_line(words.empty() ? words : words.last(words.size() - 1));
 }

@@ -253,24 +253,26 @@ Picked take_operation(std::string_view &input)
 } // namespace
 
 /// A transaction begins while there are replies; then the port is gone.
-int serial_open(const char *, int, int, int, bool (*)(int))
+int serial_open(SerialPort &port, const char *, int, int, int, bool (*)(int))
 {
     if (replies.empty())
         return -1;
     reply = take(replies, '\f');
-    return our_port;
+    return port.fd = our_port;
 }
 
-int serial_close(int)
+int serial_close(SerialPort &)
 {
     return 0;
 }
 
-void serial_flush(int) {}
+SerialPort::~SerialPort() = default;
 
-int serial_read_timeout(int fd, size_t count, char *buffer, int)
+void serial_flush(const SerialPort &) {}
+
+int serial_read_timeout(SerialPort &port, size_t count, char *buffer, int)
 {
-    check(fd == our_port && count > 0, "a read has a port and room");
+    check(port.fd == our_port && count > 0, "a read has a port and room");
     if (reply.empty())
         return 0;
     const size_t size = std::min(count, first_characters(reply, reply.find('\v')).size());
@@ -281,7 +283,7 @@ int serial_read_timeout(int fd, size_t count, char *buffer, int)
     return static_cast<int>(size);
 }
 
-size_t serial_write_all(int, size_t count, const char *buffer)
+size_t serial_write_all(SerialPort &, size_t count, const char *buffer)
 {
     const std::string_view command{buffer, count};
     check(command.size() > 4 && command.starts_with("AT") && command.ends_with("\r\n"), "a command line");

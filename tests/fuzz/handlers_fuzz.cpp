@@ -97,24 +97,26 @@ UbusResult ubus_call(const char *, const char *, int, const char *)
 }
 
 // A modem that is not there: waiting for one would leave no time for requests.
-int serial_open(const char *, int, int, int, bool (*)(int))
+int serial_open(SerialPort &, const char *, int, int, int, bool (*)(int))
 {
     return -1;
 }
 
-int serial_close(int)
+int serial_close(SerialPort &)
 {
     return -1;
 }
 
-void serial_flush(int) {}
+SerialPort::~SerialPort() = default;
 
-int serial_read_timeout(int, size_t, char *, int)
+void serial_flush(const SerialPort &) {}
+
+int serial_read_timeout(SerialPort &, size_t, char *, int)
 {
     return -1;
 }
 
-size_t serial_write_all(int, size_t, const char *)
+size_t serial_write_all(SerialPort &, size_t, const char *)
 {
     return 0;
 }

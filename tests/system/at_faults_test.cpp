@@ -105,6 +105,28 @@ const AtFault at_faults[] = {
      {},
      "modemctl AT /dev/ttyUSB7 AT+CSQ 2>&1; echo status $?",
      "Error opening serial port /dev/ttyUSB7 - No such file or directory(2).\nstatus 0\n"},
+    {"the modem takes no bytes",
+     "nothing, after 16 s",
+     {"--fault", "silence"},
+     "LD_PRELOAD=" + built("stuck_driver.so") + " modemctl AT AT+CSQ; echo status $?; cat /tmp/driver",
+     "status 0\nclosing_wait 65535\nclosed, and waits 0\nclosing_wait 3000\n"},
+    {"another process has stopped the port's output",
+     "nothing, after 16 s",
+     {},
+     built("stop_output") + " /dev/ttyUSB2 " + ask_once + "; modemctl AT AT+CGMM; echo status $?",
+     "status 0\n" + next_reply},
+    {"the modem sends a byte every 0.3 s",
+     "the reply, up to OK at least; one without an end is read for up to 20 minutes",
+     {"--deliver", "1:300", "--fault", "extra=40:AT+CSQ"},
+     "modemctl AT AT+CSQ >/tmp/out; echo status $?; tr -d 'x\\r\\n' </tmp/out",
+     "status 0\nAT+CSQ+CSQ: 31,99OK"},
+    {"the command is ended by a signal (SIGTERM, SIGINT, SIGHUP)",
+     "the signal's status; the port is set as it was before",
+     {"--fault", "silence"},
+     "stty -F /dev/ttyUSB2 -a >/tmp/before; for signal in TERM HUP; do\n"
+     "    modemctl AT AT+CSQ & until stty -F /dev/ttyUSB2 -a | grep -q -e -icanon; do :; done\n"
+     "    kill -$signal $!; wait $! 2>/dev/null; echo status $?; stty -F /dev/ttyUSB2 -a | cmp - /tmp/before; done",
+     "status 143\nstatus 129\n"},
     {"another process holds the lock for 10 ms", "the reply", {}, ask_while_held("0.01"), reply + "status 0\n"},
     {"another process holds the lock for 29 ms", "the reply", {}, ask_while_held("0.029"), reply + "status 0\n"},
     {"another process holds the lock for 40 ms", "the reply", {}, ask_while_held("0.04"), reply + "status 0\n"},
@@ -136,14 +158,13 @@ TEST_P(AtFaults, ShowTheUserWhatIsDocumented)
 INSTANTIATE_TEST_SUITE_P(Slow, AtFaults, testing::ValuesIn(at_faults),
                          [](const auto &row) { return test_name_of(row.param.what); });
 
-// The first piece of the reply ends behind each of its bytes once, and the next one comes in another read. What comes
-// behind the OK of a piece is not waited for.
+// The first piece of the reply ends behind each of its bytes once, and the next one comes in another read.
 TEST(SlowAtFaults, AReplyInTwoPiecesIsOneReply)
 {
     std::vector<std::function<RouterRun()>> runs;
     for (size_t first = 1; first < reply.size() - 1; first++)
         runs.emplace_back([first] {
-            return run_shell({"--modem", "EC25", "--deliver", std::to_string(first) + ":30"}, "modemctl AT AT+CSQ");
+            return run_shell({"--modem", "EC25", "--deliver", std::to_string(first) + ":15"}, "modemctl AT AT+CSQ");
         });
     for (const RouterRun &run : run_at_once(runs)) {
         EXPECT_GE(run.out.size(), reply.find("OK") + 2) << run.out;
@@ -158,6 +179,24 @@ TEST(SlowAtFaults, WithoutTheLockNothingIsSent)
     const RouterRun run = run_shell({"--modem", "EC25"}, "exec 9</dev/ttyUSB2; flock 9; " + ask_once);
     EXPECT_EQ(run.out, "status 0\n");
     EXPECT_EQ(run.sent_to("ttyUSB2"), "");
+}
+
+// What a modem does not take is waited for once, and not once more by the driver in the close.
+TEST(SlowAtFaults, AModemThatTakesNothingIsGivenUpAsASilentOne)
+{
+    const std::vector<std::function<RouterRun()>> runs = {
+        [] {
+            return run_shell({"--modem", "EC25", "--fault", "silence"},
+                             "LD_PRELOAD=" + built("stuck_driver.so") + " modemctl AT ATI");
+        },
+        [] {
+            return run_shell({"--modem", "EC25"}, built("stop_output") + " /dev/ttyUSB2 modemctl AT ATI");
+        },
+    };
+    for (const RouterRun &run : run_at_once(runs)) {
+        EXPECT_GE(run.duration, std::chrono::milliseconds{15500});
+        EXPECT_LT(run.duration, std::chrono::milliseconds{18500}); // with the simulated router's own start
+    }
 }
 
 TEST(SlowAtFaults, ASilentModemIsGivenUpAfterThirtyHalfSeconds)

@@ -1,70 +1,22 @@
 #include "at/serial_port.h"
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <fcntl.h>
 #include <functional>
-#include <pty.h>
 #include <sys/file.h>
-#include <sys/ioctl.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <thread>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "at/at_command.h"
 #include "at/reply.h"
-#include "platform/files.h"
+#include "tests/unit/serial_line.h"
 #include "tests/unit/temporary_directory.h"
 
 namespace {
-
-// A pseudo terminal whose other end is in the test's hands.
-class Line {
-  public:
-    Line()
-    {
-        char name[64];
-        int other_end = -1;
-        EXPECT_EQ(openpty(&modem_, &other_end, name, nullptr, nullptr), 0);
-        kept_ = Fd{other_end};
-        path_ = name;
-    }
-    ~Line() { close(modem_); }
-
-    const char *path() const { return path_.c_str(); }
-    int modem() const { return modem_; }
-    void say(std::string_view text) const
-    {
-        EXPECT_EQ(::write(modem_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    }
-    std::string hear(size_t count) const
-    {
-        std::string text(count, '\0');
-        size_t got = 0;
-        while (got < count) {
-            const ssize_t length = ::read(modem_, text.data() + got, count - got);
-            if (length <= 0)
-                break;
-            got += static_cast<size_t>(length);
-        }
-        return text.substr(0, got);
-    }
-    // The exclusive use that a transaction claimed ends with a real port's last close; this one's other end stays open.
-    void allow_others() const { ioctl(kept_.get(), TIOCNXCL); }
-    termios attributes() const
-    {
-        termios result{};
-        tcgetattr(kept_.get(), &result);
-        return result;
-    }
-
-  private:
-    int modem_ = -1;
-    Fd kept_;
-    std::string path_;
-};
 
 std::string errors_of(const std::function<void()> &run)
 {
@@ -77,7 +29,8 @@ TEST(SerialOpen, TellsThatARateIsNotSupported)
 {
     const Line line;
     for (const int rate : {600, 1800, 0, -1, 230400}) {
-        const std::string errors = errors_of([&] { EXPECT_EQ(serial_open(line.path(), rate, 0, 100), -1); });
+        SerialPort port;
+        const std::string errors = errors_of([&] { EXPECT_EQ(serial_open(port, line.path(), rate, 0, 100), -1); });
         EXPECT_EQ(errors.find(std::string{"Baud rate not supported "} + line.path() + " - "), 0u) << errors;
         EXPECT_EQ(errors.substr(errors.size() - 3), ").\n");
     }
@@ -85,7 +38,8 @@ TEST(SerialOpen, TellsThatARateIsNotSupported)
 
 TEST(SerialOpen, TellsThatAPortIsMissing)
 {
-    EXPECT_EQ(errors_of([] { EXPECT_EQ(serial_open("/dev/ttyUSB77", 115200, 0, 100), -1); }),
+    SerialPort port;
+    EXPECT_EQ(errors_of([&] { EXPECT_EQ(serial_open(port, "/dev/ttyUSB77", 115200, 0, 100), -1); }),
               "Error opening serial port /dev/ttyUSB77 - No such file or directory(2).\n");
 }
 
@@ -93,7 +47,8 @@ TEST(SerialOpen, TellsThatAFileIsNoPort)
 {
     const TemporaryDirectory directory;
     const std::string path = directory.file("file", "");
-    const std::string errors = errors_of([&] { EXPECT_EQ(serial_open(path.c_str(), 115200, 0, 100), -1); });
+    SerialPort port;
+    const std::string errors = errors_of([&] { EXPECT_EQ(serial_open(port, path.c_str(), 115200, 0, 100), -1); });
     // The words between are the C library's.
     EXPECT_EQ(errors.find("Error setting TIOCEXCL on " + path + " - "), 0u) << errors;
     EXPECT_TRUE(errors.ends_with("(25).\n")) << errors;
@@ -110,7 +65,8 @@ TEST(SerialOpen, SetsTheLineUpRaw)
     const TimeoutRow rows[] = {{100, 0, 1}, {550, 0, 5}, {99, 0, 0}, {0, 0, 0}, {-1, 1, 0}};
     for (const auto &row : rows) {
         const Line line;
-        const int fd = serial_open(line.path(), 9600, 0, row.timeout_ms);
+        SerialPort port;
+        const int fd = serial_open(port, line.path(), 9600, 0, row.timeout_ms);
         ASSERT_NE(fd, -1);
         const termios set = line.attributes();
         EXPECT_EQ(set.c_iflag, static_cast<tcflag_t>(IGNBRK));
@@ -123,23 +79,26 @@ TEST(SerialOpen, SetsTheLineUpRaw)
         EXPECT_EQ(set.c_cc[VMIN], row.vmin) << row.timeout_ms;
         EXPECT_EQ(set.c_cc[VTIME], row.vtime) << row.timeout_ms;
         EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, 0);
-        EXPECT_EQ(serial_close(fd), 0);
+        EXPECT_EQ(serial_close(port), 0);
     }
 }
 
 TEST(SerialOpen, TakesHardwareFlowControlWhereWanted)
 {
     const Line line;
-    const int fd = serial_open(line.path(), 115200, 1, 100);
+    SerialPort port;
+    ASSERT_NE(serial_open(port, line.path(), 115200, 1, 100), -1);
     EXPECT_EQ(line.attributes().c_cflag & CRTSCTS, static_cast<tcflag_t>(CRTSCTS));
-    serial_close(fd);
+    serial_close(port);
 }
 
 TEST(SerialClose, PutsTheAttributesBack)
 {
     const Line line;
     const termios before = line.attributes();
-    serial_close(serial_open(line.path(), 115200, 0, 100));
+    SerialPort port;
+    ASSERT_NE(serial_open(port, line.path(), 115200, 0, 100), -1);
+    serial_close(port);
     const termios after = line.attributes();
     EXPECT_EQ(after.c_iflag, before.c_iflag);
     EXPECT_EQ(after.c_oflag, before.c_oflag);
@@ -149,34 +108,37 @@ TEST(SerialClose, PutsTheAttributesBack)
 
 TEST(SerialClose, TellsThatItFailed)
 {
-    EXPECT_EQ(errors_of([] { EXPECT_EQ(serial_close(-1), -1); }),
+    SerialPort port;
+    EXPECT_EQ(errors_of([&] { EXPECT_EQ(serial_close(port), -1); }),
               "Error opening serial port - Bad file descriptor(9).\n");
 }
 
 TEST(SerialFlush, DoesNothingWithoutAPort)
 {
     errno = 0;
-    serial_flush(-1);
+    serial_flush(SerialPort{});
     EXPECT_EQ(errno, 0);
 }
 
 TEST(SerialRead, GivesZeroOnSilenceAndWhatCame)
 {
     const Line line;
-    const int fd = serial_open(line.path(), 115200, 0, 100);
+    SerialPort port;
+    ASSERT_NE(serial_open(port, line.path(), 115200, 0, 100), -1);
     char buffer[16];
-    EXPECT_EQ(serial_read_timeout(fd, sizeof buffer, buffer, 100), 0);
+    EXPECT_EQ(serial_read_timeout(port, sizeof buffer, buffer, 100), 0);
     line.say("OK\r\n");
-    EXPECT_EQ(serial_read_timeout(fd, sizeof buffer, buffer, 500), 4);
+    EXPECT_EQ(serial_read_timeout(port, sizeof buffer, buffer, 500), 4);
     line.say("abcdef");
-    EXPECT_EQ(serial_read_timeout(fd, 3, buffer, 500), 3);
-    serial_close(fd);
+    EXPECT_EQ(serial_read_timeout(port, 3, buffer, 500), 3);
+    serial_close(port);
 }
 
 TEST(SerialRead, BlocksWithoutATimeout)
 {
     const Line line;
-    const int fd = serial_open(line.path(), 115200, 0, 100);
+    SerialPort port;
+    ASSERT_NE(serial_open(port, line.path(), 115200, 0, 100), -1);
     std::thread modem{[&] {
         // The reader has set VMIN to 1 before it waits.
         while (line.attributes().c_cc[VMIN] != 1)
@@ -184,25 +146,118 @@ TEST(SerialRead, BlocksWithoutATimeout)
         line.say("x");
     }};
     char character = 0;
-    EXPECT_EQ(serial_read_timeout(fd, 1, &character, 0), 1);
+    EXPECT_EQ(serial_read_timeout(port, 1, &character, 0), 1);
     modem.join();
-    serial_close(fd);
+    serial_close(port);
 }
 
 TEST(SerialRead, FailsWithoutAPort)
 {
+    SerialPort port;
     char character = 0;
-    EXPECT_EQ(serial_read_timeout(-1, 1, &character, 100), -1);
+    EXPECT_EQ(serial_read_timeout(port, 1, &character, 100), -1);
 }
 
 TEST(SerialWrite, GivesWhatIsLeft)
 {
     const Line line;
-    const int fd = serial_open(line.path(), 115200, 0, 100);
-    EXPECT_EQ(serial_write_all(fd, 5, "ATI\r\n"), 0u);
+    SerialPort port;
+    ASSERT_NE(serial_open(port, line.path(), 115200, 0, 100), -1);
+    EXPECT_EQ(serial_write_all(port, 5, "ATI\r\n"), 0u);
     EXPECT_EQ(line.hear(5), "ATI\r\n");
-    EXPECT_EQ(serial_write_all(-1, 5, "ATI\r\n"), 5u);
-    serial_close(fd);
+    serial_close(port);
+    EXPECT_EQ(serial_write_all(port, 5, "ATI\r\n"), 5u);
+}
+
+std::chrono::milliseconds time_of(const std::function<void()> &run)
+{
+    const auto start = std::chrono::steady_clock::now();
+    run();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+}
+
+TEST(SerialWrite, GivesUpWhatAPortDoesNotTakeForHalfASecond)
+{
+    const Line line;
+    SerialPort port;
+    ASSERT_NE(serial_open(port, line.path(), 115200, 0, 100), -1);
+    line.stop_output();
+    const auto time = time_of([&] { EXPECT_EQ(serial_write_all(port, 5, "ATI\r\n"), 5u); });
+    EXPECT_GE(time, std::chrono::milliseconds{500});
+    EXPECT_LT(time, std::chrono::milliseconds{3000});
+    // The half second is one for all that is sent while the port is open.
+    EXPECT_LT(time_of([&] { EXPECT_EQ(serial_write_all(port, 5, "ATI\r\n"), 5u); }), std::chrono::milliseconds{400});
+    line.start_output();
+    EXPECT_EQ(serial_write_all(port, 5, "ATE\r\n"), 0u);
+    EXPECT_EQ(line.hear(5), "ATE\r\n");
+    EXPECT_EQ(fcntl(port.fd, F_GETFL) & O_NONBLOCK, 0);
+}
+
+TEST(SerialWrite, GoesOnWhenAPortTakesBytesAgain)
+{
+    const Line line;
+    SerialPort port;
+    ASSERT_NE(serial_open(port, line.path(), 115200, 0, 100), -1);
+    line.stop_output();
+    std::thread other{[&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds{50});
+        line.start_output();
+    }};
+    EXPECT_EQ(serial_write_all(port, 5, "ATI\r\n"), 0u);
+    other.join();
+    EXPECT_EQ(line.hear(5), "ATI\r\n");
+}
+
+// A process with the command line's handlers has the port open when the signal comes. @return how it ended
+int end_in_transaction(const Line &line, int number, bool is_ignored)
+{
+    int opened[2];
+    EXPECT_EQ(pipe(opened), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        signal(number, is_ignored ? SIG_IGN : SIG_DFL);
+        put_port_back_on_signals();
+        SerialPort port;
+        const bool is_open = serial_open(port, line.path(), 115200, 0, 100) != -1;
+        (void)!write(opened[1], is_open ? "y" : "n", 1);
+        usleep(is_ignored ? 300'000 : 20'000'000);
+        _exit(0);
+    }
+    char is_open = 'n';
+    EXPECT_EQ(read(opened[0], &is_open, 1), 1);
+    EXPECT_EQ(is_open, 'y');
+    EXPECT_TRUE(line.is_exclusive());
+    EXPECT_EQ(line.attributes().c_lflag, 0u);
+    kill(child, number);
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    close(opened[0]);
+    close(opened[1]);
+    return status;
+}
+
+TEST(PutPortBackOnSignals, LeavesThePortAsItWasAndEndsByTheSignal)
+{
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        const Line line;
+        const termios before = line.attributes();
+        const int status = end_in_transaction(line, number, false);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == number) << status;
+        const termios after = line.attributes();
+        EXPECT_EQ(after.c_iflag, before.c_iflag);
+        EXPECT_EQ(after.c_oflag, before.c_oflag);
+        EXPECT_EQ(after.c_lflag, before.c_lflag);
+        EXPECT_EQ(after.c_cflag, before.c_cflag);
+        EXPECT_EQ(after.c_cc[VMIN], before.c_cc[VMIN]);
+        EXPECT_FALSE(line.is_exclusive());
+    }
+}
+
+TEST(PutPortBackOnSignals, LeavesASignalIgnoredThatIs)
+{
+    const Line line;
+    const int status = end_in_transaction(line, SIGHUP, true);
+    EXPECT_TRUE(WIFEXITED(status)) << status;
 }
 
 // Transactions, with a modem that answers each command with the chunks given.
