@@ -5,6 +5,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include "at/port_queue.h"
 #include "at/serial_port.h"
 
 namespace {
@@ -34,8 +35,10 @@ constexpr SilenceBudget silence_budgets[] = {
 
 // The lock is taken before the port is touched: attributes set, restored and queues discarded by one that has to give
 // up would cost the holder bytes of its reply. What waits, waits as long as if it had prepared the port first.
+// The queue of our own processes comes first, so that these tries meet strangers only.
 bool lock_port(int fd)
 {
+    wait_for_turn(fd);
     for (int attempt = 1; flock(fd, LOCK_EX | LOCK_NB) != 0; attempt++) {
         if (attempt == lock_tries)
             return false;

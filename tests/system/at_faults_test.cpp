@@ -211,7 +211,7 @@ TEST(AtFaultsTable, HasNoRowWithoutATest)
     std::set<std::string> tested = {
         "the reply comes in two pieces, cut behind each of its bytes once", // SlowAtFaults
         "the reply comes byte by byte",                                     // the tests that run so
-        "sixteen commands at once",                                         // ManyAtOnce
+        "sixteen commands at once",                                         // SlowPortQueue
     };
     for (const AtFault &fault : at_faults)
         tested.insert(fault.what);
