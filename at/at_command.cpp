@@ -17,6 +17,8 @@ constexpr useconds_t settle_us = 50'000; // serial_open's own wait
 constexpr int lock_tries = 31;
 constexpr useconds_t lock_wait_us = 1000;
 constexpr useconds_t chunk_wait_us = 10'000;
+constexpr int line_end_waits = 5; // each of chunk_wait_us
+constexpr int poll_ms = 1;        // takes what is there
 constexpr int default_capacity = 4096;
 
 // Reads that bring nothing but zero bytes return at once; so many of them, with the wait after each, last as long as
@@ -60,6 +62,13 @@ bool has_end(std::string_view text, size_t new_from)
     return unsearched.find("OK") != std::string_view::npos || unsearched.find("ERROR") != std::string_view::npos;
 }
 
+// Whether the line that has the reply's end in it has come without its own end so far. Modems end it with CR LF.
+bool lacks_line_end(std::string_view text)
+{
+    const size_t before = text.rfind('\n');
+    return has_end(without_first(text, before == std::string_view::npos ? 0 : before + 1), 0);
+}
+
 // Fills reply up to capacity. @return bytes held
 size_t collect(SerialPort &port, char *reply, size_t capacity, int budget)
 {
@@ -78,6 +87,13 @@ size_t collect(SerialPort &port, char *reply, size_t capacity, int budget)
         if (total == capacity || has_end({reply, total}, total - kept))
             break;
         usleep(chunk_wait_us);
+    }
+    // Where a packet ends must not matter: some answers are read only up to a line end.
+    for (int wait = 0; wait < line_end_waits && total < capacity && lacks_line_end({reply, total}); wait++) {
+        usleep(chunk_wait_us);
+        const int got = serial_read_timeout(port, capacity - total, reply + total, poll_ms);
+        if (got > 0)
+            total += drop_zero_bytes(reply + total, static_cast<size_t>(got));
     }
     std::fill(reply + total, reply + capacity, '\0');
     return total;

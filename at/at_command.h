@@ -26,8 +26,9 @@ class AtCommand {
 /// One transaction with the modem on port_path: opens and locks the port, sends command with CR LF, collects the reply
 /// until it contains "OK" or "ERROR", or fills the capacity, or the modem has been silent for 30 half-seconds in total
 /// (300 for AT+CFUN=1,1, 30000 for AT+COPS=?), and closes the port. The search for the end is that simple on purpose.
-/// Before the port is locked, those of our own processes that came first have their turn, for 3 s at most. Zero bytes are
-/// left out. The reply's last byte is always zero, so a reply that fills the capacity loses its last byte.
+/// The rest of the line with "OK" or "ERROR" is read too, for 50 ms at most. Before the port is locked, those of our
+/// own processes that came first have their turn, for 3 s at most. Zero bytes are left out. The reply's last byte is
+/// always zero, so a reply that fills the capacity loses its last byte.
 /// @param capacity  0 or less means 4096; never more than reply holds
 /// @return 0 when anything arrived, which says nothing about the command's success (see reply_has_ok); -1 when the port
 /// cannot be opened or nothing arrived; -2 when another process holds the port. reply is empty unless 0 is returned

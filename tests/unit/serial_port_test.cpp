@@ -309,6 +309,29 @@ TEST_F(Transaction, EndsWithAnOkInsideOtherText)
     EXPECT_EQ(reply.view(), "+COPS: 0,0,\"BOOK");
 }
 
+TEST_F(Transaction, ReadsTheRestOfTheLineThatHasTheEnd)
+{
+    const std::vector<std::string> rows[] = {
+        {"\r\nOK", "\r\n"}, {"\r\nOK\r", "\n"}, {"\r\n+CME ERROR", ": 10\r\n"}, {"\r\n+CME ERROR: 1", "0\r", "\n"}};
+    for (const std::vector<std::string> &pieces : rows) {
+        std::string whole;
+        for (const std::string &piece : pieces)
+            whole += piece;
+        std::thread modem{[&] {
+            line.hear(5);
+            for (const std::string &piece : pieces) {
+                line.say(piece);
+                std::this_thread::sleep_for(std::chrono::milliseconds{15});
+            }
+        }};
+        Text<64> reply;
+        EXPECT_EQ(at_command(line.path(), AtCommand{"ATI"}, reply), 0);
+        modem.join();
+        EXPECT_EQ(reply.view(), whole);
+        line.allow_others();
+    }
+}
+
 TEST_F(Transaction, CutsAReplyOfTheCapacityByItsLastByte)
 {
     Text<32> reply;
