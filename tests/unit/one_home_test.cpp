@@ -1,38 +1,12 @@
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <regex>
-#include <string>
-#include <vector>
+
+#include "tests/unit/sources.h"
 
 // What is known about one board or one model is written in one file. These tests read the sources.
 
 namespace {
-
-const std::filesystem::path source_root = SOURCE_ROOT;
-
-std::string content_of(const std::filesystem::path &file)
-{
-    std::ifstream in{file};
-    return {std::istreambuf_iterator<char>{in}, {}};
-}
-
-// The files of the rooms of rooms.txt, by path from the root.
-std::vector<std::string> product_files()
-{
-    std::vector<std::string> files;
-    std::ifstream rooms{source_root / "rooms.txt"};
-    for (std::string line; std::getline(rooms, line);) {
-        if (line.starts_with('#') || line.find(' ') == std::string::npos)
-            continue;
-        for (const auto &entry : std::filesystem::directory_iterator{source_root / line.substr(0, line.find(' '))})
-            if (entry.path().extension() == ".cpp" || entry.path().extension() == ".h")
-                files.push_back(entry.path().lexically_relative(source_root));
-    }
-    return files;
-}
 
 // The product's files, but for the homes, in which the pattern occurs.
 std::vector<std::string> strangers_with(const std::regex &pattern, const std::vector<std::string> &homes)
