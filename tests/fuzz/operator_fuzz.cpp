@@ -43,6 +43,8 @@ std::string member(const Json &object, const char *name)
 /// The one command that is run here: "cat /usr/share/modem/operator.dat|grep <code>|cut -d ',' -f 2".
 HeapText getShellCommandReturnDynamic(ShellCommand command)
 {
+    if (command.empty())
+        return nullptr; // a code that is not plain
     const std::string_view text = command.c_str();
     const size_t grep = text.find("grep ");
     check(grep != std::string_view::npos, "an operator is looked up with grep");
