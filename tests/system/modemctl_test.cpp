@@ -182,9 +182,9 @@ TEST(SlowTerminal, SaysWhichApnIsTried)
     const std::string database =
         std::string(24, ' ') +
         R"({"apns":{"apn":[{"-mcc":"232","-mnc":"03","-apn":"first.example"},{"-mcc":"232","-mnc":"03","-apn":"internet"}]}})";
-    const Lines options{"--modem",    "EC25",
-                        "--link",     "apn=internet,needs=serial",
-                        "--put-text", "/www/src/lib/apn-config.js=" + database};
+    Lines options{"--modem",    "EC25",
+                  "--link",     "apn=internet,needs=serial",
+                  "--put-text", "/www/src/lib/apn-config.js=" + database};
     options.insert(options.end(), sim_files.begin(), sim_files.end());
     EXPECT_EQ(at_terminal(options, "modemctl connect-auto").out,
               "modemctl: trying APN \"first.example\" by QMI\nmodemctl: trying APN \"first.example\" by serial\n"
@@ -194,9 +194,9 @@ TEST(SlowTerminal, SaysWhichApnIsTried)
 
 TEST(SlowTerminal, SaysThatTheSimWantsItsPin)
 {
-    const Lines options{"--modem",    "EC25,pin=SIM PIN",
-                        "--link",     "setup=never",
-                        "--put-text", "/www/src/lib/apn-config.js=" + std::string(24, ' ') + R"({"apns":{"apn":[]}})"};
+    Lines options{"--modem",    "EC25,pin=SIM PIN",
+                  "--link",     "setup=never",
+                  "--put-text", "/www/src/lib/apn-config.js=" + std::string(24, ' ') + R"({"apns":{"apn":[]}})"};
     options.insert(options.end(), sim_files.begin(), sim_files.end());
     EXPECT_EQ(at_terminal(options, "modemctl connect-auto").out,
               "modemctl: no APN is known for this SIM card, trying without one\n"
