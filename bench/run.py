@@ -7,7 +7,7 @@ are those of a process, for another processor the pages that the program itself 
 of stripped files, own bytes what modemctl's rooms have in the linked program, without libc, json-c and the stand-ins.
 gammu, which a user could pick instead, does the same work on the same simulated port in the same run.
 
-The exit status is 1 when something is larger or grows faster than it may, or when a command got another's reply.
+The exit status is 1 when something is larger or grows faster than it may, or when a command got no reply or another's.
 """
 
 import argparse
@@ -231,6 +231,7 @@ def many(build):
         f"{own:,} of {len(lines):,} commands ({100 * own / len(lines):.0f} %) got the port and their own reply, "
         f"{len(others)} another's")
     require(not others, "replies of another: " + "; ".join(others[:5]))
+    require(own + len(others) == len(lines), "commands without a reply")
 
 
 SECTIONS = {"commands": commands, "processors": processors, "sizes": sizes, "sysfs": sysfs, "apns": apns,

@@ -93,7 +93,7 @@ TEST(CutReplies, AreWholeWhereverTheyAreCut)
     expect_whole_replies(cuts);
 }
 
-// Every reply of the simulated modems, each with two of the cuts in turn; EVERY_CUT=1 makes them all, for ten minutes.
+// Every reply of the simulated modems, each with two of the cuts in turn; EVERY_CUT=1 makes them all, for two minutes.
 TEST(CutReplies, OfAllModemsAreWhole)
 {
     const std::set<std::string> replies = replies_of_all_profiles();
