@@ -356,6 +356,14 @@ TEST(Convert, PrintsAUcs2BodyAsUtf8)
     EXPECT_EQ(run.err, "/tmp/fifo: cannot be read\n");
 }
 
+TEST(Convert, ReadsAtMost2048BytesOfAFile)
+{
+    const RouterRun run = run_shell({"--modem", "EC25"}, "printf '\\000A%.0s' $(seq 1024) >/tmp/body; "
+                                                         "printf '\\000B\\000C' >>/tmp/body; "
+                                                         "modemctl convert /tmp/body 5000");
+    EXPECT_EQ(run.out, std::string(1024, 'A') + "\n");
+}
+
 TEST(Convert, OfAFileThatIsNotThereSaysSo)
 {
     const RouterRun run = run_shell({"--modem", "EC25"}, "modemctl convert /tmp/none 3; echo $?");
