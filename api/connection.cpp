@@ -1,7 +1,6 @@
 #include "api/connection.h"
 
 #include <cstring>
-#include <unistd.h>
 
 #include "api/modem_api.h"
 #include "api/request.h"
@@ -10,6 +9,7 @@
 #include "connection/interface_control.h"
 #include "connection/shell_lines.h"
 #include "core/model/modem.h"
+#include "core/model/state_dir.h"
 #include "discovery/usb/ports.h"
 #include "platform/boards.h"
 #include "platform/interface_state.h"
@@ -20,20 +20,12 @@ namespace {
 
 constexpr int down_polls = 2;
 constexpr int reload_timeout_s = 5;
-constexpr uint32_t at_port_carries_data = 1; // of flags2
-
-template <size_t N> Text<N> section_of(const char *bus)
-{
-    Text<16> ident;
-    bus_to_ident(bus, ident);
-    return Text<N>::format("modem_%s", ident.c_str());
-}
 
 // Reads the options of one section of a package.
 struct Section {
     const Uci &uci;
     const char *package;
-    Text<20> name;
+    Text<16> name;
 
     template <size_t N> Text<N> read(const char *option) const
     {
@@ -123,7 +115,7 @@ int32_t modem_get(Request &request, json_object *response)
 {
     const char *bus = request.text_or("bus", "");
     const Uci uci = kuci2_init();
-    const Section network = {uci, "network", section_of<20>(*bus == '\0' ? default_bus : bus)};
+    const Section network = {uci, "network", interface_of_bus(*bus == '\0' ? default_bus : bus)};
     const Section cellconf = {uci, "cellconf", network.name};
     Json config{json_object_new_object()};
     network.add(config.get(), "service", "service");
@@ -158,8 +150,8 @@ int32_t modem_set(Request &request, json_object *)
 
 int32_t modem_enable(Request &request, json_object *)
 {
-    const auto section = section_of<16>(request.bus.c_str());
-    unlink(Text<50>::format("/tmp/modem.%s/fail_count", request.bus.c_str()).c_str());
+    const auto section = interface_of_bus(request.bus.c_str());
+    remove_state(request.bus.c_str(), "fail_count");
     const Uci uci = kuci2_init();
     if (kjson_get_boolean(request.json, "disable")) {
         iface_down(down_polls, section.c_str());

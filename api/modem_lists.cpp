@@ -78,10 +78,8 @@ void add_pass_through(json_object *response, const Uci &uci)
 
 bool is_disabled(const Uci &uci, const char *bus)
 {
-    Text<16> ident;
-    bus_to_ident(bus, ident);
     Text<50> disabled;
-    kuci2_get_name(uci, "network", Text<20>::format("modem_%s", ident.c_str()).c_str(), "disabled", disabled);
+    kuci2_get_name(uci, "network", interface_of_bus(bus).c_str(), "disabled", disabled);
     return disabled == "1";
 }
 

@@ -48,7 +48,7 @@ static_assert(rows_stand_at_their_needs());
 // Any other text names no bus and must not reach a shell or a path; one that does not fit would name another bus.
 bool names_bus(std::string_view text)
 {
-    return is_made_of(text, "-.") && text.size() < BusName::capacity();
+    return is_made_of(text, "-.") && fits_record(text);
 }
 
 bool take_bus(Request &request, Kind kind, const char *text)

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "api/modem_api.h"
-#include "core/model/modem_driver.h"
+#include "core/model/modem.h"
 
 // What an endpoint needs of its request, and the dispatcher that looks for it. A member of another JSON type is read by
 // json-c's own conversion; where a text is wanted, a null, an array or an object counts as absent.
@@ -50,9 +50,6 @@ struct Check {
 
 /// need is not Need::nothing or Need::handler.
 const Check &check_of(Need need);
-
-/// A bus as a record holds it.
-using BusName = decltype(ModemDriver::bus);
 
 /// The bus of a request that names none.
 inline constexpr char default_bus[] = "1-1.2";

@@ -21,26 +21,12 @@ constexpr int port_lookups = 30;
 // The modem of the dual-SIM holder is on this bus, whichever bus was asked for.
 constexpr char holder_bus[] = "2-1.2";
 
-struct RestartRow {
-    int32_t first_id;
-    int32_t last_id;
-    RestartCommands commands;
-};
-// clang-format off
-constexpr RestartRow restart_rows[] = {
-    {0,  3,  {"AT+QPOWD",  "AT+QPOWD"}},
-    {5,  5,  {"AT!RESET",  "AT!RESET"}},
-    {6,  6,  {"AT+QPOWD",  nullptr}},
-    {20, 20, {"AT+CRESET", "AT+CRESET"}},
-    {30, 30, {"AT+ZRST",   "AT+ZRST"}},
-};
-// clang-format on
-
 void send_restart(const ModemDriver &entry, const BusName &bus, const char *command)
 {
     Text<20> port;
     if (at_port_path(bus.c_str(), entry.control_port, port) <= 0 || at_expect_ok(port.c_str(), command) != 0)
         syslog(LOG_DEBUG, "reset failed\n");
+    // Also after a failure: support scripts take this line as the end of the reset, not as its result.
     syslog(LOG_DEBUG, "reset success\n");
 }
 
@@ -72,35 +58,25 @@ void switch_holder(bool to_second)
 
 } // namespace
 
-RestartCommands pick_restart_commands(int32_t modem_id)
-{
-    for (const RestartRow &row : restart_rows)
-        if (modem_id >= row.first_id && modem_id <= row.last_id)
-            return row.commands;
-    return {nullptr, nullptr};
-}
-
 int32_t modem_reset(Request &request, json_object *)
 {
     const char *bus = request.bus.c_str();
-    const ModemDriver *entry = request.model;
-    Text<16> ident;
-    bus_to_ident(bus, ident);
+    const ModemTraits &traits = request.model->traits;
+    const auto iface = interface_of_bus(bus);
 
     execCommand(refresh_carrier_settings);
-    execCommand(compose_interface_down(ident.c_str()));
+    execCommand(compose_interface_down(iface.c_str()));
     execCommand(compose_forget_modem(bus));
-    const RestartCommands commands = pick_restart_commands(entry->modem_id);
     if (!kjson_get_boolean(request.json, "disable"))
         power_cycle_modem(bus);
-    else if (commands.reset != nullptr)
-        send_restart(*entry, request.bus, commands.reset);
+    else if (!traits.restart_command.empty())
+        send_restart(*request.model, request.bus, traits.restart_command.c_str());
     sleep(boot_time_s);
     execCommand(check_carrier_later);
     if (!wait_for_ports(request.bus))
         return modem_api_no_modem;
     fork_exec2(start_sms_daemon_later);
-    execCommand(compose_interface_start(ident.c_str()));
+    execCommand(compose_interface_start(iface.c_str()));
     sleep(1);
     return modem_api_success;
 }
@@ -112,10 +88,9 @@ int32_t modem_sim_switch(Request &request, json_object *)
     // The SIM has been switched whether the model is known or not.
     if (const Check *missing = find_missing_later(request); missing != nullptr)
         return missing->status;
-    const ModemDriver *entry = request.model;
-    const RestartCommands commands = pick_restart_commands(entry->modem_id);
-    if (commands.sim_switch != nullptr)
-        send_restart(*entry, bus_name, commands.sim_switch);
+    const ModemTraits &traits = request.model->traits;
+    if (traits.restarts_for_sim)
+        send_restart(*request.model, bus_name, traits.restart_command.c_str());
     else
         power_cycle_modem(bus_name.c_str());
     sleep(boot_time_s);

@@ -34,14 +34,14 @@ ShellLine<100> compose_kill_tracker(const char *iface)
     return ShellLine<100>{"kill $(ps|grep mwan3track|grep {}|awk -F ' ' '{print $1}')", Piece::interface(iface)};
 }
 
-ShellLine<100> compose_interface_down(const char *ident)
+ShellLine<100> compose_interface_down(const char *iface)
 {
-    return ShellLine<100>{"ifdown modem_{}", Piece::interface(ident)};
+    return ShellLine<100>{"ifdown {}", Piece::interface(iface)};
 }
 
-ShellLine<100> compose_interface_start(const char *ident)
+ShellLine<100> compose_interface_start(const char *iface)
 {
-    return ShellLine<100>{"ifup modem_{}", Piece::interface(ident)};
+    return ShellLine<100>{"ifup {}", Piece::interface(iface)};
 }
 
 ShellLine<100> compose_forget_modem(const char *bus)

@@ -46,8 +46,8 @@ inline constexpr char direct_sim_gpio[] = "echo out >/sys/class/gpio/gpio1/direc
 ShellLine<100> compose_auto_connect(const char *bus);
 /// Ends the multi-WAN tracker of an interface.
 ShellLine<100> compose_kill_tracker(const char *iface);
-ShellLine<100> compose_interface_down(const char *ident);
-ShellLine<100> compose_interface_start(const char *ident);
+ShellLine<100> compose_interface_down(const char *iface);
+ShellLine<100> compose_interface_start(const char *iface);
 /// Drops everything that is kept about the modem on bus.
 ShellLine<100> compose_forget_modem(const char *bus);
 /// Drops what is kept about its signal, and the IMSI.

@@ -1,18 +1,13 @@
 #include "connection/connect.h"
 
-#include <unistd.h>
-
 #include "connection/shell_lines.h"
 #include "core/model/modem.h"
+#include "core/model/state_dir.h"
 #include "discovery/usb/ports.h"
 #include "platform/board.h"
 #include "platform/shell.h"
 
 namespace {
-
-constexpr uint32_t flag_directip = 0x04;
-constexpr uint32_t flag_wwan = 0x10;
-constexpr uint32_t flag_ncm = 0x20;
 
 constexpr int given_device_budget_s = 1;
 constexpr int found_device_budget_s = 15;
@@ -29,7 +24,7 @@ class DataDevice {
     DataDevice(const ModemDriver &rec, const char *given, int32_t interface_number) : given_(given)
     {
         if (given == nullptr)
-            at_port_path(rec.bus.c_str(), rec.modem_id == unknown_modem_id ? 0 : interface_number, found_);
+            at_port_path(rec.bus.c_str(), is_unknown_device(rec) ? 0 : interface_number, found_);
     }
 
     const char *path() const { return given_ != nullptr ? given_ : found_.c_str(); }
@@ -42,24 +37,24 @@ class DataDevice {
 
 Link pick_serial_link(ModemDriver &rec)
 {
-    if (rec.proto_flags & flag_directip) {
+    if (rec.proto_flags & proto_directip) {
         bus_netdev(rec.bus.c_str(), "eth", rec.ppp_netdev);
         return {"directip", rec.ppp_netdev};
     }
-    if (rec.proto_flags & flag_wwan) {
+    if (rec.proto_flags & proto_wwan) {
         Text<10> netdev;
         if (bus_netdev(rec.bus.c_str(), "wwan", netdev) <= 0)
             netdev.assign(rec.ppp_netdev.view());
         return {"callip", Text<16>{netdev.view()}};
     }
-    if (rec.proto_flags & flag_ncm)
+    if (rec.proto_flags & proto_ncm)
         return {"ncm", rec.ncm_netdev};
     return {"3g", rec.ppp_netdev};
 }
 
 void configure(const ModemDriver &rec, const Link &link, const DataDevice &device, const ConnectSettings &settings)
 {
-    unlink(Text<50>::format("/tmp/modem.%s/fail_count", rec.bus.c_str()).c_str());
+    remove_state(rec.bus.c_str(), "fail_count");
     delete_interface(rec.iface.c_str());
     ConnectSettings with_device = settings;
     with_device.device = device.path();
@@ -81,12 +76,12 @@ int connect_by_qmi_device(const ModemDriver &rec, const char *proto, bool stop_a
                           const ConnectSettings &settings)
 {
     const DataDevice device(rec, settings.device, rec.qmi_port);
-    const bool is_checked = settings.device == nullptr && rec.modem_id != unknown_modem_id;
+    const bool is_checked = settings.device == nullptr && !is_unknown_device(rec);
     if (is_checked && !cmm_check_file_is_exist(device.path()))
         return -1;
     configure(rec, {proto, rec.qmi_netdev}, device, settings);
     execCommand(kill_qmi_clients);
-    if (stop_autoconnect && rec.modem_id != unknown_modem_id)
+    if (stop_autoconnect && !is_unknown_device(rec))
         execCommand(compose_stop_autoconnect(device.path()));
     return bring_up(rec, device.budget_s());
 }

@@ -55,7 +55,7 @@ void write_device(const SectionWriter &section, const char *device)
 Text<20> read_sim_type()
 {
     Text<20> captured;
-    if (can_be_read_to_its_end(sim_type_file)) // a pipe in its place would hold us up for ever
+    if (can_be_read_to_its_end(sim_type_file)) // "cat" would wait for a pipe's writer for ever
         getShellCommandReturn(print_sim_type, captured);
     return Text<20>{first_characters(captured.view(), captured.size() - (captured.empty() ? 0 : 1))};
 }
@@ -92,6 +92,24 @@ void write_modem_context(const ModemDriver &rec, const ConnectSettings &settings
         rec.ops.set_auth(rec, settings.apn, settings.username, settings.password, settings.auth);
 }
 
+// @return the device that the LED follows; nothing, and the setting is left alone, where that is not known
+Text<20> write_led(const Uci &uci, const ModemDriver &rec, const char *ifname, const char *proto, const char *device)
+{
+    const auto led_device = pick_led_device(rec.iface.c_str(), ifname, proto, device);
+    if (!led_device.empty())
+        kuci_set(uci, "system.led_3gnet.dev", led_device.c_str());
+    kuci_commit(uci, "system");
+    return led_device;
+}
+
+void write_operator(const Uci &uci, const char *operator_name)
+{
+    if (operator_name == nullptr)
+        return;
+    kuci_set(uci, "devconf.modem.operator", operator_name);
+    kuci_commit(uci, "devconf");
+}
+
 } // namespace
 
 Text<20> pick_led_device(const char *iface, const char *ifname, const char *proto, const char *device)
@@ -100,6 +118,7 @@ Text<20> pick_led_device(const char *iface, const char *ifname, const char *prot
         return Text<20>::format("3g-%s", iface);
     if (strcmp(proto, "directip") == 0)
         return ifname == nullptr ? Text<20>{} : Text<20>{std::string_view{ifname}};
+    // Also for NCM, whose network device has another name: the LED's script knows these two only.
     return holds(device, "wdm1") && !holds(device, "wdm0") ? "wwan1" : "wwan0";
 }
 
@@ -115,14 +134,8 @@ void write_interface(const ModemDriver &rec, const char *ifname, const char *pro
     Uci uci = kuci_init();
     write_network(uci, rec, ifname, proto, settings);
     write_modem_context(rec, settings);
-    const auto led_device = pick_led_device(rec.iface.c_str(), ifname, proto, settings.device);
-    if (!led_device.empty())
-        kuci_set(uci, "system.led_3gnet.dev", led_device.c_str());
-    kuci_commit(uci, "system");
-    if (settings.operator_name != nullptr) {
-        kuci_set(uci, "devconf.modem.operator", settings.operator_name);
-        kuci_commit(uci, "devconf");
-    }
+    const auto led_device = write_led(uci, rec, ifname, proto, settings.device);
+    write_operator(uci, settings.operator_name);
     kuci_free(std::move(uci));
     execCommand(reload_led);
     set_up_multi_wan_member(rec.iface.c_str(), settings.operator_name);
@@ -144,7 +157,7 @@ void write_metric_of_place(const char *iface, const char *bus)
     if (place == nullptr)
         return;
     Uci uci = kuci_init();
-    kuci_set_name(uci, "network", iface, "metric", place->metric);
+    kuci_set_name(uci, "network", iface, "metric", place->metric.c_str());
     kuci_commit(uci, "network");
     kuci_free(std::move(uci));
 }

@@ -17,9 +17,9 @@ struct ConnectSettings {
     const char *operator_name = nullptr; ///< one that begins with "Visible" keeps the modem out of multi-WAN
 };
 
-/// Writes the UCI network section of rec's interface, the LED's device, the operator, the multi-WAN member and the
-/// forced TTL, and the APN and authentication into the modem where settings give them. Nothing here fails visibly: what
-/// cannot be written is left out.
+/// Writes, in this order: the UCI network section of rec's interface; the APN and authentication into the modem, where
+/// settings give them; the LED's device; the operator; the multi-WAN member; the forced TTL. No failure is reported:
+/// what cannot be written is left out.
 /// @param ifname  network device, null to leave the option out
 /// @param proto   "3g", "directip", "callip", "ncm", "qcm" or "qmi"
 void write_interface(const ModemDriver &rec, const char *ifname, const char *proto, const ConnectSettings &settings);
@@ -31,13 +31,13 @@ void delete_interface(const char *iface);
 /// write_interface wrote.
 void write_metric_of_place(const char *iface, const char *bus);
 
-// What the writer decides.
+// The decisions of write_interface.
 
 /// Device whose traffic the 3G/LTE LED follows; nothing for "directip" without ifname.
 Text<20> pick_led_device(const char *iface, const char *ifname, const char *proto, const char *device);
-/// MTU to write, null for none: Verizon's network needs 1428 where none is given.
+/// MTU to write, null for none: without a given one, Verizon's network needs 1428.
 const char *pick_mtu(const char *mtu, std::string_view sim_type);
 
-/// What becomes of the multi-WAN member's "enabled".
+/// How the multi-WAN member's "enabled" changes.
 enum class MultiWanChange { none, enable, disable };
 MultiWanChange pick_multi_wan_change(std::string_view enabled, const char *operator_name);

@@ -22,7 +22,7 @@ constexpr Option tracking[] = {{"family", "ipv4"}, {"reliability", "2"}, {"count
                                {"interval", "5"},  {"down", "3"},        {"up", "5"}};
 constexpr const char *tracked_addresses[] = {"8.8.4.4", "8.8.8.8", "208.67.222.222", "208.67.220.220"};
 
-// The policy's section name is cut short so on these routers.
+// The name is cut short on purpose: the routers' mwan3 configuration has the policy under this name.
 constexpr char policy_members[] = "mwan3.default_poli.use_member";
 
 void restart_mwan3(const Uci &uci)

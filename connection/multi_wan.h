@@ -2,10 +2,10 @@
 
 #include "core/model/modem_driver.h"
 
-/// Makes the interface a member of multi-WAN failover where it is none yet; where it is, enables or disables it as the
-/// operator asks. A change restarts mwan3 in the background.
+/// Makes the interface a member of multi-WAN failover; a member that exists is enabled or disabled as the operator
+/// needs it. A change restarts mwan3 in the background.
 void set_up_multi_wan_member(const char *iface, const char *operator_name);
 
-/// Writes the section that forces the TTL of the modem's traffic on device (empty: names none), or removes it where rec
-/// forces none.
+/// Writes the section that forces the TTL of the modem's traffic on device (may be empty), or removes it if rec has no
+/// forced TTL.
 void write_forced_ttl(const ModemDriver &rec, const char *device);

@@ -25,17 +25,22 @@ Text<100> probe_power_file(std::string_view bus)
     return file;
 }
 
+Text<100> gpio_value_file(int gpio)
+{
+    return Text<100>::format("/sys/class/gpio/gpio%d/value", gpio);
+}
+
 } // namespace
 
 void power_cycle_modem(const char *bus)
 {
     const Board &board = this_board();
-    if (!board.power_command.empty()) {
-        execCommand(board.power_command);
+    if (!board.power_line.empty()) {
+        execCommand(compose_power_line_pulse(board.power_line.c_str(), board.is_pulse_high));
         return;
     }
     const ModemPlace *place = board.place_of(bus);
-    const auto file = place != nullptr ? Text<100>{std::string_view{place->power_file}} : probe_power_file(bus);
+    const auto file = place != nullptr ? gpio_value_file(place->power_gpio) : probe_power_file(bus);
     const bool is_high = place != nullptr ? place->is_pulse_high : board.is_pulse_high;
     if (!file.empty())
         execCommand(compose_power_pulse(file.c_str(), is_high));

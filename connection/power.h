@@ -1,5 +1,5 @@
 #pragma once
 
-/// Switches the power of the modem on bus off and on again, one second apart, by the line that the board has for it. A
-/// board without one does nothing.
+/// Switches the power of the modem on bus off and on again, one second apart, by its board's power line. Does
+/// nothing on a board without one.
 void power_cycle_modem(const char *bus);

@@ -36,6 +36,15 @@ ShellLine<500> compose_power_pulse(const char *file, bool high)
     return ShellLine<500>{"echo {} > {}; sleep 1; echo {} > {}", first, device, second, device};
 }
 
+ShellLine<128> compose_power_line_pulse(const char *line, bool high)
+{
+    const Piece name = Piece::plain(line);
+    const Piece first = Piece::code(high ? "1" : "0");
+    const Piece second = Piece::code(high ? "0" : "1");
+    return ShellLine<128>{"echo {} > /sys/class/gpio/{}/value;sleep 1;echo {} > /sys/class/gpio/{}/value", first, name,
+                          second, name};
+}
+
 ShellLine<100> compose_commit(const char *package, bool sync)
 {
     if (sync)

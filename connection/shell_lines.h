@@ -24,5 +24,7 @@ ShellLine<100> compose_read_wan_zone_without(const char *iface);
 ShellLine<100> compose_stop_autoconnect(const char *device);
 /// Switches a control file to one level for a second and back: 1, 0 where high, else 0, 1.
 ShellLine<500> compose_power_pulse(const char *file, bool high);
+/// The same for a power line in /sys/class/gpio.
+ShellLine<128> compose_power_line_pulse(const char *line, bool high);
 /// Commits a package, and syncs after it on a board whose flash needs that.
 ShellLine<100> compose_commit(const char *package, bool sync);

@@ -4,77 +4,57 @@
 
 namespace {
 
-constexpr ModemPlace condor_places[] = {
-    {.bus = "1-1.2", .power_file = "/sys/class/gpio/gpio5/value", .is_pulse_high = true, .metric = "40"},
-    {.bus = "2-1.2", .power_file = "/sys/class/gpio/gpio15/value", .is_pulse_high = true, .metric = "60"},
-    {.bus = "1-1.4", .power_file = "/sys/class/gpio/gpio7/value", .is_pulse_high = false, .metric = "70"},
-    {.bus = "", .power_file = "/sys/class/gpio/gpio7/value", .is_pulse_high = true, .metric = "40"},
+// The places of the condor board, which is the only one that has some.
+constexpr ModemPlace places[] = {
+    {.bus = "1-1.2", .power_gpio = 5, .is_pulse_high = true, .metric = "40", .has_version = false},
+    {.bus = "2-1.2", .power_gpio = 15, .is_pulse_high = true, .metric = "60", .has_version = true},
+    {.bus = "1-1.4", .power_gpio = 7, .is_pulse_high = false, .metric = "70", .has_version = false},
+    {.bus = "", .power_gpio = 7, .is_pulse_high = true, .metric = "40", .has_version = false},
 };
-
-constexpr char pulse_lte_power[] =
-    "echo 0 > /sys/class/gpio/lte_power/value;sleep 1;echo 1 > /sys/class/gpio/lte_power/value";
-constexpr char pulse_pci_power[] =
-    "echo 0 > /sys/class/gpio/pci_power/value;sleep 1;echo 1 > /sys/class/gpio/pci_power/value";
-constexpr char pulse_usb_power[] =
-    "echo 0 > /sys/class/gpio/usb_power/value;sleep 1;echo 1 > /sys/class/gpio/usb_power/value";
-constexpr char pulse_gpio0[] = "echo 0 > /sys/class/gpio/gpio0/value;sleep 1;echo 1 > /sys/class/gpio/gpio0/value";
-constexpr char pulse_gpio0_high[] = "echo 1 > /sys/class/gpio/gpio0/value;sleep 1;echo 0 > /sys/class/gpio/gpio0/value";
-constexpr char pulse_gpio1_high[] = "echo 1 > /sys/class/gpio/gpio1/value;sleep 1;echo 0 > /sys/class/gpio/gpio1/value";
-
-constexpr Board condor = {
-    .name = "condor", .places = condor_places, .versioned_bus = "2-1.2", .has_shortcuts = true};
-
-// A variant of the condor board has its name with something added. It has the same wiring, but not the bytes in the
-// factory partition that tell the condor's version.
-constexpr Board condor_variant = [] {
-    Board board = condor;
-    board.has_variants = true;
-    board.versioned_bus = nullptr;
-    return board;
-}();
 
 // The first row that serves a name counts.
 constexpr Board boards[] = {
-    condor,
-    condor_variant,
-    {.name = "marten", .power_command = pulse_lte_power},
-    {.name = "otter", .power_command = pulse_lte_power},
-    {.name = "badger", .power_command = pulse_gpio0_high, .has_slow_led = true},
-    {.name = "falcon", .power_command = pulse_gpio0},
-    {.name = "kestrel", .power_command = pulse_gpio0},
-    {.name = "osprey", .power_command = pulse_pci_power},
-    {.name = "magpie", .power_command = pulse_usb_power},
-    {.name = "bison", .power_command = pulse_usb_power},
-    {.name = "egret", .power_command = pulse_gpio1_high},
+    {.name = "condor", .has_places = true, .has_version = true, .has_shortcuts = true},
+    // The variants are wired like it, but no version is known to be in their factory partition.
+    {.name = "condor", .has_variants = true, .has_places = true, .has_shortcuts = true},
+    {.name = "marten", .power_line = "lte_power"},
+    {.name = "otter", .power_line = "lte_power"},
+    {.name = "badger", .power_line = "gpio0", .is_pulse_high = true, .has_slow_led = true},
+    {.name = "falcon", .power_line = "gpio0"},
+    {.name = "kestrel", .power_line = "gpio0"},
+    {.name = "osprey", .power_line = "pci_power"},
+    {.name = "magpie", .power_line = "usb_power"},
+    {.name = "bison", .power_line = "usb_power"},
+    {.name = "egret", .power_line = "gpio1", .is_pulse_high = true},
     {.name = "wren", .is_pulse_high = true},
     {.name = "ibis", .is_pulse_high = true},
     {.name = "stoat", .is_pulse_high = true},
-    // The two lists differ in vole and newt: the web pages of each board count on it.
+    // vole and newt have one of the two each: the web pages of each board count on it.
     {.name = "vole", .is_pulse_high = true, .lists_no_modems = true},
+    {.name = "newt", .keeps_wifi_channel = true},
     {.name = "gecko", .lists_no_modems = true, .keeps_wifi_channel = true},
     {.name = "tapir", .lists_no_modems = true, .keeps_wifi_channel = true},
-    {.name = "newt", .keeps_wifi_channel = true},
     {.name = "puffin", .needs_sync = true},
+    {.name = ""}, // any other board
 };
-
-constexpr Board any_other_board = {};
 
 } // namespace
 
 const ModemPlace *Board::place_of(std::string_view bus) const
 {
     const ModemPlace *place = places;
-    while (place != nullptr && *place->bus != '\0' && bus != place->bus)
+    while (!place->bus.empty() && place->bus != bus)
         place++;
-    return place;
+    return has_places ? place : nullptr;
 }
 
 const Board &find_board(std::string_view name)
 {
-    for (const Board &board : boards)
-        if (name == board.name || (board.has_variants && name.find(board.name) != std::string_view::npos))
-            return board;
-    return any_other_board;
+    const Board *board = boards;
+    while (!board->name.empty() && board->name != name &&
+           !(board->has_variants && name.find(board->name.view()) != std::string_view::npos))
+        board++;
+    return *board;
 }
 
 const Board &this_board()

@@ -16,9 +16,6 @@ namespace {
 
 constexpr int ubus_timeout_s = 100;
 
-// These two drop their connection when they are asked for their SIM.
-constexpr int32_t disturbed_by_questions[] = {7, 9}; // BG95, EC100Y
-
 struct InterfaceSettings {
     bool is_configured;
     bool is_disabled;
@@ -47,16 +44,15 @@ void add_interface(json_object *result, const char *iface, const InterfaceSettin
     const InterfaceState state = settings.is_passed_through
                                      ? report_interface_with_address(result, iface, ubus_timeout_s)
                                      : report_interface(result, iface);
-    // One that is configured and enabled and not up is on its way: netifd tries again and again.
+    // netifd keeps trying to bring up an interface that is configured and enabled.
     if (state == interface_is_down)
         kjson_add_string(result, "up", settings.is_disabled || !settings.is_configured ? "off" : "connecting");
 }
 
 int read_sim_status(const ModemDriver &rec, bool is_disabled)
 {
-    for (const int32_t id : disturbed_by_questions)
-        if (rec.modem_id == id && !is_disabled)
-            return 0;
+    if (rec.traits.drops_when_asked && !is_disabled)
+        return 0;
     Text<8> state;
     return sim_state_text(rec, state);
 }
@@ -74,7 +70,7 @@ int read_generation(const ModemDriver &rec, int32_t &level, json_object *result)
         Json signals{json_object_new_array()};
         const int generation = rec.ops.get_signal(rec, signals.get(), level);
         kjson_add_object(result, "signal_info", std::move(signals));
-        return generation & 0xff;
+        return generation & 0xff; // one byte is the generation; a failure, -1, becomes 255, which has no mode
     }
     if (cmm_check_file_is_exist(state_path(rec.bus.c_str(), "signal").c_str()))
         return evaluate_signal_cache(rec.bus.c_str(), level);
@@ -122,7 +118,7 @@ void add_status_record(json_object *result, const ModemDriver &rec)
 {
     const InterfaceSettings settings = read_settings(rec.iface.c_str());
     add_interface(result, rec.iface.c_str(), settings);
-    if (rec.modem_id != unknown_modem_id) {
+    if (!is_unknown_device(rec)) {
         const int sim_status = read_sim_status(rec, settings.is_disabled);
         kjson_add_int(result, "SIM_status", sim_status);
         if (sim_status != 0)

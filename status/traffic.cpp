@@ -89,11 +89,12 @@ void add_net_dev_traffic(json_object *result, const char *device, const char *pa
 {
     const File file{fopen(path, "re")};
     if (file == nullptr) {
+        // Watchers of the log look for this text, so the names in it are not this function's.
         syslog(LOG_ERR, "Function:%s Line:%d can't open 'proc/net/dev': No such file or directory\n",
                "get_ppp_ifstats_by_proc_net_dev", 141);
         return;
     }
-    Text<4> header; // twice its size ends within the first heading; what follows of the headings names no device
+    Text<4> header; // two reads of it end within the first heading; the rest of the headings matches no device
     for (int part = 0; part < 2; part++)
         if (fgets(header.data(), static_cast<int>(header.capacity()), file.get()) == nullptr)
             return;

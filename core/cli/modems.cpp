@@ -24,7 +24,7 @@ Json describe_usb_device(const char *bus)
     Json ports{json_object_new_array()};
     const int port_count = bus_own_ports(bus, ports.get());
     const ModemDriver *model = find_driver_by_usb(modem_drivers(), vid, pid);
-    const bool is_listed = model != nullptr && model->modem_id != unknown_modem_id;
+    const bool is_listed = model != nullptr && !is_unknown_device(*model);
     if (!is_listed && port_count == 0)
         return nullptr;
     Json modem{json_object_new_object()};

@@ -12,12 +12,18 @@ void bus_to_ident(const char *bus, TextOut out)
             *character = '_';
 }
 
-int driver_bind_bus(ModemDriver &rec, const char *bus)
+Text<16> interface_of_bus(const char *bus)
 {
     Text<16> ident;
     bus_to_ident(bus, ident);
-    rec.iface.assign("modem_");
-    rec.iface.append(ident.view());
+    Text<16> iface = "modem_";
+    iface.append(ident.view());
+    return iface;
+}
+
+int driver_bind_bus(ModemDriver &rec, const char *bus)
+{
+    rec.iface = interface_of_bus(bus);
     rec.bus.assign(bus);
     return 0;
 }
@@ -31,8 +37,8 @@ int sim_state_text(const ModemDriver &rec, TextOut out)
     static constexpr State sim_states[] = {{-1, "NO_SIM"}, {-2, "PIN_SIM"}, {-4, "PUK_SIM"}};
 
     if (rec.ops.get_sim_status != nullptr) {
-        Text<20> scratch;
-        const int result = rec.ops.get_sim_status(rec, scratch);
+        Text<20> not_shown;
+        const int result = rec.ops.get_sim_status(rec, not_shown);
         for (const State &state : sim_states) {
             if (result == state.result) {
                 out.assign(state.text);

@@ -9,8 +9,9 @@ struct ModemDriver;
 
 /// What can be asked of a modem. Any slot may be empty: the model does not have the operation, and the caller tests for
 /// it. Unless said otherwise an operation returns 0 on success and a negative value on failure, and text results go
-/// into a text that the caller has zeroed. Operations find the modem's AT port afresh from the record's bus and
-/// control_port.
+/// into a text that the caller has zeroed. An operation that takes a record finds the modem's AT port anew, by the
+/// record's bus and control_port; one that takes a path or a tty number uses that port; those of messages and of the
+/// interface use none.
 struct ModemOps {
     /// Model name (200 bytes), kept per bus in the state directory.
     int (*get_model)(const char *bus, const char *port_path, TextOut out);
@@ -47,8 +48,9 @@ struct ModemOps {
     int (*get_ca_info)(const ModemDriver &rec);
     /// @return a negative value when the modem is not registered
     int (*check_register)(const ModemDriver &rec);
-    /// @return 0 SIM ready, -1 no SIM, -2 PIN required, -4 PUK required
-    int (*get_sim_status)(const ModemDriver &rec, TextOut scratch);
+    /// State of the SIM as text (20 bytes), which "/modem/modem_info/get" shows as "sim_status"; a Sierra modem leaves
+    /// it empty. @return 0 SIM ready, -1 no SIM, -2 PIN required, -4 PUK required
+    int (*get_sim_status)(const ModemDriver &rec, TextOut state);
     /// Writes the APN into the modem's PDP context.
     int (*set_apn)(const ModemDriver &rec, const char *apn);
     /// Writes the PDP context's authentication ("NONE", "PAP", "CHAP", "PAP or CHAP").
@@ -62,24 +64,48 @@ struct ModemOps {
     int (*get_scan_mode)(const ModemDriver &rec, TextOut out);
 };
 
+/// Bits of proto_flags. The serial connect flow tests DirectIP, wwan and NCM in this order, and dials by PPP without
+/// any of them. Nothing reads the other three; their values are part of the table, so they stay.
+enum ProtoFlag : uint32_t {
+    proto_serial = 0x01,     ///< in every model but the one of DirectIP
+    proto_qmi = 0x02,        ///< in the models with a QMI control device, but for the UC20
+    proto_directip = 0x04,   ///< connects by DirectIP, on an "eth" network device
+    proto_wwan = 0x10,       ///< connects over a "wwan" network device; in no model so far
+    proto_ncm = 0x20,        ///< connects over an NCM network device
+    proto_quectel_4g = 0x40, ///< in the older of Quectel's LTE models
+};
+
+/// Bits of flags2.
+enum SecondFlag : uint32_t {
+    at_port_carries_data = 0x01, ///< the AT port may be the data device as well
+};
+
+/// What is asked about a model beside its operations and its record.
+struct ModemTraits {
+    Text<10> restart_command{};    ///< AT command that restarts it; empty: a reset sends nothing
+    bool restarts_for_sim = false; ///< the command serves a change of SIM too, else its power is switched
+    bool drops_when_asked = false; ///< asking it for its SIM ends its connection
+};
+
 /// A modem model, and, once bound to a bus, a modem. A plain value: copying it copies its texts and operations.
 struct ModemDriver {
-    const char *name;     ///< as printed and reported
-    uint32_t vid;         ///< USB vendor id
-    uint32_t pid;         ///< USB product id
-    int32_t modem_id;     ///< model number of the web API; 255 the unknown device, -1 no usable modem
-    Text<16> iface;       ///< UCI network interface: "modem" in the table, "modem_1_1_2" when bound to 1-1.2
-    int32_t control_port; ///< USB interface number of the AT port
-    int32_t data_port;    ///< USB interface number of the dial (PPP) port
-    int32_t qmi_port;     ///< USB interface number of the QMI control device, -1 for none
-    Text<16> qmi_netdev;  ///< network device in QMI mode, "xxx" for none
-    Text<16> ppp_netdev;  ///< network device in serial mode, "xxx" for none
-    Text<16> ncm_netdev;  ///< network device in NCM mode, "xxx" for none
-    Text<10> bus;         ///< sysfs name of the USB device ("1-1.2"), empty in the table
-    uint8_t ttl;          ///< forced TTL of the modem's traffic, 0 for none
-    uint32_t proto_flags; ///< bit 0x04 DirectIP, 0x10 wwan device, 0x20 NCM; see the connect flows
-    uint32_t flags2;      ///< bit 0: the AT port may serve as data device
-    uint32_t raw_ip;      ///< non-zero: the QMI network device carries raw IP
-    ModemDriver *next;    ///< null in the last entry
+    const char *name;            ///< as printed and reported
+    uint32_t vid;                ///< USB vendor id
+    uint32_t pid;                ///< USB product id
+    int32_t modem_id;            ///< model number of the web API; 255 the unknown device, -1 no usable modem
+    Text<16> iface{};            ///< UCI network interface: "modem" in the table, "modem_1_1_2" when bound to 1-1.2
+    int32_t control_port;        ///< USB interface number of the AT port
+    int32_t data_port;           ///< USB interface number of the dial (PPP) port
+    int32_t qmi_port;            ///< USB interface number of the QMI control device, -1 for none
+    Text<16> qmi_netdev;         ///< network device in QMI mode, "xxx" for none
+    Text<16> ppp_netdev;         ///< network device in serial mode, "xxx" for none
+    Text<16> ncm_netdev;         ///< network device in NCM mode, "xxx" for none
+    Text<10> bus{};              ///< sysfs name of the USB device ("1-1.2"), empty in the table
+    uint8_t ttl = 0;             ///< forced TTL of the modem's traffic, 0 for none
+    uint32_t proto_flags;        ///< of ProtoFlag
+    uint32_t flags2 = 0;         ///< of SecondFlag
+    uint32_t raw_ip = 0;         ///< non-zero: the QMI network device carries raw IP
+    ModemDriver *next = nullptr; ///< null in the last entry
     ModemOps ops;
+    ModemTraits traits{};
 };

@@ -15,7 +15,7 @@ constexpr int32_t grade_reading(int32_t reading, const GradeSteps &steps)
 // The steps that every source of signal values shares, in dBm and dB.
 
 inline constexpr GradeSteps lte_rsrp_steps = {-90, -105, -120};
-inline constexpr GradeSteps lte_rsrq_steps = {-9, -12, -13}; // uneven on purpose: -13 alone earns 2
+inline constexpr GradeSteps lte_rsrq_steps = {-9, -12, -13}; // -13 alone earns 2: the bars that users know stay
 inline constexpr GradeSteps lte_rssi_steps = {-65, -75, -85};
 inline constexpr GradeSteps older_rssi_steps = {-70, -80, -95}; // WCDMA, CDMA, GSM
 inline constexpr GradeSteps older_ecio_steps = {0, -10, -20};

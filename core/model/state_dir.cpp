@@ -22,6 +22,11 @@ Text<100> state_path(const char *bus, const char *file)
     return Text<100>::format("%s/%s", state_dir(bus).c_str(), file);
 }
 
+void remove_state(const char *bus, const char *file)
+{
+    unlink(state_path(bus, file).c_str());
+}
+
 int write_state(const char *bus, const char *file, std::string_view content)
 {
     ensure_state_dir(bus);

@@ -6,9 +6,9 @@
 
 // "/tmp/modem.<bus>", the folder in which the program keeps what it learned about the modem on a bus: "modem-name",
 // "modem-imei", "cimi", "signal", "fail_count". It lives in /tmp, where any user can create the folder first, so every
-// path into it is made here, together with the ownership check.
+// path into it is made here, and whoever reads or changes a file in it asks state_path, which checks the owner.
 
-/// The folder's path.
+/// The folder itself, whoever owns it: for the commands that remove it or a part of it.
 Text<100> state_dir(const char *bus);
 
 /// Makes "/tmp/modem.<bus>" (mode 0755) if it is missing.
@@ -17,6 +17,9 @@ void ensure_state_dir(const char *bus);
 /// Path of a file in the folder. Empty, which is never a valid name, if another user owns the folder, because anything
 /// in it could be a symbolic link to a file of root's.
 Text<100> state_path(const char *bus, const char *file);
+
+/// Removes the file; a missing one and a folder of another user stay as they are.
+void remove_state(const char *bus, const char *file);
 
 /// Makes the folder and writes the file. @return 0; -1 if the file cannot be opened
 int write_state(const char *bus, const char *file, std::string_view content);

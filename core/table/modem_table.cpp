@@ -1,5 +1,7 @@
 #include "core/table/modem_table.h"
 
+#include <array>
+
 #include "connection/interface_control.h"
 #include "core/model/modem.h"
 #include "drivers/common.h"
@@ -116,44 +118,102 @@ constexpr ModemOps fibocom_ops = [] {
 
 constexpr int disconnect_polls = 5;
 
-extern ModemDriver models[13];
+constexpr char none[] = "xxx"; // no such network device; settings and reports show this word
 
 // clang-format off
-constinit ModemDriver models[13] = {
-    {.name = "EC20",        .vid = 0x05c6, .pid = 0x9215, .modem_id = 0,   .iface = "modem", .control_port = 2, .data_port = 3, .qmi_port = 4,
-     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = "xxx",  .bus = "", .ttl = 0, .proto_flags = 0x43, .flags2 = 0, .raw_ip = 0, .next = &models[1],  .ops = quectel_ops},
-    {.name = "EC25",        .vid = 0x2c7c, .pid = 0x0125, .modem_id = 3,   .iface = "modem", .control_port = 2, .data_port = 3, .qmi_port = 4,
-     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = "xxx",  .bus = "", .ttl = 0, .proto_flags = 0x43, .flags2 = 0, .raw_ip = 0, .next = &models[2],  .ops = quectel_ops},
-    {.name = "EP06",        .vid = 0x2c7c, .pid = 0x0306, .modem_id = 1,   .iface = "modem", .control_port = 2, .data_port = 3, .qmi_port = 4,
-     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = "xxx",  .bus = "", .ttl = 0, .proto_flags = 0x43, .flags2 = 0, .raw_ip = 0, .next = &models[3],  .ops = ep06_ops},
-    {.name = "UC20",        .vid = 0x05c6, .pid = 0x9003, .modem_id = 4,   .iface = "modem", .control_port = 2, .data_port = 3, .qmi_port = 4,
-     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = "xxx",  .bus = "", .ttl = 0, .proto_flags = 0x01, .flags2 = 0, .raw_ip = 0, .next = &models[4],  .ops = quectel_3g_ops},
-    {.name = "MC7430",      .vid = 0x1199, .pid = 0x9071, .modem_id = 5,   .iface = "modem", .control_port = 3, .data_port = 3, .qmi_port = -1,
-     .qmi_netdev = "xxx",   .ppp_netdev = "xxx",      .ncm_netdev = "xxx",  .bus = "", .ttl = 0, .proto_flags = 0x04, .flags2 = 1, .raw_ip = 0, .next = &models[5],  .ops = sierra_ops},
-    {.name = "SIMCOM7600",  .vid = 0x1e0e, .pid = 0x9001, .modem_id = 20,  .iface = "modem", .control_port = 2, .data_port = 3, .qmi_port = -1,
-     .qmi_netdev = "xxx",   .ppp_netdev = "xxx",      .ncm_netdev = "xxx",  .bus = "", .ttl = 0, .proto_flags = 0x21, .flags2 = 0, .raw_ip = 0, .next = &models[6],  .ops = simcom_ops},
-    {.name = "ME3630",      .vid = 0x19d2, .pid = 0x1476, .modem_id = 30,  .iface = "modem", .control_port = 1, .data_port = 2, .qmi_port = -1,
-     .qmi_netdev = "xxx",   .ppp_netdev = "3g-modem", .ncm_netdev = "usb0", .bus = "", .ttl = 0, .proto_flags = 0x21, .flags2 = 0, .raw_ip = 0, .next = &models[7],  .ops = zte_ops},
-    {.name = "EC200T",      .vid = 0x2c7c, .pid = 0x6026, .modem_id = 6,   .iface = "modem", .control_port = 3, .data_port = 4, .qmi_port = -1,
-     .qmi_netdev = "xxx",   .ppp_netdev = "3g-modem", .ncm_netdev = "usb0", .bus = "", .ttl = 0, .proto_flags = 0x61, .flags2 = 0, .raw_ip = 0, .next = &models[8],  .ops = quectel_ops},
-    {.name = "BG95",        .vid = 0x2c7c, .pid = 0x0700, .modem_id = 7,   .iface = "modem", .control_port = 2, .data_port = 2, .qmi_port = -1,
-     .qmi_netdev = "xxx",   .ppp_netdev = "3g-modem", .ncm_netdev = "xxx",  .bus = "", .ttl = 0, .proto_flags = 0x01, .flags2 = 1, .raw_ip = 0, .next = &models[9],  .ops = quectel_newer_ops},
-    {.name = "EG91",        .vid = 0x2c7c, .pid = 0x0191, .modem_id = 8,   .iface = "modem", .control_port = 2, .data_port = 3, .qmi_port = 4,
-     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = "xxx",  .bus = "", .ttl = 0, .proto_flags = 0x03, .flags2 = 1, .raw_ip = 0, .next = &models[10], .ops = quectel_newer_ops},
-    {.name = "EC100Y",      .vid = 0x2c7c, .pid = 0x6001, .modem_id = 9,   .iface = "modem", .control_port = 1, .data_port = 1, .qmi_port = -1,
-     .qmi_netdev = "xxx",   .ppp_netdev = "3g-modem", .ncm_netdev = "xxx",  .bus = "", .ttl = 0, .proto_flags = 0x01, .flags2 = 1, .raw_ip = 0, .next = &models[11], .ops = quectel_newer_ops},
-    {.name = "NL678E",      .vid = 0x2cb7, .pid = 0x0104, .modem_id = 40,  .iface = "modem", .control_port = 2, .data_port = 3, .qmi_port = 4,
-     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = "xxx",  .bus = "", .ttl = 0, .proto_flags = 0x03, .flags2 = 0, .raw_ip = 1, .next = &models[12], .ops = fibocom_ops},
-    {.name = "UknowDevice", .vid = 0x0000, .pid = 0x0000, .modem_id = unknown_modem_id, .iface = "modem", .control_port = 0, .data_port = 0, .qmi_port = -1,
-     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = "xxx",  .bus = "", .ttl = 0, .proto_flags = 0x01, .flags2 = 1, .raw_ip = 0, .next = nullptr,     .ops = generic_ops},
+// A new model is a new row, anywhere above the last one. UC20 and EC200T restart otherwise than their relatives on
+// purpose: web pages count on it.
+constexpr ModemDriver rows[] = {
+    {.name = "EC20", .vid = 0x05c6, .pid = 0x9215, .modem_id = 0,
+     .control_port = 2, .data_port = 3, .qmi_port = 4,
+     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = none,
+     .proto_flags = proto_serial | proto_qmi | proto_quectel_4g,
+     .ops = quectel_ops, .traits = {.restart_command = "AT+QPOWD", .restarts_for_sim = true}},
+    {.name = "EC25", .vid = 0x2c7c, .pid = 0x0125, .modem_id = 3,
+     .control_port = 2, .data_port = 3, .qmi_port = 4,
+     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = none,
+     .proto_flags = proto_serial | proto_qmi | proto_quectel_4g,
+     .ops = quectel_ops, .traits = {.restart_command = "AT+QPOWD", .restarts_for_sim = true}},
+    {.name = "EP06", .vid = 0x2c7c, .pid = 0x0306, .modem_id = 1,
+     .control_port = 2, .data_port = 3, .qmi_port = 4,
+     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = none,
+     .proto_flags = proto_serial | proto_qmi | proto_quectel_4g,
+     .ops = ep06_ops, .traits = {.restart_command = "AT+QPOWD", .restarts_for_sim = true}},
+    {.name = "UC20", .vid = 0x05c6, .pid = 0x9003, .modem_id = 4,
+     .control_port = 2, .data_port = 3, .qmi_port = 4,
+     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = none,
+     .proto_flags = proto_serial,
+     .ops = quectel_3g_ops},
+    {.name = "MC7430", .vid = 0x1199, .pid = 0x9071, .modem_id = 5,
+     .control_port = 3, .data_port = 3, .qmi_port = -1,
+     .qmi_netdev = none, .ppp_netdev = none, .ncm_netdev = none,
+     .proto_flags = proto_directip, .flags2 = at_port_carries_data,
+     .ops = sierra_ops, .traits = {.restart_command = "AT!RESET", .restarts_for_sim = true}},
+    {.name = "SIMCOM7600", .vid = 0x1e0e, .pid = 0x9001, .modem_id = 20,
+     .control_port = 2, .data_port = 3, .qmi_port = -1,
+     .qmi_netdev = none, .ppp_netdev = none, .ncm_netdev = none,
+     .proto_flags = proto_serial | proto_ncm,
+     .ops = simcom_ops, .traits = {.restart_command = "AT+CRESET", .restarts_for_sim = true}},
+    {.name = "ME3630", .vid = 0x19d2, .pid = 0x1476, .modem_id = 30,
+     .control_port = 1, .data_port = 2, .qmi_port = -1,
+     .qmi_netdev = none, .ppp_netdev = "3g-modem", .ncm_netdev = "usb0",
+     .proto_flags = proto_serial | proto_ncm,
+     .ops = zte_ops, .traits = {.restart_command = "AT+ZRST", .restarts_for_sim = true}},
+    {.name = "EC200T", .vid = 0x2c7c, .pid = 0x6026, .modem_id = 6,
+     .control_port = 3, .data_port = 4, .qmi_port = -1,
+     .qmi_netdev = none, .ppp_netdev = "3g-modem", .ncm_netdev = "usb0",
+     .proto_flags = proto_serial | proto_ncm | proto_quectel_4g,
+     .ops = quectel_ops, .traits = {.restart_command = "AT+QPOWD"}},
+    {.name = "BG95", .vid = 0x2c7c, .pid = 0x0700, .modem_id = 7,
+     .control_port = 2, .data_port = 2, .qmi_port = -1,
+     .qmi_netdev = none, .ppp_netdev = "3g-modem", .ncm_netdev = none,
+     .proto_flags = proto_serial, .flags2 = at_port_carries_data,
+     .ops = quectel_newer_ops, .traits = {.drops_when_asked = true}},
+    {.name = "EG91", .vid = 0x2c7c, .pid = 0x0191, .modem_id = 8,
+     .control_port = 2, .data_port = 3, .qmi_port = 4,
+     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = none,
+     .proto_flags = proto_serial | proto_qmi, .flags2 = at_port_carries_data,
+     .ops = quectel_newer_ops},
+    {.name = "EC100Y", .vid = 0x2c7c, .pid = 0x6001, .modem_id = 9,
+     .control_port = 1, .data_port = 1, .qmi_port = -1,
+     .qmi_netdev = none, .ppp_netdev = "3g-modem", .ncm_netdev = none,
+     .proto_flags = proto_serial, .flags2 = at_port_carries_data,
+     .ops = quectel_newer_ops, .traits = {.drops_when_asked = true}},
+    {.name = "NL678E", .vid = 0x2cb7, .pid = 0x0104, .modem_id = 40,
+     .control_port = 2, .data_port = 3, .qmi_port = 4,
+     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = none,
+     .proto_flags = proto_serial | proto_qmi, .raw_ip = 1,
+     .ops = fibocom_ops},
+    // Misspelt on purpose: scripts and web pages know the device by this name.
+    {.name = "UknowDevice", .vid = 0x0000, .pid = 0x0000, .modem_id = unknown_modem_id,
+     .control_port = 0, .data_port = 0, .qmi_port = -1,
+     .qmi_netdev = "wwan0", .ppp_netdev = "3g-modem", .ncm_netdev = none,
+     .proto_flags = proto_serial, .flags2 = at_port_carries_data,
+     .ops = generic_ops},
 };
 // clang-format on
+
+extern std::array<ModemDriver, std::size(rows)> models;
+
+// The rows with what they have in common, each linked to the next.
+constexpr std::array<ModemDriver, std::size(rows)> link_rows()
+{
+    std::array<ModemDriver, std::size(rows)> linked{};
+    for (size_t i = 0; i < linked.size(); i++) {
+        linked[i] = rows[i];
+        linked[i].iface = "modem";
+        linked[i].next = i + 1 < linked.size() ? &models[i + 1] : nullptr;
+    }
+    return linked;
+}
+
+constinit std::array<ModemDriver, std::size(rows)> models = link_rows();
 
 } // namespace
 
 ModemDriver *modem_drivers()
 {
-    return models;
+    return models.data();
 }
 
 ModemDriver *find_driver_by_id(ModemDriver *head, int32_t id)

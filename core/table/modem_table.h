@@ -2,7 +2,7 @@
 
 #include "core/model/modem_driver.h"
 
-/// First of the thirteen models, linked by next.
+/// First of the models, linked by next.
 ModemDriver *modem_drivers();
 
 /// First entry with that model number; null when there is none. A negative id never matches.

@@ -9,8 +9,8 @@ namespace {
 
 bool is_versioned(std::string_view bus)
 {
-    const char *versioned_bus = this_board().versioned_bus;
-    return versioned_bus != nullptr && bus == versioned_bus;
+    const Board &board = this_board();
+    return board.has_version && board.place_of(bus)->has_version;
 }
 
 const char *read_hardware_version()

@@ -4,7 +4,7 @@
 
 #include "platform/json.h"
 
-/// Adds "hw_version" and "sim_num" (slots of the board's SIM holder). Only the modem on the board's versioned bus has
+/// Adds "hw_version" and "sim_num" (slots of the board's SIM holder). Only one place of a board that has a version has
 /// them; they are empty elsewhere.
 void add_hardware(json_object *info, const char *bus);
 

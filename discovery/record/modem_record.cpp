@@ -107,7 +107,7 @@ void detect_modem(ModemDriver &out_rec, json_object *info, const char *bus, Reco
     out_rec = no_modem();
     uint32_t vid = 0;
     uint32_t pid = 0;
-    if (read_usb_ids(bus, vid, pid) != 0) {
+    if (!fits_record(bus) || read_usb_ids(bus, vid, pid) != 0) {
         debug_print("please insert device\n");
         return;
     }

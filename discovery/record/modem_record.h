@@ -2,18 +2,19 @@
 
 #include "core/model/modem_driver.h"
 
-/// How much of a modem is described. The unknown device is described alike in all forms: its "ports", "modem_id",
+/// How much of a modem is described. An unknown device gets the same description in every form: "ports", "modem_id",
 /// "name", "bus", carrier and status record.
 enum class RecordForm {
     basic,     ///< "ports", "modem_id", "data_port", "control_port", and "qmi_port" where the model has one
     brief,     ///< basic, "name" (the model's in the table) and "bus"
     app_brief, ///< brief, the carrier and the status record
-    full,      ///< basic, "name" and "IMEI" as the modem tells them, "bus", "hw_version", "sim_num", the carrier, the
+    full,      ///< basic, "name" and "IMEI" as the modem reports them, "bus", "hw_version", "sim_num", the carrier, the
                ///< status record, "apns" where the carrier has a fixed one, and "operators"
 };
 
 /// Turns a bus into the record of the modem on it, and describes the modem in info (an object of the caller's). out_rec
-/// receives a whole record in every case; its modem_id is -1 when no usable modem was found. A modem that does not
+/// receives a whole record in every case; its modem_id is -1 when no usable modem was found, or
+/// when the bus has more characters than a record holds (9). A modem that does not
 /// answer only leaves members out.
 void detect_modem(ModemDriver &out_rec, json_object *info, const char *bus, RecordForm form = RecordForm::basic);
 

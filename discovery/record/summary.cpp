@@ -18,7 +18,8 @@ void add_signal(json_object *summary, const ModemDriver &rec)
     int32_t strength = -1;
     Text<8> mode;
     read_signal_record(rec, mode, strength, summary);
-    // One character, as the supervisor reads it. Without a strength it is shown the best, so that it lets the modem be.
+    // One character, as the supervisor reads it. An unknown strength is reported as 4, so that it does not restart the
+    // modem.
     const char digit = strength == -1 ? '4' : static_cast<char>('0' + strength);
     kjson_add_string(summary, "signal", {&digit, 1});
     kjson_add_string(summary, "modem_mode", mode.view());

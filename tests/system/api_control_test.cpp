@@ -224,6 +224,18 @@ TEST(Reset, NeedsAModelAndABus)
     EXPECT_EQ(shell_of(run), Lines{});
 }
 
+TEST(Bus, OfTenCharactersIsNotTakenForItsFirstNine)
+{
+    const RouterRun run = serve({"--modem", "EC25@1-1.1.1.2"},
+                                "post /modem/reset {\"modem_id\":3,\"bus\":\"1-1.1.1.23\"}\n"
+                                "post /modem/auto {\"modem_id\":3,\"bus\":\"1-1.1.1.23\"}\n"
+                                "post /modem/cells/get {\"modem_id\":3,\"bus\":\"1-1.1.1.23\"}\n"
+                                "post /modem/sim/switch {\"modem_id\":3,\"sim_num\":\"1\",\"bus\":\"1-1.1.1.23\"}\n");
+    EXPECT_EQ(run.out, "-251 {}\n-251 {}\n-251 {}\n-22 {}\n");
+    EXPECT_EQ(shell_of(run), Lines{});
+    EXPECT_EQ(run.log, "");
+}
+
 const std::string with_interface = "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=3g; uci "
                                    "commit network; ubus call network reload; ";
 

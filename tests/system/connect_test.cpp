@@ -139,10 +139,12 @@ TEST(Connect, WritesALongDeviceWhole)
 
 TEST(Connect, OfASecondModemHasItsOwnMetric)
 {
-    const RouterRun run =
-        router({"--modem", "EC25@2-1.2", "--board", "condor", "--link", "setup=100"},
-               "modemctl 2-1.2 connect qmi /dev/cdc-wdm0 internet; uci get network.modem_2_1_2.metric");
-    EXPECT_EQ(run.out, "\nconnect success\n60\n");
+    for (const char *board : {"condor", "condor-d2"}) {
+        const RouterRun run =
+            router({"--modem", "EC25@2-1.2", "--board", board, "--link", "setup=100"},
+                   "modemctl 2-1.2 connect qmi /dev/cdc-wdm0 internet; uci get network.modem_2_1_2.metric");
+        EXPECT_EQ(run.out, "\nconnect success\n60\n") << board;
+    }
 }
 
 TEST(Connect, MarksRawIpOnTheFirstControlDeviceOnly)

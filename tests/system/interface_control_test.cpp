@@ -74,10 +74,12 @@ TEST(InterfaceDown, TakesTheInterfaceOutOfItsZone)
 
 TEST(InterfaceDown, StopsTheCondorsShortcutsFirst)
 {
-    const auto shell =
-        control("wan", {"--board", "condor"}, "iface_down 5 modem_1_1_2").journal_of("shell", "call_operation");
-    ASSERT_FALSE(shell.empty());
-    EXPECT_EQ(shell[0], "/etc/init.d/shortcut-fe stop");
+    for (const char *board : {"condor", "condor-d2"}) {
+        const auto shell =
+            control("wan", {"--board", board}, "iface_down 5 modem_1_1_2").journal_of("shell", "call_operation");
+        ASSERT_FALSE(shell.empty());
+        EXPECT_EQ(shell[0], "/etc/init.d/shortcut-fe stop") << board;
+    }
 }
 
 TEST(InterfaceDown, SyncsThePuffinsFlash)

@@ -9,9 +9,10 @@ namespace {
 
 // Runs a script after what the other user has done. Where only one user can be had (simrouter in a user namespace)
 // there is no other one.
-RouterRun run_after(const std::string &planted, const std::string &script)
+RouterRun run_after(const std::string &planted, const std::string &script,
+                    const std::vector<std::string> &modems = {"--modem", "EC25,rat=NOSERVICE"})
 {
-    return run_shell({"--modem", "EC25,rat=NOSERVICE"},
+    return run_shell(modems,
                      "cp -r /etc/config /tmp/before; touch /tmp/x; chown 65534 /tmp/x 2>/dev/null || { echo alone; "
                      "exit; }\n" +
                          planted + "\n" + script + "\ndiff -r /etc/config /tmp/before && echo unchanged");
@@ -36,6 +37,22 @@ TEST(LocalUser, CannotLeadUsElsewhereByALinkInPlaceOfTheFolder)
     if (run.out == "alone\n")
         GTEST_SKIP() << "There is one user only.";
     EXPECT_EQ(run.out, "unchanged\n") << run.err;
+}
+
+TEST(LocalUser, CannotGiveUsASignalOrTakeAFailCountAway)
+{
+    const RouterRun run = run_after(
+        "cd /tmp; mkdir modem.1-1.2; echo '{\"type\":\"lte\"}' >modem.1-1.2/signal; echo 3 "
+        ">modem.1-1.2/fail_count; chown -R 65534 modem.1-1.2",
+        "cp -r /tmp/modem.1-1.2 /tmp/modem.2-1.2; modemctl 2-1.2 signal | grep mode; modemctl signal; "
+        "modemapi post /modem/enable '{}' >/dev/null; modemapi post /modem/enable '{\"bus\":\"2-1.2\"}' >/dev/null; "
+        "ls modem.1-1.2 modem.2-1.2; cp /tmp/before/* /etc/config",
+        {"--modem", "SIMCOM7600@1-1.2", "--modem", "ME3630@2-1.2"});
+    if (run.out == "alone\n")
+        GTEST_SKIP() << "There is one user only.";
+    EXPECT_EQ(run.out, "  \"mode\":\"4G\"\nNot support\nmodem.1-1.2:\nfail_count\nsignal\n\nmodem.2-1.2:\n"
+                       "signal\nunchanged\n")
+        << run.err;
 }
 
 TEST(LocalUser, CannotHaveAFileOpenedAsTheWritersLock)
@@ -76,6 +93,17 @@ TEST(LocalUser, CannotHoldAConnectUpByAPipe)
     const RouterRun upgrade = run_shell({"--modem", "EP06"}, "mkfifo /tmp/modem_upgrade_status; modemapi post "
                                                              "/modem/upgrade_status '{}' | grep -o '\"status\".*'");
     EXPECT_EQ(upgrade.out, "\"status\":0\n");
+}
+
+TEST(SignalCache, ThatIsAPipeHoldsNobody)
+{
+    for (const char *model : {"SIMCOM7600", "ME3630", "MC7430", "unlisted"}) {
+        const RouterRun run =
+            run_shell({"--modem", model}, "uci add_list devconf.modem.bus=1-1.2; uci commit devconf; "
+                                          "mkdir /tmp/modem.1-1.2; mkfifo /tmp/modem.1-1.2/signal; "
+                                          "modemctl signal; modemapi get /modem/info | grep -c '\"modem_id\"'");
+        EXPECT_EQ(run.out, "Not support\n1\n") << model << run.err;
+    }
 }
 
 } // namespace

@@ -65,6 +65,15 @@ TEST(Bus, IsRecognisedWithAndWithoutItsOption)
         EXPECT_EQ(modemctl({"--modem", "EC25@1-1.3"}, words).out, "READY\n");
 }
 
+TEST(Bus, OfTenCharactersIsNotTakenForItsFirstNine)
+{
+    for (const Lines &words : {Lines{"1-1.1.1.23", "get_mode"}, Lines{"1-1.1.1.23", "AT", "ATI"},
+                               Lines{"1-1.1.1.23", "signal"}, Lines{"1-1.1.1.2", "get_mode"}}) {
+        const RouterRun run = modemctl({"--modem", "EC25@1-1.1.1.23", "--modem", "EC25@1-1.1.1.2"}, words);
+        EXPECT_EQ(run.out, words[0] == "1-1.1.1.2" ? "get_mode: 4G\n" : "") << words[1];
+    }
+}
+
 TEST(Bus, ChoosesBetweenTwoModems)
 {
     const Lines both{"--modem", "EC25@1-1.2", "--modem", "UC20@2-1.2", "--board", "condor"};

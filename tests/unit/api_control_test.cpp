@@ -1,29 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "api/modem_lists.h"
-#include "api/restart.h"
 #include "api/shell_lines.h"
 
 namespace {
-
-TEST(Restart, CommandsDifferForTheTwoModelsThatAreSwitchedByPowerAtAChangeOfSim)
-{
-    const struct {
-        int32_t modem_id;
-        const char *reset;
-        const char *sim_switch;
-    } rows[] = {
-        {0, "AT+QPOWD", "AT+QPOWD"},    {1, "AT+QPOWD", "AT+QPOWD"}, {3, "AT+QPOWD", "AT+QPOWD"},
-        {4, nullptr, nullptr},          {5, "AT!RESET", "AT!RESET"}, {6, "AT+QPOWD", nullptr},
-        {7, nullptr, nullptr},          {8, nullptr, nullptr},       {9, nullptr, nullptr},
-        {20, "AT+CRESET", "AT+CRESET"}, {30, "AT+ZRST", "AT+ZRST"},  {40, nullptr, nullptr},
-        {255, nullptr, nullptr},        {-1, nullptr, nullptr},
-    };
-    for (const auto &row : rows) {
-        EXPECT_STREQ(pick_restart_commands(row.modem_id).reset, row.reset) << row.modem_id;
-        EXPECT_STREQ(pick_restart_commands(row.modem_id).sim_switch, row.sim_switch) << row.modem_id;
-    }
-}
 
 TEST(PassThrough, RunsOverAModemOnly)
 {
@@ -70,8 +50,10 @@ TEST(ControlCommands, AreThese)
     EXPECT_EQ(compose_auto_connect("1-1.2").view(), "modemctl -B 1-1.2 connect-auto");
     EXPECT_EQ(compose_kill_tracker("modem_1_1_2").view(),
               "kill $(ps|grep mwan3track|grep modem_1_1_2|awk -F ' ' '{print $1}')");
-    EXPECT_EQ(compose_interface_down("1_1_2").view(), "ifdown modem_1_1_2");
-    EXPECT_EQ(compose_interface_start("1_1_2").view(), "ifup modem_1_1_2");
+    EXPECT_EQ(compose_interface_down("modem_1_1_2").view(), "ifdown modem_1_1_2");
+    EXPECT_EQ(compose_interface_start("modem_1_1_2").view(), "ifup modem_1_1_2");
+    EXPECT_EQ(compose_forget_signal("2-1.2").view(), "rm -rf /tmp/modem.2-1.2/signal*");
+    EXPECT_EQ(compose_forget_imsi("2-1.2").view(), "rm -rf /tmp/modem.2-1.2/cimi");
     EXPECT_EQ(compose_forget_modem("1-1.2").view(), "rm -rf /tmp/modem.1-1.2;/etc/init.d/smstools3 stop");
     EXPECT_EQ(compose_set_sim_gpio(true, "/sys/class/gpio/gpio1/value").view(), "echo 1 > /sys/class/gpio/gpio1/value");
     EXPECT_EQ(compose_set_sim_gpio(false, "/sys/class/gpio/gpio1/value").view(),

@@ -1,5 +1,12 @@
 #include "platform/boards.h"
 
+#include "connection/shell_lines.h"
+
+#include <algorithm>
+#include <fstream>
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -20,16 +27,19 @@ const PowerRow power_rows[] = {
     {"egret", "echo 1 > /sys/class/gpio/gpio1/value;sleep 1;echo 0 > /sys/class/gpio/gpio1/value"},
 };
 
-TEST(Board, HasAPowerCommandWhereItsPowerLineIsItsOwn)
+TEST(Board, HasACommandForAPowerLineOfItsOwn)
 {
-    for (const auto &row : power_rows)
-        EXPECT_STREQ(find_board(row.board).power_command.c_str(), row.command) << row.board;
+    for (const auto &row : power_rows) {
+        const Board &board = find_board(row.board);
+        EXPECT_EQ(compose_power_line_pulse(board.power_line.c_str(), board.is_pulse_high).view(), row.command)
+            << row.board;
+    }
 }
 
-TEST(Board, WithoutAPowerCommandHasAControlFile)
+TEST(Board, WithoutAPowerLineHasAControlFile)
 {
     for (const char *board : {"condor", "wren", "", "marten2", "MARTEN", "mar", "puffin"})
-        EXPECT_TRUE(find_board(board).power_command.empty()) << board;
+        EXPECT_TRUE(find_board(board).power_line.empty()) << board;
 }
 
 TEST(Board, PulsesItsControlFileHighFromARowOnly)
@@ -42,14 +52,13 @@ TEST(Board, PulsesItsControlFileHighFromARowOnly)
 
 struct PlaceRow {
     const char *bus;
-    const char *power_file;
+    int power_gpio;
     bool is_pulse_high;
     const char *metric;
 };
 const PlaceRow place_rows[] = {
-    {"1-1.2", "/sys/class/gpio/gpio5/value", true, "40"},   {"2-1.2", "/sys/class/gpio/gpio15/value", true, "60"},
-    {"1-1.4", "/sys/class/gpio/gpio7/value", false, "70"},  {"1-1.3", "/sys/class/gpio/gpio7/value", true, "40"},
-    {"1-1.2.1", "/sys/class/gpio/gpio7/value", true, "40"}, {"", "/sys/class/gpio/gpio7/value", true, "40"},
+    {"1-1.2", 5, true, "40"}, {"2-1.2", 15, true, "60"},  {"1-1.4", 7, false, "70"},
+    {"1-1.3", 7, true, "40"}, {"1-1.2.1", 7, true, "40"}, {"", 7, true, "40"},
 };
 
 TEST(Board, WithSeveralModemsHasAPlaceForEveryBus)
@@ -58,9 +67,9 @@ TEST(Board, WithSeveralModemsHasAPlaceForEveryBus)
         for (const auto &row : place_rows) {
             const ModemPlace *place = find_board(name).place_of(row.bus);
             ASSERT_NE(place, nullptr) << name;
-            EXPECT_STREQ(place->power_file, row.power_file) << name << " " << row.bus;
+            EXPECT_EQ(place->power_gpio, row.power_gpio) << name << " " << row.bus;
             EXPECT_EQ(place->is_pulse_high, row.is_pulse_high) << name << " " << row.bus;
-            EXPECT_STREQ(place->metric, row.metric) << name << " " << row.bus;
+            EXPECT_EQ(place->metric.view(), row.metric) << name << " " << row.bus;
         }
     }
     EXPECT_EQ(find_board("wren").place_of("1-1.2"), nullptr);
@@ -68,8 +77,10 @@ TEST(Board, WithSeveralModemsHasAPlaceForEveryBus)
 
 TEST(Board, OfACondorVariantDiffersInTheVersionOnly)
 {
-    EXPECT_STREQ(find_board("condor").versioned_bus, "2-1.2");
-    EXPECT_EQ(find_board("condor-d2").versioned_bus, nullptr);
+    EXPECT_TRUE(find_board("condor").has_version);
+    EXPECT_FALSE(find_board("condor-d2").has_version);
+    for (const auto &row : place_rows)
+        EXPECT_EQ(find_board("condor").place_of(row.bus)->has_version, std::string{row.bus} == "2-1.2") << row.bus;
     EXPECT_TRUE(find_board("condor").has_shortcuts);
     EXPECT_TRUE(find_board("condor-d2").has_shortcuts);
     EXPECT_FALSE(find_board("condo").has_shortcuts);
@@ -96,6 +107,30 @@ TEST(Board, HasEachQuirkOnlyWhereItIsKnown)
         for (const std::string name : board_names)
             EXPECT_EQ(find_board(name).*row.flag, std::count(row.boards.begin(), row.boards.end(), name) == 1)
                 << row.quirk << ": " << name;
+}
+
+// The line of a document that holds the text.
+std::string line_with(const std::string &file, const std::string &text)
+{
+    std::ifstream document{SOURCE_ROOT "/" + file};
+    for (std::string line; std::getline(document, line);)
+        if (line.find(text) != std::string::npos)
+            return line;
+    return "";
+}
+
+TEST(Board, IsInTheDocumentsWhereItLacksSomething)
+{
+    const std::string manual = line_with("packaging/modemctl.1", "The boards ");
+    const std::string web_api = line_with("docs/web-api.md", "| get `/modem/info` |");
+    for (const std::string name : board_names) {
+        if (name.empty())
+            continue;
+        EXPECT_EQ(manual.find(name) != std::string::npos, find_board(name).keeps_wifi_channel)
+            << name << ": packaging/modemctl.1, \"The boards ... are left alone\", says otherwise than its row.";
+        EXPECT_EQ(web_api.find(name) != std::string::npos, find_board(name).lists_no_modems)
+            << name << ": docs/web-api.md, `/modem/info`, says otherwise than its row.";
+    }
 }
 
 } // namespace

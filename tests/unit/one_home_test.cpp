@@ -38,4 +38,26 @@ TEST(OneHome, ABoardIsNamedInItsRowOnly)
         << "Give the board's row in platform/boards.cpp a column, and ask this_board() for it.";
 }
 
+TEST(OneHome, AStatePathIsComposedWhereItsOwnerIsChecked)
+{
+    EXPECT_EQ(strangers_with(std::regex{R"re(/tmp/modem\.[^<])re"}, {"core/model/state_dir.cpp"}),
+              std::vector<std::string>{})
+        << "Ask state_path() of core/model/state_dir.h for the path: it checks whose folder it is.";
+}
+
+TEST(OneHome, AnInterfaceIsNamedAfterItsBusInOnePlace)
+{
+    EXPECT_EQ(strangers_with(std::regex{R"re("[^"\n]*modem_(%s|"))re"}, {"core/model/modem.cpp"}),
+              std::vector<std::string>{})
+        << "Ask interface_of_bus() of core/model/modem.h for the name.";
+}
+
+TEST(OneHome, AModelsNumberIsComparedInTheTableOnly)
+{
+    EXPECT_EQ(strangers_with(std::regex{R"re(modem_id *(==|!=|<=|>=|>|< *[1-9]))re"},
+                             {"core/table/modem_table.cpp", "core/model/modem.h"}),
+              std::vector<std::string>{})
+        << "Give the model's row in core/table/modem_table.cpp a trait, and ask for that; or is_unknown_device().";
+}
+
 } // namespace

@@ -263,20 +263,3 @@ TEST(OperatorList, CutsNamesBetweenCharacters)
             << line;
     }
 }
-
-TEST(ReconnectScript, KnowsTheModelsByTheirUsbIds)
-{
-    const std::string script = read_file(SOURCE_ROOT "/packaging/openwrt/files/usr/libexec/modemctl-reconnect");
-    const std::regex list("\nmodels=\"([^\"]*)\"");
-    std::smatch found;
-    ASSERT_TRUE(std::regex_search(script, found, list));
-    std::istringstream words(found[1]);
-    std::set<std::string> listed;
-    for (std::string word; words >> word;)
-        listed.insert(word);
-    std::set<std::string> known;
-    for (const ModemDriver *rec = modem_drivers(); rec != nullptr; rec = rec->next)
-        if (rec->modem_id != unknown_modem_id)
-            known.insert(Text<16>::format("%04x:%04x", rec->vid, rec->pid).c_str());
-    EXPECT_EQ(listed, known);
-}
