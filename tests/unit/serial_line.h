@@ -59,6 +59,7 @@ class Line {
         tcgetattr(kept_.get(), &result);
         return result;
     }
+    void set_attributes(const termios &attributes) const { tcsetattr(kept_.get(), TCSANOW, &attributes); }
 
   private:
     int modem_ = -1;

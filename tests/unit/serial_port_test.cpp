@@ -373,6 +373,36 @@ TEST_F(Transaction, LeavesAPortAloneThatIsLocked)
     EXPECT_EQ(line.hear(1), "x");
 }
 
+// A web back end may have several threads.
+TEST(TransactionsOfThreads, PutBackEachPortsOwnAttributes)
+{
+    const Line lines[2];
+    termios second = lines[1].attributes();
+    cfsetspeed(&second, B300);
+    second.c_iflag ^= IXANY;
+    lines[1].set_attributes(second);
+    std::vector<std::thread> threads;
+    for (const Line &line : lines)
+        threads.emplace_back([&line] {
+            for (int i = 0; i < 3; i++) {
+                std::thread modem{[&line] {
+                    line.hear(5);
+                    line.say("\r\nOK\r\n");
+                }};
+                Text<32> reply;
+                EXPECT_EQ(at_command(line.path(), AtCommand{"ATI"}, reply), 0);
+                modem.join();
+                line.allow_others();
+            }
+        });
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(lines[1].attributes().c_iflag, second.c_iflag);
+    EXPECT_NE(lines[0].attributes().c_iflag, second.c_iflag);
+    const termios after = lines[1].attributes();
+    EXPECT_EQ(cfgetospeed(&after), static_cast<speed_t>(B300));
+}
+
 TEST_F(Transaction, UnlocksThePortAtItsEnd)
 {
     Text<32> reply;
