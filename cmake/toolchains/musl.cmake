@@ -10,7 +10,7 @@ set(CMAKE_AR "${CROSS_CACHE}/bin/ar")
 set(CMAKE_RANLIB "${CROSS_CACHE}/bin/ranlib")
 # A program would need the C++ library, which takes minutes to build and which nothing on the router uses.
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
-set(leave_out "-s -Wl,-T,${CMAKE_CURRENT_LIST_DIR}/leave_out.ld")
+set(leave_out "-s -Wl,-T,\"${CMAKE_CURRENT_LIST_DIR}/leave_out.ld\"")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static ${leave_out}")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "${leave_out}")
 set(POSITION_INDEPENDENT_PROGRAM OFF CACHE BOOL "")

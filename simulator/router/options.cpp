@@ -189,7 +189,7 @@ constexpr OptionRow option_rows[] = {
     {"--answer",        true,  [](Options &o, std::string_view v) { o.answers.push_back(parse_answer(v)); }},
     {"--link",          true,  [](Options &o, std::string_view v) { o.links.push_back(parse_link(v)); }},
     {"--ubus",          true,  [](Options &o, std::string_view v) { add_ubus_fault(o.ubus, v); }},
-    {"--config-size",   true,  [](Options &o, std::string_view v) { o.config_bytes = parse_number("--config-size", v, 1U << 30); }},
+    {"--config-size",   true,  [](Options &o, std::string_view v) { o.config_bytes = parse_number("--config-size", v, 64U << 20); }},
     {"--extra-folders", true,  [](Options &o, std::string_view v) { o.extra_folders = parse_number("--extra-folders", v, 100000); }},
     {"--journal",       true,  [](Options &o, std::string_view v) { o.journal = parse_path("--journal", v); }},
     {"--log",           true,  [](Options &o, std::string_view v) { o.log = parse_path("--log", v); }},
@@ -305,7 +305,7 @@ Runs a command, or an interactive shell, in a simulated OpenWrt router with simu
          [,traffic=BYTES[/BYTES]]
                         how a network interface comes up, and what its network wants for that; repeatable
   --ubus FAULT          absent, deaf, dying, delay=MS or silent=OBJECT; repeatable
-  --config-size BYTES   size of the file system that holds /etc/config
+  --config-size BYTES   size of the file system that holds /etc/config, up to 64 MB
   --extra-folders N     more folders in /sys/devices/platform
   --journal FILE        writes down which commands were run, as they run
   --log FILE            writes down every byte to and from the modems

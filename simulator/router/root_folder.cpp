@@ -23,6 +23,10 @@ namespace fs = std::filesystem;
 
 /// A file system in memory is mounted here for the time of building: the router has a /sys of its own in any case.
 const fs::path stage = "/sys";
+/// Whatever runs in the router, the machine loses at most 256 MB of memory: 128 MB here, 64 MB in /etc/config at its
+/// largest
+/// (--config-size), and about 1 kB of the kernel's memory for each file.
+constexpr const char *stage_options = "mode=755,size=128m,nr_inodes=60000";
 const fs::path config = "/etc/config";
 
 constexpr const char *own_folders[] = {"/dev", "/proc", "/run", "/sys", "/tmp"};
@@ -94,7 +98,7 @@ void RootBuilder::make_stage()
 {
     // The first two mounts are where a machine that forbids user namespaces by other means says so.
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("tmpfs", stage.c_str(), "tmpfs", MS_NOATIME, "mode=755") != 0)
+        mount("tmpfs", stage.c_str(), "tmpfs", MS_NOATIME, stage_options) != 0)
         throw NotAllowed(std::string("mount: ") + strerror(errno));
     fs::create_directory(root_);
     mount_bind(root_, root_);
@@ -109,7 +113,7 @@ void RootBuilder::add_config_layer()
     const fs::path folder = stage / "config";
     fs::create_directory(folder);
     if (plan_.config_bytes > 0)
-        mount_new("tmpfs", folder, 0, "mode=755,size=" + std::to_string(plan_.config_bytes));
+        mount_new("tmpfs", folder, 0, "mode=755,nr_inodes=4000,size=" + std::to_string(plan_.config_bytes));
     layers_.push_back({config, folder});
 }
 

@@ -283,6 +283,21 @@ TEST(SimulatedRouter, CanHaveASmallFileSystemForTheConfiguration)
     EXPECT_EQ(run.out, "full\nroom\n");
 }
 
+// A command that writes without end must not take the memory of the machine: contents, and about 1 kB for each file.
+TEST(SimulatedRouter, TakesAtMost256MegabytesOfMemory)
+{
+    const RouterRun run =
+        run_shell({"--config-size", "67108864"},
+                  "for folder in /tmp /dev /dev/shm /etc/config /run /sys /usr /root; do\n"
+                  "    head -c 300000000 /dev/zero >$folder/fill 2>/dev/null && echo $folder has no end\n"
+                  "done\n"
+                  "rm /tmp/fill /etc/config/fill\n"
+                  "total() { df $1 / /etc/config | awk 'NR > 1 { sum += $2 } END { print sum }'; }\n"
+                  "bytes=$(($(total -k) * 1024 + $(total -i) * 1024))\n"
+                  "[ $bytes -gt 67108864 ] && [ $bytes -le 268435456 ] && echo bounded || echo $bytes");
+    EXPECT_EQ(run.out, "bounded\n") << run.err;
+}
+
 TEST(SimulatedRouter, StartsInTheFolderWhereItWasCalled)
 {
     const TemporaryFolder folder;
