@@ -30,7 +30,7 @@ TEST(ManyAtOnce, EachGetsItsOwnReplyOrNone)
         answered++;
         EXPECT_EQ(reply, "AT+OWN" + own + "||ERROR|");
     }
-    EXPECT_GT(answered, 0);
+    EXPECT_GE(answered, 16);
     RecordProperty("answered", answered);
     printf("%d of %zu commands got the port\n", answered, lines.size());
 }
@@ -43,20 +43,31 @@ TEST(ManyAtOnce, CommandLineAndLibraryShareThePort)
             "post /modem/at {\"at-command\":\"AT+WEB" + std::to_string(i) + "\",\"at-port\":\"/dev/ttyUSB2\"}\n";
     const RouterRun run = run_shell({"--modem", "EC25", "--wait"},
                                     "(for n in 0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19; do\n"
-                                    "    modemctl AT AT+CLI$n 2>/dev/null | tr -d '\\n' | tr '\\r' '|'; echo\n"
+                                    "    for try in 1 2 3; do\n"
+                                    "        reply=$(modemctl AT AT+CLI$n 2>/dev/null | tr -d '\\n' | tr '\\r' '|')\n"
+                                    "        [ -z \"$reply\" ] || break\n"
+                                    "    done; echo \"$reply\"\n"
                                     "done) >/tmp/cli & modemapi >/tmp/web 2>/dev/null <<'END'\n" +
                                         requests + "END\nwait; cat /tmp/web; echo --; cat /tmp/cli");
     const Lines lines = lines_of(run.out);
     ASSERT_EQ(lines.size(), 41U) << run.out;
+    int web_answered = 0;
+    int cli_answered = 0;
     for (size_t i = 0; i < 20; i++) {
         const std::string number = std::to_string(i);
         if (lines[i] != "-255 {}") {
+            web_answered++;
             EXPECT_EQ(lines[i], "0 {\"message\":\"AT+WEB" + number + "\\r\\r\\nERROR\\r\\n\"}");
         }
         if (!lines[21 + i].empty()) {
+            cli_answered++;
             EXPECT_EQ(lines[21 + i], "AT+CLI" + number + "||ERROR|");
         }
     }
+    // A side that is refused for long has met a lock that does not come free.
+    EXPECT_GE(web_answered, 5);
+    EXPECT_GE(cli_answered, 5);
+    printf("%d requests and %d commands got the port\n", web_answered, cli_answered);
 }
 
 TEST(ManyAtOnce, LoseNoSettingOfEachOther)
