@@ -4,26 +4,57 @@ jobs := $(shell nproc)
 rooms := $(shell sed -n 's/^\([a-z/]*\) .*/\1/p' rooms.txt)
 space := $(subst ,, )
 
-.PHONY: all demo test bench format tidy setup build sanitized target test-target test-sanitized fuzz clean
+.PHONY: all setup build demo check test test-all test-sanitized sanitized target test-target fuzz bench format tidy clean
 
 all: build
 
+# Installs every Debian package that any of these needs. Only demo, test and test-all install some of them by themselves.
 setup:
-	@tools/setup.sh
+	@tools/setup.sh build test targets lint fuzz
 
-build: setup
+build:
+	@tools/setup.sh -n build
 	@cmake --preset release
 	@cmake --build build -j$(jobs)
 
-sanitized: setup
+demo:
+	@tools/setup.sh build
+	@echo "Building the program, its library and the simulated router"
+	@cmake --preset release >/dev/null
+	@cmake --build build -j$(jobs) --target simrouter modemapi modemctl router_data
+	@tools/demo.sh build
+
+# The loop of every day: make check, or one suite of it: make check T='Qcsq*'
+check:
+	@tools/setup.sh -n build test
+	@cmake --preset release >/dev/null
+	@cmake --build build -j$(jobs) --target tests
+	@tools/run_tests.sh -l quick -s '$(T)' build
+
+test:
+	@tools/setup.sh build test
+	@cmake --preset release
+	@cmake --build build -j$(jobs) --target tests
+	@tools/run_tests.sh -l 'quick|test' -c build/passed build
+
+# What make test has passed is counted and not run again, unless a file has changed since.
+test-all:
+	@tools/setup.sh build test targets
+	@[ -f build/passed ] && [ -z "$$(find . -mindepth 1 \( -name 'build*' -o -name .git \) -prune -o -newer build/passed -print -quit)" ] \
+		|| $(MAKE) test
+	@cmake --build build -j$(jobs)
+	@cmake --preset sanitized
+	@cmake --build build-sanitized -j$(jobs)
+	@tools/run_tests.sh -a build/passed -l rest -t 'mips-linux-musl arm-linux-musleabihf' build build-sanitized
+
+# The suite under AddressSanitizer (leaks too) and UndefinedBehaviorSanitizer: a part of test-all.
+sanitized:
+	@tools/setup.sh -n build test
 	@cmake --preset sanitized
 	@cmake --build build-sanitized -j$(jobs)
 
-demo: build
-	@tools/demo.sh build
-
-test: build sanitized
-	@tools/run_tests.sh build build-sanitized --targets mips-linux-musl arm-linux-musleabihf
+test-sanitized: sanitized
+	@tools/run_tests.sh build-sanitized
 
 # For a router's processor: make target TARGET=mips-linux-musl (mipsel-linux-musl, arm-linux-musleabihf, ...)
 TARGET ?= mips-linux-musl
@@ -39,22 +70,20 @@ test-target: build
 SECONDS ?= 60
 FUZZ ?=
 
-fuzz: setup
+fuzz:
 	@tools/fuzz.sh $(SECONDS) $(FUZZ)
-
-# The whole suite under AddressSanitizer (leaks too) and UndefinedBehaviorSanitizer.
-test-sanitized: sanitized
-	@tools/run_tests.sh build-sanitized
 
 # Without the npm registry the routers' processors have no rows.
 bench: build
 	@tools/build_target.sh mips-linux-musl arm-linux-musleabihf || [ $$? = 3 ]
 	@bench/run.py build
 
-format: setup
+format:
+	@tools/setup.sh -n lint
 	@git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format -i
 
 tidy: build
+	@tools/setup.sh -n lint
 	@for room in $(rooms); do git ls-files ":(glob)$$room/*.cpp"; done \
 		| xargs clang-tidy -p build --quiet --header-filter='/($(subst $(space),|,$(rooms)))/[a-z_]*\.h$$'
 

@@ -11,11 +11,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 corpus_tool=$root/build-fuzz/fuzz_corpus
 
 configure() {
-    for package in clang libclang-rt-14-dev; do
-        dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' && continue
-        [ "$(id -u)" -eq 0 ] || { echo "Please run: sudo apt-get install $package" >&2; exit 1; }
-        DEBIAN_FRONTEND=noninteractive apt-get -qq install -y --no-install-recommends "$package" >/dev/null
-    done
+    "$root/tools/setup.sh" -n build test fuzz
     cmake -G Ninja -S "$root" -B "$root/build-fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSANITIZE=ON -DFUZZING=ON \
         -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ >/dev/null
     cmake --build "$root/build-fuzz" --target fuzz_corpus >/dev/null
@@ -46,7 +42,7 @@ for target in "$@"; do
     # A new target has no inputs yet.
     [ ! -e "$corpus.pack" ] || "$corpus_tool" unpack "$corpus" "$unpacked" >/dev/null
     search="$root/tools/fuzz_target.sh $root/build-fuzz/${target}_fuzz $unpacked $seconds"
-    if grep -q require_simulated_router "tests/fuzz/${target}_fuzz.cpp"; then
+    if grep -qx "$target" tests/fuzz/in_the_router.txt; then
         # It changes files that a machine has too: it runs in a router, of which the results are brought out.
         mkdir -p "$work"
         build-fuzz/simrouter --modem EC25 -- sh -c "$search /tmp/search; tar -C /tmp/search -c ." | tar -C "$work" -x

@@ -1,46 +1,78 @@
 #!/bin/sh
-# Installs the Debian packages that building and testing need, as far as they are missing.
+# The Debian packages that modemctl's commands need, all in this one list: setup.sh GROUP... installs those of the groups
+# that are missing (which needs root), setup.sh -n GROUP... only says which. Exit status 1 when some are still missing.
 set -eu
 
-packages="g++ cmake ninja-build pkg-config libjson-c-dev libgtest-dev libbenchmark-dev busybox
-    clang-format clang-tidy valgrind gammu smstools procps binutils git python3 openssl libgnutls-openssl27
-    mobile-broadband-provider-info shellcheck man-db"
+cd "$(dirname "$0")/.."
 
-# The mail client's package would push out the machine's own mail server, so its program is only unpacked, for the tests.
-fetch_mail_client() {
-    folder=$(dirname "$0")/../build/mail-client
-    [ -x "$folder/usr/sbin/ssmtp" ] && return
-    mkdir -p "$folder"
-    (cd "$folder" && apt-get -qq download ssmtp 2>/dev/null && dpkg-deb -x ssmtp_*.deb .) ||
-        echo "The mail client ssmtp cannot be fetched; its test is skipped." >&2
+packages_of() {
+    case $1 in
+    build) echo g++ cmake ninja-build pkg-config libjson-c-dev busybox python3 mobile-broadband-provider-info ;;
+    test)
+        echo libgtest-dev valgrind gammu smstools procps binutils git openssl libgnutls-openssl27 shellcheck man-db
+        ;;
+    targets)
+        echo dpkg-dev qemu-user-static libgtest-dev
+        command -v npm >/dev/null || echo npm
+        ;;
+    lint) echo git clang-format clang-tidy ;;
+    fuzz) echo clang libclang-rt-14-dev ;;
+    *) echo "setup.sh: \"$1\" is no group of packages" >&2 && exit 64 ;;
+    esac
 }
+
+# The mail client's package would replace the machine's own mail server, so the tests only unpack its program. One attempt
+# is made; without the program its test is skipped.
+fetch_mail_client() {
+    folder=build/mail-client
+    [ ! -d "$folder" ] || return 0
+    mkdir -p "$folder"
+    (cd "$folder" && apt-get -qq download ssmtp >download.log 2>&1 && dpkg-deb -x ssmtp_*.deb .) ||
+        echo "The mail client ssmtp cannot be fetched: its one test will be skipped."
+}
+
+only_say=
+[ "$1" != -n ] || { only_say=yes && shift; }
 
 missing=
-for package in $packages; do
-    dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing="$missing $package"
+for group in "$@"; do
+    for package in $(packages_of "$group"); do
+        case " $missing " in *" $package "*) continue ;; esac
+        dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing="$missing $package"
+    done
 done
-[ -n "$missing" ] || {
-    fetch_mail_client
-    exit 0
-}
 
-if [ "$(id -u)" -ne 0 ]; then
-    echo "These packages are missing, and installing them needs root. Please run:" >&2
-    echo "    sudo apt-get install$missing" >&2
-    exit 1
-fi
-echo "Installing:$missing"
-export DEBIAN_FRONTEND=noninteractive
-apt-get -qq update
-# shellcheck disable=SC2086 # one word per package
-apt-get -qq install -y --no-install-recommends $missing >/dev/null
-
-# Its package starts the SMS daemon, which would take the machine's first serial port. The tests start it themselves.
-case " $missing " in
+if [ -n "$missing" ]; then
+    if [ -n "$only_say" ]; then
+        echo "Missing packages:$missing. Install them with: make setup" >&2
+        exit 1
+    fi
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "Some packages are missing, and only root can install them. Please run:" >&2
+        echo "    sudo apt-get install$missing" >&2
+        exit 1
+    fi
+    echo "Installing:$missing"
+    export DEBIAN_FRONTEND=noninteractive
+    log=$(mktemp)
+    trap 'rm -f "$log"' EXIT
+    # The lists may be a little old where no mirror answers; what counts is whether the packages come.
+    apt-get -qq -o Acquire::Retries=0 -o Acquire::http::Timeout=20 update >"$log" 2>&1 || true
+    # shellcheck disable=SC2086 # one word per package
+    apt-get -qq -o Acquire::Retries=1 install -y --no-install-recommends $missing >>"$log" 2>&1 || {
+        tail -n 5 "$log" >&2
+        echo "These packages cannot be fetched:$missing. Is there a network, and a Debian mirror that has them?" >&2
+        exit 1
+    }
+    # Its package starts the SMS daemon, which would take the machine's first serial port. The tests start it themselves.
+    case " $missing " in
     *" smstools "*)
         invoke-rc.d smstools stop >/dev/null 2>&1 || true
         update-rc.d smstools disable >/dev/null 2>&1 || true
         ;;
-esac
+    esac
+fi
 
-fetch_mail_client
+case " $* " in
+*" test "*) [ -n "$only_say" ] || fetch_mail_client ;;
+esac

