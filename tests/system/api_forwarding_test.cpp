@@ -257,7 +257,7 @@ TEST(MailAccount, ReachesAMailServerThroughTheRealMailClient)
 {
     const std::string client = SOURCE_ROOT "/build/mail-client/usr/sbin/ssmtp";
     if (access(client.c_str(), X_OK) != 0)
-        GTEST_SKIP() << client << " is missing: tools/setup.sh fetches it";
+        GTEST_SKIP() << client << " is missing: make clean and make test try again to fetch it";
     Lines options = with_mail_client;
     options.insert(options.end(), {"--put", client + ":/usr/bin/ssmtp", "--put", client + ":/usr/sbin/ssmtp", "--put",
                                    SOURCE_ROOT "/tests/data/smtp_sink.sh:/root/sink"});
