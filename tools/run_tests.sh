@@ -28,13 +28,13 @@ done
 shift $((OPTIND - 1))
 first_build=$1
 
-# A line a second on a terminal, in place; else one every ten seconds: show_progress PROCESS LOG
+# A line a second on a terminal, in place; else one every ten seconds: show_progress LOG & ... ; hide_progress
 show_progress() {
     seconds=0
-    while kill -0 "$1" 2>/dev/null; do
+    while kill -0 $$ 2>/dev/null; do
         sleep 1
         seconds=$((seconds + 1))
-        line=$(sed -n 's|^ *\([0-9]*\)/\([0-9]*\) Test .*|   \1 of \2|p' "$2" | tail -n 1)
+        line=$(sed -n 's|^ *\([0-9]*\)/\([0-9]*\) Test .*|   \1 of \2|p' "$1" 2>/dev/null | tail -n 1)
         [ -n "$line" ] || line="   starting"
         if [ -t 1 ]; then
             printf '\r%s ' "$line"
@@ -42,14 +42,23 @@ show_progress() {
             echo "$line"
         fi
     done
+}
+
+hide_progress() {
+    kill "$watcher" 2>/dev/null
+    wait "$watcher" 2>/dev/null
     [ ! -t 1 ] || printf '\r'
 }
 
 run_build() {
     echo "== the tests of $1"
     log=$1/test.log
-    ctest --test-dir "$1" -L "$labels" -R "$names" -j "$at_a_time" --timeout 300 --output-on-failure >"$log" 2>&1 &
-    show_progress $! "$log"
+    rm -f "$log"
+    # The tests run in the foreground: an interrupt ends them, and none finds its signals ignored.
+    show_progress "$log" &
+    watcher=$!
+    ctest --test-dir "$1" -L "$labels" -R "$names" -j "$at_a_time" --timeout 300 --output-on-failure >"$log" 2>&1
+    hide_progress
     # A line of ctest's that begins with "<n>% tests passed" has the totals; without it nothing ran.
     totals=$(sed -n 's/^[0-9]*% tests passed, \([0-9]*\) tests failed out of \([0-9]*\)$/\1 \2/p' "$log")
     if [ -z "$totals" ]; then
@@ -69,8 +78,7 @@ run_build() {
 run_target() {
     echo "== the tests of $1"
     log=$first_build/$1.log
-    tools/test_target.sh "$1" "$first_build" --some >"$log" 2>&1 &
-    show_progress $! "$log"
+    tools/test_target.sh "$1" "$first_build" --some >"$log" 2>&1
     totals=$(sed -n 's/^\([0-9]*\) passed, \([0-9]*\) failed, \([0-9]*\) skipped$/\1 \2 \3/p' "$log" | tail -n 1)
     read -r target_passed target_failed target_skipped <<END
 ${totals:-0 1 0}
