@@ -7,16 +7,12 @@ namespace {
 constexpr size_t longest_value = 100;
 constexpr auto not_found = std::string_view::npos;
 
-bool is_white_space(char character)
+// text from its first character on that is no white space.
+std::string_view without_white_space(std::string_view text)
 {
-    return character == ' ' || (character >= '\t' && character <= '\r');
-}
-
-// text after the first label; nothing (a null pointer) where there is no label.
-std::string_view after_label(std::string_view text, std::string_view label)
-{
-    const std::string_view found = from_first(text, label);
-    return found.data() == nullptr ? found : without_first(found, label.size());
+    while (!text.empty() && (text.front() == ' ' || (text.front() >= '\t' && text.front() <= '\r')))
+        text.remove_prefix(1);
+    return text;
 }
 
 std::string_view trim_blanks(std::string_view value)
@@ -30,10 +26,42 @@ std::string_view trim_blanks(std::string_view value)
 
 } // namespace
 
-std::string_view from_first(std::string_view text, std::string_view needle)
+std::optional<std::string_view> from_first(std::string_view text, std::string_view needle)
 {
     const size_t position = text.find(needle);
-    return position == not_found ? std::string_view{} : without_first(text, position);
+    if (position == not_found)
+        return std::nullopt;
+    return without_first(text, position);
+}
+
+std::optional<std::string_view> after_first(std::string_view text, std::string_view label)
+{
+    auto found = from_first(text, label);
+    if (found)
+        found->remove_prefix(label.size());
+    return found;
+}
+
+bool consume(std::string_view &text, std::string_view label)
+{
+    if (!text.starts_with(label))
+        return false;
+    text.remove_prefix(label.size());
+    return true;
+}
+
+std::optional<int32_t> leading_int(std::string_view text)
+{
+    text = without_white_space(text);
+    const bool negative = text.starts_with('-');
+    if (negative || text.starts_with('+'))
+        text.remove_prefix(1);
+    if (text.empty() || !is_digit(text.front()))
+        return std::nullopt;
+    int64_t number = 0;
+    for (; !text.empty() && is_digit(text.front()); text.remove_prefix(1))
+        number = std::min<int64_t>(number * 10 + (text.front() - '0'), int64_t{INT32_MAX} + 1);
+    return static_cast<int32_t>(negative ? -number : std::min<int64_t>(number, INT32_MAX));
 }
 
 bool reply_has_ok(std::string_view text)
@@ -51,38 +79,29 @@ bool str_contains(std::string_view text, std::string_view needle)
 
 int int_after_label(std::string_view text, std::string_view label, int32_t &out)
 {
-    std::string_view rest = after_label(text, label);
-    if (rest.data() == nullptr)
+    const auto found = after_first(text, label);
+    if (!found)
         return -1;
-    while (!rest.empty() && is_white_space(rest.front()))
-        rest.remove_prefix(1);
+    const std::string_view rest = without_white_space(*found);
     if (rest.empty())
         return -2;
-    const bool negative = rest.front() == '-';
-    if (negative || rest.front() == '+')
-        rest.remove_prefix(1);
-    if (rest.empty() || !is_digit(rest.front()))
+    const auto number = leading_int(rest);
+    if (!number)
         return -1;
-    int64_t number = 0;
-    for (; !rest.empty() && is_digit(rest.front()); rest.remove_prefix(1))
-        number = std::min<int64_t>(number * 10 + (rest.front() - '0'), int64_t{INT32_MAX} + 1);
-    out = static_cast<int32_t>(negative ? -number : std::min<int64_t>(number, INT32_MAX));
+    out = *number;
     return 0;
 }
 
 int field_after_label(std::string_view text, std::string_view label, int skip, TextOut out)
 {
-    for (; skip > 0; skip--) {
-        text = after_label(text, label);
-        if (text.data() == nullptr)
-            return -1;
-    }
-    text = after_label(text, label);
-    if (text.data() == nullptr)
+    auto rest = after_first(text, label);
+    for (; rest && skip > 0; skip--)
+        rest = after_first(*rest, label);
+    if (!rest)
         return -1;
-    if (text.empty())
+    if (rest->empty())
         return -2;
-    const std::string_view value = first_characters(text, std::min(text.find_first_of("\r\n\t"), longest_value));
+    const std::string_view value = first_characters(*rest, std::min(rest->find_first_of("\r\n\t"), longest_value));
     if (value.empty())
         return -1;
     out.assign(trim_blanks(value));
@@ -119,4 +138,19 @@ int csv_field(std::string_view line, int index, TextOut out)
     if (!ended_by_return || field != index || start == 0)
         return -1;
     return copy_field();
+}
+
+int fibocom_field(std::string_view text, int index, TextOut out)
+{
+    for (; index > 0; index--) {
+        const size_t comma = text.find(',');
+        if (comma == std::string_view::npos)
+            return -1;
+        text.remove_prefix(comma + 1);
+    }
+    const std::string_view field = first_characters(text, text.find_first_of(",\r"));
+    if (field.empty())
+        return -1;
+    out.assign(field);
+    return 0;
 }

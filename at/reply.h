@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "platform/text.h"
@@ -23,9 +24,24 @@ int field_after_label(std::string_view text, std::string_view label, int skip, T
 
 /// Field index (from 0) of a line of comma-separated fields, without one quote at its start and one at its end. The
 /// line ends with a carriage return: without it the last field is not there. A line of one unquoted field has no
-/// readable field.
+/// readable field. This is the form of Quectel's replies: texts in quotes, and a field may be empty.
 /// @return 0; -1 when the field cannot be cut or line is null. out is written on 0 only
 int csv_field(std::string_view line, int index, TextOut out);
 
-/// text from the first needle on; empty (with a null pointer) when there is none.
-std::string_view from_first(std::string_view text, std::string_view needle);
+/// The other rule, for Fibocom's replies, which have no quotes and leave a field empty when they do not know it: field
+/// index of text ends at a comma, a carriage return or the end of text. Commas are counted over line ends.
+/// @return 0; -1 when the field is empty or not there. out is written on 0 only
+int fibocom_field(std::string_view text, int index, TextOut out);
+
+/// text from the first needle on; nothing when there is none.
+std::optional<std::string_view> from_first(std::string_view text, std::string_view needle);
+
+/// What follows the first label; nothing when there is none.
+std::optional<std::string_view> after_first(std::string_view text, std::string_view label);
+
+/// Takes label off the front of text. @return false when text starts with something else, it is untouched then
+bool consume(std::string_view &text, std::string_view label);
+
+/// The integer that text starts with, white space before it skipped; beyond 32 bits the nearest one. Nothing without
+/// digits.
+std::optional<int32_t> leading_int(std::string_view text);

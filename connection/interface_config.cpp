@@ -6,7 +6,7 @@
 #include "connection/multi_wan.h"
 #include "connection/shell_lines.h"
 #include "discovery/usb/usb_node.h"
-#include "drivers/shell_lines.h"
+#include "drivers/sim_watcher.h"
 #include "platform/boards.h"
 #include "platform/files.h"
 #include "platform/shell.h"
@@ -52,14 +52,6 @@ void write_device(const SectionWriter &section, const char *device)
         section.set("node", node.c_str());
 }
 
-Text<20> read_sim_type()
-{
-    Text<20> captured;
-    if (can_be_read_to_its_end(sim_type_file)) // "cat" would wait for a pipe's writer for ever
-        getShellCommandReturn(print_sim_type, captured);
-    return Text<20>{first_characters(captured.view(), captured.size() - (captured.empty() ? 0 : 1))};
-}
-
 void write_network(const Uci &uci, const ModemDriver &rec, const char *ifname, const char *proto,
                    const ConnectSettings &settings)
 {
@@ -78,7 +70,7 @@ void write_network(const Uci &uci, const ModemDriver &rec, const char *ifname, c
     // The second control device gets no raw_ip: its network device speaks Ethernet.
     if (rec.raw_ip != 0 && settings.device != nullptr && strcmp(settings.device, "/dev/cdc-wdm0") == 0)
         section.set("raw_ip", "1");
-    section.set("mtu", pick_mtu(settings.mtu, read_sim_type().view()));
+    section.set("mtu", pick_mtu(settings.mtu, without_last(capture_sim_type().view())));
     section.set("metric", default_metric);
     section.set("disabled", "0");
     kuci_commit(uci, "network");

@@ -53,13 +53,12 @@ int copy_digits(std::string_view reply, size_t count, TextOut out)
 std::optional<std::string_view> parse_model(std::string_view reply)
 {
     for (const std::string_view label : {"Model:", "Revision:"}) {
-        const std::string_view found = from_first(reply, label);
-        if (found.data() == nullptr)
+        const auto value = after_first(reply, label);
+        if (!value)
             continue;
-        const std::string_view value = without_first(found, label.size());
-        if (value.empty() || value.front() == '\n')
+        if (value->empty() || value->front() == '\n')
             return std::nullopt;
-        return first_characters(value, value.find('\n'));
+        return first_characters(*value, value->find('\n'));
     }
     return std::nullopt;
 }
@@ -81,8 +80,8 @@ std::optional<int32_t> parse_signal_bars(std::string_view reply)
 std::optional<std::string_view> parse_operator(std::string_view reply)
 {
     // Empty pieces between quotes count: an empty name is no name.
-    std::string_view name = without_first(from_first(reply, "\""), 1);
-    name = first_characters(name, name.find_first_of("\"\r\n"));
+    const std::string_view quoted = after_first(reply, "\"").value_or(std::string_view{});
+    const std::string_view name = first_characters(quoted, quoted.find_first_of("\"\r\n"));
     return name.empty() ? std::nullopt : std::optional{name};
 }
 

@@ -1,6 +1,7 @@
 #include "drivers/fibocom.h"
 
 #include <cinttypes>
+#include <span>
 
 #include "at/at_command.h"
 #include "at/reply.h"
@@ -10,21 +11,29 @@
 
 namespace {
 
-using Field = Text<16>;
-
 constexpr std::string_view serving_label = "LTE service cell:";
 constexpr std::string_view neighbour_label = "LTE neighbor cell:";
-constexpr size_t line_end = 2; // CR LF behind a label
+// What stands between a label and its fields is counted, not compared.
+constexpr size_t line_end = 2; // CR LF
+constexpr size_t space = 1;
 
-// Least index numbers of 3GPP TS 27.007, not dBm.
-constexpr GradeSteps rsrp_index_steps = {80, 60, 45};
-constexpr GradeSteps rsrq_index_steps = {28, 20, 10};
+// Least index numbers of 3GPP TS 27.007, not dBm. 255, which stands for "not known", earns 4: the reports have it so.
+constexpr Metric quality_metrics[] = {{"rsrp", {80, 60, 45}}, {"rsrq", {28, 20, 10}}};
 constexpr GradeSteps csq_index_steps = {20, 15, 10};
 
+// +CESQ: 99,99,255,255,20,54   3GPP TS 27.007, "AT+CESQ"
+//        0  1  2   3   4  5
 constexpr const char *quality_keys[] = {"rxlev", "ber", "rscp", "ecno", "rsrq", "rsrp"};
+
+// LTE service cell:
+// 1,4,460,00,247E,5423D8D,9826,43,40,5,28,58,58,23   Fibocom AT manual, "AT+GTCCINFO"; recorded on band 40
+// 0 1 2   3  4    5       6    7  8  9 10 11 12 13
 constexpr const char *serving_keys[] = {
     "IsServiceCell",  "rat",  "mcc",       "mnc",         "tac",   "cellid", "earfcn",
     "physicalcellId", "band", "bandwidth", "rssnr_value", "rxlev", "rsrp",   "rsrq"};
+
+// LTE neighbor cell:2,4,262,1,05D5,0019BF802,1300,359,100,50,52,18   the form with a label in each line
+//                   0 1 2   3 4    5         6    7   8   9  10 11
 constexpr const char *neighbour_keys[] = {"IsServiceCell",  "rat",       "mcc",   "mnc",  "tac", "cellid", "earfcn",
                                           "physicalcellId", "bandwidth", "rxlev", "rsrp", "rsrq"};
 constexpr std::string_view band_key = "band";
@@ -43,106 +52,100 @@ std::string_view band_of_code(std::string_view code)
     return code;
 }
 
-// The line that starts so many characters after the start of label, or one later where lines end CR CR LF; empty
-// without it.
-std::string_view line_at(std::string_view reply, std::string_view label, size_t offset)
+// The line behind a label and so many characters, or one more where lines end CR CR LF; empty, and so without a field,
+// when the reply has no such label.
+std::string_view line_after(std::string_view reply, std::string_view label, size_t between)
 {
-    std::string_view text = without_first(from_first(reply, label), offset);
-    if (text.starts_with('\n'))
-        text.remove_prefix(1);
+    std::string_view text = without_first(after_first(reply, label).value_or(std::string_view{}), between);
+    consume(text, "\n");
     return first_characters(text, text.find_first_of("\r\n"));
 }
 
-template <size_t N> void add_keys(json_object *object, std::string_view line, const char *const (&keys)[N])
+std::optional<Text<16>> field_at(std::string_view line, size_t index)
 {
-    for (size_t i = 0; i < N; i++) {
-        Field field;
-        if (fibocom_field(line, static_cast<int>(i), field) == 0)
-            kjson_add_string(object, keys[i], keys[i] == band_key ? band_of_code(field.view()) : field.view());
-    }
-}
-
-int32_t reading(json_object *object, const char *key)
-{
-    const char *text = kjson_get_string(object, key);
-    return text == nullptr ? 0 : text_to_int(text);
-}
-
-// Empty when the reply tells none.
-Field csq_index(std::string_view reply)
-{
-    Field field;
-    fibocom_field(line_at(reply, "+CSQ:", sizeof "+CSQ:"), 0, field);
+    Text<16> field;
+    if (fibocom_field(line, static_cast<int>(index), field) != 0)
+        return std::nullopt;
     return field;
 }
 
-Text<24> rssi_dbm(const Field &index)
+void add_keys(json_object *object, std::string_view line, std::span<const char *const> keys)
 {
-    return Text<24>::format("%" PRId64, int64_t{text_to_int(index.c_str())} * 2 - 113);
+    for (size_t i = 0; i < keys.size(); i++)
+        if (const auto field = field_at(line, i))
+            kjson_add_string(object, keys[i], keys[i] == band_key ? band_of_code(field->view()) : field->view());
+}
+
+Text<24> rssi_dbm(int32_t csq_index)
+{
+    return Text<24>::format("%" PRId64, int64_t{csq_index} * 2 - 113);
 }
 
 } // namespace
 
-int fibocom_field(std::string_view text, int index, TextOut out)
-{
-    for (; index > 0; index--) {
-        const size_t comma = text.find(',');
-        if (comma == std::string_view::npos)
-            return -1;
-        text.remove_prefix(comma + 1);
-    }
-    const std::string_view field = first_characters(text, text.find_first_of(",\r"));
-    if (field.empty())
-        return -1;
-    out.assign(field);
-    return 0;
-}
-
 std::string_view serving_cell_line(std::string_view gtccinfo_reply)
 {
-    return line_at(gtccinfo_reply, serving_label, serving_label.size() + line_end);
+    return line_after(gtccinfo_reply, serving_label, line_end);
 }
 
-bool parse_home_registration(std::string_view reply)
+bool is_registered_at_home(std::string_view reply)
 {
     constexpr size_t fields_start = sizeof "\r\n+CREG: " - 1; // an echo in front has the same length and no comma
-    Field status;
-    return fibocom_field(without_first(reply, fields_start), 1, status) == 0 && status == "1";
+    const auto status = field_at(without_first(reply, fields_start), 1);
+    return status && *status == "1";
 }
 
-Json parse_fibocom_signal(std::string_view cesq_reply, std::string_view csq_reply, int32_t &level)
+std::optional<int32_t> parse_csq_index(std::string_view reply)
 {
-    Json object{json_object_new_object()};
-    add_keys(object.get(), line_at(cesq_reply, "+CESQ:", sizeof "+CESQ:"), quality_keys);
-    const Field index = csq_index(csq_reply);
-    kjson_add_string(object.get(), "rssi", index.empty() ? std::string_view{} : rssi_dbm(index).view());
-    level = (grade_reading(reading(object.get(), "rsrp"), rsrp_index_steps) +
-             grade_reading(reading(object.get(), "rsrq"), rsrq_index_steps) +
-             grade_reading(text_to_int(index.c_str()), csq_index_steps)) /
-            3;
-    return object;
+    const auto field = field_at(line_after(reply, "+CSQ:", space), 0);
+    if (!field)
+        return std::nullopt;
+    return leading_int(field->view()).value_or(0);
 }
 
-void parse_fibocom_cells(std::string_view gtccinfo_reply, std::string_view csq_reply, json_object *array)
+Signal parse_cesq(std::string_view reply)
+{
+    const std::string_view line = line_after(reply, "+CESQ:", space);
+    Signal quality;
+    for (size_t i = 0; i < std::size(quality_keys); i++)
+        if (const auto field = field_at(line, i))
+            quality.add(quality_keys[i], field->view());
+    return quality;
+}
+
+int32_t fibocom_level(const Signal &quality, std::optional<int32_t> csq_index)
+{
+    const int32_t sum =
+        sum_of_grades(quality_metrics, [&](const char *key) { return quality.number(key).value_or(0); });
+    return (sum + grade_reading(csq_index.value_or(0), csq_index_steps)) / 3;
+}
+
+void add_fibocom_signal(json_object *object, const Signal &quality, std::optional<int32_t> csq_index)
+{
+    add_values(object, quality);
+    kjson_add_string(object, "rssi", csq_index ? rssi_dbm(*csq_index).view() : std::string_view{});
+}
+
+void add_fibocom_cells(std::string_view gtccinfo_reply, std::optional<int32_t> csq_index, json_object *array)
 {
     if (str_contains(gtccinfo_reply, serving_label)) {
         Json serving{json_object_new_object()};
         add_keys(serving.get(), serving_cell_line(gtccinfo_reply), serving_keys);
-        if (const Field index = csq_index(csq_reply); !index.empty())
-            kjson_add_string(serving.get(), "rssi", rssi_dbm(index).view());
+        if (csq_index)
+            kjson_add_string(serving.get(), "rssi", rssi_dbm(*csq_index).view());
         kjson_array_add(array, std::move(serving));
     }
     // The first label is the list's head line; the cells follow, each in a line that begins with the label again.
     std::string_view rest =
-        without_first(from_first(gtccinfo_reply, neighbour_label), neighbour_label.size() + line_end);
+        without_first(after_first(gtccinfo_reply, neighbour_label).value_or(std::string_view{}), line_end);
     while (!rest.empty() && !rest.starts_with("OK")) {
-        const std::string_view line = first_characters(rest, rest.find_first_of("\r\n"));
-        if (line.starts_with(neighbour_label)) {
-            Json neighbour{json_object_new_object()};
-            add_keys(neighbour.get(), without_first(line, neighbour_label.size()), neighbour_keys);
-            kjson_array_add(array, std::move(neighbour));
-        }
+        std::string_view line = first_characters(rest, rest.find_first_of("\r\n"));
         rest = without_first(rest, line.size() + 1);
+        if (!consume(line, neighbour_label))
+            continue;
+        Json neighbour{json_object_new_object()};
+        add_keys(neighbour.get(), line, neighbour_keys);
+        kjson_array_add(array, std::move(neighbour));
     }
 }
 
@@ -154,7 +157,12 @@ int fibocom_get_signal(const ModemDriver &rec, json_object *array, int32_t &leve
     Text<1024> strength;
     if (!ask_modem_ok(rec, AtCommand{"AT+CSQ?"}, strength))
         strength.clear();
-    kjson_array_add(array, parse_fibocom_signal(quality.view(), strength.view(), level));
+    const Signal signal = parse_cesq(quality.view());
+    const auto csq_index = parse_csq_index(strength.view());
+    level = fibocom_level(signal, csq_index);
+    Json object{json_object_new_object()};
+    add_fibocom_signal(object.get(), signal, csq_index);
+    kjson_array_add(array, std::move(object));
     return 0;
 }
 
@@ -166,14 +174,14 @@ int fibocom_get_cells(const ModemDriver &rec, json_object *array)
     Text<1024> strength;
     if (!ask_modem_ok(rec, AtCommand{"AT+CSQ?"}, strength))
         strength.clear();
-    parse_fibocom_cells(cells.view(), strength.view(), array);
+    add_fibocom_cells(cells.view(), parse_csq_index(strength.view()), array);
     return 0;
 }
 
 int fibocom_check_register(const ModemDriver &rec)
 {
     Text<256> reply;
-    return ask_modem_ok(rec, AtCommand{"AT+CREG?"}, reply) && parse_home_registration(reply.view()) ? 0 : -1;
+    return ask_modem_ok(rec, AtCommand{"AT+CREG?"}, reply) && is_registered_at_home(reply.view()) ? 0 : -1;
 }
 
 int fibocom_set_apn(const ModemDriver &rec, const char *apn)

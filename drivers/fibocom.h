@@ -1,6 +1,9 @@
 #pragma once
 
+#include <optional>
+
 #include "core/model/modem_driver.h"
+#include "drivers/signal.h"
 
 // Fibocom NL678E: the commands of its maker (AT+GTCCINFO) and of 3GPP TS 27.007 (AT+CREG, AT+CESQ, AT+CSQ, AT+CGDCONT).
 // Every value becomes a JSON string as cut from the reply unless said otherwise; an empty field is left out. A reply
@@ -21,14 +24,13 @@ int fibocom_check_register(const ModemDriver &rec);
 /// @return 0, also when the modem cannot be asked; -1 when nothing was sent or the modem refuses
 int fibocom_set_apn(const ModemDriver &rec, const char *apn);
 
-/// Field index (from 0) of text, which ends at a comma, a carriage return or the end of text. Commas are counted over
-/// line ends.
-/// @return 0; -1 when the field is empty or not there. out is written on 0 only
-int fibocom_field(std::string_view text, int index, TextOut out);
-
 // How the replies are read; an empty reply stands for one that was not given.
 
-std::string_view serving_cell_line(std::string_view gtccinfo_reply); ///< empty without one
-bool parse_home_registration(std::string_view reply);                ///< +CREG
-Json parse_fibocom_signal(std::string_view cesq_reply, std::string_view csq_reply, int32_t &level);
-void parse_fibocom_cells(std::string_view gtccinfo_reply, std::string_view csq_reply, json_object *array);
+std::string_view serving_cell_line(std::string_view gtccinfo_reply); ///< empty, so without a field, when there is none
+bool is_registered_at_home(std::string_view reply);                  ///< +CREG
+Signal parse_cesq(std::string_view reply);                           ///< "rxlev" to "rsrp", as far as they are there
+std::optional<int32_t> parse_csq_index(std::string_view reply);      ///< a field without a number counts as 0
+int32_t fibocom_level(const Signal &quality, std::optional<int32_t> csq_index);
+
+void add_fibocom_signal(json_object *object, const Signal &quality, std::optional<int32_t> csq_index);
+void add_fibocom_cells(std::string_view gtccinfo_reply, std::optional<int32_t> csq_index, json_object *array);

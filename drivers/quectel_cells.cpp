@@ -1,9 +1,26 @@
 #include "drivers/quectel_cells.h"
 
+#include <algorithm>
+#include <span>
+
 #include "at/at_command.h"
-#include "at/reply.h"
 #include "drivers/ask.h"
-#include "drivers/quectel_fields.h"
+
+// Lines of AT+QENG="servingcell" by technology (Quectel AT manuals, "AT+QENG"; recorded but for TDSCDMA and CDMA, of
+// which the manuals have the form only). Field 0 is the tag, which begins at the colon.
+//
+//   +QENG: "servingcell","NOCONN","LTE","TDD",460,00,C412C83,401,38950,40,5,5,247C,-90,-7,-62,24,37   EC20
+//          0             1        2     3     4   5  6       7   8     9  10  12   13  14 15  16 17
+//   +QENG: "servingcell","NOCONN","WCDMA",310,410,DEA6,2883C,4385,84,254,-98,-7,-,-,-,-,-   EC25
+//          0             1        2       3   4   5    6     7    8  9   10  11 12  14  16
+//   +QENG: "servingcell","LIMSRV","GSM",432,11,587,293A,31,98,-,-63,255,255,0,43,43,1   EC2x
+//          0             1        2     3   4  5   6    7  8  9 10  11  12  13   15 16
+
+struct CellLayout {
+    const char *word;                 ///< of the technology
+    const char *rat;                  ///< null: the technology as read
+    std::span<const FieldKey> fields; ///< behind those of older_cell, but for LTE
+};
 
 namespace {
 
@@ -13,6 +30,7 @@ constexpr FieldKey lte_cell[] = {
     {"ul_bandwidth", 10, bw_index}, {"dl_bandwidth", 11, bw_index}, {"tac", 12},
     {"rsrp", 13}, {"rsrq", 14}, {"rssi", 15}, {"sinr", 16}, {"srxlev", 17},
 };
+constexpr int lte_band_field = 9;
 constexpr FieldKey older_cell[] = {{"mcc", 3}, {"mnc", 4}, {"lac", 5}, {"cellid", 6}};
 constexpr FieldKey wcdma_cell[] = {
     {"uarfcn", 7}, {"psc", 8}, {"rac", 9}, {"rscp", 10}, {"ecio", 11}, {"phych", 12}, {"sf", 13}, {"slot", 14},
@@ -22,83 +40,112 @@ constexpr FieldKey tdscdma_cell[] = {{"pfreq", 7}, {"rssi", 8}, {"rscp", 9}, {"e
 constexpr FieldKey cdma_cell[] = {{"bcch", 7}, {"rxpwr", 8}, {"ecio", 9}, {"txpwr", 10}};
 constexpr FieldKey gsm_cell[] = {{"rxlev", 10}};
 
+// The first row whose word the technology contains counts.
+constexpr CellLayout layouts[] = {
+    {"LTE",     "LTE",     lte_cell},
+    {"WCDMA",   "WCDMA",   wcdma_cell},
+    {"TDSCDMA", "TDSCDMA", tdscdma_cell},
+    {"CDMA",    nullptr,   cdma_cell},
+    {"GSM",     "GSM",     gsm_cell},
+};
+constexpr const CellLayout &lte_layout = layouts[0];
+constexpr const CellLayout &cdma_layout = layouts[3];
+
+// Quectel AT manuals, "AT+QCAINFO"; recorded with an EM12, whose firmware says "pcc" and "scc". Field 0 holds the tag.
+//
+//   +QCAINFO: "pcc",250,50,"LTE BAND 1",1,277,-97,-9,-71,15
+//             0     1   2  3            4 5   6   7  8   9
+//   +QCAINFO: "scc",1600,100,"LTE BAND 3",1,38,-96,-10,-76,11
+//             0     1    2   3            4 5  6   7   8   9
 constexpr FieldKey carrier_cell[] = {
     {"freq", 1}, {"band", 3}, {"bandwidth", 2, rb_bandwidth}, {"pcid", 5}, {"rsrp", 6}, {"rsrq", 7}, {"rssi", 8},
     {"sinr", 9},
 };
+
+// Quectel AT manuals, "AT+QENG"; recorded with an EG25-G.
+//
+//   +QENG: "neighbourcell intra","LTE",6300,188,-12,-105,-75,-20,23,4,12,10,62
+//          0                     1     2    3   4   5    6   7   8  9 10 11 12
+//   +QENG: "neighbourcell","WCDMA",3062,3,16,2,-,-,-,-
+//          0               1       2    3 4  5 6 7 8 9
 constexpr FieldKey lte_neighbour[] = {{"earfcn", 2}, {"cellid|pcid", 3}};
 constexpr FieldKey wcdma_neighbour[] = {{"uarfcn", 2}};
 // clang-format on
 
+struct NeighbourLayout {
+    const char *word;
+    std::span<const FieldKey> fields;
+};
+constexpr NeighbourLayout neighbour_layouts[] = {{"LTE", lte_neighbour}, {"WCDMA", wcdma_neighbour}, {"GSM", {}}};
+
+// The state of a carrier by its digit.
+Text<16> state_of(const Field &field, std::span<const char *const> states)
+{
+    const size_t digit = static_cast<unsigned char>(field.c_str()[0]) - size_t{'0'};
+    return digit < states.size() ? states[digit] : "-";
+}
+
 Text<16> primary_state(const Field &field)
 {
-    switch (field.c_str()[0]) {
-    case '0':
-        return "No serving";
-    case '1':
-        return "Registered";
-    default:
-        return "-";
-    }
+    static constexpr const char *states[] = {"No serving", "Registered"};
+    return state_of(field, states);
 }
 
 Text<16> secondary_state(const Field &field)
 {
-    switch (field.c_str()[0]) {
-    case '0':
-        return "Deconfigured";
-    case '1':
-        return "deactivated";
-    case '2':
-        return "activated";
-    default:
-        return "-";
-    }
+    static constexpr const char *states[] = {"Deconfigured", "deactivated", "activated"};
+    return state_of(field, states);
 }
 
-void add_older_cell(json_object *object, std::string_view text, const Field &technology)
+const CellLayout *find_layout(std::string_view technology, std::string_view text)
 {
-    const auto is = [&](const char *word) { return str_contains(technology.view(), word); };
-    add_fields(object, text, older_cell);
-    if (is("WCDMA")) {
-        add_fields(object, text, wcdma_cell);
-        kjson_add_string(object, "rat", "WCDMA");
-    } else if (is("TDSCDMA")) {
-        add_fields(object, text, tdscdma_cell);
-        kjson_add_string(object, "rat", "TDSCDMA");
-    } else if (is("CDMA") || str_contains(text, "HDR")) {
-        add_fields(object, text, cdma_cell);
-        kjson_add_string(object, "rat", technology.view());
-    } else if (is("GSM")) {
-        add_fields(object, text, gsm_cell);
-        kjson_add_string(object, "rat", "GSM");
+    for (const CellLayout &layout : layouts) {
+        // EVDO modules write HDR, and some not in the technology's field.
+        if (str_contains(technology, layout.word) || (&layout == &cdma_layout && str_contains(text, "HDR")))
+            return &layout;
     }
+    return nullptr;
+}
+
+void add_serving_cell(json_object *array, const ServingCell &cell)
+{
+    Json object{json_object_new_object()};
+    kjson_add_string(object.get(), "type", "servingcell");
+    add_field(object.get(), cell.line, {"state", 1});
+    if (!cell.is_lte)
+        add_fields(object.get(), cell.line, older_cell);
+    if (cell.layout != nullptr) {
+        add_fields(object.get(), cell.line, cell.layout->fields);
+        kjson_add_string(object.get(), "rat", cell.layout->rat == nullptr ? cell.technology.view() : cell.layout->rat);
+    }
+    kjson_array_add(array, std::move(object));
 }
 
 } // namespace
 
-int parse_servingcell(std::string_view text, json_object *object)
+std::optional<ServingCell> parse_servingcell(std::string_view text)
 {
     const auto technology = cut_field(text, 2);
     if (!technology)
-        return -1;
-    kjson_add_string(object, "type", "servingcell");
-    add_field(object, text, {"state", 1});
-    if (str_contains(technology->view(), "LTE")) {
-        add_fields(object, text, lte_cell);
-        kjson_add_string(object, "rat", "LTE");
-    } else {
-        add_older_cell(object, text, *technology);
-    }
-    return 0;
+        return std::nullopt;
+    const CellLayout *layout = find_layout(technology->view(), text);
+    return ServingCell{.line = text, .technology = *technology, .layout = layout, .is_lte = layout == &lte_layout};
+}
+
+std::optional<int32_t> lte_band(const ServingCell &cell)
+{
+    if (!cell.is_lte)
+        return std::nullopt;
+    const auto band = cut_field(cell.line, lte_band_field);
+    return band ? leading_int(band->view()) : std::nullopt;
 }
 
 // Which kind of carrier a line tells, and a neighbour's technology, is searched in the rest of the reply, not only in
-// its line: that is how the reports have always been read.
+// its line: the reports have always been read so, and those who keep them compare them with older ones.
 
-void parse_carriers(std::string_view reply, json_object *array)
+void add_carriers(std::string_view reply, json_object *array)
 {
-    for_each_tag(reply, "+QCAINFO:", 10, [&](std::string_view rest) {
+    for_each_line(reply, "+QCAINFO:", "+QCAINFO: ", [&](std::string_view rest) {
         const bool primary = str_contains(rest, "pss");
         if (!primary && !str_contains(rest, "sss"))
             return;
@@ -110,34 +157,31 @@ void parse_carriers(std::string_view reply, json_object *array)
     });
 }
 
-void parse_serving_cells(std::string_view reply, json_object *array)
+void add_serving_cells(std::string_view reply, json_object *array)
 {
-    for_each_tag(reply, ": \"servingcell", 12, [&](std::string_view rest) {
-        Json object{json_object_new_object()};
-        if (parse_servingcell(rest, object.get()) == 0)
-            kjson_array_add(array, std::move(object));
+    for_each_line(reply, servingcell_tag, servingcell_tag, [&](std::string_view rest) {
+        if (const auto cell = parse_servingcell(rest))
+            add_serving_cell(array, *cell);
     });
 }
 
-void parse_neighbour_cells(std::string_view reply, json_object *array)
+void add_neighbour_cells(std::string_view reply, json_object *array)
 {
-    for_each_tag(reply, ": \"neighbourcell", 13, [&](std::string_view rest) {
+    constexpr std::string_view tag = ": \"neighbourcell";
+    for_each_line(reply, tag, tag, [&](std::string_view rest) {
         Json object{json_object_new_object()};
         kjson_add_string(object.get(), "type", "neighbourcell");
-        if (str_contains(rest, "LTE")) {
-            add_fields(object.get(), rest, lte_neighbour);
-            kjson_add_string(object.get(), "rat", "LTE");
-        } else if (str_contains(rest, "WCDMA")) {
-            add_fields(object.get(), rest, wcdma_neighbour);
-            kjson_add_string(object.get(), "rat", "WCDMA");
-        } else if (str_contains(rest, "GSM")) {
-            kjson_add_string(object.get(), "rat", "GSM");
+        const auto *layout = std::find_if(std::begin(neighbour_layouts), std::end(neighbour_layouts),
+                                          [&](const NeighbourLayout &row) { return str_contains(rest, row.word); });
+        if (layout != std::end(neighbour_layouts)) {
+            add_fields(object.get(), rest, layout->fields);
+            kjson_add_string(object.get(), "rat", layout->word);
         }
         kjson_array_add(array, std::move(object));
     });
 }
 
-bool parse_ca_active(std::string_view reply)
+bool has_two_carriers(std::string_view reply)
 {
     return (str_contains(reply, "pss") && str_contains(reply, "sss")) ||
            (str_contains(reply, "pcc") && str_contains(reply, "scc"));
@@ -147,17 +191,17 @@ int quectel_get_cells(const ModemDriver &rec, json_object *array)
 {
     struct Report {
         const char *command;
-        void (*parse)(std::string_view reply, json_object *array);
+        void (*add)(std::string_view reply, json_object *array);
     };
     static constexpr Report reports[] = {
-        {"AT+QCAINFO", parse_carriers},
-        {"AT+QENG=\"servingcell\"", parse_serving_cells},
-        {"AT+QENG=\"neighbourcell\"", parse_neighbour_cells},
+        {"AT+QCAINFO", add_carriers},
+        {"AT+QENG=\"servingcell\"", add_serving_cells},
+        {"AT+QENG=\"neighbourcell\"", add_neighbour_cells},
     };
     for (const Report &report : reports) {
         Text<1024> reply;
         if (ask_modem_ok(rec, AtCommand{report.command}, reply))
-            report.parse(reply.view(), array);
+            report.add(reply.view(), array);
     }
     return 0;
 }
@@ -165,5 +209,5 @@ int quectel_get_cells(const ModemDriver &rec, json_object *array)
 int ep06_get_ca_info(const ModemDriver &rec)
 {
     Text<1024> reply;
-    return ask_modem_ok(rec, AtCommand{"AT+QCAINFO"}, reply) && parse_ca_active(reply.view()) ? 1 : 0;
+    return ask_modem_ok(rec, AtCommand{"AT+QCAINFO"}, reply) && has_two_carriers(reply.view()) ? 1 : 0;
 }

@@ -11,9 +11,7 @@
 #include "drivers/quectel_cells.h"
 #include "drivers/quectel_fields.h"
 #include "drivers/setting.h"
-#include "drivers/shell_lines.h"
-#include "platform/files.h"
-#include "platform/shell.h"
+#include "drivers/sim_watcher.h"
 #include "platform/uci.h"
 
 namespace {
@@ -71,19 +69,12 @@ Setting read_setting(const Uci &uci, const char *path, const char *default_value
     return value.empty() ? default_value : value;
 }
 
-// A pipe that somebody put in the file's place would hold us up for ever.
-Text<20> capture(ShellCommand command, const char *file)
+// The context that the SIM's card wants; nothing while the SIM is not ready.
+std::optional<PdpContext> context_of_sim()
 {
-    Text<20> captured;
-    if (can_be_read_to_its_end(file))
-        getShellCommandReturn(command, captured);
-    return captured;
-}
-
-// What a file holds in front of its newline; the last character goes whatever it is.
-std::string_view without_last(std::string_view text)
-{
-    return first_characters(text, text.empty() ? 0 : text.size() - 1);
+    if (!is_sim_ready(capture_sim_status().view()))
+        return std::nullopt;
+    return pick_pdp_context(capture_sim_type().view());
 }
 
 uint8_t half_byte(char character)
@@ -134,12 +125,14 @@ const PdpContext &pick_pdp_context(std::string_view captured)
     return without_last(captured).starts_with("verizon") ? verizon_context : common_context;
 }
 
-std::string_view parse_revision(std::string_view reply)
+// Revision: EC25EFAR06A03M4G                   (EC25-E; a line of ATI)
+std::optional<std::string_view> parse_revision(std::string_view reply)
 {
-    constexpr std::string_view label = "Revision:";
     constexpr size_t longest_revision = 59;
-    const std::string_view value = without_first(from_first(reply, label), label.size());
-    return first_characters(value, std::min(value.find_first_of("\r\n"), longest_revision));
+    const auto value = after_first(reply, "Revision:");
+    if (!value)
+        return std::nullopt;
+    return first_characters(*value, std::min(value->find_first_of("\r\n"), longest_revision));
 }
 
 const char *pick_band_lock(std::string_view revision)
@@ -150,25 +143,27 @@ const char *pick_band_lock(std::string_view revision)
     return nullptr;
 }
 
-const char *parse_scan_mode(std::string_view reply)
+// +QCFG: "nwscanmode",3                        (EC25; Quectel AT manuals, "AT+QCFG")
+std::optional<std::string_view> parse_scan_mode(std::string_view reply)
 {
     // Anywhere in the reply: no other digit stands in it, unless the modem printed something unasked.
     for (const ScanMode &mode : scan_modes)
         if (str_contains(reply, mode.digit))
             return mode.text;
-    return nullptr;
+    return std::nullopt;
 }
 
-std::string_view parse_lte_mask(std::string_view reply)
+// +QCFG: "band",0x93,0x80800c5,0x0             (EC25; Quectel AT manuals, "AT+QCFG": GSM and WCDMA, LTE, TD-SCDMA)
+std::optional<std::string_view> parse_lte_mask(std::string_view reply)
 {
     constexpr std::string_view mark = ",0x";
     constexpr size_t longest_mask = 39;
-    const auto after_mark = [&](std::string_view text) { return without_first(from_first(text, mark), mark.size()); };
-    const std::string_view lte = after_mark(after_mark(reply));
-    const size_t comma = lte.find(mark);
-    if (comma == std::string_view::npos || !str_contains(after_mark(lte), "OK"))
-        return {};
-    return first_characters(lte, std::min(comma + 1, longest_mask));
+    const auto first = after_first(reply, mark);
+    const auto lte = first ? after_first(*first, mark) : std::nullopt;
+    const auto third = lte ? after_first(*lte, mark) : std::nullopt;
+    if (!third || !str_contains(*third, "OK"))
+        return std::nullopt;
+    return first_characters(*lte, std::min(lte->find(mark) + 1, longest_mask));
 }
 
 size_t hex_to_bytes(std::string_view text, std::span<uint8_t> bytes)
@@ -199,18 +194,18 @@ Text<100> list_bands(std::string_view mask)
     return list;
 }
 
-int32_t parse_lte_band(std::string_view reply)
+std::optional<int32_t> parse_lte_band(std::string_view reply)
 {
     std::optional<int32_t> band;
-    for_each_tag(reply, ": \"servingcell", 12, [&](std::string_view found) {
-        const Json cell{json_object_new_object()};
-        if (band || parse_servingcell(found, cell.get()) != 0)
+    bool is_found = false;
+    for_each_line(reply, servingcell_tag, servingcell_tag, [&](std::string_view found) {
+        const auto cell = parse_servingcell(found);
+        if (is_found || !cell || !cell->is_lte)
             return;
-        const char *technology = kjson_get_string(cell.get(), "rat");
-        if (technology != nullptr && strcmp(technology, "LTE") == 0)
-            band = text_to_int(or_empty(kjson_get_string(cell.get(), "band")));
+        is_found = true;
+        band = lte_band(*cell);
     });
-    return band.value_or(0);
+    return band;
 }
 
 int quectel_set_thermal(const ModemDriver &rec)
@@ -239,7 +234,8 @@ int set_band_by_revision(const char *port_path, TextOut out)
     Text<400> identity;
     if (at_command(port_path, AtCommand{"ATI"}, identity) != 0 || !reply_has_ok(identity.view()))
         return -2;
-    const char *command = pick_band_lock(parse_revision(identity.view()));
+    const auto revision = parse_revision(identity.view());
+    const char *command = revision ? pick_band_lock(*revision) : nullptr;
     if (command == nullptr)
         return -2;
     at_command(port_path, AtCommand{command}, out, reply_capacity); // without a reply out is empty, and holds no OK
@@ -248,18 +244,15 @@ int set_band_by_revision(const char *port_path, TextOut out)
 
 int quectel_set_apn(const ModemDriver &rec, const char *apn)
 {
-    if (!is_sim_ready(capture(print_sim_status, sim_status_file).view()))
-        return -1;
-    return write_setting(rec, compose_apn(pick_pdp_context(capture(print_sim_type, sim_type_file).view()), apn));
+    const auto context = context_of_sim();
+    return context ? write_setting(rec, compose_apn(*context, apn)) : -1;
 }
 
 int quectel_set_auth(const ModemDriver &rec, const char *apn, const char *username, const char *password,
                      const char *auth)
 {
-    if (!is_sim_ready(capture(print_sim_status, sim_status_file).view()))
-        return -1;
-    const PdpContext &context = pick_pdp_context(capture(print_sim_type, sim_type_file).view());
-    return write_setting(rec, compose_auth(context, apn, username, password, auth));
+    const auto context = context_of_sim();
+    return context ? write_setting(rec, compose_auth(*context, apn, username, password, auth)) : -1;
 }
 
 int quectel_get_iccid(const ModemDriver &rec, TextOut out)
@@ -276,11 +269,11 @@ int quectel_get_bands(const ModemDriver &rec, json_object *object)
     Text<1024> reply;
     if (!ask_modem_ok(rec, AtCommand{"AT+QCFG=\"band\""}, reply))
         return 0;
-    const std::string_view mask = parse_lte_mask(reply.view());
-    if (mask.empty())
+    const auto mask = parse_lte_mask(reply.view());
+    if (!mask)
         return 0;
     kjson_add_string(object, "EGPRS", "850MHz 900MHz 1800Mhz 1900MHz ");
-    kjson_add_string(object, "LTE", list_bands(mask).view());
+    kjson_add_string(object, "LTE", list_bands(*mask).view());
     return 0;
 }
 
@@ -293,8 +286,8 @@ int quectel_get_scan_mode(const ModemDriver &rec, TextOut out)
         out.assign("ERROR");
         return -1;
     }
-    if (const char *mode = parse_scan_mode(reply.view()); mode != nullptr)
-        out.assign(mode);
+    if (const auto mode = parse_scan_mode(reply.view()))
+        out.assign(*mode);
     return 0;
 }
 
@@ -309,5 +302,5 @@ int32_t get_lte_band(const char *bus, int32_t interface, const char *key)
     Text<1024> reply;
     if (at_command(port.c_str(), AtCommand{"AT+QENG=\"servingcell\""}, reply) != 0 || !reply_has_ok(reply.view()))
         return 0;
-    return parse_lte_band(reply.view());
+    return parse_lte_band(reply.view()).value_or(0);
 }

@@ -64,16 +64,16 @@ std::optional<AtCommand> compose_apn(const PdpContext &context, const char *apn)
 std::optional<AtCommand> compose_auth(const PdpContext &context, const char *apn, const char *username,
                                       const char *password, const char *auth);
 
-bool is_sim_ready(std::string_view captured);                  ///< captured: what print_sim_status prints
-const PdpContext &pick_pdp_context(std::string_view captured); ///< captured: what print_sim_type prints
-std::string_view parse_revision(std::string_view reply);       ///< ATI; at most 59 characters, empty without one
-const char *pick_band_lock(std::string_view revision);         ///< the command; null for a revision that is not known
-const char *parse_scan_mode(std::string_view reply);           ///< null when it tells none
-int32_t parse_lte_band(std::string_view reply);                ///< 0 when it tells none
+bool is_sim_ready(std::string_view captured);                  ///< captured: as the SIM watcher's file holds it
+const PdpContext &pick_pdp_context(std::string_view captured); ///< captured: likewise
+std::optional<std::string_view> parse_revision(std::string_view reply); ///< ATI; at most 59 characters
+const char *pick_band_lock(std::string_view revision); ///< the command; null for a revision that is not known
+std::optional<std::string_view> parse_scan_mode(std::string_view reply); ///< "AUTO" ...
+std::optional<int32_t> parse_lte_band(std::string_view reply);           ///< of the first LTE cell of AT+QENG
 
-/// The LTE mask of AT+QCFG="band", without "0x" but with the comma behind it, cut at 39 characters; empty when the
-/// reply does not hold three masks and then an OK.
-std::string_view parse_lte_mask(std::string_view reply);
+/// The LTE mask of AT+QCFG="band", without "0x" but with the comma behind it, cut at 39 characters; nothing when
+/// the reply does not hold three masks and then an OK.
+std::optional<std::string_view> parse_lte_mask(std::string_view reply);
 
 /// Two characters make a byte, the first its high half; text of odd length has a zero in front. A character between ':'
 /// and 'f' counts as its code less 55, any other as its code less 48, of which the low four bits are taken: hexadecimal

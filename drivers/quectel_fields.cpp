@@ -46,8 +46,19 @@ std::optional<Field> cut_field(std::string_view line, int index)
     return field;
 }
 
+Field convert_field(const Field &field, Conversion convert)
+{
+    return convert == nullptr ? field : Field{convert(field).view()};
+}
+
 void add_field(json_object *object, std::string_view line, const FieldKey &row)
 {
     if (const auto field = cut_field(line, row.index))
-        kjson_add_string(object, row.key, row.convert == nullptr ? field->view() : row.convert(*field).view());
+        kjson_add_string(object, row.key, convert_field(*field, row.convert).view());
+}
+
+void add_fields(json_object *object, std::string_view line, std::span<const FieldKey> rows)
+{
+    for (const FieldKey &row : rows)
+        add_field(object, line, row);
 }

@@ -1,22 +1,22 @@
 #pragma once
 
 #include <optional>
+#include <span>
 
 #include "at/reply.h"
-#include "platform/json.h"
-#include "platform/text.h"
-
-using Field = Text<100>;
+#include "drivers/signal.h"
 
 /// Text that a field becomes in the report.
 using Conversion = Text<16> (*)(const Field &field);
 
-Text<16> negate_text(const Field &field);  ///< "-%d" of the integer; one that is negative gets two signs
+/// "-%d" of the integer: most modules print the RSSI without its sign. One that prints it gets two signs, "--60": the
+/// readers of the reports know that text.
+Text<16> negate_text(const Field &field);
 Text<16> sinr_tenths(const Field &field);  ///< (n + 5) / 10, truncating toward zero
 Text<16> rb_bandwidth(const Field &field); ///< resource blocks to "1.4M" ... "20M", "-" for anything else
 Text<16> bw_index(const Field &field);     ///< bandwidth digit 0 to 5 likewise
 
-/// A field of a line and the key it is stored under, converted where a conversion is given.
+/// A field of a line and the key it is reported under, converted where a conversion is given.
 struct FieldKey {
     const char *key;
     int index;
@@ -26,20 +26,24 @@ struct FieldKey {
 /// Field index of line; nothing when it cannot be cut.
 std::optional<Field> cut_field(std::string_view line, int index);
 
+/// field as it is reported.
+Field convert_field(const Field &field, Conversion convert);
+
 /// Adds field row.index of line under row.key; nothing when it cannot be cut.
 void add_field(json_object *object, std::string_view line, const FieldKey &row);
 
-template <size_t N> void add_fields(json_object *object, std::string_view line, const FieldKey (&rows)[N])
+/// The same for all rows.
+void add_fields(json_object *object, std::string_view line, std::span<const FieldKey> rows);
+
+/// Calls visit with the text from each line's tag on. The next tag is searched behind the shortest line that a modem
+/// can print, so that one within it does not count.
+template <typename Visit>
+void for_each_line(std::string_view reply, std::string_view tag, std::string_view shortest_line, Visit visit)
 {
-    for (const FieldKey &row : rows)
-        add_field(object, line, row);
+    for (auto found = from_first(reply, tag); found;
+         found = from_first(without_first(*found, shortest_line.size()), tag))
+        visit(*found);
 }
 
-/// Calls visit with the text from each occurrence of tag on; the next search starts step characters after the found
-/// one.
-template <typename Visit> void for_each_tag(std::string_view reply, std::string_view tag, size_t step, Visit visit)
-{
-    for (auto found = from_first(reply, tag); found.data() != nullptr;
-         found = from_first(without_first(found, step), tag))
-        visit(found);
-}
+/// The tag of the lines of AT+QENG="servingcell".
+inline constexpr std::string_view servingcell_tag = ": \"servingcell";

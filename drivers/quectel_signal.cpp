@@ -1,57 +1,45 @@
 #include "drivers/quectel_signal.h"
 
 #include <algorithm>
+#include <span>
 
 #include "at/at_command.h"
-#include "at/reply.h"
 #include "core/model/signal_grade.h"
 #include "drivers/ask.h"
-#include "drivers/quectel_fields.h"
 
 namespace {
 
-constexpr GradeSteps lte_sinr_steps = {20, 12, 0};
-constexpr GradeSteps wcdma_rscp_steps = {-60, -70, -85};
+using enum Generation;
 
-int32_t reading(json_object *object, const char *key)
-{
-    const char *text = kjson_get_string(object, key);
-    return text == nullptr ? 0 : text_to_int(text);
-}
+constexpr Metric lte_metrics[] = {
+    {"rsrp", lte_rsrp_steps}, {"rsrq", lte_rsrq_steps}, {"sinr", {20, 12, 0}}, {"rssi", lte_rssi_steps}};
+constexpr Metric wcdma_metrics[] = {
+    {"rssi", older_rssi_steps}, {"ecio", older_ecio_steps}, {"rscp", {-60, -70, -85}}}; // the RSSI stays first
+constexpr Metric cdma_metrics[] = {{"rssi", older_rssi_steps}, {"ecio", older_ecio_steps}};
+constexpr Metric cdma_evdo_metrics[] = {{"rssi0", older_rssi_steps}, {"ecio0", older_ecio_steps}};
+constexpr Metric gsm_metrics[] = {{"rssi", older_rssi_steps}};
 
-int32_t grade_of(json_object *object, const char *key, const GradeSteps &steps)
-{
-    return grade_reading(reading(object, key), steps);
-}
-
-int32_t grade_or_best(json_object *object, const char *key, const GradeSteps &steps)
-{
-    return kjson_contain_key(object, key) ? grade_of(object, key, steps) : 4;
-}
-
-int32_t lte_level(json_object *object)
-{
-    return (grade_of(object, "rsrp", lte_rsrp_steps) + grade_of(object, "rsrq", lte_rsrq_steps) +
-            grade_of(object, "sinr", lte_sinr_steps) + grade_of(object, "rssi", lte_rssi_steps)) /
-           4;
-}
-
-int32_t wcdma_level(json_object *object, int32_t previous, WcdmaRssi wcdma_rssi)
-{
-    const int32_t rscp = grade_of(object, "rscp", wcdma_rscp_steps);
-    const int32_t ecio = grade_or_best(object, "ecio", older_ecio_steps);
-    if (wcdma_rssi == WcdmaRssi::previous)
-        return (previous + ecio + rscp) / 2;
-    return (grade_or_best(object, "rssi", older_rssi_steps) + ecio + rscp) / 3;
-}
-
-int32_t cdma_level(json_object *object, const char *rssi, const char *ecio)
-{
-    return (grade_of(object, rssi, older_rssi_steps) + grade_of(object, ecio, older_ecio_steps)) / 2;
-}
+struct Rating {
+    std::string_view type;
+    Generation generation;
+    std::span<const Metric> metrics;
+};
+constexpr Rating ratings[] = {
+    {"LTE", g4, lte_metrics},   {"WCDMA", g3, wcdma_metrics}, {"TDSCDMA", g3, wcdma_metrics},
+    {"CDMA", g2, cdma_metrics}, {"EVDO", g3, cdma_metrics},   {"CDMA-EVDO", g3, cdma_evdo_metrics},
+    {"GSM", g2, gsm_metrics},
+};
 
 // The values of a +QCSQ line by its system mode; the first word that the mode contains decides. No type: the mode's own
-// text.
+// text. The RSSI comes without its sign, the SINR in steps of 0.2 dB. Quectel AT manuals, "AT+QCSQ"; recorded lines:
+//
+//   +QCSQ: "LTE",52,-83,207,-14   EP06-E
+//          0     1  2   3   4
+//   +QCSQ: "WCDMA",69,-72,-4   EC25
+//          0       1  2   3
+//   +QCSQ: "GSM",-69   BG96, which prints the sign
+//          0     1
+//   +QCSQ: "NOSERVICE"   BG96
 struct QcsqSystem {
     const char *word;
     const char *type;
@@ -68,61 +56,42 @@ constexpr QcsqSystem qcsq_systems[] = {
     {"CDMA",      "CDMA",      {{"rssi", 1, negate_text}, {"ecio", 2}}},
     {"EVDO",      "EVDO",      {{"rssi", 1, negate_text}, {"ecio", 2}, {"sinr", 3, sinr_tenths}}},
 };
+constexpr std::string_view qcsq_tag = "+QCSQ: ";
+constexpr std::string_view shortest_qcsq_line = "+QCSQ: \"GSM\"";
 
+// Where the signal stands in AT+QENG="servingcell"; the whole lines are in quectel_cells.cpp.
 constexpr FieldKey lte_signal[] = {{"rsrp", 13}, {"rsrq", 14}, {"rssi", 15}, {"sinr", 16}};
 constexpr FieldKey wcdma_signal[] = {{"rscp", 10}, {"ecio", 11}};
+struct CellSignal {
+    const char *type; ///< the technology contains it
+    std::span<const FieldKey> values;
+};
+constexpr CellSignal cell_signals[] = {{"LTE", lte_signal}, {"WCDMA", wcdma_signal}};
 // clang-format on
 
-// A signal object of one +QCSQ line (line starts at its fields); null when its system has no signal values.
-Json read_qcsq_line(std::string_view line)
-{
-    const auto mode = cut_field(line, 0);
-    if (!mode)
-        return nullptr;
-    const auto *system = std::find_if(std::begin(qcsq_systems), std::end(qcsq_systems),
-                                      [&](const QcsqSystem &row) { return str_contains(mode->view(), row.word); });
-    if (system == std::end(qcsq_systems))
-        return nullptr;
-    Json object{json_object_new_object()};
-    kjson_add_string(object.get(), "type", system->type == nullptr ? mode->view() : system->type);
-    for (const FieldKey &value : system->values) {
-        if (value.key == nullptr)
-            break;
-        const Field field = cut_field(line, value.index).value_or(Field{"-"});
-        kjson_add_string(object.get(), value.key, value.convert ? value.convert(field).view() : field.view());
-    }
-    return object;
-}
+struct SignalReport {
+    const char *command;
+    std::string_view tag;
+    std::string_view shortest_line;
+    std::optional<Signal> (*parse)(std::string_view line); ///< line: from the tag to the end of the reply
+    WcdmaRssi wcdma_rssi;
+};
+constexpr SignalReport qcsq_report = {"AT+QCSQ", qcsq_tag, shortest_qcsq_line, parse_qcsq_line, WcdmaRssi::graded};
+constexpr SignalReport servingcell_report = {"AT+QENG=\"servingcell\"", servingcell_tag, servingcell_tag,
+                                             parse_servingcell_signal, WcdmaRssi::previous};
 
-Json read_servingcell_signal(std::string_view line)
-{
-    const auto technology = cut_field(line, 2);
-    if (!technology)
-        return nullptr;
-    Json object{json_object_new_object()};
-    if (str_contains(technology->view(), "LTE")) {
-        kjson_add_string(object.get(), "type", "LTE");
-        add_fields(object.get(), line, lte_signal);
-    } else if (str_contains(technology->view(), "WCDMA")) {
-        kjson_add_string(object.get(), "type", "WCDMA");
-        add_fields(object.get(), line, wcdma_signal);
-    } else {
-        return nullptr;
-    }
-    return object;
-}
-
-// The best of the objects that were appended: the first with the highest generation.
+// The first with the highest generation among the signals that were appended.
 struct BestSignal {
-    int32_t level = -1; // of the last object
+    int32_t level = -1; // of the last signal
     int generation = -1;
 
-    void append(json_object *array, Json object, WcdmaRssi wcdma_rssi, int32_t &best_level)
+    void append(json_object *array, const Signal &signal, WcdmaRssi wcdma_rssi, int32_t &best_level)
     {
-        if (object == nullptr)
-            return;
-        const int found = signal_level(object.get(), level, wcdma_rssi);
+        Json object{json_object_new_object()};
+        kjson_add_string(object.get(), "type", signal.type.view());
+        add_values(object.get(), signal);
         kjson_array_add(array, std::move(object));
+        const int found = static_cast<int>(signal_level(signal, level, wcdma_rssi));
         if (found <= generation)
             return;
         generation = found;
@@ -130,67 +99,98 @@ struct BestSignal {
     }
 };
 
+int add_signals(std::string_view reply, const SignalReport &report, json_object *array, int32_t &level)
+{
+    BestSignal best;
+    for_each_line(reply, report.tag, report.shortest_line, [&](std::string_view line) {
+        if (const auto signal = report.parse(line))
+            best.append(array, *signal, report.wcdma_rssi, level);
+    });
+    return best.generation;
+}
+
+int read_signals(const ModemDriver &rec, const SignalReport &report, json_object *array, int32_t &level)
+{
+    Text<1024> reply;
+    return ask_modem_ok(rec, AtCommand{report.command}, reply) ? add_signals(reply.view(), report, array, level) : -1;
+}
+
 } // namespace
 
-int signal_level(json_object *object, int32_t &level, WcdmaRssi wcdma_rssi)
+Generation signal_level(const Signal &signal, int32_t &level, WcdmaRssi wcdma_rssi)
 {
-    const char *type = kjson_get_string(object, "type");
-    // A type that is a leading part of a name counts as that name.
-    const auto is = [type](std::string_view name) { return type != nullptr && name.starts_with(type); };
-    if (is("LTE")) {
-        level = lte_level(object);
-        return 4;
-    }
-    if (is("WCDMA") || is("TDSCDMA")) {
-        level = wcdma_level(object, level, wcdma_rssi);
-        return 3;
-    }
-    if (is("CDMA") || is("EVDO")) {
-        level = cdma_level(object, "rssi", "ecio");
-        return is("CDMA") ? 2 : 3;
-    }
-    if (is("CDMA-EVDO")) {
-        level = cdma_level(object, "rssi0", "ecio0");
-        return 3;
-    }
-    if (is("GSM")) {
-        level = grade_or_best(object, "rssi", older_rssi_steps);
-        return 2;
-    }
-    return 0;
+    // A type that is a leading part of a name counts as that name, and an empty one as LTE: the signal cache is read by
+    // the same rule.
+    const auto *rating = std::find_if(std::begin(ratings), std::end(ratings),
+                                      [&](const Rating &row) { return row.type.starts_with(signal.type.view()); });
+    if (rating == std::end(ratings))
+        return unrated;
+    const auto read = [&](const char *key) { return signal.number(key).value_or(0); };
+    if (rating->metrics.data() == wcdma_metrics && wcdma_rssi == WcdmaRssi::previous)
+        level =
+            (level + sum_of_grades(rating->metrics.subspan(1), read)) / 2; // of three grades: readers know this level
+    else
+        level = sum_of_grades(rating->metrics, read) / static_cast<int32_t>(rating->metrics.size());
+    return rating->generation;
 }
 
-int parse_qcsq(std::string_view reply, json_object *array, int32_t &level)
+std::optional<Signal> parse_qcsq_line(std::string_view line)
 {
-    constexpr std::string_view tag = "+QCSQ: ";
-    BestSignal best;
-    for_each_tag(reply, tag, 12, [&](std::string_view found) {
-        best.append(array, read_qcsq_line(without_first(found, tag.size())), WcdmaRssi::graded, level);
-    });
-    return best.generation;
+    Field mode;
+    if (!consume(line, qcsq_tag) || csv_field(line, 0, mode) != 0)
+        return std::nullopt;
+    const auto *system = std::find_if(std::begin(qcsq_systems), std::end(qcsq_systems),
+                                      [&](const QcsqSystem &row) { return str_contains(mode.view(), row.word); });
+    if (system == std::end(qcsq_systems))
+        return std::nullopt;
+    Signal signal;
+    signal.type = system->type == nullptr ? mode : Field{system->type};
+    for (const FieldKey &row : system->values) {
+        if (row.key == nullptr)
+            break;
+        Field field = "-"; // when it cannot be cut
+        csv_field(line, row.index, field);
+        signal.add(row.key, convert_field(field, row.convert).view());
+    }
+    return signal;
 }
 
-int parse_servingcell_signal(std::string_view reply, json_object *array, int32_t &level)
+std::optional<Signal> parse_servingcell_signal(std::string_view line)
 {
-    BestSignal best;
-    for_each_tag(reply, ": \"servingcell", 12, [&](std::string_view found) {
-        best.append(array, read_servingcell_signal(found), WcdmaRssi::previous, level);
-    });
-    return best.generation;
+    const auto technology = cut_field(line, 2);
+    if (!technology)
+        return std::nullopt;
+    for (const CellSignal &row : cell_signals) {
+        if (!str_contains(technology->view(), row.type))
+            continue;
+        Signal signal;
+        signal.type = row.type;
+        for (const FieldKey &value : row.values)
+            if (const auto field = cut_field(line, value.index))
+                signal.add(value.key, field->view());
+        return signal;
+    }
+    return std::nullopt;
+}
+
+int add_qcsq_signals(std::string_view reply, json_object *array, int32_t &level)
+{
+    return add_signals(reply, qcsq_report, array, level);
+}
+
+int add_servingcell_signals(std::string_view reply, json_object *array, int32_t &level)
+{
+    return add_signals(reply, servingcell_report, array, level);
 }
 
 int quectel_get_signal(const ModemDriver &rec, json_object *array, int32_t &level)
 {
-    Text<1024> reply;
-    return ask_modem_ok(rec, AtCommand{"AT+QCSQ"}, reply) ? parse_qcsq(reply.view(), array, level) : -1;
+    return read_signals(rec, qcsq_report, array, level);
 }
 
 int ep06_get_signal(const ModemDriver &rec, json_object *array, int32_t &level)
 {
-    Text<1024> reply;
-    if (!ask_modem_ok(rec, AtCommand{"AT+QENG=\"servingcell\""}, reply))
-        return -1;
-    return parse_servingcell_signal(reply.view(), array, level);
+    return read_signals(rec, servingcell_report, array, level);
 }
 
 int quectel_check_register(const ModemDriver &rec)

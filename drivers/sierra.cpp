@@ -27,13 +27,19 @@ int sierra_get_signal(const ModemDriver &rec, int32_t &level)
     if (is_busy(rec, "to get signal"))
         return -1;
     Text<1024> report;
-    return ask_modem_ok(rec, AtCommand{"AT!GSTATUS?"}, report) ? parse_gstatus_signal(report.view(), level) : 0;
+    if (!ask_modem_ok(rec, AtCommand{"AT!GSTATUS?"}, report))
+        return 0;
+    const auto signal = parse_gstatus_signal(report.view());
+    if (!signal)
+        return -1;
+    level = signal->level;
+    return static_cast<int>(signal->generation);
 }
 
 int sierra_get_cells(const ModemDriver &rec, json_object *array)
 {
     Text<2048> report;
-    return ask_modem_ok(rec, AtCommand{"AT!GSTATUS?"}, report) ? parse_gstatus_cells(report.view(), array) : 0;
+    return ask_modem_ok(rec, AtCommand{"AT!GSTATUS?"}, report) ? add_gstatus_cells(report.view(), array) : 0;
 }
 
 int sierra_check_register(const ModemDriver &rec)
@@ -44,7 +50,7 @@ int sierra_check_register(const ModemDriver &rec)
 int sierra_get_ca_info(const ModemDriver &rec)
 {
     Text<2048> report;
-    return ask_modem_ok(rec, AtCommand{"AT!GSTATUS?"}, report) && parse_gstatus_ca(report.view()) ? 1 : 0;
+    return ask_modem_ok(rec, AtCommand{"AT!GSTATUS?"}, report) && is_aggregated(report.view()) ? 1 : 0;
 }
 
 int sierra_get_sim_status(const ModemDriver &rec, TextOut /*scratch*/)

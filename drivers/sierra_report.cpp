@@ -4,7 +4,6 @@
 
 #include "at/reply.h"
 #include "core/model/signal_grade.h"
-#include "drivers/sierra.h"
 
 namespace {
 
@@ -20,6 +19,21 @@ struct ReportCell {
     const char *technology;
     std::span<const ReportKey> keys;
 };
+
+// AT!GSTATUS? of an MC7455 (Sierra Wireless AT manual, "AT!GSTATUS"); a TAB parts the two values of a line:
+//
+//   System mode:   LTE           PS state:    Attached
+//   LTE band:      B2            LTE bw:      20 MHz
+//   LTE Rx chan:   800           LTE Tx chan: 18800
+//   LTE CA state:  ACTIVE        LTE Scell band:B12
+//   LTE Scell bw:10 MHz          LTE Scell chan:5110
+//   PCC RxM RSSI:  -45           RSRP (dBm):  -81
+//   PCC RxD RSSI:  -44           RSRP (dBm):  -79
+//   SCC RxM RSSI:  -52           RSRP (dBm):  -83
+//   SCC RxD RSSI:  -51           RSRP (dBm):  -81
+//   Tx Power:      15            TAC:         8C65 (35666)
+//   RSRQ (dB):     -14.0         Cell ID:     0A14666A (169106666)
+//   SINR (dB):     23.8
 
 // clang-format off
 constexpr ReportKey primary_keys[] = {
@@ -44,10 +58,6 @@ constexpr ReportCell report_cells[] = {
 // clang-format on
 
 // The blanks that the report puts between label and value belong to the label.
-struct Metric {
-    const char *label;
-    GradeSteps steps;
-};
 constexpr Metric lte_metrics[] = {
     {"PCC RxM RSSI:  ", lte_rssi_steps},
     {"RSRP (dBm):  ", lte_rsrp_steps},
@@ -56,18 +66,18 @@ constexpr Metric lte_metrics[] = {
 };
 constexpr Metric wcdma_metrics[] = {{"RxM RSSI C0:", lte_rssi_steps}};
 
-// The mean of the metrics' grades, written only when the report has them all. @return generation, -1
-int grade_report(std::string_view report, std::span<const Metric> metrics, int generation, int32_t &level)
+std::optional<GradedSignal> grade_report(std::string_view report, std::span<const Metric> metrics,
+                                         Generation generation)
 {
-    int32_t sum = 0;
-    for (const Metric &metric : metrics) {
-        int32_t value;
-        if (int_after_label(report, metric.label, value) != 0)
-            return -1;
-        sum += grade_reading(value, metric.steps);
-    }
-    level = sum / static_cast<int32_t>(metrics.size());
-    return generation;
+    bool is_whole = true;
+    const int32_t sum = sum_of_grades(metrics, [&](const char *label) {
+        int32_t value = 0;
+        is_whole &= int_after_label(report, label, value) == 0;
+        return value;
+    });
+    if (!is_whole)
+        return std::nullopt;
+    return GradedSignal{.generation = generation, .level = sum / static_cast<int32_t>(metrics.size())};
 }
 
 void fill_cell(json_object *object, std::string_view report, const ReportCell &cell)
@@ -83,16 +93,16 @@ void fill_cell(json_object *object, std::string_view report, const ReportCell &c
 
 } // namespace
 
-int parse_gstatus_signal(std::string_view report, int32_t &level)
+std::optional<GradedSignal> parse_gstatus_signal(std::string_view report)
 {
     if (str_contains(report, "LTE"))
-        return grade_report(report, lte_metrics, 4, level);
+        return grade_report(report, lte_metrics, Generation::g4);
     if (str_contains(report, "WCDMA"))
-        return grade_report(report, wcdma_metrics, 3, level);
-    return -1;
+        return grade_report(report, wcdma_metrics, Generation::g3);
+    return std::nullopt;
 }
 
-int parse_gstatus_cells(std::string_view report, json_object *array)
+int add_gstatus_cells(std::string_view report, json_object *array)
 {
     for (const ReportCell &cell : report_cells) {
         if (!str_contains(report, cell.word))
@@ -106,7 +116,7 @@ int parse_gstatus_cells(std::string_view report, json_object *array)
     return 0;
 }
 
-bool parse_gstatus_ca(std::string_view report)
+bool is_aggregated(std::string_view report)
 {
     Text<101> state;
     return field_after_label(report, "LTE CA state:", 0, state) == 0 && !str_contains(state.view(), "NOT ASSIGNED");

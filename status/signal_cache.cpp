@@ -1,5 +1,8 @@
 #include "status/signal_cache.h"
 
+#include <span>
+
+#include "core/model/generation.h"
 #include "core/model/signal_grade.h"
 #include "core/model/state_dir.h"
 #include "platform/files.h"
@@ -8,29 +11,18 @@
 
 namespace {
 
-constexpr GradeSteps lte_snr_tenths_steps = {200, 120, 0};
+using enum Generation;
 
-int32_t grade(json_object *cache, const char *key, const GradeSteps &steps)
-{
-    const int32_t reading = kjson_contain_key(cache, key) ? kjson_get_int(cache, key) : 0;
-    return grade_reading(reading, steps);
-}
+// The SNR is in tenths of a dB.
+constexpr Metric lte_metrics[] = {
+    {"rsrp", lte_rsrp_steps}, {"rsrq", lte_rsrq_steps}, {"snr", {200, 120, 0}}, {"rssi", lte_rssi_steps}};
+constexpr Metric cdma_metrics[] = {{"rssi", older_rssi_steps}, {"ecio", older_ecio_steps}};
+constexpr Metric gsm_metrics[] = {{"signal", older_rssi_steps}};
 
-int32_t lte_level(json_object *cache)
+// A value that the cache lacks is reported and graded as 0.
+int32_t cached_value(json_object *cache, const char *key)
 {
-    return (grade(cache, "rsrp", lte_rsrp_steps) + grade(cache, "rsrq", lte_rsrq_steps) +
-            grade(cache, "snr", lte_snr_tenths_steps) + grade(cache, "rssi", lte_rssi_steps)) /
-           4;
-}
-
-int32_t cdma_level(json_object *cache)
-{
-    return (grade(cache, "rssi", older_rssi_steps) + grade(cache, "ecio", older_ecio_steps)) / 2;
-}
-
-int32_t gsm_level(json_object *cache)
-{
-    return grade(cache, "signal", older_rssi_steps);
+    return kjson_contain_key(cache, key) ? kjson_get_int(cache, key) : 0;
 }
 
 // A cached value and the key it is reported under.
@@ -41,19 +33,19 @@ struct Detail {
 
 struct Technology {
     std::string_view word;
-    int code;
-    int32_t (*level)(json_object *cache);
+    Generation generation;
+    std::span<const Metric> metrics;
     const char *type;
     Detail details[4];
 };
 // clang-format off
 constexpr Technology technologies[] = {
-    {"lte",   4, lte_level,  "LTE",   {{"rssi", "rssi"}, {"rsrp", "rsrp"}, {"rsrq", "rsrq"}, {"sinr", "snr"}}},
-    {"wcdma", 3, cdma_level, "WCDMA", {{"rssi", "rssi"}, {"ecio", "ecio"}}},
-    {"hdr",   3, cdma_level, "HDR",   {{"rssi", "rssi"}, {"ecio", "ecio"}}},
-    {"cdma",  2, cdma_level, "CDMA",  {{"rssi", "rssi"}, {"ecio", "ecio"}}},
-    {"gsm",   2, gsm_level,  "GSM",   {{"rssi", "signal"}}},
-    {"tdma",  2, gsm_level,  "TDMA",  {{"rssi", "rssi"}}},  // graded by "signal" although it reports "rssi"
+    {"lte",   g4, lte_metrics,  "LTE",   {{"rssi", "rssi"}, {"rsrp", "rsrp"}, {"rsrq", "rsrq"}, {"sinr", "snr"}}},
+    {"wcdma", g3, cdma_metrics, "WCDMA", {{"rssi", "rssi"}, {"ecio", "ecio"}}},
+    {"hdr",   g3, cdma_metrics, "HDR",   {{"rssi", "rssi"}, {"ecio", "ecio"}}},
+    {"cdma",  g2, cdma_metrics, "CDMA",  {{"rssi", "rssi"}, {"ecio", "ecio"}}},
+    {"gsm",   g2, gsm_metrics,  "GSM",   {{"rssi", "signal"}}},
+    {"tdma",  g2, gsm_metrics,  "TDMA",  {{"rssi", "rssi"}}},  // graded by "signal" although it reports "rssi"
 };
 // clang-format on
 
@@ -86,8 +78,9 @@ int grade_signal_cache(json_object *cache, int32_t &level)
     const Technology *technology = technology_of(cache);
     if (technology == nullptr)
         return -1;
-    level = technology->level(cache);
-    return technology->code;
+    level = sum_of_grades(technology->metrics, [&](const char *key) { return cached_value(cache, key); }) /
+            static_cast<int32_t>(technology->metrics.size());
+    return static_cast<int>(technology->generation);
 }
 
 void add_cached_signal(json_object *cache, json_object *details)
@@ -99,8 +92,7 @@ void add_cached_signal(json_object *cache, json_object *details)
     for (const Detail &detail : technology->details) {
         if (detail.key == nullptr)
             break;
-        const int32_t value = kjson_contain_key(cache, detail.cached) ? kjson_get_int(cache, detail.cached) : 0;
-        kjson_add_string(details, detail.key, Text<12>::format("%d", value).view());
+        kjson_add_string(details, detail.key, Text<12>::format("%d", cached_value(cache, detail.cached)).view());
     }
 }
 
@@ -114,5 +106,7 @@ int signal_details(const char *bus, json_object *array, int32_t &level)
     Json details{json_object_new_object()};
     add_cached_signal(read_signal_cache(bus).get(), details.get());
     kjson_array_add(array, std::move(details));
+    // Reads the file a second time, on purpose: the writer may have replaced it, and scripts count on the level being
+    // the latest. It also keeps the commands that are run what they were.
     return evaluate_signal_cache(bus, level);
 }

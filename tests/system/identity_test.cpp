@@ -64,6 +64,19 @@ TEST(Imsi, ComesFromTheCacheWhereThatHoldsSixBytes)
     EXPECT_EQ(imsi_with("2620").sent_to("ttyUSB2"), "AT+CIMI\r\n");
 }
 
+TEST(Imsi, ThatIsTooShortIsShownAllTheSame)
+{
+    EXPECT_EQ(script({"--modem", "EC25,imsi=26201123456789"}, "$CALL get_imsi").out, "-1 26201123456789\n");
+}
+
+TEST(Imei, ThatIsTooShortIsShownButNotKept)
+{
+    EXPECT_EQ(
+        script({"--modem", "EC25,imei=8627080"}, "$CALL get_imei; cat /tmp/modem.1-1.2/modem-imei 2>/dev/null; true")
+            .out,
+        "-1 8627080\n");
+}
+
 TEST(SimState, HasATextForEveryResult)
 {
     const struct {

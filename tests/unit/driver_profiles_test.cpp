@@ -35,15 +35,14 @@ std::string text_of(const std::optional<Generation> &generation)
 
 std::string generation_and_level(std::string_view report)
 {
-    int32_t level = 0;
-    const int generation = parse_gstatus_signal(report, level);
-    return std::to_string(generation) + " " + std::to_string(level);
+    const auto signal = parse_gstatus_signal(report);
+    return signal ? std::to_string(static_cast<int>(signal->generation)) + " " + std::to_string(signal->level) : "-1 0";
 }
 
 std::string kinds_of_cells(std::string_view report)
 {
     const Json array{json_object_new_array()};
-    parse_gstatus_cells(report, array.get());
+    add_gstatus_cells(report, array.get());
     std::string kinds;
     for (size_t i = 0; i < json_object_array_length(array.get()); i++)
         kinds += std::string(kjson_get_string(json_object_array_get_idx(array.get(), i), "type")) + " ";
@@ -115,17 +114,18 @@ TEST(DriverProfiles, GiveFibocomModeRegistrationAndCells)
     // Another technology has another label, which tells nothing here.
     EXPECT_EQ(text_of(parse_gtccinfo_mode(reply_of("NL678E", "rat=WCDMA", "AT+GTCCINFO?"))), "nothing");
 
-    EXPECT_TRUE(parse_home_registration(reply_of("NL678E", "registration=1", "AT+CREG?")));
-    EXPECT_FALSE(parse_home_registration(reply_of("NL678E", "registration=5", "AT+CREG?")));
+    EXPECT_TRUE(is_registered_at_home(reply_of("NL678E", "registration=1", "AT+CREG?")));
+    EXPECT_FALSE(is_registered_at_home(reply_of("NL678E", "registration=5", "AT+CREG?")));
 
-    int32_t level = 0;
-    const Json signal =
-        parse_fibocom_signal(reply_of("NL678E", "", "AT+CESQ"), reply_of("NL678E", "", "AT+CSQ?"), level);
-    EXPECT_EQ(level, 3);
+    const Signal quality = parse_cesq(reply_of("NL678E", "", "AT+CESQ"));
+    const auto csq_index = parse_csq_index(reply_of("NL678E", "", "AT+CSQ?"));
+    EXPECT_EQ(fibocom_level(quality, csq_index), 3);
+    const Json signal{json_object_new_object()};
+    add_fibocom_signal(signal.get(), quality, csq_index);
     EXPECT_STREQ(kjson_get_string(signal.get(), "rssi"), "-63");
 
     const Json cells{json_object_new_array()};
-    parse_fibocom_cells(reply_of("NL678E", "", "AT+GTCCINFO?"), "", cells.get());
+    add_fibocom_cells(reply_of("NL678E", "", "AT+GTCCINFO?"), std::nullopt, cells.get());
     // This firmware prints its neighbours without the label.
     ASSERT_EQ(json_object_array_length(cells.get()), 1u);
     EXPECT_STREQ(kjson_get_string(json_object_array_get_idx(cells.get(), 0), "band"), "3");
@@ -142,8 +142,8 @@ TEST(DriverProfiles, GiveSierraSignalAndCellsOfEachTechnology)
     EXPECT_EQ(kinds_of_cells(report("ca=1")), "PSS SSS ");
     EXPECT_EQ(kinds_of_cells(report("rat=WCDMA")), "servingcell ");
     EXPECT_EQ(kinds_of_cells(report("rat=NOSERVICE")), "");
-    EXPECT_FALSE(parse_gstatus_ca(report("ca=0")));
-    EXPECT_TRUE(parse_gstatus_ca(report("ca=1")));
+    EXPECT_FALSE(is_aggregated(report("ca=0")));
+    EXPECT_TRUE(is_aggregated(report("ca=1")));
 }
 
 TEST(DriverProfiles, GiveSierraReportsThatFitTheirReplies)
@@ -169,9 +169,10 @@ TEST(DriverProfiles, GiveTheNewerQuectelModulesTheirConfiguration)
         EXPECT_EQ(copy_digits(reply_of(row.name, "", "AT+QCCID"), 20, iccid), 0) << row.name;
         EXPECT_EQ(iccid.view(), row.iccid) << row.name;
         EXPECT_LT(reply_of(row.name, "", "AT+QCCID").size(), 48u) << row.name;
-        EXPECT_EQ(parse_lte_mask(reply_of(row.name, "", "AT+QCFG=\"band\"")), row.mask) << row.name;
-        EXPECT_STREQ(parse_scan_mode(reply_of(row.name, "", "AT+QCFG=\"nwscanmode\"")), "AUTO") << row.name;
-        EXPECT_EQ(parse_lte_band(reply_of(row.name, "", "AT+QENG=\"servingcell\"")), row.lte_band) << row.name;
+        EXPECT_EQ(parse_lte_mask(reply_of(row.name, "", "AT+QCFG=\"band\"")).value_or(""), row.mask) << row.name;
+        EXPECT_EQ(parse_scan_mode(reply_of(row.name, "", "AT+QCFG=\"nwscanmode\"")), "AUTO") << row.name;
+        EXPECT_EQ(parse_lte_band(reply_of(row.name, "", "AT+QENG=\"servingcell\"")).value_or(0), row.lte_band)
+            << row.name;
     }
 }
 
@@ -186,7 +187,7 @@ TEST(DriverProfiles, TakeTheCommandsThatTheDriversCompose)
             EXPECT_NE(reply_of(name, "", std::string(command->view())).find("\r\nOK\r\n"), std::string::npos)
                 << name << " " << command->view();
         }
-        const char *lock = pick_band_lock(parse_revision(reply_of(name, "", "ATI")));
+        const char *lock = pick_band_lock(parse_revision(reply_of(name, "", "ATI")).value_or(""));
         if (lock != nullptr) {
             EXPECT_NE(reply_of(name, "", lock).find("\r\nOK\r\n"), std::string::npos) << name << " " << lock;
         }
@@ -195,9 +196,11 @@ TEST(DriverProfiles, TakeTheCommandsThatTheDriversCompose)
 
 TEST(DriverProfiles, HaveTheRevisionOfEachRowOfBandLocksThatAModelNeeds)
 {
-    EXPECT_STREQ(pick_band_lock(parse_revision(reply_of("EC20", "", "ATI"))), "AT+QCFG=\"band\",0,1e200000095,0");
-    EXPECT_STREQ(pick_band_lock(parse_revision(reply_of("EC25", "", "ATI"))), "AT+QCFG=\"band\",0,1a0000800d5,0");
-    EXPECT_STREQ(pick_band_lock(parse_revision(reply_of("EP06", "", "ATI"))),
+    EXPECT_STREQ(pick_band_lock(parse_revision(reply_of("EC20", "", "ATI")).value_or("")),
+                 "AT+QCFG=\"band\",0,1e200000095,0");
+    EXPECT_STREQ(pick_band_lock(parse_revision(reply_of("EC25", "", "ATI")).value_or("")),
+                 "AT+QCFG=\"band\",0,1a0000800d5,0");
+    EXPECT_STREQ(pick_band_lock(parse_revision(reply_of("EP06", "", "ATI")).value_or("")),
                  "AT+QCFG=\"band\",0,7e00000000000000000000000000000000000000000000ff000001a0880800d5,0");
-    EXPECT_EQ(pick_band_lock(parse_revision(reply_of("UC20", "", "ATI"))), nullptr);
+    EXPECT_EQ(pick_band_lock(parse_revision(reply_of("UC20", "", "ATI")).value_or("")), nullptr);
 }

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "at/reply.h"
+
 namespace {
 
 std::string compact(json_object *value)
@@ -14,7 +16,7 @@ std::string compact(json_object *value)
 std::string cells_of(std::string_view cells, std::string_view strength)
 {
     const Json array{json_object_new_array()};
-    parse_fibocom_cells(cells, strength, array.get());
+    add_fibocom_cells(cells, parse_csq_index(strength), array.get());
     return compact(array.get());
 }
 
@@ -157,16 +159,18 @@ TEST(FibocomField, EndsAtACommaACarriageReturnOrTheEndAndIsNeverEmpty)
 TEST(FibocomRegistration, IsGoodInTheHomeNetworkOnly)
 {
     for (const RegistrationRow &row : registration_rows)
-        EXPECT_EQ(parse_home_registration(row.reply), row.expected) << row.what;
+        EXPECT_EQ(is_registered_at_home(row.reply), row.expected) << row.what;
 }
 
 TEST(FibocomSignal, IsTheMeanOfThreeGradesOfIndexNumbers)
 {
     for (const SignalRow &row : signal_rows) {
-        int32_t level = 0;
-        const Json object = parse_fibocom_signal(row.cesq, row.csq, level);
+        const Signal quality = parse_cesq(row.cesq);
+        const auto csq_index = parse_csq_index(row.csq);
+        const Json object{json_object_new_object()};
+        add_fibocom_signal(object.get(), quality, csq_index);
         EXPECT_EQ(compact(object.get()), row.expected) << row.what;
-        EXPECT_EQ(level, row.level) << row.what;
+        EXPECT_EQ(fibocom_level(quality, csq_index), row.level) << row.what;
     }
 }
 
@@ -189,11 +193,8 @@ TEST(FibocomSignal, GradesEachIndexByItsOwnSteps)
         {"+CESQ: 0,0,0,0,28,80\r\n", "+CSQ: 20\r\n", 4}, // 4 + 4 + 4
         {"+CESQ: 0,0,0,0,10,44\r\n", "+CSQ: 10\r\n", 1}, // 1 + 2 + 2
     };
-    for (const auto &row : rows) {
-        int32_t level = 0;
-        parse_fibocom_signal(row.cesq, row.csq, level);
-        EXPECT_EQ(level, row.level) << row.cesq << row.csq;
-    }
+    for (const auto &row : rows)
+        EXPECT_EQ(fibocom_level(parse_cesq(row.cesq), parse_csq_index(row.csq)), row.level) << row.cesq << row.csq;
 }
 
 TEST(FibocomCells, AreTheServingCellAndTheLabelledNeighbours)

@@ -7,10 +7,10 @@
 
 namespace {
 
-std::string cells_of(std::string_view reply, void (*parse)(std::string_view, json_object *))
+std::string cells_of(std::string_view reply, void (*add)(std::string_view, json_object *))
 {
     const Json array{json_object_new_array()};
-    parse(reply, array.get());
+    add(reply, array.get());
     return json_object_to_json_string_ext(array.get(), JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
 }
 
@@ -42,7 +42,7 @@ const ReplyRow<const char *> carrier_rows[] = {
 TEST(Carriers, AreTheLinesOfPrimaryAndSecondaryServingCells)
 {
     for (const auto &row : carrier_rows)
-        EXPECT_EQ(cells_of(row.reply, parse_carriers), row.expected) << row.what;
+        EXPECT_EQ(cells_of(row.reply, add_carriers), row.expected) << row.what;
 }
 
 const ReplyRow<const char *> serving_rows[] = {
@@ -80,7 +80,7 @@ const ReplyRow<const char *> serving_rows[] = {
 TEST(ServingCell, IsReadByItsTechnology)
 {
     for (const auto &row : serving_rows)
-        EXPECT_EQ(cells_of(row.reply, parse_serving_cells), row.expected) << row.what;
+        EXPECT_EQ(cells_of(row.reply, add_serving_cells), row.expected) << row.what;
 }
 
 const ReplyRow<const char *> neighbour_rows[] = {
@@ -105,16 +105,16 @@ const ReplyRow<const char *> neighbour_rows[] = {
 TEST(NeighbourCells, AreReadByTheirTechnology)
 {
     for (const auto &row : neighbour_rows)
-        EXPECT_EQ(cells_of(row.reply, parse_neighbour_cells), row.expected) << row.what;
+        EXPECT_EQ(cells_of(row.reply, add_neighbour_cells), row.expected) << row.what;
 }
 
 TEST(CarrierAggregation, NeedsAPrimaryAndASecondaryCarrier)
 {
-    EXPECT_TRUE(parse_ca_active("+QCAINFO: \"pss\",1\r\n+QCAINFO: \"sss\",2\r\nOK\r\n"));
-    EXPECT_TRUE(parse_ca_active("+QCAINFO: \"pcc\",1\r\n+QCAINFO: \"scc\",2\r\nOK\r\n"));
+    EXPECT_TRUE(has_two_carriers("+QCAINFO: \"pss\",1\r\n+QCAINFO: \"sss\",2\r\nOK\r\n"));
+    EXPECT_TRUE(has_two_carriers("+QCAINFO: \"pcc\",1\r\n+QCAINFO: \"scc\",2\r\nOK\r\n"));
     for (const char *reply : {"+QCAINFO: \"pcc\",1\r\nOK\r\n", "+QCAINFO: \"pss\",1\r\n+QCAINFO: \"scc\",2\r\nOK\r\n",
                               "+QCAINFO: \"PCC\",1\r\n+QCAINFO: \"SCC\",2\r\nOK\r\n", "\r\nOK\r\n", ""})
-        EXPECT_FALSE(parse_ca_active(reply)) << reply;
+        EXPECT_FALSE(has_two_carriers(reply)) << reply;
 }
 
 } // namespace

@@ -171,7 +171,7 @@ TEST(BandLock, IsTheFirstRowThatTheRevisionContains)
 TEST(ParseRevision, IsTheRestOfItsLine)
 {
     for (const TextRow &row : revision_rows)
-        EXPECT_EQ(parse_revision(row.reply), row.expected) << row.what;
+        EXPECT_EQ(parse_revision(row.reply).value_or(""), row.expected) << row.what;
 }
 
 TEST(ThermalCommands, CarryTheSettings)
@@ -289,7 +289,7 @@ TEST(Iccid, IsTheFirstRunOfDigitsUpToTwenty)
 TEST(ParseLteMask, IsTheSecondOfThreeMasksWithTheCommaBehindIt)
 {
     for (const TextRow &row : mask_rows)
-        EXPECT_EQ(parse_lte_mask(row.reply), row.expected) << row.what;
+        EXPECT_EQ(parse_lte_mask(row.reply).value_or(""), row.expected) << row.what;
 }
 
 TEST(HexToBytes, TakesTwoCharactersForAByte)
@@ -334,13 +334,15 @@ TEST(ListBands, NamesABandForEachBitFromTheLastByteOn)
 TEST(ParseScanMode, IsTheFirstOfTheDigitsZeroToThreeThatStandsAnywhere)
 {
     for (const TextRow &row : scan_mode_rows)
-        EXPECT_STREQ(parse_scan_mode(row.reply), row.expected) << row.what;
+        EXPECT_EQ(parse_scan_mode(row.reply),
+                  row.expected == nullptr ? std::nullopt : std::optional<std::string_view>{row.expected})
+            << row.what;
 }
 
 TEST(ParseLteBand, IsThatOfTheFirstLteServingCell)
 {
     for (const LteBandRow &row : lte_band_rows)
-        EXPECT_EQ(parse_lte_band(row.reply), row.band) << row.what;
+        EXPECT_EQ(parse_lte_band(row.reply).value_or(0), row.band) << row.what;
 }
 
 TEST(QuectelConfiguration, TakesAModemThatCannotBeAskedAsDocumented)

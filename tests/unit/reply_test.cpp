@@ -195,6 +195,47 @@ TEST(CsvField, EndsAtAZeroByte)
     EXPECT_EQ(csv_field(std::string_view{"1,2\0,3\r", 7}, 1, value), -1);
 }
 
+TEST(FromFirst, IsNothingWithoutTheNeedle)
+{
+    EXPECT_EQ(from_first("a+b+c", "+"), "+b+c");
+    EXPECT_EQ(from_first("abc", "+"), std::nullopt);
+    EXPECT_EQ(from_first("", "+"), std::nullopt);
+    EXPECT_EQ(after_first("a+b+c", "+"), "b+c");
+    EXPECT_EQ(after_first("a+", "+"), "");
+    EXPECT_EQ(after_first("abc", "+"), std::nullopt);
+}
+
+TEST(Consume, TakesALabelOffTheFrontOnly)
+{
+    std::string_view text = "+CSQ: 28,99";
+    EXPECT_FALSE(consume(text, "CSQ"));
+    EXPECT_FALSE(consume(text, "+CSQ: 28,99,"));
+    EXPECT_EQ(text, "+CSQ: 28,99");
+    EXPECT_TRUE(consume(text, "+CSQ: "));
+    EXPECT_EQ(text, "28,99");
+    EXPECT_TRUE(consume(text, "28,99"));
+    EXPECT_EQ(text, "");
+}
+
+TEST(LeadingInt, IsNothingWithoutDigitsAtTheStart)
+{
+    const std::pair<const char *, std::optional<int32_t>> rows[] = {
+        {"-95", -95},
+        {" \t+7dBm", 7},
+        {"0", 0},
+        {"99999999999", INT_MAX},
+        {"-99999999999", INT_MIN},
+        {"--60", std::nullopt},
+        {"+-1", std::nullopt},
+        {"-", std::nullopt},
+        {"x1", std::nullopt},
+        {" ", std::nullopt},
+        {"", std::nullopt},
+    };
+    for (const auto &[text, number] : rows)
+        EXPECT_EQ(leading_int(text), number) << text;
+}
+
 TEST(AtCommand, KeepsRoomForItsLineEnd)
 {
     AtCommand command{std::string(1000, 'x')};

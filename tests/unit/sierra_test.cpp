@@ -87,7 +87,7 @@ constexpr char offline_report[] = "\r\n!GSTATUS: \r\nCurrent Time:  12\t\tTemper
 std::string cells_of(std::string_view report)
 {
     const Json array{json_object_new_array()};
-    EXPECT_EQ(parse_gstatus_cells(report, array.get()), 0);
+    EXPECT_EQ(add_gstatus_cells(report, array.get()), 0);
     return json_object_to_json_string_ext(array.get(), JSON_C_TO_STRING_PLAIN);
 }
 
@@ -113,22 +113,28 @@ std::string graded(const std::string &rssi, const std::string &rsrp, const std::
 
 int level_of(std::string_view report)
 {
-    int32_t level = -7;
-    const int generation = parse_gstatus_signal(report, level);
-    return generation < 0 ? generation : level;
+    const auto signal = parse_gstatus_signal(report);
+    return signal ? signal->level : -1;
+}
+
+// 0 when the report tells no signal.
+int generation_of(std::string_view report)
+{
+    const auto signal = parse_gstatus_signal(report);
+    return signal ? static_cast<int>(signal->generation) : 0;
 }
 
 } // namespace
 
 TEST(SierraSignal, IsFourthGenerationWithTheMeanOfFourGrades)
 {
-    int32_t level = 0;
-    EXPECT_EQ(parse_gstatus_signal(lte_report, level), 4);
-    EXPECT_EQ(level, 4);
-    EXPECT_EQ(parse_gstatus_signal(std::string("AT!GSTATUS?\r") + aggregated_report, level), 4);
-    EXPECT_EQ(level, 3) << "RSRQ -14 earns 1, the others 4";
-    EXPECT_EQ(parse_gstatus_signal(with_cr_cr_lf(lte_report), level), 4);
-    EXPECT_EQ(level, 4);
+    const std::string aggregated = std::string("AT!GSTATUS?\r") + aggregated_report;
+    EXPECT_EQ(generation_of(lte_report), 4);
+    EXPECT_EQ(level_of(lte_report), 4);
+    EXPECT_EQ(generation_of(aggregated), 4);
+    EXPECT_EQ(level_of(aggregated), 3) << "RSRQ -14 earns 1, the others 4";
+    EXPECT_EQ(generation_of(with_cr_cr_lf(lte_report)), 4);
+    EXPECT_EQ(level_of(with_cr_cr_lf(lte_report)), 4);
 }
 
 TEST(SierraSignal, GradesEachReadingByItsOwnSteps)
@@ -157,12 +163,10 @@ TEST(SierraSignal, GradesEachReadingByItsOwnSteps)
             << row.rssi << " " << row.rsrp << " " << row.rsrq << " " << row.sinr;
 }
 
-TEST(SierraSignal, FailsWhenOneOfTheFourIsMissingAndLeavesTheLevel)
+TEST(SierraSignal, IsNoneWhenOneOfTheFourIsMissing)
 {
     for (const char *line : {"SINR (dB):     18.6\r\n", "RSRQ (dB):     -8.4", "PCC RxM RSSI:  -48"}) {
-        int32_t level = -7;
-        EXPECT_EQ(parse_gstatus_signal(without(lte_report, line), level), -1) << line;
-        EXPECT_EQ(level, -7) << line;
+        EXPECT_EQ(level_of(without(lte_report, line)), -1) << line;
     }
     EXPECT_EQ(level_of(without(without(lte_report, "RSRP (dBm):  -78"), "RSRP (dBm):  -94")), -1);
     EXPECT_EQ(level_of(graded("-65", "-90", "-9", "---")), -1);
@@ -181,9 +185,8 @@ TEST(SierraSignal, WantsTheBlanksBehindTheLabels)
 
 TEST(SierraSignal, IsThirdGenerationWithTheGradeOfTheFirstCarrier)
 {
-    int32_t level = 0;
-    EXPECT_EQ(parse_gstatus_signal(wcdma_report, level), 3);
-    EXPECT_EQ(level, 3);
+    EXPECT_EQ(generation_of(wcdma_report), 3);
+    EXPECT_EQ(level_of(wcdma_report), 3);
     const struct {
         const char *rssi;
         int level;
@@ -244,13 +247,13 @@ TEST(SierraCells, AreNoneWithoutATechnology)
 
 TEST(SierraCarrierAggregation, IsOnInEveryStateButNotAssigned)
 {
-    EXPECT_TRUE(parse_gstatus_ca(aggregated_report));
-    EXPECT_TRUE(parse_gstatus_ca("LTE CA state:  INACTIVE\r\n"));
-    EXPECT_FALSE(parse_gstatus_ca(lte_report));
-    EXPECT_FALSE(parse_gstatus_ca(wcdma_report));
-    EXPECT_FALSE(parse_gstatus_ca("LTE CA state:\r\nOK\r\n"));
-    EXPECT_FALSE(parse_gstatus_ca("LTE CA state:"));
-    EXPECT_FALSE(parse_gstatus_ca(""));
+    EXPECT_TRUE(is_aggregated(aggregated_report));
+    EXPECT_TRUE(is_aggregated("LTE CA state:  INACTIVE\r\n"));
+    EXPECT_FALSE(is_aggregated(lte_report));
+    EXPECT_FALSE(is_aggregated(wcdma_report));
+    EXPECT_FALSE(is_aggregated("LTE CA state:\r\nOK\r\n"));
+    EXPECT_FALSE(is_aggregated("LTE CA state:"));
+    EXPECT_FALSE(is_aggregated(""));
 }
 
 TEST(Sierra, TakesAModemThatCannotBeAskedAsDocumented)
