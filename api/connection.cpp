@@ -7,6 +7,7 @@
 #include "api/shell_lines.h"
 #include "connection/connect.h"
 #include "connection/interface_control.h"
+#include "connection/setting_options.h"
 #include "connection/shell_lines.h"
 #include "core/model/modem.h"
 #include "core/model/state_dir.h"
@@ -21,40 +22,14 @@ namespace {
 constexpr int down_polls = 2;
 constexpr int reload_timeout_s = 5;
 
-// Reads the options of one section of a package.
-struct Section {
-    const Uci &uci;
-    const char *package;
-    Text<16> name;
-
-    template <size_t N> Text<N> read(const char *option) const
-    {
-        Text<N> value;
-        kuci2_get_name(uci, package, name.c_str(), option, value);
-        return value;
-    }
-    void add(json_object *config, const char *key, const char *option) const
-    {
-        kjson_add_string(config, key, read<50>(option).view());
-    }
-};
-
 // A node outlives a change of the device's number, so what sits there now counts, and nothing where nothing sits there.
-Text<50> find_data_device(const Section &network)
+void find_data_device(const Uci &uci, const char *section, Text<64> &device)
 {
-    const auto node = network.read<50>("node");
+    const auto node = uci.text<50>(Text<64>::format("network.%s.node", section).c_str());
     if (node.empty())
-        return network.read<50>("device");
-    Text<50> device;
-    interface_port_path(node.c_str(), device);
-    return device;
-}
-
-void add_operator(json_object *config, const Uci &uci)
-{
-    Text<50> name;
-    kuci2_get(uci, "devconf.modem.operator", name);
-    kjson_add_string(config, "operator", name.view());
+        return;
+    device.clear();
+    interface_port_path(node.c_str(), TextOut{device.data(), 50});
 }
 
 bool is_at_port(const ModemDriver &rec, const char *device)
@@ -65,18 +40,10 @@ bool is_at_port(const ModemDriver &rec, const char *device)
 
 ConnectSettings requested_settings(const Request &request)
 {
-    return {
-        .device = request.text("device"),
-        .service = request.text("service"),
-        .apn = request.text("apn"),
-        .pincode = request.text("pincode"),
-        .dialnumber = request.text("dianum"),
-        .username = request.text("username"),
-        .password = request.text("password"),
-        .auth = request.text("ath"),
-        .mtu = request.text("mtu"),
-        .operator_name = request.text("operator"),
-    };
+    ConnectSettings settings;
+    for (const SettingOption &setting : setting_options)
+        settings.*setting.member = request.text(setting.request);
+    return settings;
 }
 
 int connect_serially(const ModemDriver &rec, const ConnectSettings &settings)
@@ -115,22 +82,17 @@ int32_t modem_get(Request &request, json_object *response)
 {
     const char *bus = request.text_or("bus", "");
     const Uci uci = kuci2_init();
-    const Section network = {uci, "network", interface_of_bus(*bus == '\0' ? default_bus : bus)};
-    const Section cellconf = {uci, "cellconf", network.name};
+    const auto section = interface_of_bus(*bus == '\0' ? default_bus : bus);
     Json config{json_object_new_object()};
-    network.add(config.get(), "service", "service");
-    kjson_add_string(config.get(), "device", find_data_device(network).view());
-    network.add(config.get(), "apn", "apn");
-    network.add(config.get(), "mtu", "mtu");
-    add_operator(config.get(), uci);
-    network.add(config.get(), "pincode", "pincode");
-    network.add(config.get(), "dialnum", "dialnumber");
-    network.add(config.get(), "username", "username");
-    network.add(config.get(), "password", "password");
-    network.add(config.get(), "authentication", "auth");
-    if (network.read<10>("proto") == "qcm")
+    for (const SettingOption &setting : setting_options) {
+        Text<64> value = read_setting(uci, section.c_str(), setting, 50);
+        if (setting.member == &ConnectSettings::device)
+            find_data_device(uci, section.c_str(), value);
+        kjson_add_string(config.get(), setting.report, value.view());
+    }
+    if (uci.text<10>(Text<64>::format("network.%s.proto", section.c_str()).c_str()) == "qcm")
         kjson_add_string(config.get(), "proto", "qcm");
-    if (const auto ttl = cellconf.read<10>("ttl"); !ttl.empty())
+    if (const auto ttl = uci.text<10>(Text<64>::format("cellconf.%s.ttl", section.c_str()).c_str()); !ttl.empty())
         kjson_add_int(config.get(), "ttl", text_to_int(ttl.c_str()));
     kjson_add_object(response, "config", std::move(config));
     return modem_api_success;

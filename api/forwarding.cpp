@@ -28,13 +28,6 @@ MailSettings read_mail_settings()
     return settings;
 }
 
-template <size_t N> Text<N> read_option(const Uci &uci, const char *path)
-{
-    Text<N> value;
-    kuci2_get(uci, path, value);
-    return value;
-}
-
 // An absent text leaves the option as it is; null would empty it.
 void set_given(const Uci &uci, const char *path, const char *text)
 {
@@ -73,12 +66,12 @@ int32_t modem_sms_flist(Request &, json_object *response)
 {
     const Uci uci = kuci2_init();
     const MailSettings mail = read_mail_settings();
-    kjson_add_string(response, "tel_list", read_option<100>(uci, "smsrelay.general.phone").view());
-    kjson_add_string(response, "email_list", read_option<100>(uci, "smsrelay.general.email").view());
+    kjson_add_string(response, "tel_list", uci.text<100>("smsrelay.general.phone").view());
+    kjson_add_string(response, "email_list", uci.text<100>("smsrelay.general.email").view());
     kjson_add_string(response, "account", mail.account.view());
     kjson_add_string(response, "password", mail.password.view());
     kjson_add_string(response, "smtp", mail.smtp.view());
-    kjson_add_string(response, "local_tel", read_option<128>(uci, local_number_option).view());
+    kjson_add_string(response, "local_tel", uci.text<128>(local_number_option).view());
     return modem_api_success;
 }
 

@@ -45,13 +45,6 @@ int32_t report_list(json_object *response, RecordForm form)
     return modem_api_success;
 }
 
-template <size_t N> Text<N> read_pass_through(const Uci &uci, const char *option)
-{
-    Text<N> value;
-    kuci2_get_name(uci, "devconf", "passthrough", option, value);
-    return value;
-}
-
 // The subnet, where the LAN bridge has the gateway's address.
 std::string_view pick_subnet(const Text<24> &subnet, const Text<24> &gateway)
 {
@@ -62,25 +55,23 @@ std::string_view pick_subnet(const Text<24> &subnet, const Text<24> &gateway)
 
 void add_pass_through(json_object *response, const Uci &uci)
 {
-    const bool is_on =
-        is_passing_through(read_pass_through<24>(uci, "enable").view(), read_pass_through<24>(uci, "running").view());
+    const bool is_on = is_passing_through(uci.text<24>("devconf.passthrough.enable").view(),
+                                          uci.text<24>("devconf.passthrough.running").view());
     kjson_add_boolean(response, "passthrough", is_on);
     if (!is_on)
         return;
-    const auto gateway = read_pass_through<24>(uci, "gateway");
-    const auto subnet = read_pass_through<24>(uci, "subnet");
+    const auto gateway = uci.text<24>("devconf.passthrough.gateway");
+    const auto subnet = uci.text<24>("devconf.passthrough.subnet");
     kjson_add_string(response, "gateway", gateway.view());
-    kjson_add_string(response, "netmask", read_pass_through<24>(uci, "netmask").view());
+    kjson_add_string(response, "netmask", uci.text<24>("devconf.passthrough.netmask").view());
     kjson_add_string(response, "subnet", pick_subnet(subnet, gateway));
-    Json dns = pick_pass_dns(read_pass_through<64>(uci, "dns").view());
+    Json dns = pick_pass_dns(uci.text<64>("devconf.passthrough.dns").view());
     kjson_add_object(response, "pass_dns", dns == nullptr ? json_text("") : std::move(dns));
 }
 
 bool is_disabled(const Uci &uci, const char *bus)
 {
-    Text<50> disabled;
-    kuci2_get_name(uci, "network", interface_of_bus(bus).c_str(), "disabled", disabled);
-    return disabled == "1";
+    return uci.is_on(Text<64>::format("network.%s.disabled", interface_of_bus(bus).c_str()).c_str());
 }
 
 int32_t pick_hint(const ModemsAtPlaces &found, int count, const Uci &uci)

@@ -27,13 +27,9 @@ void set_country(const Request &request)
 
 void report_country(json_object *response)
 {
-    Text<60> country;
-    Text<20> country_code;
     const Uci uci = kuci2_init();
-    kuci2_get(uci, "devconf.modem_sms.country", country);
-    kuci2_get(uci, "devconf.modem_sms.country_code", country_code);
-    kjson_add_string(response, "country", country.view());
-    kjson_add_string(response, "country_code", country_code.view());
+    kjson_add_string(response, "country", uci.text<60>("devconf.modem_sms.country").view());
+    kjson_add_string(response, "country_code", uci.text<20>("devconf.modem_sms.country_code").view());
 }
 
 } // namespace

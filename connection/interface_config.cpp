@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "connection/multi_wan.h"
+#include "connection/setting_options.h"
 #include "connection/shell_lines.h"
 #include "discovery/usb/usb_node.h"
 #include "drivers/sim_watcher.h"
@@ -37,7 +38,13 @@ struct SectionWriter {
     void set(const char *option, const char *value) const
     {
         if (value != nullptr)
-            kuci_set_name(uci, "network", section, option, value);
+            kuci2_set_name(uci, "network", section, option, value);
+    }
+    void set_turn(WriteTurn turn, const ConnectSettings &settings) const
+    {
+        for (const SettingOption &setting : setting_options)
+            if (setting.turn == turn)
+                set(setting.option, settings.*setting.member);
     }
 };
 
@@ -56,24 +63,19 @@ void write_network(const Uci &uci, const ModemDriver &rec, const char *ifname, c
                    const ConnectSettings &settings)
 {
     const SectionWriter section{uci, rec.iface.c_str()};
-    kuci_set_name(uci, "network", rec.iface.c_str(), nullptr, "interface");
+    kuci2_set_name(uci, "network", rec.iface.c_str(), nullptr, "interface");
     section.set("ifname", ifname);
-    section.set("service", settings.service);
-    section.set("apn", settings.apn);
+    section.set_turn(WriteTurn::before_proto, settings);
     section.set("proto", proto);
     write_device(section, settings.device);
-    section.set("pincode", settings.pincode);
-    section.set("dialnumber", settings.dialnumber);
-    section.set("username", settings.username);
-    section.set("password", settings.password);
-    section.set("auth", settings.auth);
+    section.set_turn(WriteTurn::after_device, settings);
     // The second control device gets no raw_ip: its network device speaks Ethernet.
     if (rec.raw_ip != 0 && settings.device != nullptr && strcmp(settings.device, "/dev/cdc-wdm0") == 0)
         section.set("raw_ip", "1");
     section.set("mtu", pick_mtu(settings.mtu, without_last(capture_sim_type().view())));
     section.set("metric", default_metric);
     section.set("disabled", "0");
-    kuci_commit(uci, "network");
+    kuci2_commit(uci, "network");
 }
 
 void write_modem_context(const ModemDriver &rec, const ConnectSettings &settings)
@@ -89,8 +91,8 @@ Text<20> write_led(const Uci &uci, const ModemDriver &rec, const char *ifname, c
 {
     const auto led_device = pick_led_device(rec.iface.c_str(), ifname, proto, device);
     if (!led_device.empty())
-        kuci_set(uci, "system.led_3gnet.dev", led_device.c_str());
-    kuci_commit(uci, "system");
+        kuci2_set(uci, "system.led_3gnet.dev", led_device.c_str());
+    kuci2_commit(uci, "system");
     return led_device;
 }
 
@@ -98,8 +100,8 @@ void write_operator(const Uci &uci, const char *operator_name)
 {
     if (operator_name == nullptr)
         return;
-    kuci_set(uci, "devconf.modem.operator", operator_name);
-    kuci_commit(uci, "devconf");
+    kuci2_set(uci, "devconf.modem.operator", operator_name);
+    kuci2_commit(uci, "devconf");
 }
 
 } // namespace
@@ -123,12 +125,12 @@ const char *pick_mtu(const char *mtu, std::string_view sim_type)
 
 void write_interface(const ModemDriver &rec, const char *ifname, const char *proto, const ConnectSettings &settings)
 {
-    Uci uci = kuci_init();
+    Uci uci = kuci2_init();
     write_network(uci, rec, ifname, proto, settings);
     write_modem_context(rec, settings);
     const auto led_device = write_led(uci, rec, ifname, proto, settings.device);
     write_operator(uci, settings.operator_name);
-    kuci_free(std::move(uci));
+    uci.reset(); // the steps below have contexts of their own
     execCommand(reload_led);
     set_up_multi_wan_member(rec.iface.c_str(), settings.operator_name);
     const bool is_directip = strcmp(proto, "directip") == 0;
@@ -137,10 +139,9 @@ void write_interface(const ModemDriver &rec, const char *ifname, const char *pro
 
 void delete_interface(const char *iface)
 {
-    Uci uci = kuci_init();
-    kuci_delete(uci, Text<64>::format("network.%s", iface).c_str());
-    kuci_commit(uci, "network");
-    kuci_free(std::move(uci));
+    const Uci uci = kuci2_init();
+    kuci2_delete(uci, Text<64>::format("network.%s", iface).c_str());
+    kuci2_commit(uci, "network");
 }
 
 void write_metric_of_place(const char *iface, const char *bus)
@@ -148,8 +149,8 @@ void write_metric_of_place(const char *iface, const char *bus)
     const ModemPlace *place = this_board().place_of(bus);
     if (place == nullptr)
         return;
-    Uci uci = kuci_init();
-    kuci_set_name(uci, "network", iface, "metric", place->metric.c_str());
-    kuci_commit(uci, "network");
-    kuci_free(std::move(uci));
+    Uci uci = kuci2_init();
+    kuci2_set_name(uci, "network", iface, "metric", place->metric.c_str());
+    kuci2_commit(uci, "network");
+    kuci2_free(std::move(uci));
 }

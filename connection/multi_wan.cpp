@@ -74,19 +74,16 @@ MultiWanChange pick_multi_wan_change(std::string_view enabled, const char *opera
 
 void set_up_multi_wan_member(const char *iface, const char *operator_name)
 {
-    Uci uci = kuci2_init();
-    Text<30> type;
-    kuci2_get_name(uci, "mwan3", iface, nullptr, type);
-    if (type.empty())
+    const Uci uci = kuci2_init();
+    if (uci.text<30>(Text<64>::format("mwan3.%s", iface).c_str()).empty())
         create_member(uci, iface, operator_name);
     else
         change_member(uci, iface, operator_name);
-    kuci2_free(std::move(uci));
 }
 
 void write_forced_ttl(const ModemDriver &rec, const char *device)
 {
-    Uci uci = kuci2_init();
+    const Uci uci = kuci2_init();
     const char *section = rec.iface.c_str();
     if (rec.ttl == 0) {
         kuci2_delete(uci, Text<64>::format("cellconf.%s", section).c_str());
@@ -96,5 +93,4 @@ void write_forced_ttl(const ModemDriver &rec, const char *device)
         kuci2_set_name(uci, "cellconf", section, "ttl", Text<4>::format("%d", rec.ttl).c_str());
     }
     kuci2_commit(uci, "cellconf");
-    kuci2_free(std::move(uci));
 }

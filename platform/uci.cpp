@@ -54,11 +54,7 @@ bool is_storable(std::string_view text)
 // It becomes part of file names.
 bool is_package_name(std::string_view text)
 {
-    return !text.empty() && text.size() < decltype(Writing::package)::capacity() &&
-           std::all_of(text.begin(), text.end(), [](char character) {
-               return is_digit(character) || (character >= 'a' && character <= 'z') ||
-                      (character >= 'A' && character <= 'Z') || character == '_' || character == '-';
-           });
+    return !text.empty() && text.size() < decltype(Writing::package)::capacity() && is_made_of(text, "_-");
 }
 
 std::string_view package_of(const char *path)

@@ -24,9 +24,17 @@ struct UciContext;
 struct UciFree {
     void operator()(UciContext *context) const;
 };
-using Uci = std::unique_ptr<UciContext, UciFree>;
+/// A context. Everything accepts a null one and fails.
+struct Uci : std::unique_ptr<UciContext, UciFree> {
+    using unique_ptr::unique_ptr;
 
-// The explicit context. Everything accepts a null context and fails.
+    /// The text at path as kuci2_get reads it; empty when it is missing.
+    template <size_t N> Text<N> text(const char *path) const;
+    /// True if the option at path is "1".
+    bool is_on(const char *path) const { return text<8>(path) == "1"; }
+};
+
+// The functions that our code uses.
 
 Uci kuci2_init();
 void kuci2_free(Uci context);
@@ -36,6 +44,12 @@ void kuci2_free(Uci context);
 int kuci2_get(const Uci &context, const char *path, TextOut out);
 /// The same by parts; a null option reads the section's type.
 int kuci2_get_name(const Uci &context, const char *package, const char *section, const char *option, TextOut out);
+template <size_t N> Text<N> Uci::text(const char *path) const
+{
+    Text<N> value;
+    kuci2_get(*this, path, value);
+    return value;
+}
 /// Item index (from 0) of a list option; a single value is a list of one. @return 0; -1 when missing, out is then empty
 int kuci2_get_list_index(const Uci &context, const char *path, int index, TextOut out);
 /// @return 0; -1 when libuci refuses, or value holds a control character that its files cannot
@@ -53,7 +67,8 @@ int kuci2_commit(const Uci &context, const char *package);
 /// command, unlike a context, commits without asking and empties the file where there is none.
 bool kuci_has_room(const char *package);
 
-// The writer's context: the same functions under the names that configuration writers use.
+// The same functions under the names of the router maker's library for writers of one configuration. Code that was
+// written for that library builds with them; ours uses the functions above.
 
 inline Uci kuci_init()
 {

@@ -22,21 +22,12 @@ struct InterfaceSettings {
     bool is_passed_through;
 };
 
-bool is_one(const Uci &uci, const char *path)
-{
-    Text<8> value;
-    kuci2_get(uci, path, value);
-    return value == "1";
-}
-
 InterfaceSettings read_settings(const char *iface)
 {
     const Uci uci = kuci2_init();
-    Text<8> proto;
-    kuci2_get(uci, Text<64>::format("network.%s.proto", iface).c_str(), proto);
-    return {.is_configured = !proto.empty(),
-            .is_disabled = is_one(uci, Text<64>::format("network.%s.disabled", iface).c_str()),
-            .is_passed_through = is_one(uci, "devconf.passthrough.enable")};
+    return {.is_configured = !uci.text<8>(Text<64>::format("network.%s.proto", iface).c_str()).empty(),
+            .is_disabled = uci.is_on(Text<64>::format("network.%s.disabled", iface).c_str()),
+            .is_passed_through = uci.is_on("devconf.passthrough.enable")};
 }
 
 void add_interface(json_object *result, const char *iface, const InterfaceSettings &settings)

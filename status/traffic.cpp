@@ -29,9 +29,8 @@ void add_bytes(json_object *result, double received, double sent)
 
 bool is_passed_through()
 {
-    Text<2> enable;
-    kuci2_get(kuci2_init(), "devconf.passthrough.enable", enable);
-    return enable == "1";
+    // Read into two bytes: any value that begins with 1 switches it on here.
+    return kuci2_init().text<2>("devconf.passthrough.enable") == "1";
 }
 
 // @return false when device is no PPP device

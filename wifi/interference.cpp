@@ -17,20 +17,13 @@ struct Radio {
     Text<16> channel;
 };
 
-bool is_switched_off(const Uci &uci, const char *path)
-{
-    Text<8> disabled;
-    kuci2_get(uci, path, disabled);
-    return disabled == "1";
-}
-
 Radio read_radio()
 {
     const Uci uci = kuci2_init();
     Radio radio;
-    radio.is_main_off = is_switched_off(uci, "wireless.@wifi-iface[0].disabled");
-    radio.is_off = radio.is_main_off && is_switched_off(uci, "wireless.guest2g.disabled");
-    kuci2_get(uci, "wireless.wifi0.channel", radio.channel);
+    radio.is_main_off = uci.is_on("wireless.@wifi-iface[0].disabled");
+    radio.is_off = radio.is_main_off && uci.is_on("wireless.guest2g.disabled");
+    radio.channel = uci.text<16>("wireless.wifi0.channel");
     return radio;
 }
 

@@ -6,6 +6,7 @@
 #include "apn/candidates.h"
 #include "apn/database.h"
 #include "connection/connect.h"
+#include "connection/setting_options.h"
 #include "core/model/modem.h"
 #include "core/table/modem_table.h"
 #include "platform/debug.h"
@@ -31,18 +32,6 @@ void tell_why_offline(const ModemDriver &rec)
     Text<8> state = "READY";
     const bool is_locked = sim_state_text(rec, state) == sim_wants_pin;
     tell_person("not connected: %s", is_locked ? "the SIM card wants its PIN, see option pincode" : state.c_str());
-}
-
-template <size_t N> Text<N> read_option(const Uci &uci, const char *iface, const char *option)
-{
-    Text<N> value;
-    kuci2_get(uci, Text<64>::format("network.%s.%s", iface, option).c_str(), value);
-    return value;
-}
-
-bool holds(const Text<32> &text, const char *needle)
-{
-    return strstr(text.c_str(), needle) != nullptr;
 }
 
 } // namespace
@@ -88,33 +77,16 @@ int run_new_connect_auto(const CommandRun &run)
     Text<20> iface;
     getShellCommandReturnLine(find_configured_interface, iface);
     const Uci uci = kuci2_init();
-    const auto device = read_option<32>(uci, iface.c_str(), "device");
-    const auto service = read_option<32>(uci, iface.c_str(), "service");
-    const auto apn = read_option<32>(uci, iface.c_str(), "apn");
-    const auto mtu = read_option<32>(uci, iface.c_str(), "mtu");
-    Text<32> operator_name;
-    kuci2_get(uci, "devconf.modem.operator", operator_name);
-    const auto pincode = read_option<32>(uci, iface.c_str(), "pincode");
-    const auto dialnumber = read_option<32>(uci, iface.c_str(), "dialnumber");
-    const auto username = read_option<64>(uci, iface.c_str(), "username");
-    const auto password = read_option<64>(uci, iface.c_str(), "password");
-    const auto auth = read_option<32>(uci, iface.c_str(), "auth");
+    std::array<Text<64>, setting_options.size()> texts;
+    ConnectSettings settings;
     // What is not set is handed over as an empty text, which is not the same as an absent one.
-    const ConnectSettings settings = {
-        .device = device.c_str(),
-        .service = service.c_str(),
-        .apn = apn.c_str(),
-        .pincode = pincode.c_str(),
-        .dialnumber = dialnumber.c_str(),
-        .username = username.c_str(),
-        .password = password.c_str(),
-        .auth = auth.c_str(),
-        .mtu = mtu.c_str(),
-        .operator_name = operator_name.c_str(),
-    };
-    if (holds(device, "cdc-wdm"))
+    for (size_t i = 0; i < texts.size(); i++) {
+        texts[i] = read_setting(uci, iface.c_str(), setting_options[i], setting_options[i].capacity);
+        settings.*setting_options[i].member = texts[i].c_str();
+    }
+    if (strstr(settings.device, "cdc-wdm") != nullptr)
         return report_connect(qmi_connect(run.rec, settings));
-    if (holds(device, "ttyUSB") || holds(device, "ttyACM"))
+    if (strstr(settings.device, "ttyUSB") != nullptr || strstr(settings.device, "ttyACM") != nullptr)
         return report_connect(serial_connect(run.rec, settings));
     tell_person("the network configuration has no modem interface with a device");
     return 0;
