@@ -20,6 +20,7 @@ constexpr Check checks[] = {
     {Need::optional_bus,    Kind::optional_bus, modem_api_parameter_missing, "bus"},
     {Need::bus_or_success,  Kind::optional_bus, modem_api_success,           "bus"},
     {Need::sim_bus,         Kind::any_bus,      modem_api_bad_sim_request,   "bus"},
+    {Need::short_texts,     Kind::short_texts,  modem_api_parameter_or_sim,  ""},
     {Need::sim_num,         Kind::text,         modem_api_bad_sim_request,   "sim_num"},
     {Need::msg_id,          Kind::text,         modem_api_no_message_id,     "msg_id"},
     {Need::number,          Kind::text,         modem_api_no_number,         "number"},
@@ -70,6 +71,20 @@ bool take_model(Request &request, Kind kind)
     return request.model != nullptr;
 }
 
+bool has_short_texts(json_object *json)
+{
+    if (!json_object_is_type(json, json_type_object))
+        return true;
+    json_object_object_foreach(json, key, member)
+    {
+        static_cast<void>(key);
+        if (json_object_is_type(member, json_type_string) &&
+            static_cast<size_t>(json_object_get_string_len(member)) > longest_text)
+            return false;
+    }
+    return true;
+}
+
 bool take(Request &request, const Check &check)
 {
     switch (check.kind) {
@@ -79,6 +94,8 @@ bool take(Request &request, const Check &check)
         return kjson_get_int(request.json, check.key) != -1;
     case Kind::text:
         return request.text(check.key) != nullptr;
+    case Kind::short_texts:
+        return has_short_texts(request.json);
     case Kind::model:
     case Kind::bound_model:
         return take_model(request, check.kind);
@@ -88,6 +105,12 @@ bool take(Request &request, const Check &check)
 }
 
 } // namespace
+
+const char *Request::text(const char *key) const
+{
+    const char *found = kjson_get_string(json, key);
+    return found != nullptr && strnlen(found, longest_text + 1) > longest_text ? nullptr : found;
+}
 
 const Check &check_of(Need need)
 {

@@ -20,6 +20,7 @@ enum class Need : uint8_t {
     optional_bus,   ///< default_bus where it is absent or empty
     bus_or_success, ///< as optional_bus; a bad one ends the request with 0
     sim_bus,        ///< may be empty
+    short_texts,    ///< no member's text is longer than longest_text
     sim_num,
     msg_id,
     number,
@@ -41,7 +42,17 @@ using Needs = std::array<Need, 8>;
 
 /// How a need is looked for.
 struct Check {
-    enum class Kind : uint8_t { member, number, text, required_bus, optional_bus, any_bus, model, bound_model };
+    enum class Kind : uint8_t {
+        member,
+        number,
+        text,
+        required_bus,
+        optional_bus,
+        any_bus,
+        short_texts,
+        model,
+        bound_model
+    };
     Need need;
     Kind kind;
     int16_t status; ///< what the request ends with when it fails
@@ -54,6 +65,9 @@ const Check &check_of(Need need);
 /// The bus of a request that names none.
 inline constexpr char default_bus[] = "1-1.2";
 
+/// The longest text that is taken: more than any setting or message, and little enough for a router's flash.
+inline constexpr size_t longest_text = 8191;
+
 /// A request as a handler gets it. A text is borrowed from it, and null when it is absent.
 struct Request {
     json_object *json = nullptr;
@@ -61,7 +75,8 @@ struct Request {
     ModemDriver *model = nullptr; ///< the table's own entry, set when the row needs one
     const Need *later = nullptr;  ///< the needs that the handler looks for
 
-    const char *text(const char *key) const { return kjson_get_string(json, key); }
+    /// One that is longer than longest_text counts as absent.
+    const char *text(const char *key) const;
     const char *text_or(const char *key, const char *fallback) const
     {
         const char *found = text(key);

@@ -253,6 +253,24 @@ TEST(MailAccount, OfAnyLengthStaysWithinItsFilesAndItsCommand)
               (Lines{"opkg list-installed | grep ssmtp", "timeout 15 echo -e 'From: " + std::string(485, 'x')}));
 }
 
+TEST(Texts, OfAnyLengthAreNotStored)
+{
+    const std::string endless(10'000'000, 'x');
+    Lines options = with_service;
+    options.insert(options.end(), with_mail_client.begin(), with_mail_client.end());
+    const RouterRun run =
+        serve(options,
+              "post /modem/sms/forward {\"tel\":\"" + endless + "\"}\n" +
+                  "post /modem/sms/account {\"account\":\"me\",\"local_tel\":\"" + endless + "\"}\n" +
+                  "post /modem/sms/code {\"action\":\"set\",\"country\":\"" + endless + "\"}\n" +
+                  "post /modem/set {\"modem_id\":3,\"device\":\"/dev/ttyUSB3\",\"apn\":\"" + endless + "\"}\n",
+              ":",
+              "uci show smsrelay; uci -q get devconf.modem_sms.country; uci -q show "
+              "network.modem_1_1_2; ls /etc/ssmtp");
+    EXPECT_EQ(run.out, "-5 {}\n-5 {}\n0 {}\n-5 {}\nsmsrelay.general=sms\nsmsrelay.general.phone='110'\n"
+                       "smsrelay.general.email='me@example.org'\n");
+}
+
 TEST(MailAccount, ReachesAMailServerThroughTheRealMailClient)
 {
     const std::string client = SOURCE_ROOT "/build/mail-client/usr/sbin/ssmtp";

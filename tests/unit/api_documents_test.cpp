@@ -1,4 +1,5 @@
 #include "api/routes.h"
+#include "connection/setting_options.h"
 
 #include <algorithm>
 #include <set>
@@ -21,7 +22,10 @@ std::string words_of(Need need)
 {
     const Check &check = check_of(need);
     const bool is_model = check.kind == Check::Kind::model || check.kind == Check::Kind::bound_model;
-    return (is_model ? "model" : "`" + std::string{check.key} + "`") + " (" + std::to_string(check.status) + ")";
+    const std::string name = is_model                                 ? "model"
+                             : check.kind == Check::Kind::short_texts ? "short texts"
+                                                                      : "`" + std::string{check.key} + "`";
+    return name + " (" + std::to_string(check.status) + ")";
 }
 
 // The cell "required (code)" of an endpoint, as its row of the route table has it.
@@ -78,6 +82,46 @@ TEST(WebApiDocument, SaysWhichEndpointsTakeABus)
                     takes_bus = takes_bus || (need != Need::nothing && need != Need::handler && is_optional(need));
                 EXPECT_EQ(row["optional"].find("`bus`") != std::string::npos, takes_bus) << name_of(endpoint);
             }
+}
+
+Row row_of(const std::string &endpoint)
+{
+    for (Row row : rows_under("web-api.md", "endpoint"))
+        if (row.at("endpoint") == endpoint)
+            return row;
+    ADD_FAILURE() << endpoint;
+    return {};
+}
+
+TEST(WebApiDocument, NamesTheSettingsThatAreReported)
+{
+    Lines reported = {"config"};
+    for (const SettingOption &setting : setting_options)
+        reported.push_back(setting.report);
+    reported.insert(reported.end(), {"proto", "qcm", "ttl"});
+    EXPECT_EQ(found_in(row_of("get `/modem/get`")["response"], "`([^`]+)`"), reported);
+}
+
+TEST(WebApiDocument, NamesTheSettingsThatCanBeChanged)
+{
+    const Row row = row_of("post `/modem/set`");
+    const Lines named = found_in(row.at("required (code)") + row.at("optional"), "`([^`]+)`");
+    std::multiset<std::string> settable = {"modem_id", "bus", "proto", "ttl"};
+    for (const SettingOption &setting : setting_options)
+        settable.insert(setting.request);
+    EXPECT_EQ((std::multiset<std::string>{named.begin(), named.end()}), settable);
+}
+
+TEST(WebApiDocument, NamesTheLongestText)
+{
+    std::ifstream in{SOURCE_ROOT "/docs/web-api.md"};
+    const std::string document{std::istreambuf_iterator<char>{in}, {}};
+    EXPECT_NE(document.find("A text of a request has " + std::to_string(longest_text) + " bytes at most"),
+              std::string::npos);
+    std::map<std::string, std::string> limits;
+    for (const Row &row : rows_under("web-api.md", "limit in bytes"))
+        limits[row.at("text")] = row.at("limit in bytes");
+    EXPECT_EQ(limits["`bus`"], std::to_string(BusName::capacity() - 1));
 }
 
 // A rule for a text that no endpoint has would keep nothing away.

@@ -138,6 +138,31 @@ TEST(RequestedModel, IsTheTablesOwnEntry)
         EXPECT_EQ(model_of(request), nullptr) << request;
 }
 
+TEST(RequestedText, CountsAsAbsentWhereItIsTooLong)
+{
+    using enum Need;
+    const std::string longest(longest_text, 'x');
+    const auto with_text = [](const std::string &text) { return "{\"number\":\"" + text + "\"}"; };
+    EXPECT_EQ(serve_with(with_text(longest).c_str(), {number}), 7);
+    EXPECT_EQ(served.text("number"), longest);
+    EXPECT_EQ(serve_with(with_text(longest + "x").c_str(), {number}), -260);
+    EXPECT_EQ(serve_with(with_text(std::string(10'000'000, 'x')).c_str(), {number}), -260);
+    EXPECT_EQ(serve_with(with_text(longest + "x").c_str(), {}), 7);
+    EXPECT_STREQ(served.text_or("number", "none"), "none");
+}
+
+TEST(RequestedTexts, AreRefusedWhereOneIsTooLong)
+{
+    using enum Need;
+    const std::string longest(longest_text, 'x');
+    const auto with_text = [](const std::string &text) { return "{\"a\":[],\"b\":null,\"c\":\"" + text + "\"}"; };
+    EXPECT_EQ(serve_with(with_text(longest).c_str(), {short_texts}), 7);
+    EXPECT_EQ(serve_with(with_text(longest + "x").c_str(), {short_texts}), -5);
+    EXPECT_EQ(serve_with(with_text(std::string(10'000'000, 'x')).c_str(), {short_texts}), -5);
+    EXPECT_EQ(serve_with("", {short_texts}), 7) << "no request at all";
+    EXPECT_EQ(serve_with("[]", {short_texts}), 7) << "no object";
+}
+
 TEST(RequestedText, FallsBackWhereTheMemberIsAbsent)
 {
     serve_with(R"({"proto":"qcm","empty":""})", {});
