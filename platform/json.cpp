@@ -31,17 +31,6 @@ size_t utf8_sequence_length(std::string_view text)
     return overlong || surrogate || beyond_unicode ? 0 : length;
 }
 
-bool is_utf8(std::string_view text)
-{
-    while (!text.empty()) {
-        const size_t length = utf8_sequence_length(text);
-        if (length == 0)
-            return false;
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
 // Writes text with its bad bytes replaced to out, which has room for it. @return bytes written
 size_t replace_bad_bytes(std::string_view text, char *out)
 {
@@ -70,6 +59,17 @@ json_object *member(json_object *object, const char *key)
 }
 
 } // namespace
+
+bool is_utf8(std::string_view text)
+{
+    while (!text.empty()) {
+        const size_t length = utf8_sequence_length(text);
+        if (length == 0)
+            return false;
+        text.remove_prefix(length);
+    }
+    return true;
+}
 
 Json json_share(json_object *object)
 {

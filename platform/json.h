@@ -19,6 +19,9 @@ Json json_share(json_object *object);
 /// modem or a file holds never makes a document that cannot be parsed.
 Json json_text(std::string_view text);
 
+/// Whether text is valid UTF-8 throughout; an empty one is.
+bool is_utf8(std::string_view text);
+
 /// The value as json-c's pretty text. Borrowed from object, valid until object changes or is released.
 const char *json_pretty(json_object *object);
 

@@ -2,6 +2,7 @@
 
 #include "at/reply.h"
 #include "platform/files.h"
+#include "sms/latin9.h"
 #include "sms/ucs2.h"
 
 namespace {
@@ -35,6 +36,7 @@ bool read_line(FILE *file, Line &line)
 
 struct Body {
     bool is_ucs2 = false;
+    bool is_latin9 = false; // the daemon calls ISO 8859-15 "ISO"
     int32_t length = 0;
     Text<body_capacity + 1> bytes{};
     size_t size = 0;
@@ -49,13 +51,28 @@ bool read_header(const Line &line, json_object *message, Body &body)
         kjson_add_string(message, "time", without_first(line.view(), label_length));
     else if (holds(line, "From_TOA: "))
         kjson_add_string(message, "type", parse_number_type(line.view()));
-    else if (holds(line, "Alphabet: "))
+    else if (holds(line, "Alphabet: ")) {
         body.is_ucs2 = body.is_ucs2 || holds(line, "UCS2");
-    else if (holds(line, "Length: "))
+        body.is_latin9 = holds(line, "ISO");
+    } else if (holds(line, "Length: "))
         parse_length(line.view(), body.length);
     else if (line == "\n")
         return false;
     return true;
+}
+
+void add_body(json_object *message, const Body &body)
+{
+    const std::string_view text = body.bytes.view();
+    if (body.is_ucs2) {
+        kjson_add_string(message, "body", convert_ucs2({body.bytes.c_str(), body.size}, body.length).view());
+    } else if (body.is_latin9 && !is_utf8(text)) { // a body that another program wrote in UTF-8 stays as it is
+        Text<3 * body_capacity + 1> letters;
+        convert_latin9(text, letters);
+        kjson_add_string(message, "body", letters.view());
+    } else {
+        kjson_add_string(message, "body", text);
+    }
 }
 
 } // namespace
@@ -89,9 +106,6 @@ Json read_message(const char *path)
         body.size = fread(body.bytes.data(), 1, body_capacity, file.get());
         break;
     }
-    if (body.is_ucs2)
-        kjson_add_string(message.get(), "body", convert_ucs2({body.bytes.c_str(), body.size}, body.length).view());
-    else
-        kjson_add_string(message.get(), "body", body.bytes.view());
+    add_body(message.get(), body);
     return message;
 }

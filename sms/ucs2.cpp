@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "sms/message.h"
+#include "sms/utf8.h"
 
 // Written out here, because the C libraries do not agree on the byte order of what they call "UCS2", and because the
 // one of small routers brings 140 kB of other alphabets' tables into a program that is linked statically.
@@ -13,15 +13,34 @@ namespace {
 
 constexpr int bytes_per_character = 3; // for both sides of the conversion, whatever the text needs
 
-// Takes a unit of two bytes, the high one first, off the front.
-std::optional<uint32_t> take_unit(std::span<const char> &body)
+struct Body {
+    std::span<const char> bytes;
+    bool has_zeros_behind; // the converter reads on after the text
+    bool is_little_endian = false;
+};
+
+// Takes a unit of two bytes off the front.
+std::optional<uint32_t> take_unit(Body &body)
 {
-    if (body.size() < 2)
+    const size_t size = body.bytes.size();
+    if (size == 0 || (size == 1 && !body.has_zeros_behind))
         return std::nullopt;
-    const auto high = static_cast<uint8_t>(body[0]);
-    const auto low = static_cast<uint8_t>(body[1]);
-    body = body.last(body.size() - 2);
-    return uint32_t{high} << 8 | low;
+    const auto first = static_cast<uint8_t>(body.bytes[0]);
+    const auto second = size == 1 ? uint8_t{0} : static_cast<uint8_t>(body.bytes[1]);
+    body.bytes = body.bytes.last(size == 1 ? 0 : size - 2);
+    return body.is_little_endian ? uint32_t{second} << 8 | first : uint32_t{first} << 8 | second;
+}
+
+// Takes a byte order mark off the front; without one the high byte comes first.
+void take_byte_order_mark(Body &body)
+{
+    constexpr uint32_t mark = 0xfeff;
+    constexpr uint32_t swapped_mark = 0xfffe;
+    Body rest = body;
+    const uint32_t first = take_unit(rest).value_or(0);
+    rest.is_little_endian = first == swapped_mark;
+    if (first == mark || rest.is_little_endian)
+        body = rest;
 }
 
 bool is_surrogate(uint32_t unit)
@@ -30,7 +49,7 @@ bool is_surrogate(uint32_t unit)
 }
 
 // Nothing at the end and for a surrogate that has no partner behind it.
-std::optional<uint32_t> take_character(std::span<const char> &body)
+std::optional<uint32_t> take_character(Body &body)
 {
     constexpr uint32_t first_low_surrogate = 0xdc00;
     const auto unit = take_unit(body);
@@ -42,37 +61,15 @@ std::optional<uint32_t> take_character(std::span<const char> &body)
     return 0x10000 + ((*unit & 0x3ff) << 10 | (*second & 0x3ff));
 }
 
-Text<5> encode_utf8(uint32_t character)
-{
-    Text<5> encoded;
-    char *out = encoded.data();
-    const auto continuation = [&](int shift) { return static_cast<char>(0x80 | (character >> shift & 0x3f)); };
-    if (character < 0x80) {
-        *out = static_cast<char>(character);
-    } else if (character < 0x800) {
-        *out++ = static_cast<char>(0xc0 | character >> 6);
-        *out = continuation(0);
-    } else if (character < 0x10000) {
-        *out++ = static_cast<char>(0xe0 | character >> 12);
-        *out++ = continuation(6);
-        *out = continuation(0);
-    } else {
-        *out++ = static_cast<char>(0xf0 | character >> 18);
-        *out++ = continuation(12);
-        *out++ = continuation(6);
-        *out = continuation(0);
-    }
-    return encoded;
-}
-
 } // namespace
 
-Text<2048> convert_ucs2(std::span<const char> body, int characters)
+Text<2048> convert_ucs2(std::span<const char> bytes, int characters)
 {
     Text<2048> text;
     const auto wanted = static_cast<size_t>(std::max<int64_t>(int64_t{characters} * bytes_per_character, 0));
     const size_t limit = std::min(wanted, text.capacity() - 1);
-    body = body.first(std::min(wanted, body.size()));
+    Body body = {.bytes = bytes.first(std::min(wanted, bytes.size())), .has_zeros_behind = wanted > bytes.size()};
+    take_byte_order_mark(body);
     size_t size = 0;
     for (auto character = take_character(body); character.value_or(0) != 0; character = take_character(body)) {
         const auto encoded = encode_utf8(*character);

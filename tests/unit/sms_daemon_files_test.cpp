@@ -26,7 +26,7 @@ std::vector<std::string> listed(const char *folder)
 
 } // namespace
 
-// Alphabets other than UCS-2 are not converted, so that the daemon's ISO 8859-15 shows as U+FFFD beyond ASCII.
+// The daemon writes UCS-2 and ISO 8859-15; the list is in UTF-8.
 TEST(SmsDaemonFiles, AreListedInFull)
 {
     const std::vector<std::string> expected = {
@@ -63,12 +63,11 @@ TEST(SmsDaemonFiles, AreListedInFull)
         R"(Wir treffen uns um acht am Bahnhof. Wir treffen uns um acht am Bahnhof. )"
         R"(Wir treffen uns um acht am Bahnhof. Wir treffen uns um acht am Bahnhof. )"
         R"(Wir treffen uns um acht am Bahnhof. )"
-        "Bis dann, {Gr\uFFFD\uFFFDe} f\uFFFDr 5 \uFFFD: Bis dann, {Gr\uFFFD\uFFFDe} f\uFFFDr 5 \uFFFD: "
-        "Bis dann, {Gr\uFFFD\uFFFDe} f\uFFFDr 5 \uFFFD: \","
+        "Bis dann, {Grüße} für 5 €: Bis dann, {Grüße} für 5 €: Bis dann, {Grüße} für 5 €: \","
         R"("status":"unread","name":"GMS99.ZpDdgj"})",
         // a name beyond ASCII, which the daemon leaves in the GSM alphabet
         R"({"from":"Caf\u0005 ^\n","type":"unknown","time":"26-01-31 12:34:56\n",)"
-        "\"body\":\"Bis sp\uFFFDter\","
+        "\"body\":\"Bis später\","
         R"("status":"unread","name":"GMS99.ezg555"})",
         // a short code
         R"({"from":"70007\n","type":"unknown","time":"26-01-31 12:34:56\n","body":"Short code","status":"unread",)"
@@ -78,7 +77,7 @@ TEST(SmsDaemonFiles, AreListedInFull)
         R"("status":"unread","name":"GMS99.fdCdoZ"})",
         // the GSM alphabet with characters of its extension
         R"({"from":"441632960001\n","type":"international","time":"26-01-31 12:34:56\n",)"
-        "\"body\":\"Hello [5 \uFFFD] ~ at 8?\","
+        "\"body\":\"Hello [5 €] ~ at 8?\","
         R"("status":"unread","name":"GMS99.iFdLlU"})",
         // Cyrillic
         R"({"from":"441632960002\n","type":"international","time":"26-01-31 12:34:56\n","body":"Привет, как дела?",)"

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/files.h"
+#include "sms/latin9.h"
 #include "sms/message.h"
 #include "sms/spool.h"
 #include "sms/ucs2.h"
@@ -69,7 +70,19 @@ const Ucs2Row ucs2_rows[] = {
     {"a lone surrogate ends it", std::string{"\0A\xd8\x3d\0B", 6}, 3, "A"},
     {"a zero ends it", std::string{"\0A\0\0\0B", 6}, 3, "A"},
     {"five characters are fifteen bytes", std::string{"\0a\0b\0c\0d\0e\0f\0g\0h", 16}, 5, "abcdefg"},
-    {"half a character at the end", std::string{"\0A\0", 3}, 2, "A"},
+    {"half a character of zeros at the end", std::string{"\0A\0", 3}, 2, "A"},
+    {"half a character, completed by a zero", "\x4f\x60\x59", 2, "你夀"},
+    {"half a character where no more may be read", "\x4f\x60\x59", 1, "你"},
+    {"half a pair, completed by a zero", "\xd8\x3d\xde", 2, "😀"},
+    {"a byte order mark", std::string{"\xfe\xff\0H\0i", 6}, 3, "Hi"},
+    {"a mark that says little-endian", std::string{"\xff\xfeH\0i\0", 6}, 3, "Hi"},
+    {"little-endian pair", std::string{"\xff\xfe\x3d\xd8\0\xde", 6}, 3, "😀"},
+    {"little-endian half a character", std::string{"\xff\xfeH\0i", 5}, 3, "Hi"},
+    {"a mark and nothing", "\xff\xfe", 1, ""},
+    {"half a mark", "\xfe", 1, "\uFE00"},
+    {"a second mark is a character", "\xfe\xff\xfe\xff", 2, "\uFEFF"},
+    {"a mark in the middle is a character", std::string{"\0A\xfe\xff\0B", 6}, 3, "A\uFEFFB"},
+    {"a mark is among the bytes that may be read", std::string{"\xfe\xff\0H\0i", 6}, 1, ""},
     {"no characters", std::string{"\0A", 2}, 0, ""},
     {"a negative number of them", std::string{"\0A", 2}, -1, ""},
     {"more than there are", std::string{"\0A", 2}, 99999999, "A"},
@@ -98,6 +111,22 @@ TEST(Ucs2Body, IsReadToItsLastCharacter)
     for (int i = 0; i < 1024; i++)
         body += std::string{"\0a", 2};
     EXPECT_EQ(convert_ucs2(body, 1024).size(), 1024u);
+}
+
+TEST(Latin9, BecomesUtf8LetterByLetter)
+{
+    Text<3 * 256> text;
+    convert_latin9("Gr\xfc\xdf"
+                   "e, 5 \xa4",
+                   text);
+    EXPECT_EQ(text.view(), "Grüße, 5 €");
+    convert_latin9("\xa6\xa8\xb4\xb8\xbc\xbd\xbe\xa0\xa3\xff\x80", text);
+    EXPECT_EQ(text.view(), "ŠšŽžŒœŸ\u00a0£ÿ\u0080");
+    convert_latin9("", text);
+    EXPECT_EQ(text.view(), "");
+    Text<6> small;
+    convert_latin9("\xa4\xe9x", small); // no half letter is left
+    EXPECT_EQ(small.view(), "€é");
 }
 
 class Spool : public testing::Test {
@@ -164,6 +193,40 @@ TEST_F(Spool, MakesBytesThatAreNoUtf8Readable)
     EXPECT_EQ(
         listed(),
         "[{\"from\":\"\xef\xbf\xbd\\n\",\"body\":\"b\xef\xbf\xbd\",\"status\":\"unread\",\"name\":\"GMS99.a1\"}]");
+}
+
+struct AlphabetRow {
+    const char *what;
+    const char *content;
+    const char *body;
+};
+const AlphabetRow alphabet_rows[] = {
+    {"ISO",
+     "Alphabet: ISO\n\nGr\xfc\xdf"
+     "e, 5 \xa4",
+     "Grüße, 5 €"},
+    {"ISO, by its full name", "Alphabet: ISO-8859-15\n\n\xe9", "é"},
+    {"ISO that is UTF-8", "Alphabet: ISO\n\nGrüße", "Grüße"},
+    {"UTF-8", "Alphabet: UTF-8\n\nGrüße", "Grüße"},
+    {"the last line counts", "Alphabet: ISO\nAlphabet: UTF-8\n\nb\xe9", "b\uFFFD"},
+    {"ISO in another header", "Alphabet: GSM\nSubject: ISO\n\nb\xe9", "b\uFFFD"},
+    {"none", "\nb\xe9", "b\uFFFD"},
+};
+
+TEST_F(Spool, ShowsTheLettersOfABodyInIso)
+{
+    for (const AlphabetRow &row : alphabet_rows) {
+        message("GMS99.a1", row.content);
+        EXPECT_EQ(listed(), R"([{"body":")" + std::string(row.body) + R"(","status":"unread","name":"GMS99.a1"}])")
+            << row.what;
+    }
+}
+
+TEST_F(Spool, ShowsEveryLetterOfAFullBodyInIso)
+{
+    message("GMS99.a1", "Alphabet: ISO\n\n" + std::string(5000, '\xa4'));
+    const std::string list = listed();
+    EXPECT_EQ(std::ranges::count(list, '\xac'), 2048);
 }
 
 TEST_F(Spool, ListsOnlyTheFirstDevicesMessages)
