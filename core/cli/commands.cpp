@@ -190,7 +190,7 @@ constexpr Command commands[] = {
     {"connect-auto",          run_connect_auto,          "go online, the APN found by the SIM card"},
     {"new-connect-auto",      run_new_connect_auto,      "go online with the settings in UCI"},
     {"disconnect",            run_disconnect,            "take down the interface \"modem\""},
-    {"sim-status",            run_sim_status,            "is the SIM card usable, the modem registered?"},
+    {"sim-status",            run_sim_status,            "is the SIM usable, the modem registered?"},
     {"AT",                    run_at,                    "[DEVICE] COMMAND: print the modem's reply"},
     {"signal",                run_signal,                "signal values as JSON"},
     {"cells",                 run_cells,                 "serving and neighbour cells as JSON",      cells},
