@@ -1,0 +1,181 @@
+#include "readings/cpsi.h"
+
+#include "readings/fields.h"
+#include "readings/scales.h"
+
+namespace {
+
+// Newer firmware prints levels in tenths (-924), older in whole units (-92): no RSRP is above -20 dBm.
+bool is_in_tenths(std::string_view rsrp)
+{
+    const auto number = decimal(rsrp);
+    return number && *number < -200;
+}
+
+struct Levels {
+    uint8_t rsrp, rsrq, rssi, sinr; ///< positions; 0 for none
+};
+
+void tell_levels(const Fields &fields, const Levels &at, bool sinr_in_tenths, Cell &cell)
+{
+    const Scale scale = is_in_tenths(fields[at.rsrp]) ? Scale::tenths : Scale::decibels;
+    tell_value(fields[at.rsrp], Quantity::rsrp, scale, cell);
+    tell_value(fields[at.rsrq], Quantity::rsrq, scale, cell);
+    if (at.rssi != 0)
+        tell_value(fields[at.rssi], Quantity::rssi, scale, cell);
+    tell_value(fields[at.sinr], Quantity::sinr, sinr_in_tenths ? Scale::tenths : Scale::decibels, cell);
+}
+
+// "460-11"
+void tell_dashed_network(Cell &cell, std::string_view network)
+{
+    const std::string_view mcc = take_until(network, "-");
+    cell.tell_network(mcc, network);
+}
+
+// clang-format off
+
+// LTE,Online,460-11,0x5A1E,187214780,257,EUTRAN-BAND3,1825,4,4,-102,-924,-632,13     (SIM8200)
+// 0   1      2      3      4         5   6            7    8 9 10   11   12   13
+// The SIM7000 says "LTE CAT-M1" and "LTE NB-IOT" in the same layout.
+constexpr FieldRule lte_rules[] = {
+    {3, Quantity::tac, Scale::hex},        {4, Quantity::cell_id, Scale::number},  {5, Quantity::pci, Scale::number},
+    {6, {}, Scale::band_words},            {7, Quantity::arfcn, Scale::number},
+    {8, Quantity::bandwidth_dl, Scale::lte_bw_index},                              {9, Quantity::bandwidth_ul, Scale::lte_bw_index},
+};
+constexpr Levels lte_levels = {.rsrp = 11, .rsrq = 10, .rssi = 12, .sinr = 13};
+
+// NR5G_SA,Online,242-12,0x765D,4955280,0,NR5G_BAND78,640704,-770,-110,290   (SIM8200; tenths)
+// 0       1      2      3      4       5 6           7      8    9    10
+// NR5G,Online,311-480,0x2D18,50896642,257,629952,-92,-11,15                 (older firmware; no band)
+constexpr FieldRule nr_rules[] = {
+    {3, Quantity::tac, Scale::hex},        {4, Quantity::cell_id, Scale::number},  {5, Quantity::pci, Scale::number},
+};
+constexpr FieldRule channel_rules[] = {{7, Quantity::arfcn, Scale::number}};
+
+// GSM,Online,460-00,0x182d,12401,27 EGSM 900,-64,2110,42-42                                  (SIM7600 manual)
+// WCDMA,Online,460-01,0xA809,11122855,WCDMA IMT 2000,279,10663,0,1.5,62,33,52,500            (SIM7600 manual)
+// 0     1      2      3      4        5              6   7
+// The signs of WCDMA's levels are not settled, so they are left out.
+constexpr FieldRule wcdma_rules[] = {
+    {3, Quantity::lac, Scale::hex},        {4, Quantity::cell_id, Scale::number},  {5, {}, Scale::band_words},
+    {6, Quantity::psc, Scale::number},     {7, Quantity::arfcn, Scale::number},
+};
+constexpr FieldRule gsm_rules[] = {
+    {3, Quantity::lac, Scale::hex},        {4, Quantity::cell_id, Scale::number},  {6, Quantity::rssi, Scale::decibels},
+};
+// clang-format on
+
+bool has_band_at(const Fields &fields, size_t index)
+{
+    return find_word(fields[index], "BAND") != std::string_view::npos;
+}
+
+void read_nr_standalone(const Fields &fields, Cell &cell)
+{
+    const bool has_band = has_band_at(fields, 6);
+    tell_fields(fields, nr_rules, cell);
+    if (has_band)
+        cell.tell_band(fields[6]);
+    tell_fields(fields, channel_rules, cell, has_band ? 0 : static_cast<size_t>(-1));
+    const uint8_t rsrp = has_band ? 8 : 7;
+    const Levels at = {
+        .rsrp = rsrp, .rsrq = static_cast<uint8_t>(rsrp + 1), .rssi = 0, .sinr = static_cast<uint8_t>(rsrp + 2)};
+    tell_levels(fields, at, is_in_tenths(fields[rsrp]), cell);
+}
+
+// NR5G_NSA,257,NR5G_BAND78,629952,-920,-110,153   (SIM8200; tenths)
+// NR5G,257,629952,-11,-92,153                     (older firmware: RSRQ before RSRP, SINR in tenths)
+// 0    1   2      3   4   5
+void read_nr_beside_lte(const Fields &fields, Cell &cell)
+{
+    cell.tell(Quantity::pci, decimal(fields[1]));
+    if (has_band_at(fields, 2)) {
+        cell.tell_band(fields[2]);
+        cell.tell(Quantity::arfcn, decimal(fields[3]));
+        return tell_levels(fields, {.rsrp = 4, .rsrq = 5, .rssi = 0, .sinr = 6}, is_in_tenths(fields[4]), cell);
+    }
+    cell.tell(Quantity::arfcn, decimal(fields[2]));
+    tell_levels(fields, {.rsrp = 4, .rsrq = 3, .rssi = 0, .sinr = 5}, true, cell);
+}
+
+void read_gsm(const Fields &fields, Cell &cell)
+{
+    tell_fields(fields, gsm_rules, cell);
+    std::string_view band = fields[5];
+    cell.tell(Quantity::arfcn, decimal(take_until(band, " ")));
+    cell.tell_band(band);
+}
+
+void read_line(const Fields &fields, Technology technology, Report &report)
+{
+    Cell &cell = report.serving;
+    if (technology == Technology::nr_nsa) {
+        report.has_nr = true;
+        if (report.technology == Technology::lte)
+            report.technology = Technology::nr_nsa;
+        return read_nr_beside_lte(fields, report.nr);
+    }
+    tell_dashed_network(cell, fields[2]);
+    switch (technology) {
+    case Technology::nr_sa:
+        return read_nr_standalone(fields, cell);
+    case Technology::lte:
+    case Technology::emtc:
+    case Technology::nb_iot:
+        tell_fields(fields, lte_rules, cell);
+        return tell_levels(fields, lte_levels, false, cell);
+    case Technology::gsm:
+        return read_gsm(fields, cell);
+    case Technology::wcdma:
+        return tell_fields(fields, wcdma_rules, cell);
+    default:
+        return;
+    }
+}
+
+Technology technology_of_line(const Fields &fields)
+{
+    const std::string_view mode = fields[0];
+    if (starts_with_word(mode, "NR5G"))
+        return fields[1] == "Online" ? Technology::nr_sa
+               : decimal(fields[1])  ? Technology::nr_nsa
+                                     : Technology::unknown;
+    if (find_word(mode, "NB-IOT") != std::string_view::npos)
+        return Technology::nb_iot;
+    if (starts_with_word(mode, "NOT IN"))
+        return Technology::unknown;
+    return technology_of_quectel(mode);
+}
+
+} // namespace
+
+bool read_cpsi(std::string_view reply, Report &report)
+{
+    bool understood = false;
+    for (std::string_view record; next_record(reply, "+CPSI:", record);) {
+        const Fields fields{record};
+        const Technology technology = technology_of_line(fields);
+        if (technology == Technology::unknown)
+            continue;
+        understood = true;
+        if (technology != Technology::nr_nsa)
+            report.tell_technology(technology);
+        read_line(fields, technology, report);
+    }
+    return understood;
+}
+
+// +CNSMOD: 0,8        (SIM7600: 0 none, 1 to 3 GSM, 4 to 7 and 9 to 11 WCDMA and TD-SCDMA, 8 LTE)
+bool read_cnsmod(std::string_view reply, Report &report)
+{
+    static constexpr Technology technologies[] = {
+        Technology::none,  Technology::gsm,   Technology::gsm, Technology::gsm,   Technology::wcdma, Technology::wcdma,
+        Technology::wcdma, Technology::wcdma, Technology::lte, Technology::wcdma, Technology::wcdma, Technology::wcdma,
+    };
+    const auto mode = decimal(Fields{record_of(reply, "+CNSMOD:")}[1]);
+    if (!mode || *mode < 0 || *mode >= static_cast<int64_t>(std::size(technologies)))
+        return false;
+    report.tell_technology(technologies[*mode]);
+    return true;
+}

@@ -1,0 +1,241 @@
+#include "readings/gstatus.h"
+
+#include "readings/fields.h"
+#include "readings/scales.h"
+
+// System mode:   ENDC        	PS state:    Attached                      (EM9191)
+// LTE band:      B3     		LTE bw:      20 MHz
+// PCC RxM RSSI:  -65		PCC RxM RSRP:  -99
+// Two pairs of label and value stand in a line, parted by tabs, blanks or, pasted, a single blank. So a value is found
+// by its label wherever it stands, and read as far as its own form goes.
+
+namespace {
+
+// Labels of NR cells are those of LTE with "NR5G " in front.
+constexpr std::string_view nr_prefix = "NR5G ";
+
+// The text behind the first occurrence of label after the skipped ones, to the end of its line; empty without it.
+std::string_view after(std::string_view report, std::string_view label, int skip = 0)
+{
+    for (size_t start = 0;;) {
+        const size_t found = find_word(without_first(report, start), label);
+        if (found == std::string_view::npos || start + found >= report.size())
+            return {};
+        const size_t position = start + found;
+        start = position + label.size();
+        const bool is_nr = first_characters(report, position).ends_with(nr_prefix);
+        if ((is_nr && !label.starts_with("NR5G")) || skip-- > 0)
+            continue;
+        const std::string_view value = without_first(report, start);
+        return trim(first_characters(value, value.find_first_of("\r\n")));
+    }
+}
+
+std::string_view word_after(std::string_view report, std::string_view label)
+{
+    std::string_view value = after(report, label);
+    return take_until(value, " \t");
+}
+
+struct LabelRule {
+    std::string_view label; ///< in capitals
+    Quantity quantity;
+    Scale scale;
+    uint8_t skip = 0; ///< earlier occurrences of the label, which belong to others
+};
+
+void tell_labels(std::string_view report, std::span<const LabelRule> rules, Cell &cell)
+{
+    for (const LabelRule &rule : rules) {
+        std::string_view value = after(report, rule.label, rule.skip);
+        if (rule.scale != Scale::both_forms)
+            value = take_until(value, " \t");
+        // "B25", "n78"
+        if (rule.scale == Scale::lte_band || rule.scale == Scale::nr_band)
+            value = without_first(value, 1);
+        tell_value(value, rule.quantity, rule.scale, cell);
+    }
+}
+
+// clang-format off
+// Several labels tell one quantity: the first that is there counts. MC74xx has one label for both antennas and for the
+// secondary cell.
+constexpr LabelRule lte_labels[] = {
+    {"LTE BAND:",     {},                       Scale::lte_band},
+    {"LTE BW:",       Quantity::bandwidth_dl,   Scale::decibels},
+    {"LTE RX CHAN:",  Quantity::arfcn,          Scale::positive},
+    {"PCC RXM RSSI:", Quantity::rssi,           Scale::decibels},
+    {"PCC RXD RSSI:", Quantity::rssi_diversity, Scale::decibels},
+    {"PCC RXM RSRP:", Quantity::rsrp,           Scale::decibels},
+    {"PCC RXD RSRP:", Quantity::rsrp_diversity, Scale::decibels},
+    {"RSRP (DBM):",   Quantity::rsrp,           Scale::decibels},
+    {"RSRP (DBM):",   Quantity::rsrp_diversity, Scale::decibels, 1},
+    {"RSRQ (DB):",    Quantity::rsrq,           Scale::decibels},
+    {"SINR (DB):",    Quantity::sinr,           Scale::decibels},
+    {"TAC:",          Quantity::tac,            Scale::both_forms},
+    {"CELL ID:",      Quantity::cell_id,        Scale::both_forms},
+};
+// WCDMA band:    WCDMA 2100                          (MC7710)
+// RX level C0:   -68              LAC:         1389 (5001)
+constexpr LabelRule wcdma_labels[] = {
+    {"WCDMA CHANNEL:",            Quantity::arfcn,   Scale::number},
+    {"RXM RSSI C0:",              Quantity::rssi,    Scale::decibels},
+    {"RX LEVEL CARRIER 0 (DBM):", Quantity::rssi,    Scale::decibels},
+    {"RX LEVEL C0:",              Quantity::rssi,    Scale::decibels},
+    {"RX LEVEL (DBM):",           Quantity::rssi,    Scale::decibels},
+    {"LAC:",                      Quantity::lac,     Scale::both_forms},
+    {"CELL ID:",                  Quantity::cell_id, Scale::both_forms},
+};
+// NR5G band:       n78       		NR5G Carrier ID: 0           (EM919x; "---" for what is not there)
+constexpr LabelRule nr_labels[] = {
+    {"NR5G TAC:",        Quantity::tac,          Scale::both_forms},
+    {"NR5G CELL ID:",    Quantity::cell_id,      Scale::both_forms},
+    {"NR5G BAND:",       {},                     Scale::nr_band},
+    {"NR5G DL BW:",      Quantity::bandwidth_dl, Scale::decibels},
+    {"NR5G BW:",         Quantity::bandwidth_dl, Scale::decibels},
+    {"NR5G UL BW:",      Quantity::bandwidth_ul, Scale::decibels},
+    {"NR5G RX CHAN:",    Quantity::arfcn,        Scale::number},
+    {"NR5G RSRP (DBM):", Quantity::rsrp,         Scale::decibels},
+    {"NR5G RSRQ (DB):",  Quantity::rsrq,         Scale::decibels},
+    {"NR5G SINR (DB):",  Quantity::sinr,         Scale::decibels},
+};
+// LTE CA state:  ACTIVE      		LTE Scell band:B12       (MC7455: one secondary cell)
+constexpr LabelRule scell_labels[] = {
+    {"LTE SCELL BAND:", {},                     Scale::lte_band},
+    {"LTE SCELL BW:",   Quantity::bandwidth_dl, Scale::decibels},
+    {"LTE SCELL CHAN:", Quantity::arfcn,        Scale::number},
+    {"SCC RXM RSSI:",   Quantity::rssi,         Scale::decibels},
+    {"RSRP (DBM):",     Quantity::rsrp,         Scale::decibels, 2},
+};
+// clang-format on
+
+// "WCDMA 2100", also printed "WCDMA2100".
+void tell_wcdma_band(Cell &cell, std::string_view report)
+{
+    std::string_view value = after(report, "WCDMA BAND:");
+    if (!starts_with_word(value, "WCDMA"))
+        return;
+    value = trim(without_first(value, 5));
+    if (const auto number = decimal(take_until(value, " \t")))
+        cell.tell_band(Text<20>::format("WCDMA %d", static_cast<int>(*number)).view());
+}
+
+void add_primary(const Cell &serving, Cells<8> &carriers)
+{
+    Cell *cell = serving.band.empty() ? nullptr : carriers.add();
+    if (cell == nullptr)
+        return;
+    cell->primary = true;
+    cell->rat = Technology::lte;
+    cell->band = serving.band;
+    for (const Quantity quantity : {Quantity::bandwidth_dl, Quantity::arfcn, Quantity::rsrp, Quantity::rssi})
+        cell->tell(quantity, serving.get(quantity));
+}
+
+Cell *add_secondary(std::string_view report, std::string_view state_label, Cells<8> &carriers)
+{
+    Cell *cell = carriers.add();
+    if (cell != nullptr) {
+        cell->rat = Technology::lte;
+        cell->active = word_after(report, state_label) == "ACTIVE";
+    }
+    return cell;
+}
+
+void add_only_secondary(std::string_view report, Cells<8> &carriers)
+{
+    if (word_after(report, "LTE SCELL BAND:").empty())
+        return;
+    if (Cell *cell = add_secondary(report, "LTE CA STATE:", carriers); cell != nullptr)
+        tell_labels(report, scell_labels, *cell);
+}
+
+// LTE SCC1 state:INACTIVE    	LTE SCC1 band: B1        (EM9191; the EM7565 writes SSC)
+void add_numbered_secondary(std::string_view report, const char *kind, int number, Cells<8> &carriers)
+{
+    const auto label = [&](const char *what) { return Text<24>::format("LTE %s%d %s", kind, number, what); };
+    const auto state = label("STATE:");
+    const auto band = label("BAND:");
+    const auto spaced_bandwidth = label("BW  :");
+    const auto bandwidth = label("BW:");
+    const auto channel = label("RX CHAN:");
+    const auto short_channel = label("CHAN:");
+    if (!decimal(without_first(word_after(report, band.view()), 1)))
+        return;
+    const LabelRule rules[] = {
+        {band.view(), {}, Scale::lte_band},
+        {spaced_bandwidth.view(), Quantity::bandwidth_dl, Scale::decibels},
+        {bandwidth.view(), Quantity::bandwidth_dl, Scale::decibels},
+        {channel.view(), Quantity::arfcn, Scale::number},
+        {short_channel.view(), Quantity::arfcn, Scale::number},
+    };
+    if (Cell *cell = add_secondary(report, state.view(), carriers); cell != nullptr)
+        tell_labels(report, rules, *cell);
+}
+
+void tell_registration(std::string_view text, Report &report)
+{
+    for (const std::string_view label : {"EMM STATE:", "MM5G STATE:", "GMM (PS) STATE:"}) {
+        const std::string_view state = after(text, label);
+        if (starts_with_word(state, "REGISTERED"))
+            return report.tell_registration(Registration::registered);
+        if (starts_with_word(state, "DEREGISTERED"))
+            report.tell_registration(Registration::not_registered);
+    }
+}
+
+struct Mode {
+    std::string_view word;
+    Technology technology;
+};
+constexpr Mode modes[] = {
+    {"LTE", Technology::lte},     {"ENDC", Technology::nr_nsa}, {"NR5G", Technology::nr_sa},
+    {"WCDMA", Technology::wcdma}, {"GSM", Technology::gsm},     {"UNKNOWN", Technology::none},
+};
+
+} // namespace
+
+bool read_gstatus(std::string_view reply, Report &report)
+{
+    const std::string_view mode = after(reply, "SYSTEM MODE:");
+    Technology technology = Technology::unknown;
+    for (const Mode &row : modes)
+        if (starts_with_word(mode, row.word))
+            technology = row.technology;
+    if (technology == Technology::unknown)
+        return false;
+    report.tell_technology(technology);
+    tell_registration(reply, report);
+    if (!report.temperature_c)
+        report.temperature_c = decimal(word_after(reply, "TEMPERATURE:"));
+    if (technology == Technology::wcdma) {
+        tell_wcdma_band(report.serving, reply);
+        tell_labels(reply, wcdma_labels, report.serving);
+    }
+    if (technology == Technology::nr_sa)
+        tell_labels(reply, nr_labels, report.serving);
+    if (technology != Technology::lte && technology != Technology::nr_nsa)
+        return true;
+    tell_labels(reply, lte_labels, report.serving);
+    add_primary(report.serving, report.carriers);
+    add_only_secondary(reply, report.carriers);
+    constexpr int most_secondary_cells = 4;
+    for (int number = 1; number <= most_secondary_cells; number++)
+        for (const char *kind : {"SCC", "SSC"})
+            add_numbered_secondary(reply, kind, number, report.carriers);
+    if (technology == Technology::nr_nsa) {
+        report.has_nr = true;
+        tell_labels(reply, nr_labels, report.nr);
+    }
+    return true;
+}
+
+bool read_nrinfo(std::string_view reply, Report &report)
+{
+    const std::string_view mode = word_after(reply, "CONNECTIVITY MODE:");
+    if (mode != "SA")
+        return false;
+    report.tell_technology(Technology::nr_sa);
+    tell_labels(reply, nr_labels, report.serving);
+    return true;
+}

@@ -1,0 +1,133 @@
+#include "readings/monsc.h"
+
+#include "readings/fields.h"
+#include "readings/scales.h"
+
+namespace {
+
+// Firmware prints the PCI in decimal or in hexadecimal; only letters tell.
+std::optional<int64_t> pci_of(std::string_view field)
+{
+    const auto number = decimal(field);
+    return number ? number : hexadecimal(field);
+}
+
+Technology technology_of(std::string_view word)
+{
+    return word == "NR" ? Technology::nr_sa : technology_of_quectel(word);
+}
+
+// clang-format off
+
+// ^MONSC: NR,460,00,524910,1,C027F5065,114,14225C,-74,-9,17            (MT5700M)
+//         0  1   2  3      4 5         6   7      8   9  10
+constexpr FieldRule nr_rules[] = {
+    {3, Quantity::arfcn, Scale::number},   {5, Quantity::cell_id, Scale::hex},    {7, Quantity::tac, Scale::hex},
+    {8, Quantity::rsrp, Scale::decibels},  {9, Quantity::rsrq, Scale::decibels},  {10, Quantity::sinr, Scale::decibels},
+};
+constexpr size_t nr_pci = 6;
+// ^MONSC: LTE,460,00,38400,D975244,8,24C8,-85,-10,-54                  (MT5700M; the last is the RSSI)
+//         0   1   2  3     4       5 6    7   8   9
+constexpr FieldRule lte_rules[] = {
+    {3, Quantity::arfcn, Scale::number},   {4, Quantity::cell_id, Scale::hex},    {6, Quantity::tac, Scale::hex},
+    {7, Quantity::rsrp, Scale::decibels},  {8, Quantity::rsrq, Scale::decibels},  {9, Quantity::rssi, Scale::decibels},
+};
+constexpr size_t lte_pci = 5;
+// ^MONSC: WCDMA,<mcc>,<mnc>,<arfcn>,<psc>,<cell>,<lac>,<rscp>,<rxlev>,<ecio>,...    (ME909s manual)
+constexpr FieldRule wcdma_rules[] = {
+    {3, Quantity::arfcn, Scale::number},   {4, Quantity::psc, Scale::number},     {5, Quantity::cell_id, Scale::hex},
+    {6, Quantity::lac, Scale::hex},        {7, Quantity::rscp, Scale::decibels},  {8, Quantity::rssi, Scale::decibels},
+    {9, Quantity::ecio, Scale::decibels},
+};
+// clang-format on
+
+constexpr IndexScale rssi_scale = {-12100, 100, 0, 96};
+constexpr IndexScale rsrp_scale = {-14100, 100, 0, 97};
+constexpr IndexScale rsrq_scale = {-2000, 50, 0, 34};
+constexpr IndexScale sinr_scale = {-2020, 20, 0, 251};
+constexpr IndexScale ecio_scale = {-3250, 50, 0, 65};
+
+} // namespace
+
+bool read_monsc(std::string_view reply, Report &report)
+{
+    const Fields fields{record_of(reply, "^MONSC:")};
+    const Technology technology = technology_of(fields[0]);
+    if (technology == Technology::unknown)
+        return fields[0] == "NONE";
+    report.tell_technology(technology);
+    report.serving.tell_network(fields[1], fields[2]);
+    if (technology == Technology::nr_sa) {
+        tell_fields(fields, nr_rules, report.serving);
+        report.serving.tell(Quantity::pci, pci_of(fields[nr_pci]));
+    } else if (technology == Technology::lte) {
+        tell_fields(fields, lte_rules, report.serving);
+        report.serving.tell(Quantity::pci, pci_of(fields[lte_pci]));
+    } else if (technology == Technology::wcdma) {
+        tell_fields(fields, wcdma_rules, report.serving);
+    }
+    return true;
+}
+
+// ^HCSQ: "NR",77,241,31         (MT5700M: RSRP, SINR, RSRQ)
+// ^HCSQ: "LTE",66,55,166,18     (RSSI, RSRP, SINR, RSRQ)
+// ^HCSQ: "WCDMA",30,30,58       (ME909s manual: RSSI, RSCP, Ec/Io)
+bool read_hcsq(std::string_view reply, Report &report)
+{
+    const Fields fields{record_of(reply, "^HCSQ:")};
+    const Technology technology = technology_of(fields[0]);
+    if (technology == Technology::unknown)
+        return false;
+    report.tell_technology(technology);
+    Cell &cell = report.serving;
+    if (technology == Technology::nr_sa) {
+        cell.tell(Quantity::rsrp, level_of_index(fields[1], rsrp_scale));
+        cell.tell(Quantity::sinr, level_of_index(fields[2], sinr_scale));
+        cell.tell(Quantity::rsrq, level_of_index(fields[3], rsrq_scale));
+        return true;
+    }
+    if (technology != Technology::none)
+        cell.tell(Quantity::rssi, level_of_index(fields[1], rssi_scale));
+    if (technology == Technology::lte) {
+        cell.tell(Quantity::rsrp, level_of_index(fields[2], rsrp_scale));
+        cell.tell(Quantity::sinr, level_of_index(fields[3], sinr_scale));
+        cell.tell(Quantity::rsrq, level_of_index(fields[4], rsrq_scale));
+    } else if (technology == Technology::wcdma) {
+        cell.tell(Quantity::rscp, level_of_index(fields[2], rssi_scale));
+        cell.tell(Quantity::ecio, level_of_index(fields[3], ecio_scale));
+    }
+    return true;
+}
+
+// ^HFREQINFO: 0,7,41,528960,2644800,60000,528960,2644800,60000,41,513000,...      (MT5700M)
+//             0 1 2  3      4       5     6      7       8     the next carrier
+// Field 1 is the technology, 6 LTE and 7 NR; then seven fields a carrier: band, downlink channel, frequency, bandwidth
+// in kHz, and the same three for the uplink.
+bool read_hfreqinfo(std::string_view reply, Report &report)
+{
+    constexpr size_t fields_before = 2;
+    constexpr size_t fields_a_carrier = 7;
+    const Fields fields{record_of(reply, "^HFREQINFO:")};
+    const bool is_nr = fields[1] == "7";
+    if (!is_nr && fields[1] != "6")
+        return false;
+    static constexpr FieldRule rules[] = {{1, Quantity::arfcn, Scale::number},
+                                          {3, Quantity::bandwidth_dl, Scale::kilohertz}};
+    static constexpr FieldRule serving_rules[] = {{3, Quantity::bandwidth_dl, Scale::kilohertz},
+                                                  {6, Quantity::bandwidth_ul, Scale::kilohertz}};
+    for (size_t start = fields_before; start + fields_a_carrier <= fields.size(); start += fields_a_carrier) {
+        Cell *cell = report.carriers.add();
+        if (cell == nullptr)
+            break;
+        cell->primary = start == fields_before;
+        cell->rat = is_nr ? Technology::nr_sa : Technology::lte;
+        cell->tell_band(decimal(fields[start]), is_nr);
+        tell_fields(fields, rules, *cell, start);
+        if (!cell->primary)
+            continue;
+        cell->tell(Quantity::pci, report.serving.get(Quantity::pci));
+        report.serving.tell_band(cell->band.view());
+        tell_fields(fields, serving_rules, report.serving, start);
+    }
+    return report.carriers.size > 0;
+}

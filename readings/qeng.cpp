@@ -1,0 +1,181 @@
+#include "readings/qeng.h"
+
+#include "readings/fields.h"
+#include "readings/scales.h"
+
+namespace {
+
+// clang-format off
+
+// LTE, and the line of the LTE anchor under EN-DC from its duplex mode on:
+// +QENG: "servingcell","NOCONN","LTE","FDD",262,03,F62927,277,250,1,3,3,8D40,-97,-10,-69,16,9,160,-    (EM12-G)
+//         0             1        2     3    4   5  6      7   8   9 10 11 12  13  14  15  16
+// BG95 says eMTC, CAT-M, NBIoT and NTN NBIoT in the same layout.
+constexpr FieldRule lte_rules[] = {
+    {6, Quantity::cell_id, Scale::hex},       {7, Quantity::pci, Scale::number},        {8, Quantity::arfcn, Scale::number},
+    {9, {}, Scale::lte_band},                 {12, Quantity::tac, Scale::hex},          {13, Quantity::rsrp, Scale::decibels},
+    {14, Quantity::rsrq, Scale::decibels},    {15, Quantity::rssi, Scale::decibels},    {16, Quantity::sinr, Scale::decibels},
+};
+constexpr FieldRule lte_bandwidth_rules[] = {
+    {10, Quantity::bandwidth_ul, Scale::lte_bw_index}, {11, Quantity::bandwidth_dl, Scale::lte_bw_index},
+};
+
+// +QENG: "servingcell","NOCONN","NR5G-SA","TDD",310,260,18666712F,335,794E00,516270,41,12,-75,-11,5,1,-   (RM520N-GL)
+//         0             1        2         3    4   5   6         7   8      9      10 11 12  13  14
+constexpr FieldRule nr_rules[] = {
+    {6, Quantity::cell_id, Scale::hex},       {7, Quantity::pci, Scale::number},        {8, Quantity::tac, Scale::hex},
+    {9, Quantity::arfcn, Scale::number},      {10, {}, Scale::nr_band},                 {11, Quantity::bandwidth_dl, Scale::nr_bw_index},
+    {12, Quantity::rsrp, Scale::decibels},    {13, Quantity::rsrq, Scale::decibels},    {14, Quantity::sinr, Scale::decibels},
+};
+
+// +QENG: "NR5G-NSA",222,01,920,-96,18,-10,648768,78,10,1   (RM520N-GL; SINR comes before RSRQ)
+//         0         1   2  3   4   5  6   7      8  9
+constexpr FieldRule nr_beside_lte_rules[] = {
+    {3, Quantity::pci, Scale::number},        {4, Quantity::rsrp, Scale::decibels},     {5, Quantity::sinr, Scale::decibels},
+    {6, Quantity::rsrq, Scale::decibels},     {7, Quantity::arfcn, Scale::number},      {8, {}, Scale::nr_band},
+    {9, Quantity::bandwidth_dl, Scale::nr_bw_index},
+};
+
+// +QENG: "servingcell","NOCONN","WCDMA",310,410,DEA6,2883C,4385,84,254,-98,-7,-,-,-,-,-                    (EM06-A)
+//         0             1        2       3   4   5    6     7    8  9   10  11
+constexpr FieldRule wcdma_rules[] = {
+    {5, Quantity::lac, Scale::hex},           {6, Quantity::cell_id, Scale::hex},       {7, Quantity::arfcn, Scale::number},
+    {8, Quantity::psc, Scale::number},        {10, Quantity::rscp, Scale::decibels},    {11, Quantity::ecio, Scale::decibels},
+};
+
+// +QENG: "servingcell","LIMSRV","GSM",432,11,587,293A,31,98,-,-63,255,255,0,43,43,1,-,-,-,-,-,-,-,-,-,"-"  (EC25)
+//         0             1        2    3   4  5   6    7  8  9 10
+constexpr FieldRule gsm_rules[] = {
+    {5, Quantity::lac, Scale::hex},           {6, Quantity::cell_id, Scale::hex},       {7, Quantity::bsic, Scale::number},
+    {8, Quantity::arfcn, Scale::number},      {10, Quantity::rssi, Scale::decibels},
+};
+
+// Neighbours, seen from LTE (RSRQ before RSRP), from GSM and WCDMA (RSRP first), and GSM cells seen from GSM:
+// +QENG: "neighbourcell intra","LTE",275,280,-14,-99,-67,-,-,-,-,-,-            (RM520N-GL)
+//         0                     1     2   3   4   5   6
+// +QENG: "neighbourcell","GSM",94,3,14,50,255,0,0,-1920,0                       (EC25 on LTE: ARFCN first)
+// +QENG: "neighbourcell","GSM",<mcc>,<mnc>,<lac>,<cell>,<bsic>,<arfcn>,...      (on GSM: 13 fields)
+// +QENG: "neighbourcell","WCDMA",4385,0,14,62,84,-1010,-100,17                  (EM06-A)
+constexpr FieldRule lte_neighbour_rules[] = {
+    {2, Quantity::arfcn, Scale::number},      {3, Quantity::pci, Scale::number},        {4, Quantity::rsrq, Scale::decibels},
+    {5, Quantity::rsrp, Scale::decibels},     {6, Quantity::rssi, Scale::decibels},
+};
+constexpr FieldRule lte_from_older_rules[] = {
+    {2, Quantity::arfcn, Scale::number},      {3, Quantity::pci, Scale::number},        {4, Quantity::rsrp, Scale::decibels},
+    {5, Quantity::rsrq, Scale::decibels},
+};
+constexpr FieldRule gsm_from_gsm_rules[] = {
+    {4, Quantity::lac, Scale::hex},           {5, Quantity::cell_id, Scale::hex},       {6, Quantity::bsic, Scale::number},
+    {7, Quantity::arfcn, Scale::number},
+};
+constexpr FieldRule other_neighbour_rules[] = {{2, Quantity::arfcn, Scale::number}};
+// clang-format on
+
+// shift is -2 for the anchor's own line, whose duplex mode is field 1.
+void read_lte(const Fields &fields, size_t shift, bool has_bandwidth, Cell &cell)
+{
+    cell.duplex.assign(fields[3 + shift]);
+    cell.tell_network(fields[4 + shift], fields[5 + shift]);
+    tell_fields(fields, lte_rules, cell, shift);
+    if (has_bandwidth)
+        tell_fields(fields, lte_bandwidth_rules, cell, shift);
+}
+
+bool is_modem_state(std::string_view word)
+{
+    return word == "SEARCH" || word == "LIMSRV" || word == "NOCONN" || word == "CONNECT";
+}
+
+void read_serving_line(const Fields &fields, Report &report)
+{
+    if (is_modem_state(fields[1]))
+        tell_text(report.modem_state, fields[1]);
+    if (fields[1] == "SEARCH")
+        return report.tell_technology(Technology::none);
+    const Technology technology = technology_of_quectel(fields[2]);
+    report.tell_technology(technology);
+    Cell &cell = report.serving;
+    switch (technology) {
+    case Technology::lte:
+    case Technology::emtc:
+    case Technology::nb_iot:
+        // A narrow-band carrier has no bandwidth of the LTE list; its field is 0.
+        return read_lte(fields, 0, technology != Technology::nb_iot, cell);
+    case Technology::nr_sa:
+        cell.duplex.assign(fields[3]);
+        cell.tell_network(fields[4], fields[5]);
+        return tell_fields(fields, nr_rules, cell);
+    case Technology::wcdma:
+    case Technology::gsm:
+        cell.tell_network(fields[3], fields[4]);
+        if (technology == Technology::gsm)
+            return tell_fields(fields, gsm_rules, cell);
+        return tell_fields(fields, wcdma_rules, cell);
+    default:
+        return;
+    }
+}
+
+void read_neighbour(const Fields &fields, Cell &cell)
+{
+    constexpr size_t gsm_fields_on_gsm = 13;
+    const bool is_lte_serving = fields[0] == "neighbourcell intra" || fields[0] == "neighbourcell inter";
+    if (cell.rat == Technology::gsm && fields.size() >= gsm_fields_on_gsm)
+        tell_fields(fields, gsm_from_gsm_rules, cell);
+    else if (cell.rat != Technology::lte)
+        tell_fields(fields, other_neighbour_rules, cell);
+    else if (is_lte_serving)
+        tell_fields(fields, lte_neighbour_rules, cell);
+    else
+        tell_fields(fields, lte_from_older_rules, cell);
+}
+
+} // namespace
+
+bool read_qeng_serving(std::string_view reply, Report &report)
+{
+    constexpr auto anchor_shift = static_cast<size_t>(-2);
+    bool understood = false;
+    // The tag itself may be parted from its fields by a line break, so lines are told by their first field.
+    for (std::string_view line; next_line(reply, line);) {
+        if (starts_with_word(line, "+QENG:"))
+            line = trim(without_first(line, 6));
+        const Fields fields{line};
+        const bool is_quoted = line.starts_with('"');
+        if (is_quoted && fields[0] == "servingcell") {
+            read_serving_line(fields, report);
+        } else if (is_quoted && fields[0] == "LTE") {
+            report.tell_technology(Technology::lte);
+            read_lte(fields, anchor_shift, true, report.serving);
+        } else if (is_quoted && fields[0] == "NR5G-NSA") {
+            report.has_nr = true;
+            if (report.technology == Technology::lte || report.technology == Technology::unknown)
+                report.technology = Technology::nr_nsa;
+            report.nr.tell_network(fields[1], fields[2]);
+            tell_fields(fields, nr_beside_lte_rules, report.nr);
+        } else {
+            continue;
+        }
+        understood = true;
+    }
+    return understood;
+}
+
+bool read_qeng_neighbours(std::string_view reply, Report &report)
+{
+    bool understood = false;
+    for (std::string_view record; next_record(reply, "+QENG:", record);) {
+        const Fields fields{record};
+        if (!fields[0].starts_with("neighbourcell"))
+            continue;
+        understood = true;
+        const Technology technology = technology_of_quectel(fields[1]);
+        if (technology == Technology::unknown)
+            continue;
+        if (Cell *cell = report.neighbours.add(); cell != nullptr) {
+            cell->rat = technology;
+            read_neighbour(fields, *cell);
+        }
+    }
+    return understood;
+}

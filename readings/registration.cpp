@@ -1,0 +1,83 @@
+#include "readings/registration.h"
+
+#include "readings/fields.h"
+#include "readings/scales.h"
+
+namespace {
+
+struct Status {
+    Registration registration;
+    bool sms_only;
+};
+// <stat> 0 to 10 of 3GPP TS 27.007. 6 and 7 are registrations for SMS alone, 9 and 10 without preferred CSFB.
+constexpr Status statuses[] = {
+    {Registration::not_registered, false},
+    {Registration::home, false},
+    {Registration::searching, false},
+    {Registration::denied, false},
+    {Registration::unknown, false},
+    {Registration::roaming, false},
+    {Registration::home, true},
+    {Registration::roaming, true},
+    {Registration::not_registered, false},
+    {Registration::home, false},
+    {Registration::roaming, false},
+};
+
+// The field is an <AcT>: a number of one or two digits. A location of four characters is none.
+std::optional<int64_t> act_of(std::string_view field)
+{
+    return field.size() <= 2 ? decimal(field) : std::nullopt;
+}
+
+void tell_location(std::string_view area, std::string_view cell_id, std::optional<int64_t> act, Report &report)
+{
+    const Technology technology = technology_of_act(act);
+    report.tell_technology(technology);
+    const bool is_older =
+        technology == Technology::unknown || technology == Technology::gsm || technology == Technology::wcdma;
+    report.serving.tell(is_older ? Quantity::lac : Quantity::tac, hexadecimal(area));
+    report.serving.tell(Quantity::cell_id, hexadecimal(cell_id));
+}
+
+// +CREG: 0,1                                       <n>,<stat>
+// +CREG: 2,1,"2616","DDAEA01",7                    and the area, the cell, <AcT>     (EP06-E)
+// +CEREG: 2,10, 2CA8, 20 ,B5583D ,7                with a routing area between them
+// +C5GREG: 2,1,"14225C","0000000C027F5065",11,1,"01"   <AcT>, then the slices        (MT5700M)
+// +CREG: 5                                         unasked: <stat> alone
+bool read_record(const Fields &fields, bool is_5g, Report &report)
+{
+    const int64_t status = fields.size() == 1 ? decimal(fields[0]).value_or(-1) : act_of(fields[1]).value_or(-1);
+    if (status < 0 || status >= static_cast<int64_t>(std::size(statuses)))
+        return false;
+    const Status &row = statuses[status];
+    report.tell_registration(row.registration);
+    report.sms_only = report.sms_only || row.sms_only;
+    const bool is_registered = row.registration == Registration::home || row.registration == Registration::roaming;
+    if (!is_registered || fields.size() < 4)
+        return true;
+    const auto act = act_of(fields[4]);
+    const auto last = act_of(fields[5]);
+    if (is_5g || fields.size() <= 5 || (act && !last))
+        tell_location(fields[2], fields[3], act, report);
+    else if (!act && last)
+        tell_location(fields[2], fields[4], last, report);
+    else if (fields.size() == 6 && act && last)
+        tell_location(fields[2], fields[3], act, report);
+    else // what the fields behind the area are is not known
+        tell_location(fields[2], {}, std::nullopt, report);
+    return true;
+}
+
+} // namespace
+
+bool read_registration(std::string_view reply, Report &report)
+{
+    bool understood = false;
+    for (const std::string_view tag : {"+C5GREG:", "+CEREG:", "+CGREG:", "+CREG:"}) {
+        std::string_view rest = reply;
+        for (std::string_view record; next_record(rest, tag, record);)
+            understood = read_record(Fields{record}, tag == "+C5GREG:", report) || understood;
+    }
+    return understood;
+}

@@ -1,0 +1,112 @@
+#include "readings/telit.h"
+
+#include "readings/fields.h"
+#include "readings/scales.h"
+
+namespace {
+
+struct Key {
+    std::string_view key;
+    Quantity quantity;
+    Scale scale;
+};
+// #MONI: Test PLMN 1-1 NR_BAND:79 NR_BW:100 NR_ULBW:100 NR_CH:723360 NR_PWR:-60dbm NR_RSRP:-71 NR_PCI:11   (FN990)
+// #MONI: TIM RSRP:-103 RSRQ:-9 TAC:2B0F Id:1A2D0203 EARFCN:6300 PWR:-72dbm DRX:128 pci:123                 (LE910)
+// NR_SINR is an index whose scale is not documented.
+constexpr Key keys[] = {
+    {"NR_BW", Quantity::bandwidth_dl, Scale::decibels},
+    {"NR_ULBW", Quantity::bandwidth_ul, Scale::decibels},
+    {"NR_CH", Quantity::arfcn, Scale::number},
+    {"NR_PWR", Quantity::rssi, Scale::with_unit},
+    {"NR_RSRP", Quantity::rsrp, Scale::decibels},
+    {"NR_RSRQ", Quantity::rsrq, Scale::decibels},
+    {"NR_PCI", Quantity::pci, Scale::number},
+    {"NR_BAND", {}, Scale::nr_band},
+    {"RSRP", Quantity::rsrp, Scale::decibels},
+    {"RSRQ", Quantity::rsrq, Scale::decibels},
+    {"TAC", Quantity::tac, Scale::hex},
+    {"Id", Quantity::cell_id, Scale::hex},
+    {"EARFCN", Quantity::arfcn, Scale::number},
+    {"PWR", Quantity::rssi, Scale::with_unit},
+    {"pci", Quantity::pci, Scale::number},
+};
+
+// #RFSTS: "310 260",66786,-101,-68,-13,2D18,255,,640,1,0,3089F02,"000000000000000","T-Mobile",3,66      (LM960)
+//         0         1     2    3   4   5               11                          13         15
+constexpr FieldRule rfsts_rules[] = {
+    {1, Quantity::arfcn, Scale::number},
+    {2, Quantity::rsrp, Scale::decibels},
+    {3, Quantity::rssi, Scale::decibels},
+    {4, Quantity::rsrq, Scale::decibels},
+    {5, Quantity::tac, Scale::hex},
+    {11, Quantity::cell_id, Scale::hex},
+    {15, {}, Scale::lte_band},
+};
+
+// #SERVINFO: 66786,-68,"T-Mobile","310260",3089F02,2D18,640,3,-101       (LM960)
+//            0     1   2          3        4       5    6   7 8
+constexpr FieldRule servinfo_rules[] = {
+    {0, Quantity::arfcn, Scale::number}, {1, Quantity::rssi, Scale::decibels}, {4, Quantity::cell_id, Scale::hex},
+    {5, Quantity::tac, Scale::hex},      {8, Quantity::rsrp, Scale::decibels},
+};
+
+bool is_negative(std::string_view field)
+{
+    const auto number = decimal(field);
+    return number && *number < 0;
+}
+
+} // namespace
+
+bool read_moni(std::string_view reply, Report &report)
+{
+    std::string_view rest = record_of(reply, "#MONI:");
+    const std::string_view whole = rest;
+    bool understood = false;
+    while (!rest.empty()) {
+        const size_t start = whole.size() - rest.size();
+        std::string_view value = take_until(rest, " ");
+        if (value.find(':') == std::string_view::npos)
+            continue;
+        if (!understood) // the operator's name is what stands before the first key
+            tell_text(report.operator_name, first_characters(whole, start));
+        understood = true;
+        const std::string_view key = take_until(value, ":");
+        if (key == "NR_RSRP" || key == "NR_BAND")
+            report.tell_technology(Technology::nr_sa);
+        else if (key == "EARFCN")
+            report.tell_technology(Technology::lte);
+        for (const Key &row : keys)
+            if (row.key == key)
+                tell_value(value, row.quantity, row.scale, report.serving);
+    }
+    return understood;
+}
+
+bool read_rfsts(std::string_view reply, Report &report)
+{
+    const Fields fields{record_of(reply, "#RFSTS:")};
+    if (!is_negative(fields[2]))
+        return false;
+    report.tell_technology(Technology::lte);
+    Cell &cell = report.serving;
+    std::string_view network = fields[0];
+    const std::string_view mcc = take_until(network, " ");
+    cell.tell_network(mcc, network);
+    tell_fields(fields, rfsts_rules, cell);
+    tell_text(report.operator_name, fields[13]);
+    return true;
+}
+
+bool read_servinfo(std::string_view reply, Report &report)
+{
+    const Fields fields{record_of(reply, "#SERVINFO:")};
+    if (!is_negative(fields[1]) || !is_negative(fields[8]))
+        return false;
+    report.tell_technology(Technology::lte);
+    Cell &cell = report.serving;
+    tell_fields(fields, servinfo_rules, cell);
+    tell_text(report.operator_name, fields[2]);
+    tell_plmn(cell, fields[3]);
+    return true;
+}

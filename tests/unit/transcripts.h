@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/json.h"
+
+/// A command and its reply, as bytes.
+struct TranscriptBlock {
+    std::string command;
+    std::string reply;
+};
+
+/// Replies that can be one modem's state, and the facts that they tell.
+struct TranscriptScene {
+    std::string name; ///< "em12-1 0,1,2"
+    std::string driver;
+    std::vector<TranscriptBlock> blocks;
+    std::string truth; ///< a JSON object
+};
+
+/// Every scene of tests/data/transcripts.
+const std::vector<TranscriptScene> &transcript_scenes();
+
+/// What the scene answers to command: the replies to it, also where it was asked together with others; empty without
+/// one.
+std::string answer(const TranscriptScene &scene, const std::string &command);
