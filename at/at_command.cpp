@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdarg>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include "at/port_queue.h"
@@ -13,9 +12,6 @@ namespace {
 constexpr int line_rate = 115200;
 constexpr int port_timeout_ms = 100;
 constexpr int read_timeout_ms = 500;
-constexpr useconds_t settle_us = 50'000; // serial_open's own wait
-constexpr int lock_tries = 31;
-constexpr useconds_t lock_wait_us = 1000;
 constexpr useconds_t chunk_wait_us = 10'000;
 constexpr int line_end_waits = 5; // each of chunk_wait_us
 constexpr int poll_ms = 1;        // takes what is there
@@ -34,20 +30,6 @@ constexpr SilenceBudget silence_budgets[] = {
     {"AT+CFUN=1,1", 300}, // the modem restarts
     {"", 30},
 };
-
-// The lock is taken before the port is touched: attributes set, restored and queues discarded by one that has to give
-// up would cost the holder bytes of its reply. What waits, waits as long as if it had prepared the port first.
-// The queue of our own processes comes first, so that these tries meet strangers only.
-bool lock_port(int fd)
-{
-    wait_for_turn(fd);
-    for (int attempt = 1; flock(fd, LOCK_EX | LOCK_NB) != 0; attempt++) {
-        if (attempt == lock_tries)
-            return false;
-        usleep(attempt == 1 ? settle_us + lock_wait_us : lock_wait_us);
-    }
-    return true;
-}
 
 size_t drop_zero_bytes(char *bytes, size_t count)
 {

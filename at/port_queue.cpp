@@ -2,28 +2,27 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <ctime>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
+
+#include "platform/clock.h"
 
 namespace {
 
+constexpr useconds_t settle_us = 50'000; // serial_open's own wait
+constexpr int lock_tries = 31;
+constexpr useconds_t lock_wait_us = 1000;
 constexpr off_t gate = 1 << 30;
 constexpr useconds_t look_us = 2000;
 constexpr int longest_wait_ms = 3000;
 
 class Deadline {
   public:
-    bool is_over() const { return now_ms() - start_ms_ >= longest_wait_ms; }
+    bool is_over() const { return monotonic_ms() - start_ms_ >= longest_wait_ms; }
 
   private:
-    static int64_t now_ms()
-    {
-        timespec time;
-        clock_gettime(CLOCK_MONOTONIC, &time);
-        return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
-    }
-    int64_t start_ms_ = now_ms();
+    int64_t start_ms_ = monotonic_ms();
 };
 
 bool set_lock(int fd, short type, off_t place)
@@ -72,4 +71,15 @@ void wait_for_turn(int fd)
     while (own > gate + 1 && find_others(fd, gate + 1, own - gate - 1, other) == Others::in_queue &&
            !deadline.is_over())
         usleep(look_us);
+}
+
+bool lock_port(int fd)
+{
+    wait_for_turn(fd);
+    for (int attempt = 1; flock(fd, LOCK_EX | LOCK_NB) != 0; attempt++) {
+        if (attempt == lock_tries)
+            return false;
+        usleep(attempt == 1 ? settle_us + lock_wait_us : lock_wait_us);
+    }
+    return true;
 }

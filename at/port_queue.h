@@ -22,3 +22,9 @@
 ///
 /// A lock of many bytes is another program's, for the whole port: it is not waited for here.
 void wait_for_turn(int fd);
+
+/// The lock is taken before the port is touched: attributes set, restored and queues discarded by one that has to give
+/// up would cost the holder bytes of its reply. What waits, waits as long as if it had prepared the port first.
+/// The queue of our own processes comes first, so that these tries meet strangers only.
+/// @return false when another process keeps the port after 31 tries
+bool lock_port(int fd);
