@@ -7,6 +7,7 @@
 #include "apn/carrier.h"
 #include "at/at_command.h"
 #include "core/cli/connect_commands.h"
+#include "core/cli/info_command.h"
 #include "core/cli/modems.h"
 #include "core/model/modem.h"
 #include "discovery/record/summary.h"
@@ -202,6 +203,7 @@ constexpr Command commands[] = {
     {"test",                  run_summary,               "summary of the modem's state as JSON"},
     {"convert",               run_convert,               "FILE N: N characters of UCS-2 as UTF-8"},
     {"wifi_lte_interference", run_wifi_lte_interference, "move Wi-Fi away from the LTE band in use"},
+    {"info",                  run_info,                  "[--json] [--all]: all about the modem",    no_slot, true},
     {"modems",                run_modems,                "[--json]: buses with a modem",             no_slot, true},
     {"help",                  print_help,                "this list, also --help and -h",            no_slot, true},
     {"--version",             print_version,             "version of this program",                  no_slot, true},

@@ -35,16 +35,6 @@ Json describe_usb_device(const char *bus)
     return modem;
 }
 
-Json list_modems()
-{
-    Json modems{json_object_new_array()};
-    const Json buses = list_usb_buses();
-    for (size_t i = 0; i < json_object_array_length(buses.get()); i++)
-        kjson_array_add(modems.get(),
-                        describe_usb_device(json_object_get_string(json_object_array_get_idx(buses.get(), i))));
-    return modems;
-}
-
 void print_modem(json_object *modem)
 {
     printf("%-9s %-11s %s", kjson_get_string(modem, "bus"), kjson_get_string(modem, "model"),
@@ -56,6 +46,16 @@ void print_modem(json_object *modem)
 }
 
 } // namespace
+
+Json list_modems()
+{
+    Json modems{json_object_new_array()};
+    const Json buses = list_usb_buses();
+    for (size_t i = 0; i < json_object_array_length(buses.get()); i++)
+        kjson_array_add(modems.get(),
+                        describe_usb_device(json_object_get_string(json_object_array_get_idx(buses.get(), i))));
+    return modems;
+}
 
 int run_modems(const CommandRun &run)
 {

@@ -1,0 +1,204 @@
+#include "core/cli/info_command.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "core/cli/info_page.h"
+#include "core/cli/modems.h"
+#include "core/model/state_dir.h"
+#include "discovery/record/info.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/tell_person.h"
+
+namespace {
+
+constexpr int exit_usage = 64;
+constexpr char snapshot_file[] = "info.json";
+constexpr size_t longest_snapshot = size_t{64} * 1024;
+
+struct Options {
+    bool json = false;
+    bool pretty = false;
+    bool all = false;
+    bool cached = false;
+};
+
+// @return false for a word that is not understood
+bool read_options(std::span<char *const> words, Options &options)
+{
+    const struct {
+        const char *word;
+        bool &option;
+    } rows[] = {
+        {"--json", options.json}, {"--pretty", options.pretty}, {"--all", options.all}, {"--cached", options.cached}};
+    for (const char *word : words) {
+        bool is_known = false;
+        for (const auto &row : rows)
+            if (strcmp(word, row.word) == 0) {
+                row.option = true;
+                is_known = true;
+            }
+        if (!is_known) {
+            tell_person("info: \"%s\" is not understood; info [--json [--pretty]] [--all] [--cached]", word);
+            return false;
+        }
+    }
+    return true;
+}
+
+const char *one_line(json_object *object)
+{
+    return json_object_to_json_string_ext(object, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
+}
+
+// The newest report stays in the modem's state folder, for readers that must not cost the modem anything. It holds the
+// numbers of a person's card, so only its owner reads it.
+void keep_snapshot(const char *bus, json_object *report)
+{
+    ensure_state_dir(bus);
+    write_file(state_path(bus, snapshot_file).c_str(), one_line(report), 0600);
+}
+
+// @return null without a report
+Json read_snapshot(const char *bus)
+{
+    HeapText text{static_cast<char *>(calloc(1, longest_snapshot))};
+    if (text == nullptr ||
+        read_file(state_path(bus, snapshot_file).c_str(), longest_snapshot - 1, {text.get(), longest_snapshot}) <= 0)
+        return nullptr;
+    Json report{json_tokener_parse(text.get())};
+    if (!json_object_is_type(report.get(), json_type_object))
+        return nullptr;
+    const int64_t made = json_object_get_int64(kjson_get_object(report.get(), "uptime_s"));
+    const int64_t age = monotonic_ms() / 1000 - made;
+    if (age < 0)
+        return nullptr;
+    kjson_add_int(report.get(), "age_s", static_cast<int32_t>(age));
+    return report;
+}
+
+InfoResult report_of(const char *bus, const Options &options, Json &report)
+{
+    if (options.cached) {
+        report = read_snapshot(bus);
+        if (report != nullptr)
+            return InfoResult::reported;
+    }
+    report.reset(json_object_new_object());
+    const InfoResult result = add_info(report.get(), bus);
+    if (result == InfoResult::reported)
+        keep_snapshot(bus, report.get());
+    return result;
+}
+
+bool wants_colour()
+{
+    const char *no_colour = getenv("NO_COLOR");
+    return isatty(STDOUT_FILENO) != 0 && (no_colour == nullptr || *no_colour == '\0');
+}
+
+void print_report(json_object *report, const Options &options)
+{
+    if (options.json)
+        puts(options.pretty ? json_pretty(report) : one_line(report));
+    else
+        print_info_page(report, wants_colour());
+}
+
+void tell_reason(InfoResult result, const char *bus)
+{
+    if (result == InfoResult::no_modem)
+        tell_person("no modem on bus %s; %s", bus, modems_sentence().c_str());
+    else if (result == InfoResult::no_answer)
+        tell_person("the modem on bus %s does not answer", bus);
+    else if (result == InfoResult::port_busy)
+        tell_person("another program holds the port of the modem on bus %s", bus);
+}
+
+// A modem is asked in a process of its own, so that several together take no longer than the slowest. The report comes
+// back over a pipe, with the exit status behind it.
+struct Inquiry {
+    pid_t child = -1;
+    Fd answer;
+};
+
+Inquiry start_inquiry(const char *bus, const Options &options)
+{
+    int ends[2];
+    Inquiry inquiry;
+    if (pipe(ends) != 0)
+        return inquiry;
+    inquiry.answer = Fd{ends[0]};
+    inquiry.child = fork();
+    const Fd writing{ends[1]};
+    if (inquiry.child != 0)
+        return inquiry;
+    Json report;
+    const InfoResult result = report_of(bus, options, report);
+    const char *text = one_line(report.get());
+    const bool is_written = write(writing.get(), text, strlen(text)) == static_cast<ssize_t>(strlen(text));
+    _exit(is_written ? static_cast<int>(result) : static_cast<int>(InfoResult::no_answer));
+}
+
+InfoResult finish_inquiry(const Inquiry &inquiry, Json &report)
+{
+    HeapText text{static_cast<char *>(calloc(1, longest_snapshot))};
+    size_t total = 0;
+    for (ssize_t got = 1; text != nullptr && got > 0 && total < longest_snapshot - 1;
+         total += static_cast<size_t>(got > 0 ? got : 0))
+        got = read(inquiry.answer.get(), text.get() + total, longest_snapshot - 1 - total);
+    int status = 0;
+    waitpid(inquiry.child, &status, 0);
+    report.reset(text == nullptr ? nullptr : json_tokener_parse(text.get()));
+    return WIFEXITED(status) ? static_cast<InfoResult>(WEXITSTATUS(status)) : InfoResult::no_answer;
+}
+
+int run_for_all(const Options &options)
+{
+    constexpr size_t most_modems = 16;
+    const Json modems = list_modems();
+    const size_t count = std::min(json_object_array_length(modems.get()), most_modems);
+    std::array<Inquiry, most_modems> inquiries;
+    for (size_t i = 0; i < count; i++)
+        inquiries[i] = start_inquiry(kjson_get_string(json_object_array_get_idx(modems.get(), i), "bus"), options);
+    InfoResult worst = count == 0 ? InfoResult::no_modem : InfoResult::reported;
+    const Json list{json_object_new_array()};
+    for (size_t i = 0; i < count; i++) {
+        Json report;
+        const InfoResult result = finish_inquiry(inquiries[i], report);
+        if (worst == InfoResult::reported)
+            worst = result;
+        if (!options.json && report != nullptr) {
+            if (i > 0)
+                puts("");
+            print_report(report.get(), options);
+        }
+        kjson_array_add(list.get(), std::move(report));
+    }
+    if (options.json)
+        print_report(list.get(), options);
+    return static_cast<int>(worst);
+}
+
+} // namespace
+
+int run_info(const CommandRun &run)
+{
+    Options options;
+    if (!read_options(run.arguments, options))
+        return exit_usage;
+    if (options.all)
+        return run_for_all(options);
+    Json report;
+    const InfoResult result = report_of(run.bus, options, report);
+    if (result != InfoResult::no_modem || options.json)
+        print_report(report.get(), options);
+    tell_reason(result, run.bus);
+    return static_cast<int>(result);
+}

@@ -1,0 +1,300 @@
+#include "discovery/record/info.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "at/at_session.h"
+#include "core/model/modem.h"
+#include "core/model/state_dir.h"
+#include "core/table/modem_table.h"
+#include "discovery/usb/ports.h"
+#include "discovery/usb/usb_ids.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/interface_state.h"
+#include "readings/ask.h"
+#include "readings/fields.h"
+#include "readings/report_json.h"
+#include "sms/spool.h"
+
+namespace {
+
+constexpr int report_limit_ms = 10'000;
+constexpr int probe_limit_ms = 300;
+constexpr int interface_timeout_s = 2;
+constexpr char identity_file[] = "identity";
+
+// The number that the kernel gives a device when it is plugged in; empty without one.
+Text<16> plug_number(const char *bus)
+{
+    Text<16> number;
+    read_file(Text<80>::format("/sys/bus/usb/devices/%s/devnum", bus).c_str(), 8, number);
+    return Text<16>{trim(number.view())};
+}
+
+// The identity is kept as lines: the plug number, the maker, the model, the revision, the IMEI. @return false without
+// one for this plugging
+bool read_identity(const char *bus, const Text<16> &plug, Report &report)
+{
+    Text<400> kept;
+    if (plug.empty() || read_file(state_path(bus, identity_file).c_str(), kept.capacity() - 1, kept) <= 0)
+        return false;
+    std::string_view rest = kept.view();
+    if (take_until(rest, "\n") != plug.view())
+        return false;
+    tell_text(report.manufacturer, take_until(rest, "\n"));
+    tell_text(report.model, take_until(rest, "\n"));
+    tell_text(report.revision, take_until(rest, "\n"));
+    tell_text(report.imei, take_until(rest, "\n"));
+    return true;
+}
+
+void keep_identity(const char *bus, const Text<16> &plug, const Report &report)
+{
+    if (plug.empty() || report.model.empty() || report.imei.empty())
+        return;
+    write_state(bus, identity_file,
+                Text<400>::format("%s\n%s\n%s\n%s\n%s\n", plug.c_str(), report.manufacturer.c_str(),
+                                  report.model.c_str(), report.revision.c_str(), report.imei.c_str())
+                    .view());
+}
+
+struct Conversation {
+    AtSession session;
+    int64_t deadline_ms;
+    bool has_answered = false;
+};
+
+AskResult ask(void *context, const Question &question, TextOut reply)
+{
+    auto &conversation = *static_cast<Conversation *>(context);
+    const int64_t left = conversation.deadline_ms - monotonic_ms();
+    if (left <= 0)
+        return AskResult::stopped;
+    const int limit = left < question.limit_ms ? static_cast<int>(left) : question.limit_ms;
+    switch (conversation.session.ask(question.command, reply, limit)) {
+    case AtSession::Answer::complete:
+        conversation.has_answered = true;
+        return AskResult::answered;
+    case AtSession::Answer::silent:
+        return AskResult::silent;
+    case AtSession::Answer::lost:
+        break;
+    }
+    return AskResult::stopped;
+}
+
+// A device that is not listed may have its AT port anywhere: the first port that answers "AT" is it.
+InfoResult open_answering_port(const char *bus, AtSession &session)
+{
+    const Json ports{json_object_new_array()};
+    bus_own_ports(bus, ports.get());
+    InfoResult result = InfoResult::no_answer;
+    for (size_t i = 0; i < json_object_array_length(ports.get()); i++) {
+        const char *path = json_object_get_string(json_object_array_get_idx(ports.get(), i));
+        if (strstr(path, "tty") == nullptr)
+            continue;
+        AtSession tried;
+        const auto opened = tried.open(path);
+        if (opened == AtSession::Opened::busy)
+            result = InfoResult::port_busy;
+        Text<64> reply;
+        if (opened != AtSession::Opened::ready || tried.ask("AT", reply, probe_limit_ms) != AtSession::Answer::complete)
+            continue;
+        tried.close();
+        return session.open(path) == AtSession::Opened::ready ? InfoResult::reported : InfoResult::port_busy;
+    }
+    return result;
+}
+
+InfoResult open_port(const ModemDriver &rec, const char *bus, AtSession &session)
+{
+    if (rec.modem_id == unknown_modem_id)
+        return open_answering_port(bus, session);
+    Text<30> port;
+    if (at_port_path(bus, rec.control_port, port) <= 0)
+        return open_answering_port(bus, session);
+    switch (session.open(port.c_str())) {
+    case AtSession::Opened::ready:
+        return InfoResult::reported;
+    case AtSession::Opened::busy:
+        return InfoResult::port_busy;
+    case AtSession::Opened::no_port:
+        break;
+    }
+    return InfoResult::no_answer;
+}
+
+Text<96> reason_of(const Miss &miss)
+{
+    switch (miss.why) {
+    case Miss::Why::silent:
+        return Text<96>::format("no answer within %d s", miss.question->limit_ms / 1000);
+    case Miss::Why::refused:
+        return Text<96>::format("refused (%s)", miss.error.c_str());
+    case Miss::Why::not_understood:
+        return "not understood";
+    case Miss::Why::stopped:
+        break;
+    }
+    return Text<96>::format("no time left of %d s", report_limit_ms / 1000);
+}
+
+void add_miss(json_object *list, const char *what, const char *command, std::string_view why)
+{
+    Json miss{json_object_new_object()};
+    kjson_add_string(miss.get(), "what", what);
+    if (command != nullptr)
+        kjson_add_string(miss.get(), "command", command);
+    kjson_add_string(miss.get(), "why", why);
+    kjson_array_add(list, std::move(miss));
+}
+
+void add_misses(json_object *object, const Misses &misses)
+{
+    Json list{json_object_new_array()};
+    for (size_t i = 0; i < misses.size; i++)
+        add_miss(list.get(), misses.items[i].question->what, misses.items[i].question->command,
+                 reason_of(misses.items[i]).view());
+    kjson_add_object(object, "missing", std::move(list));
+}
+
+void add_only_miss(json_object *object, std::string_view why)
+{
+    Json list{json_object_new_array()};
+    add_miss(list.get(), "modem", nullptr, why);
+    kjson_add_object(object, "missing", std::move(list));
+}
+
+void add_model(json_object *object, const ModemDriver &rec, const char *dialect)
+{
+    Json model{json_object_new_object()};
+    kjson_add_int(model.get(), "id", rec.modem_id);
+    if (rec.modem_id != unknown_modem_id)
+        kjson_add_string(model.get(), "name", rec.name);
+    if (dialect != nullptr)
+        kjson_add_string(model.get(), "dialect", dialect);
+    kjson_add_object(object, "model", std::move(model));
+}
+
+// A counter or another number of a network device.
+void add_device_number(json_object *object, const char *key, const char *device, const char *file)
+{
+    Text<24> digits;
+    read_file(Text<96>::format("/sys/class/net/%s/%s", device, file).c_str(), 20, digits);
+    if (const auto number = decimal(trim(digits.view())))
+        kjson_add_object(object, key, Json{json_object_new_int64(*number)});
+}
+
+void add_text_of(json_object *object, const char *key, json_object *source, const char *member)
+{
+    if (const char *text = kjson_get_string(source, member); text != nullptr && *text != '\0')
+        kjson_add_string(object, key, text);
+}
+
+// [{"address":"10.64.1.2","mask":30}] as ["10.64.1.2/30"].
+void add_addresses(json_object *object, const char *key, json_object *addresses)
+{
+    Json list{json_object_new_array()};
+    for (size_t i = 0; json_object_is_type(addresses, json_type_array) && i < json_object_array_length(addresses);
+         i++) {
+        json_object *entry = json_object_array_get_idx(addresses, i);
+        if (const char *address = kjson_get_string(entry, "address"); address != nullptr)
+            kjson_array_add_string(list.get(), Text<64>::format("%s/%d", address, kjson_get_int(entry, "mask")).view());
+    }
+    kjson_add_object(object, key, std::move(list));
+}
+
+void add_dns(json_object *object, json_object *servers)
+{
+    Json list{json_object_new_array()};
+    for (size_t i = 0; json_object_is_type(servers, json_type_array) && i < json_object_array_length(servers); i++)
+        if (const char *server = json_object_get_string(json_object_array_get_idx(servers, i)); server != nullptr)
+            kjson_array_add_string(list.get(), server);
+    kjson_add_object(object, "dns", std::move(list));
+}
+
+void add_interface(json_object *object, const char *iface)
+{
+    static constexpr const char *states[] = {"up", "pending", "down"};
+    const Json status = interface_status(iface, interface_timeout_s);
+    if (status == nullptr)
+        return;
+    Json member{json_object_new_object()};
+    const InterfaceState state = parse_interface_state(status.get());
+    kjson_add_string(member.get(), "name", iface);
+    add_text_of(member.get(), "device", status.get(), "l3_device");
+    add_text_of(member.get(), "proto", status.get(), "proto");
+    kjson_add_string(member.get(), "state", states[state]);
+    if (state == interface_is_up) {
+        if (kjson_contain_key(status.get(), "uptime"))
+            kjson_add_int(member.get(), "uptime_s", kjson_get_int(status.get(), "uptime"));
+        add_addresses(member.get(), "ipv4", kjson_get_object(status.get(), "ipv4-address"));
+        add_addresses(member.get(), "ipv6", kjson_get_object(status.get(), "ipv6-address"));
+        add_dns(member.get(), kjson_get_object(status.get(), "dns-server"));
+    }
+    const char *device = kjson_get_string(status.get(), "l3_device");
+    if (device != nullptr && is_made_of(device, "_-.")) {
+        add_device_number(member.get(), "mtu", device, "mtu");
+        add_device_number(member.get(), "rx_bytes", device, "statistics/rx_bytes");
+        add_device_number(member.get(), "tx_bytes", device, "statistics/tx_bytes");
+    }
+    if (json_object *errors = kjson_get_object(status.get(), "errors");
+        json_object_is_type(errors, json_type_array) && json_object_array_length(errors) > 0)
+        add_text_of(member.get(), "error", json_object_array_get_idx(errors, 0), "code");
+    kjson_add_object(object, "interface", std::move(member));
+}
+
+void add_router_facts(json_object *object, const ModemDriver &rec, const char *bus)
+{
+    add_interface(object, rec.iface.c_str());
+    Json sms{json_object_new_object()};
+    kjson_add_int(sms.get(), "unread", sms_count_unread(bus));
+    kjson_add_object(object, "sms", std::move(sms));
+}
+
+void add_head(json_object *object, const char *bus)
+{
+    kjson_add_int(object, "schema", 1);
+    kjson_add_string(object, "bus", bus);
+    kjson_add_object(object, "uptime_s", Json{json_object_new_int64(monotonic_ms() / 1000)});
+    kjson_add_int(object, "age_s", 0);
+}
+
+} // namespace
+
+InfoResult add_info(json_object *object, const char *bus)
+{
+    add_head(object, bus);
+    uint32_t vid = 0;
+    uint32_t pid = 0;
+    if (read_usb_ids(bus, vid, pid) != 0) {
+        add_only_miss(object, "no modem on this bus");
+        return InfoResult::no_modem;
+    }
+    const ModemDriver *listed = find_driver_by_usb(modem_drivers(), vid, pid);
+    ModemDriver rec = *(listed != nullptr ? listed : find_driver_by_id(modem_drivers(), unknown_modem_id));
+    driver_bind_bus(rec, bus);
+
+    Conversation conversation{.session = {}, .deadline_ms = monotonic_ms() + report_limit_ms};
+    InfoResult result = open_port(rec, bus, conversation.session);
+    if (result != InfoResult::reported) {
+        add_model(object, rec, nullptr);
+        add_router_facts(object, rec, bus);
+        add_only_miss(object, result == InfoResult::port_busy ? "busy" : "no answer");
+        return result;
+    }
+    Report report;
+    Misses misses;
+    const Text<16> plug = plug_number(bus);
+    const bool knows_identity = read_identity(bus, plug, report);
+    const Dialect &dialect = ask_all({.ask = ask, .context = &conversation}, vid, knows_identity, report, misses);
+    conversation.session.close();
+    if (!knows_identity)
+        keep_identity(bus, plug, report);
+    add_model(object, rec, conversation.has_answered ? dialect.name : nullptr);
+    add_report(object, report);
+    add_router_facts(object, rec, bus);
+    add_misses(object, misses);
+    return conversation.has_answered ? InfoResult::reported : InfoResult::no_answer;
+}
