@@ -109,7 +109,7 @@ InfoResult open_answering_port(const char *bus, AtSession &session)
 
 InfoResult open_port(const ModemDriver &rec, const char *bus, AtSession &session)
 {
-    if (rec.modem_id == unknown_modem_id)
+    if (is_unknown_device(rec))
         return open_answering_port(bus, session);
     Text<30> port;
     if (at_port_path(bus, rec.control_port, port) <= 0)
@@ -170,7 +170,7 @@ void add_model(json_object *object, const ModemDriver &rec, const char *dialect)
 {
     Json model{json_object_new_object()};
     kjson_add_int(model.get(), "id", rec.modem_id);
-    if (rec.modem_id != unknown_modem_id)
+    if (!is_unknown_device(rec))
         kjson_add_string(model.get(), "name", rec.name);
     if (dialect != nullptr)
         kjson_add_string(model.get(), "dialect", dialect);
