@@ -49,7 +49,7 @@ const AtFault at_faults[] = {
      "\nAT+CSQ\r\r\n+CSQ: 31,99\r\nstatus 0\n"},
     // The modem stops when it has read the next command, up to which a piece of its filler may still come.
     {"the reply never ends",
-     "its first 4095 bytes; the next command has its own reply, behind what came while it was sent",
+     "its first 4095 bytes; the next command gets its own reply, preceded by what arrived while it was being sent",
      {"--fault", "endless:AT+CSQ"},
      "modemctl AT AT+CSQ | tail -c +2 | wc -c; modemctl AT AT+CGMM >/tmp/out; echo status $?; "
      "tr -d 'x\\r\\n' </tmp/out; tail -c 22 /tmp/out",
@@ -75,7 +75,7 @@ const AtFault at_faults[] = {
      {"--fault", "garbage-inside:AT+CSQ"},
      "modemctl AT AT+CSQ >/tmp/out; echo status $?; wc -c </tmp/out; head -c 18 /tmp/out; tail -c 11 /tmp/out",
      "status 0\n45\n" + reply},
-    {"garbage behind it",
+    {"garbage after it",
      "the reply; the next command has its own",
      {"--fault", "garbage-after:AT+CSQ"},
      "modemctl AT AT+CSQ | head -c 29; modemctl AT AT+CGMM; echo status $?",
@@ -90,7 +90,7 @@ const AtFault at_faults[] = {
      {"--fault", "gone-during:AT+CSQ"},
      ask_once,
      "\nAT+CSQ\r\r\n+CSQ: 31status 0\n"},
-    {"the device goes away behind the reply",
+    {"the device goes away after the reply",
      "the reply",
      {"--fault", "gone-after:AT+CSQ"},
      ask_once,
@@ -158,7 +158,7 @@ TEST_P(AtFaults, ShowTheUserWhatIsDocumented)
 INSTANTIATE_TEST_SUITE_P(Slow, AtFaults, testing::ValuesIn(at_faults),
                          [](const auto &row) { return test_name_of(row.param.what); });
 
-// The first piece of the reply ends behind each of its bytes once, and the next one comes in another read.
+// The first piece of the reply ends after each of its bytes once, and the next one comes in another read.
 TEST(SlowAtFaults, AReplyInTwoPiecesIsOneReply)
 {
     std::vector<std::function<RouterRun()>> runs;
@@ -208,9 +208,9 @@ TEST(SlowAtFaults, ASilentModemIsGivenUpAfterThirtyHalfSeconds)
 TEST(AtFaultsTable, HasNoRowWithoutATest)
 {
     std::set<std::string> tested = {
-        "the reply comes in two pieces, cut behind each of its bytes once", // SlowAtFaults
-        "the reply comes byte by byte",                                     // the tests that run so
-        "sixteen commands at once",                                         // SlowPortQueue
+        "the reply comes in two pieces, cut after each of its bytes once", // SlowAtFaults
+        "the reply comes byte by byte",                                    // the tests that run so
+        "sixteen commands at once",                                        // SlowPortQueue
     };
     for (const AtFault &fault : at_faults)
         tested.insert(fault.what);

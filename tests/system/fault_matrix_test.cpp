@@ -103,7 +103,7 @@ TEST_P(FaultMatrix, LeavesWholeFilesBehind)
 INSTANTIATE_TEST_SUITE_P(Slow, FaultMatrix, testing::ValuesIn(faults),
                          [](const auto &row) { return test_name_of(row.param.what); });
 
-// It takes its time then, 100 s for a question of ours, and longer for the command that brings the interface up.
+// It takes its time then: 100 s for a question of the program, and longer for the command that brings the interface up.
 TEST(FaultMatrix, ADeafUbusdIsWaitedForWithTheSettingsWritten)
 {
     const RouterRun run = run_shell(
