@@ -22,7 +22,7 @@ namespace {
 constexpr int down_polls = 2;
 constexpr int reload_timeout_s = 5;
 
-// A node outlives a change of the device's number, so what sits there now counts, and nothing where nothing sits there.
+// A node outlives a change of the device's number, so the device that is there now counts; without one, none does.
 void find_data_device(const Uci &uci, const char *section, Text<64> &device)
 {
     const auto node = uci.text<50>(Text<64>::format("network.%s.node", section).c_str());

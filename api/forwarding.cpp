@@ -11,7 +11,7 @@
 
 namespace {
 
-// The forwarding service brings this file.
+// The forwarding service's package installs this file.
 constexpr char forwarding_marker[] = "/etc/forward";
 constexpr char mail_settings_file[] = "/etc/ssmtp/ssmtp.conf";
 constexpr char mail_aliases_file[] = "/etc/ssmtp/revaliases";
@@ -35,7 +35,7 @@ void set_given(const Uci &uci, const char *path, const char *text)
         kuci2_set(uci, path, text);
 }
 
-// A new file is root's alone, for it holds a password; one that is there keeps its mode, which the mail client's
+// Only root may read a new file, because it holds a password. An existing file keeps its mode, which the mail client's
 // package chose.
 bool write_mail_file(const char *path, std::string_view content)
 {
@@ -92,7 +92,7 @@ int32_t modem_sms_account(Request &request, json_object *response)
     const Uci uci = kuci2_init();
     set_given(uci, local_number_option, request.text("local_tel"));
     kuci2_commit(uci, "smsrelay");
-    // Without its files the client would mail by the account that it had before.
+    // Without these files the client would send from the account that it had before.
     if (!write_mail_file(mail_settings_file, compose_mail_settings(account).view()) ||
         !write_mail_file(mail_aliases_file, compose_mail_aliases(account).view()))
         return modem_api_not_supported;

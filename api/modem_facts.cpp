@@ -26,7 +26,7 @@ void add_text_fact(json_object *facts, const ModemDriver &rec, const TextFact &f
     if (operation == nullptr)
         return;
     Text<80> text;
-    operation(rec, text); // a failure leaves what it wrote, which is reported as it stands
+    operation(rec, text); // after a failure, what it wrote is reported all the same
     kjson_add_string(facts, fact.key, text.view());
 }
 

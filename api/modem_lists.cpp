@@ -13,7 +13,7 @@
 
 namespace {
 
-// The modem at each place; modem_id -1 where there is none.
+// The modem at each place; modem_id -1 if there is none.
 using ModemsAtPlaces = std::array<ModemDriver, modem_places>;
 
 // Appends a record of each modem that is present to modems. @return how many there are
@@ -45,7 +45,7 @@ int32_t report_list(json_object *response, RecordForm form)
     return modem_api_success;
 }
 
-// The subnet, where the LAN bridge has the gateway's address.
+// The subnet, if the LAN bridge has the gateway's address.
 std::string_view pick_subnet(const Text<24> &subnet, const Text<24> &gateway)
 {
     Text<128> line;

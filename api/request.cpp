@@ -46,7 +46,7 @@ consteval bool rows_stand_at_their_needs()
 }
 static_assert(rows_stand_at_their_needs());
 
-// Any other text names no bus and must not reach a shell or a path; one that does not fit would name another bus.
+// Any other text is not a bus and must not reach a shell or a path. A text that is too long could name another bus.
 bool names_bus(std::string_view text)
 {
     return is_made_of(text, "-.") && fits_record(text);

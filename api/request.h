@@ -7,9 +7,9 @@
 #include "core/model/modem.h"
 
 // What an endpoint needs of its request, and the dispatcher that looks for it. A member of another JSON type is read by
-// json-c's own conversion; where a text is wanted, a null, an array or an object counts as absent.
+// json-c's own conversion; if a text is required, a null, an array or an object counts as absent.
 
-/// One thing that an endpoint needs, named as its member where it is one.
+/// One thing that an endpoint needs, named after its member if it is a member.
 enum class Need : uint8_t {
     nothing,
     modem_id,
@@ -17,7 +17,7 @@ enum class Need : uint8_t {
     model,          ///< the table's entry of "modem_id"
     bound_model,    ///< the same, bound to the bus
     bus,            ///< absent or empty fails
-    optional_bus,   ///< default_bus where it is absent or empty
+    optional_bus,   ///< default_bus if it is absent or empty
     bus_or_success, ///< as optional_bus; a bad one ends the request with 0
     sim_bus,        ///< may be empty
     short_texts,    ///< no member's text is longer than longest_text
@@ -34,7 +34,7 @@ enum class Need : uint8_t {
     firmware_upload,
     hash_type,
     hash_value,
-    handler, ///< here the handler begins; it looks for the needs after this one itself, with find_missing_later()
+    handler, ///< the handler begins here, and checks the needs after this one itself, with find_missing_later()
 };
 
 /// The needs of an endpoint in the order in which they are looked for; Need::nothing ends them.
@@ -62,10 +62,10 @@ struct Check {
 /// need is not Need::nothing or Need::handler.
 const Check &check_of(Need need);
 
-/// The bus of a request that names none.
+/// The bus of a request without a bus.
 inline constexpr char default_bus[] = "1-1.2";
 
-/// The longest text that is taken: more than any setting or message, and little enough for a router's flash.
+/// The longest accepted text: longer than any setting or message, and short enough for a router's flash.
 inline constexpr size_t longest_text = 8191;
 
 /// A request as a handler gets it. A text is borrowed from it, and null when it is absent.
@@ -75,7 +75,7 @@ struct Request {
     ModemDriver *model = nullptr; ///< the table's own entry, set when the row needs one
     const Need *later = nullptr;  ///< the needs that the handler looks for
 
-    /// One that is longer than longest_text counts as absent.
+    /// A text that is longer than longest_text counts as absent.
     const char *text(const char *key) const;
     const char *text_or(const char *key, const char *fallback) const
     {

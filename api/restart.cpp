@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr unsigned int boot_time_s = 20; // until a modem that restarts shows its ports again
+constexpr unsigned int boot_time_s = 20; // a modem that restarts needs this long to show its ports again
 constexpr int port_lookups = 30;
 // The modem of the dual-SIM holder is on this bus, whichever bus was asked for.
 constexpr char holder_bus[] = "2-1.2";
@@ -26,7 +26,7 @@ void send_restart(const ModemDriver &entry, const BusName &bus, const char *comm
     Text<20> port;
     if (at_port_path(bus.c_str(), entry.control_port, port) <= 0 || at_expect_ok(port.c_str(), command) != 0)
         syslog(LOG_DEBUG, "reset failed\n");
-    // Also after a failure: support scripts take this line as the end of the reset, not as its result.
+    // Also after "reset failed": support scripts read this line as the end of the reset, not as its result.
     syslog(LOG_DEBUG, "reset success\n");
 }
 
@@ -85,7 +85,7 @@ int32_t modem_sim_switch(Request &request, json_object *)
 {
     const BusName &bus_name = request.bus; // an empty one has a meaning here
     switch_holder(std::string_view{request.text("sim_num")} == "2");
-    // The SIM has been switched whether the model is known or not.
+    // The SIM has been switched already, even if the model is not known.
     if (const Check *missing = find_missing_later(request); missing != nullptr)
         return missing->status;
     const ModemTraits &traits = request.model->traits;

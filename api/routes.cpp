@@ -4,10 +4,10 @@
 
 namespace {
 
-// A back end calls a plain function of two JSON objects; this one knows its row.
+// A back end calls a plain function with two JSON objects; this function knows its row.
 template <size_t row> int32_t serve_row(json_object *request, json_object *response)
 {
-    // Constants of their own, so that the table with all its addresses is no part of the library a second time.
+    // Separate constants, so that the library does not contain the table with its addresses twice.
     static constexpr Needs needs = endpoints[row].needs;
     constexpr Handler handler = endpoints[row].handler;
     return serve(request, response, handler, needs);

@@ -12,7 +12,7 @@
 
 // The route table; modem_api.h, which back ends include, declares its getter.
 
-/// One endpoint. The handler is named as its path.
+/// One endpoint. The handler is named after its path.
 struct Endpoint {
     const char *path;
     const char *method;
@@ -25,8 +25,8 @@ namespace route_rows {
 using enum Need;
 
 // A back end may search the rows from the first on: their order is part of the interface. So is the order of the needs:
-// it decides which status a request gets that lacks two of them. Where the handler comes before some of them, it acts
-// first: a SIM is switched also for a model that is not known, and an upgrade that runs is reported whatever is asked.
+// it decides the status of a request that lacks two of them. If the handler comes before some of them, it acts first: a
+// SIM is switched even if the model is not known, and a running upgrade is reported before anything is checked.
 // clang-format off
 inline constexpr std::array endpoints = {
     Endpoint{"/modem/info",           "get",  modem_info,           {}},

@@ -2,8 +2,8 @@
 
 #include "platform/shell_line.h"
 
-// Every line that the handlers give to the shell. The texts of messages, mail accounts and upgrades go into them as
-// they came: docs/security.md says what a back end refuses before it calls a handler.
+// Every line that the handlers give to the shell. The texts of messages, mail accounts and upgrades go into them
+// unchecked: docs/security.md says what a back end refuses before it calls a handler.
 
 inline constexpr char find_mail_client[] = "opkg list-installed | grep ssmtp";
 inline constexpr char find_running_upgrade[] = "ps -w | grep modem_fw_flash | grep -v grep";
@@ -12,15 +12,15 @@ inline constexpr char ask_ep06_version[] = "modemctl AT AT+QGMR | grep EP06";
 inline constexpr char ask_ec25_version[] = "modemctl AT AT+QGMR | grep EC25";
 inline constexpr char upgrade_progress_file[] = "/tmp/modem_upgrade_status";
 inline constexpr char read_upgrade_progress[] = "cat /tmp/modem_upgrade_status";
-// The cloud agent hears of a refused upgrade and of a progress report in two forms.
+// The cloud agent expects two forms: one for a refused upgrade, one for a progress report.
 inline constexpr char notify_agent_of_refusal[] = "sleep 3; ubus call mqtt notify;";
 inline constexpr char notify_agent_of_progress[] = "sleep 5; ubus call mqtt notify";
 
-/// Sends a message through the SMS daemon. Cut at 299 bytes, mostly within a text, which the shell then refuses for
-/// want of a quote.
+/// Sends a message through the SMS daemon. Cut at 299 bytes; a cut usually leaves a quote open, so the shell refuses
+/// the command.
 ShellLine<300> compose_send_message(const char *number, const char *message, const char *type);
 
-/// Mails a message from account to itself; cut as above at 511 bytes.
+/// Mails a message from account to itself. Cut at 511 bytes, as above.
 ShellLine<512> compose_verification_mail(const char *account);
 
 struct UpgradeRequest {
@@ -32,7 +32,7 @@ struct UpgradeRequest {
     const char *hash_value;
 };
 
-/// Empty when it does not fit: half a URL is never flashed.
+/// Empty if it does not fit: half a URL is never flashed.
 ShellLine<512> compose_upgrade(const UpgradeRequest &request);
 
 inline constexpr char reload_led_later[] = "sleep 10 ;/etc/init.d/led reload 2>&1 >/dev/null";
@@ -48,9 +48,9 @@ ShellLine<100> compose_auto_connect(const char *bus);
 ShellLine<100> compose_kill_tracker(const char *iface);
 ShellLine<100> compose_interface_down(const char *iface);
 ShellLine<100> compose_interface_start(const char *iface);
-/// Drops everything that is kept about the modem on bus.
+/// Removes everything that is kept about the modem on bus.
 ShellLine<100> compose_forget_modem(const char *bus);
-/// Drops what is kept about its signal, and the IMSI.
+/// Remove what is kept about its signal, and the IMSI.
 ShellLine<100> compose_forget_signal(const char *bus);
 ShellLine<100> compose_forget_imsi(const char *bus);
 ShellLine<100> compose_set_sim_gpio(bool second, const char *file);

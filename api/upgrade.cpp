@@ -20,7 +20,7 @@ template <size_t N> Text<N> first_line_of(ShellCommand command)
     return line;
 }
 
-// The cloud agent is told as well, since it may be the one that asked for the upgrade.
+// The cloud agent is notified too, because it may have asked for the upgrade.
 int32_t refuse(json_object *response, int32_t status, const char *reason)
 {
     kjson_add_string(response, "msg", reason);
@@ -28,7 +28,7 @@ int32_t refuse(json_object *response, int32_t status, const char *reason)
     return status;
 }
 
-// What the first of the commands prints that prints something, asked several times; empty when none does.
+// The output of the first command that prints something. All are run several times; empty if none prints anything.
 Text<1024> ask_version(std::span<const ShellCommand> commands)
 {
     Text<1024> output;
@@ -98,7 +98,7 @@ int32_t modem_upgrade(Request &request, json_object *response)
 
 int32_t modem_upgrade_status(Request &, json_object *response)
 {
-    // An EC25 has no progress to tell.
+    // An EC25 reports no progress.
     static constexpr ShellCommand version_commands[] = {ask_ep06_version};
     const auto output = ask_version(version_commands);
     fork_exec2(notify_agent_of_progress);
@@ -107,7 +107,7 @@ int32_t modem_upgrade_status(Request &, json_object *response)
         return modem_api_failed;
     }
     kjson_add_string(response, "version", filter_version(output.view()).view());
-    // A pipe in its place would hold us up for ever.
+    // A pipe in its place would block for ever.
     const auto progress =
         can_be_read_to_its_end(upgrade_progress_file) ? first_line_of<8>(read_upgrade_progress) : Text<8>{};
     kjson_add_int(response, "status", text_to_int(progress.c_str()));

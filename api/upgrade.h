@@ -9,5 +9,5 @@
 int32_t modem_upgrade(Request &request, json_object *response);
 int32_t modem_upgrade_status(Request &request, json_object *response);
 
-/// The letters, digits, points and underscores of what a modem prints as its firmware version, in order; cut at 127.
+/// The letters, digits, points and underscores of the firmware version that a modem prints, in order; cut at 127.
 Text<128> filter_version(std::string_view output);

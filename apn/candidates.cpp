@@ -12,7 +12,7 @@ namespace {
 
 constexpr char lte_service[] = "fdd_lte";
 
-// One candidate: by QMI where the model has it, then by serial.
+// One candidate: by QMI if the model has it, then by serial.
 int try_candidate(const ModemDriver &rec, json_object *entry)
 {
     const ConnectSettings settings = {

@@ -7,8 +7,8 @@
 /// @return 0; -1 when the SIM's codes cannot be read, "carrier" is then empty
 int add_carrier(json_object *info, const ModemDriver &rec);
 
-/// Network codes of the SIM (4 bytes each) by its IMSI, which is kept in "/tmp/modem.<bus>/cimi"; a file there that
-/// does not start with five digits is removed. mnc is the three characters after mcc, whatever the network's length is;
-/// an IMSI of five digits gives two.
+/// Network codes of the SIM (4 bytes each) by its IMSI, which is kept in "/tmp/modem.<bus>/cimi". A file that does not
+/// start with five digits is removed. mnc is the three characters after mcc, even if the network's code has two; an
+/// IMSI of five digits gives two.
 /// @return 0, -1
 int read_mcc_mnc(const ModemDriver &rec, TextOut mcc, TextOut mnc);

@@ -8,12 +8,12 @@
 namespace {
 
 constexpr long prefix_length = 24;
-constexpr long longest_database = 16L << 20; // what a router has memory for
+constexpr long longest_database = 16L << 20; // a router has no memory for more
 
-// Owned; a plain pointer, since a process-wide owner would need code at start and end.
+// Owned; a plain pointer, because a process-wide owner would need code at start and end.
 constinit char *database = nullptr;
 
-// What follows the prefix, zero-terminated; null when there is nothing or it cannot be read.
+// The text after the prefix, zero-terminated; null if it is empty or cannot be read.
 HeapText read_after_prefix(FILE *file)
 {
     if (fseek(file, 0, SEEK_END) != 0)
@@ -35,6 +35,7 @@ HeapText read_after_prefix(FILE *file)
 int read_apn_database(const char *filename, HeapText &text)
 {
     if (filename == nullptr) {
+        // Crash reports are searched for this text, so it names another program and function on purpose.
         fputs("modem_core: parse_apn_database: Assertion `filename' failed.\n", stderr);
         abort();
     }

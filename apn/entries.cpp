@@ -2,8 +2,8 @@
 
 #include "platform/text.h"
 
-// The database is read entry by entry and only those of the SIM's network are kept: as a whole tree, three megabytes of
-// text would take most of a router's memory.
+// The database is read entry by entry and only the entries of the SIM's network are kept: the whole tree of three
+// megabytes of text would take most of a router's memory.
 
 namespace {
 
@@ -13,13 +13,12 @@ struct TokenerFree {
     void operator()(json_tokener *tokener) const { json_tokener_free(tokener); }
 };
 
-// Reads a JSON text from front to back. Values are json-c's to parse; the frame around those that are not wanted as a
-// whole is read here.
+// Reads a JSON text from front to back. json-c parses the wanted values; this code reads the frame around them.
 class JsonReader {
   public:
     explicit JsonReader(std::string_view text) : rest_(text), tokener_(json_tokener_new()) {}
 
-    // Takes the next character, white space and comments before it passed over, if it is this one.
+    // Skips white space and comments, then takes the next character if it is this one.
     bool take(char character)
     {
         pass_blanks();
@@ -29,7 +28,7 @@ class JsonReader {
         return true;
     }
 
-    // @return false when what follows is no value; JSON's null is one, and a null pointer
+    // @return false if no value follows; JSON's null is a value, and becomes a null pointer
     bool take_value(Json &value)
     {
         json_tokener_reset(tokener_.get());
@@ -40,13 +39,14 @@ class JsonReader {
         return true;
     }
 
-    // Calls on_item before each item of a list between open and close; it takes the item and tells whether it could.
+    // Calls on_item before each item of a list between open and close; it takes the item and returns false if it
+    // cannot.
     template <typename OnItem> bool take_list(char open, char close, OnItem on_item)
     {
         if (!take(open))
             return false;
         do {
-            if (take(close)) // an empty list, and a comma behind the last item
+            if (take(close)) // an empty list, and a comma after the last item
                 return true;
             if (!on_item())
                 return false;
@@ -54,7 +54,7 @@ class JsonReader {
         return take(close);
     }
 
-    // Takes an object of which one member matters: on_wanted takes that one's value.
+    // Takes an object in which one member matters: on_wanted takes the value of that member.
     template <typename OnWanted> bool take_object(std::string_view wanted, OnWanted on_wanted)
     {
         return take_list('{', '}', [&] {
@@ -69,7 +69,7 @@ class JsonReader {
     }
 
   private:
-    // A comment without an end leaves nothing, which no list ends with.
+    // A comment without an end leaves an empty rest, so no list can end after it.
     void pass_blanks()
     {
         for (;;) {
@@ -125,7 +125,7 @@ int pick_apn_entries(std::string_view database, std::string_view mcc, std::strin
         return reader.take_list('[', ']', sort_entry);
     };
     const auto read_apns = [&] {
-        whole.reset(); // of two members of one name the last counts, also where it has no list
+        whole.reset(); // of two members with the same name the last one counts, even if it is not a list
         return reader.take_object("apn", read_list);
     };
     const bool is_read = reader.take_object("apns", read_apns) && whole != nullptr;

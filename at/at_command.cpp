@@ -14,11 +14,11 @@ constexpr int port_timeout_ms = 100;
 constexpr int read_timeout_ms = 500;
 constexpr useconds_t chunk_wait_us = 10'000;
 constexpr int line_end_waits = 5; // each of chunk_wait_us
-constexpr int poll_ms = 1;        // takes what is there
+constexpr int poll_ms = 1;        // reads what is there
 constexpr int default_capacity = 4096;
 
-// Reads that bring nothing but zero bytes return at once; so many of them, with the wait after each, last as long as
-// one empty read, and count as one. A modem that sends zero bytes for ever thereby ends like a silent one.
+// A read of only zero bytes returns at once. This many of them, with the pause after each, take as long as one time-out
+// and count as one. So a modem that sends zero bytes for ever counts as silent.
 constexpr int zero_reads_per_empty_read = 50;
 
 struct SilenceBudget {
@@ -36,7 +36,7 @@ size_t drop_zero_bytes(char *bytes, size_t count)
     return static_cast<size_t>(std::remove(bytes, bytes + count, '\0') - bytes);
 }
 
-// Whether the reply's end stands in text, of which everything before new_from was searched before.
+// True if text contains the reply's end. The part before new_from has been searched already.
 bool has_end(std::string_view text, size_t new_from)
 {
     constexpr size_t overlap = sizeof "ERROR" - 2;
@@ -44,7 +44,7 @@ bool has_end(std::string_view text, size_t new_from)
     return unsearched.find("OK") != std::string_view::npos || unsearched.find("ERROR") != std::string_view::npos;
 }
 
-// Whether the line that has the reply's end in it has come without its own end so far. Modems end it with CR LF.
+// True if the line with the reply's end has no line end yet. Modems end it with CR LF.
 bool lacks_line_end(std::string_view text)
 {
     const size_t before = text.rfind('\n');
@@ -70,7 +70,7 @@ size_t collect(SerialPort &port, char *reply, size_t capacity, int budget)
             break;
         usleep(chunk_wait_us);
     }
-    // Where a packet ends must not matter: some answers are read only up to a line end.
+    // The result must not depend on where a packet ends: some answers are read only up to a line end.
     for (int wait = 0; wait < line_end_waits && total < capacity && lacks_line_end({reply, total}); wait++) {
         usleep(chunk_wait_us);
         const int got = serial_read_timeout(port, capacity - total, reply + total, poll_ms);

@@ -72,7 +72,7 @@ AtSession::Answer AtSession::ask(const char *command, TextOut reply, int limit_m
     const size_t room = reply.capacity() - 1;
     size_t total = 0;
     while (wait_for_input(port_.fd, deadline)) {
-        // What does not fit is read all the same, or the next question would get the rest of this answer.
+        // The rest that does not fit is read too, or the next question would get it as its answer.
         Text<256> chunk;
         const ssize_t got = read(port_.fd, chunk.data(), chunk.capacity() - 1);
         if (got == 0 || (got < 0 && errno != EAGAIN && errno != EINTR))

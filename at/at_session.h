@@ -14,17 +14,17 @@ class AtSession {
     enum class Opened : uint8_t {
         ready,
         no_port, ///< it cannot be opened
-        busy,    ///< somebody holds it; our own processes are waited for, 3 s at most
+        busy,    ///< another process holds it, also after 3 s of waiting in the queue
     };
     Opened open(const char *port_path);
 
     enum class Answer : uint8_t {
         complete, ///< reply has all of it, its final line included, as far as it fits
         silent,   ///< no final line came within the time; reply holds what did
-        lost,     ///< the port is gone
+        lost,     ///< the port has disappeared
     };
-    /// Sends command (without line end) and waits up to limit_ms for its answer. What the modem said before, unasked,
-    /// is thrown away. Zero bytes are left out.
+    /// Sends command (without line end) and waits up to limit_ms for its answer. What the modem sent before, unasked,
+    /// is discarded. Zero bytes are left out.
     Answer ask(const char *command, TextOut reply, int limit_ms);
 
     /// Gives the port back; the end of the scope does it too.

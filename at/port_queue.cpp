@@ -33,7 +33,7 @@ bool set_lock(int fd, short type, off_t place)
 
 enum class Others { none, in_queue, strangers };
 
-// Who else holds a lock in count bytes from first on (0: in all that follow); place is one of the queue's.
+// Which other process holds a lock in count bytes from first on (0: in all that follow); place is a place of the queue.
 Others find_others(int fd, off_t first, off_t count, off_t &place)
 {
     struct flock lock = {.l_type = F_WRLCK, .l_whence = SEEK_SET, .l_start = first, .l_len = count, .l_pid = 0};
@@ -45,7 +45,7 @@ Others find_others(int fd, off_t first, off_t count, off_t &place)
     return lock.l_len == 1 ? Others::in_queue : Others::strangers;
 }
 
-// Takes the place behind the last one. The gate is ours. @return the place; gate when none can be had
+// Takes the place after the last one. The caller has locked the gate. @return the place; gate if there is none
 off_t take_place(int fd)
 {
     off_t last = gate;

@@ -7,7 +7,7 @@ namespace {
 constexpr size_t longest_value = 100;
 constexpr auto not_found = std::string_view::npos;
 
-// text from its first character on that is no white space.
+// text without the white space at its start.
 std::string_view without_white_space(std::string_view text)
 {
     while (!text.empty() && (text.front() == ' ' || (text.front() >= '\t' && text.front() <= '\r')))

@@ -6,10 +6,10 @@
 
 #include "platform/text.h"
 
-/// Whether "OK" stands in the text with a carriage return or a line feed right after it.
+/// True if the text contains "OK" with a carriage return or a line feed right after it.
 bool reply_has_ok(std::string_view text);
 
-/// Whether needle occurs in text; an empty text contains nothing, not even an empty needle.
+/// True if needle occurs in text; an empty text contains nothing, not even an empty needle.
 bool str_contains(std::string_view text, std::string_view needle);
 
 /// The integer that follows label's first occurrence, white space before it skipped; beyond 32 bits the nearest one.
@@ -18,7 +18,7 @@ bool str_contains(std::string_view text, std::string_view needle);
 int int_after_label(std::string_view text, std::string_view label, int32_t &out);
 
 /// The value that follows label, after skip further occurrences of it: up to 100 characters, ended by a carriage
-/// return, a line feed or a tab, without the blanks around it (a value of blanks only becomes one blank).
+/// return, a line feed or a tab, without the spaces around it (a value of spaces only becomes one space).
 /// @return 0; -1 when the label or a value is missing; -2 at the end of the text. out (101 bytes) is written on 0 only
 int field_after_label(std::string_view text, std::string_view label, int skip, TextOut out);
 

@@ -30,7 +30,7 @@ constexpr useconds_t settle_us = 50'000;
 constexpr useconds_t output_wait_us = 10'000;
 constexpr int no_closing_wait = -1;
 
-// The port that a signal has to put back.
+// The port that a signal handler must restore.
 constinit std::atomic<SerialPort *> open_port{nullptr};
 
 const LineRate *find_rate(int rate)
@@ -65,7 +65,7 @@ void make_raw(termios &attributes, int hardware_flow)
     attributes.c_lflag = 0;
 }
 
-// What failed while the port was prepared; null when nothing did. Its attributes are then saved.
+// What failed while the port was set up; null if nothing did. Its attributes are then saved.
 const char *prepare(SerialPort &port, int fd, speed_t speed, int hardware_flow, int timeout_ms)
 {
     if (ioctl(fd, TIOCEXCL) == -1)
@@ -89,14 +89,14 @@ const char *prepare(SerialPort &port, int fd, speed_t speed, int hardware_flow, 
     return nullptr;
 }
 
-// Bytes that the driver still has to send; 0 where it cannot tell.
+// Bytes that the driver still has to send; 0 if it does not report them.
 int queued_output(int fd)
 {
     int queued = 0;
     return ioctl(fd, TIOCOUTQ, &queued) == 0 ? queued : 0;
 }
 
-// False when this port's waits are used up: its modem then counts as one that takes nothing.
+// False when the waits of this port are used up: the modem then counts as one that takes nothing.
 bool wait_for_output(SerialPort &port)
 {
     if (port.output_waits == 0)
@@ -128,8 +128,8 @@ int set_closing_wait(int fd, int wait)
 
 // The functions from here to close_port are called by a signal handler too.
 
-// Linux's drivers wait 30 s in the close for output of a modem that takes none, and those of USB modems take nothing
-// back. @return the closing wait that the driver has to get again
+// Linux's drivers wait 30 s in the close if the modem takes no output, and the drivers of USB modems cannot discard
+// output. @return the closing wait to restore
 int give_up_output(const SerialPort &port)
 {
     if (port.output_waits != 0 || queued_output(port.fd) == 0)
@@ -154,7 +154,7 @@ int close_port(SerialPort &port)
 void put_port_back(int number)
 {
     if (SerialPort *port = open_port; port != nullptr) {
-        ioctl(port->fd, TIOCNXCL); // who else has it open does not keep it exclusive
+        ioctl(port->fd, TIOCNXCL); // another process may have it open: it must not stay exclusive
         close_port(*port);
     }
     raise(number); // the handler is gone, so this ends the process
@@ -196,7 +196,7 @@ int serial_open(SerialPort &port, const char *path, int rate, int hardware_flow,
 int serial_close(SerialPort &port)
 {
     const int error = close_port(port);
-    if (error != 0)
+    if (error != 0) // "opening", although the close failed: scripts that watch standard error know this text
         fprintf(stderr, "Error opening serial port - %s(%d).\n", strerror(error), error);
     return error == 0 ? 0 : -1;
 }
@@ -226,7 +226,7 @@ int serial_read_timeout(SerialPort &port, size_t count, char *buffer, int timeou
 
 size_t serial_write_all(SerialPort &port, size_t count, const char *buffer)
 {
-    // A port that takes nothing (its output was stopped, its driver is full) would keep a write that may wait.
+    // If the port takes nothing (its output was stopped, its driver is full), a blocking write would hang.
     fcntl(port.fd, F_SETFL, O_NONBLOCK);
     while (count > 0) {
         const ssize_t written = write(port.fd, buffer, count);

@@ -11,7 +11,7 @@ struct SerialPort {
     int fd = -1;
     const char *path = nullptr; ///< lives as long as the port is open
     termios before = {};        ///< the attributes that it had
-    int output_waits = 50;      ///< waits of 10 ms that are left for output which the modem does not take
+    int output_waits = 50;      ///< how many more waits of 10 ms there are for output that the modem does not take
 
     SerialPort() = default;
     SerialPort(const SerialPort &) = delete;
@@ -22,14 +22,14 @@ struct SerialPort {
 /// Opens path raw, 8N1, at rate (300 to 115200, those of the table), claims it exclusively, waits 50 ms and discards
 /// what is queued. hardware_flow 0 means off. timeout_ms is the port's own read time-out in whole tenths of a second:
 /// below 0 a read blocks, 0 to 99 polls.
-/// wait_for_port, where given, is called before anything is changed: it waits for the port's lock, and false means that
-/// another process keeps it.
+/// wait_for_port, if given, is called before anything is changed. It waits for the port's lock; false means that
+/// another process keeps the lock.
 /// @return descriptor, -1 on failure, serial_held when wait_for_port gave up; port stays closed then
 int serial_open(SerialPort &port, const char *path, int rate, int hardware_flow, int timeout_ms,
                 bool (*wait_for_port)(int fd) = nullptr);
 inline constexpr int serial_held = -2;
 
-/// Gives up output that the modem has not taken, puts the attributes back that the port had, and closes it.
+/// Discards output that the modem has not taken, restores the port's attributes, and closes it.
 /// @return the result of closing
 int serial_close(SerialPort &port);
 
@@ -42,10 +42,10 @@ void serial_flush(const SerialPort &port);
 /// @return bytes read; 0 on silence; -1 on failure
 int serial_read_timeout(SerialPort &port, size_t count, char *buffer, int timeout_ms);
 
-/// Gives up what the port does not take while output is waited for.
+/// Waits for the output, and discards what the port does not take.
 /// @return bytes left unwritten, 0 when all went out
 size_t serial_write_all(SerialPort &port, size_t count, const char *buffer);
 
-/// From now on SIGTERM, SIGINT and SIGHUP put the open port back as it was before they end the process; one that is
-/// ignored stays so. Only for a process of our own: the library leaves its host's signals alone.
+/// From now on SIGTERM, SIGINT and SIGHUP restore the open port before they end the process. An ignored signal stays
+/// ignored. Only for modemctl's own process: the library does not touch its host's signals.
 void put_port_back_on_signals();

@@ -11,14 +11,14 @@ namespace {
 
 constexpr int given_device_budget_s = 1;
 constexpr int found_device_budget_s = 15;
-constexpr int tolerant_budget_s = 10; // up to here an interface that is not up yet is no failure
+constexpr int tolerant_budget_s = 10; // with at most this budget, an interface that is still down is not a failure
 
 struct Link {
     const char *proto;
     Text<16> ifname;
 };
 
-// The data device: the one given, or the one found, and how long its interface may take to come up.
+// The data device, given or found, and how long its interface may take to come up.
 class DataDevice {
   public:
     DataDevice(const ModemDriver &rec, const char *given, int32_t interface_number) : given_(given)
@@ -71,7 +71,7 @@ int bring_up(const ModemDriver &rec, int budget_s)
     return budget_s <= tolerant_budget_s ? 0 : -1;
 }
 
-// The part of the two QMI flows that they share; stop_autoconnect is the one step in which they differ.
+// The shared part of the two QMI flows. They differ in one step, stop_autoconnect.
 int connect_by_qmi_device(const ModemDriver &rec, const char *proto, bool stop_autoconnect,
                           const ConnectSettings &settings)
 {

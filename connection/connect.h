@@ -6,13 +6,13 @@
 // The caller's record stays as it is.
 
 /// Connects by the protocol that the model's protocol_flags name: DirectIP, the wwan device's, NCM, or PPP. With a
-/// device given it waits 1 s for the interface and tolerates that it is not up by then; without one it finds the dial
-/// port and waits 15 s.
-/// @return 0; -1 when the interface is not up after 15 s. A success makes rec's the current modem id
+/// device given it waits 1 s for the interface, which need not be up by then. Without a device it finds the dial port
+/// and waits 15 s.
+/// @return 0; -1 if the interface is not up after 15 s. A success makes rec's id the current modem id
 int serial_connect(const ModemDriver &rec, const ConnectSettings &settings);
 
-/// Connects by "qcm" over the QMI control device. Waiting and result as serial_connect's; @return -1 too, with nothing
-/// changed, when no device is given and the modem's control device does not exist
+/// Connects by "qcm" over the QMI control device. Waits and results are those of serial_connect. @return also -1, with
+/// nothing changed, if no device is given and the modem's control device does not exist
 int qcm_connect(const ModemDriver &rec, const ConnectSettings &settings);
 
 /// Connects by "qmi", stopping the modem's own connection first. As qcm_connect.

@@ -86,7 +86,7 @@ void write_modem_context(const ModemDriver &rec, const ConnectSettings &settings
         rec.ops.set_auth(rec, settings.apn, settings.username, settings.password, settings.auth);
 }
 
-// @return the device that the LED follows; nothing, and the setting is left alone, where that is not known
+// @return the device that the LED follows; nothing, with the setting untouched, if that is not known
 Text<20> write_led(const Uci &uci, const ModemDriver &rec, const char *ifname, const char *proto, const char *device)
 {
     const auto led_device = pick_led_device(rec.iface.c_str(), ifname, proto, device);
@@ -130,7 +130,7 @@ void write_interface(const ModemDriver &rec, const char *ifname, const char *pro
     write_modem_context(rec, settings);
     const auto led_device = write_led(uci, rec, ifname, proto, settings.device);
     write_operator(uci, settings.operator_name);
-    uci.reset(); // the steps below have contexts of their own
+    uci.reset(); // the steps below open their own contexts
     execCommand(reload_led);
     set_up_multi_wan_member(rec.iface.c_str(), settings.operator_name);
     const bool is_directip = strcmp(proto, "directip") == 0;

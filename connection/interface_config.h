@@ -17,9 +17,9 @@ struct ConnectSettings {
     const char *operator_name = nullptr; ///< one that begins with "Visible" keeps the modem out of multi-WAN
 };
 
-/// Writes, in this order: the UCI network section of rec's interface; the APN and authentication into the modem, where
-/// settings give them; the LED's device; the operator; the multi-WAN member; the forced TTL. No failure is reported:
-/// what cannot be written is left out.
+/// Writes, in this order: the UCI network section of rec's interface; the APN and authentication into the modem, if
+/// settings give them; the LED's device; the operator; the multi-WAN member; the forced TTL. Failures are not reported:
+/// a value that cannot be written is left out.
 /// @param ifname  network device, null to leave the option out
 /// @param proto   "3g", "directip", "callip", "ncm", "qcm" or "qmi"
 void write_interface(const ModemDriver &rec, const char *ifname, const char *proto, const ConnectSettings &settings);
@@ -27,7 +27,7 @@ void write_interface(const ModemDriver &rec, const char *ifname, const char *pro
 /// Removes the interface's UCI network section.
 void delete_interface(const char *iface);
 
-/// On a board with places for several modems: gives the interface the metric of its place, in place of the one that
+/// On a board with places for several modems: gives the interface the metric of its place, instead of the metric that
 /// write_interface wrote.
 void write_metric_of_place(const char *iface, const char *bus);
 

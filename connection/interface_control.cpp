@@ -27,8 +27,7 @@ Zone read_zone(ShellCommand command)
     return zone;
 }
 
-// A list that cannot be written whole is not written at all, nor one that has no room: the whole firewall would be
-// lost.
+// A list that does not fit, or for which there is no room, is not written at all: the whole firewall would be lost.
 void write_zone(std::string_view zone, std::string_view iface)
 {
     const auto set = compose_set_wan_zone(without_trailing_blanks(zone), iface);

@@ -6,11 +6,11 @@
 #include "connection/interface_config.h"
 #include "platform/uci.h"
 
-/// When the interface writer writes an option: its place among those that do not come from the settings.
+/// When the interface writer writes an option: its place among the options that do not come from the settings.
 enum class WriteTurn : uint8_t { by_rule, before_proto, after_device };
 
-/// One setting of a connection under each of its names. They differ where old clients and configurations made them so:
-/// a request says "dianum" and "ath" for what a report calls "dialnum" and "authentication".
+/// One setting of a connection under each of its names. Old clients and configurations depend on names that differ: a
+/// request says "dianum" and "ath" for what a report calls "dialnum" and "authentication".
 struct SettingOption {
     char option[24];  ///< in the UCI section of the interface; with points: a whole path
     char request[12]; ///< in a request of "/modem/set"

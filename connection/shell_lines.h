@@ -18,11 +18,11 @@ ShellLine<100> compose_interface_up(const char *iface);
 ShellLine<100> compose_disable_interface(const char *iface);
 /// Sets the networks of the WAN firewall zone to zone and iface; an empty iface leaves zone alone.
 ShellLine<128> compose_set_wan_zone(std::string_view zone, std::string_view iface);
-/// Prints the WAN zone's networks without iface, also where it is part of a longer name.
+/// Prints the WAN zone's networks without iface, which is also cut out of longer names.
 ShellLine<100> compose_read_wan_zone_without(const char *iface);
-/// Ends the connection that the modem on the QMI control device holds by itself; the handle is that of all connections.
+/// Ends the connection that the modem on the QMI control device has made by itself. The handle means all connections.
 ShellLine<100> compose_stop_autoconnect(const char *device);
-/// Switches a control file to one level for a second and back: 1, 0 where high, else 0, 1.
+/// Switches a control file to one level for a second and back: 1, 0 if high, else 0, 1.
 ShellLine<500> compose_power_pulse(const char *file, bool high);
 /// The same for a power line in /sys/class/gpio.
 ShellLine<128> compose_power_line_pulse(const char *line, bool high);

@@ -3,7 +3,7 @@
 #include "platform/text.h"
 
 /// The board's model: "/tmp/sysinfo/board_name" holds "maker,model" on OpenWrt; the model is what follows the last
-/// comma of its first line, the whole line where there is none. Empty when the file is missing.
+/// comma of the first line, or the whole line without a comma. Empty when the file is missing.
 void get_model_name(TextOut out);
 
 /// Gateway of the default route of device ("wwan0"), in dotted form, from /proc/net/route; 16 bytes hold every address.

@@ -8,11 +8,11 @@
 
 // What board.cpp is made of. Other rooms include platform/board.h.
 
-/// "maker,model": what follows the last comma of the first line, the whole line where there is none.
+/// "maker,model": what follows the last comma of the first line, or the whole line without a comma.
 std::string_view parse_model_name(std::string_view board_name);
 
-/// Gateway of the default route of device in text, lines of /proc/net/route; that of the first one where there are
-/// several (the kernel lists the lowest metric first). Nothing when there is none that is up and has a gateway.
+/// Gateway of the default route of device; text holds the lines of /proc/net/route. Of several routes the first counts
+/// (the kernel lists the lowest metric first). Nothing if no route is up and has a gateway.
 std::optional<in_addr> parse_default_gateway(std::string_view text, std::string_view device);
 
 /// get_model_name and get_gateway_by_ifname with the file to read.

@@ -4,7 +4,7 @@
 
 namespace {
 
-// The places of the condor board, which is the only one that has some.
+// The places of the condor board. No other board has places.
 constexpr ModemPlace places[] = {
     {.bus = "1-1.2", .power_gpio = 5, .is_pulse_high = true, .metric = "40", .has_version = false},
     {.bus = "2-1.2", .power_gpio = 15, .is_pulse_high = true, .metric = "60", .has_version = true},
@@ -29,7 +29,7 @@ constexpr Board boards[] = {
     {.name = "wren", .is_pulse_high = true},
     {.name = "ibis", .is_pulse_high = true},
     {.name = "stoat", .is_pulse_high = true},
-    // vole and newt have one of the two each: the web pages of each board count on it.
+    // vole and newt have one of the two each: the web pages of each board depend on it.
     {.name = "vole", .is_pulse_high = true, .lists_no_modems = true},
     {.name = "newt", .keeps_wifi_channel = true},
     {.name = "gecko", .lists_no_modems = true, .keeps_wifi_channel = true},

@@ -4,7 +4,7 @@
 
 #include "platform/text.h"
 
-// The texts lie in the rows: pointers to them would need more room on the router.
+// The rows hold the texts themselves: pointers would need more room on the router.
 
 /// Where a modem sits on a board with places for several, and what is wired to that place.
 struct ModemPlace {
@@ -12,10 +12,10 @@ struct ModemPlace {
     uint8_t power_gpio; ///< the power line's number
     bool is_pulse_high; ///< the line is pulsed 1, 0 rather than 0, 1
     Text<3> metric;     ///< route metric of the modem's interface
-    bool has_version;   ///< this modem reports the board's version, where the board has one
+    bool has_version;   ///< this modem reports the board's version, if the board has one
 };
 
-/// What is particular about a router board. A board without a row has none of it.
+/// What is special about a router board. A board without a row has nothing special.
 struct Board {
     Text<8> name = {};               ///< as get_model_name gives it
     bool has_variants = false;       ///< every name that contains this one is this board too
@@ -33,8 +33,8 @@ struct Board {
     const ModemPlace *place_of(std::string_view bus) const;
 };
 
-/// The board that this is. Each call reads the name anew.
+/// The board that this is. Each call reads the name again.
 const Board &this_board();
 
-/// The row of a board of that name; one that is particular in nothing where there is none.
+/// The row of a board of that name; without one, a row in which nothing is special.
 const Board &find_board(std::string_view name);

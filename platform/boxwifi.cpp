@@ -4,6 +4,6 @@
 
 void wifi_restart()
 {
-    // Our standard output is a result that somebody parses.
+    // The program's standard output is a result that other programs parse.
     execCommand("wifi >/dev/null 2>&1");
 }

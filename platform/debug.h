@@ -1,6 +1,6 @@
 #pragma once
 
-/// Whether debug_print prints; false at start.
+/// True if debug_print prints; false at start.
 void set_debug(bool on);
 bool debug_is_on();
 

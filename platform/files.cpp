@@ -13,10 +13,10 @@ bool is_regular(const Fd &fd)
     return fd && fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// Empty when path is no regular file or cannot be opened.
+// Empty if path is not a regular file or cannot be opened.
 Fd open_regular(const char *path)
 {
-    // Non-blocking, so that a FIFO without a writer does not hold us up before it is known what it is.
+    // Non-blocking, because path may be a FIFO without a writer.
     Fd fd{open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
     return is_regular(fd) ? std::move(fd) : Fd{};
 }

@@ -43,27 +43,27 @@ struct DirectoryClose {
 };
 using Directory = std::unique_ptr<DIR, DirectoryClose>;
 
-/// Whether entry is "." or "..".
+/// True if entry is "." or "..".
 bool entry_is_dots(const dirent &entry);
 
-/// Whether entry, whose whole path is path, is a directory; asked of the file system where the entry does not tell. A
-/// symbolic link is none.
+/// True if entry, whose whole path is path, is a directory. If the entry has no type, the file system is asked. A
+/// symbolic link is not a directory.
 bool entry_is_directory(const char *path, const dirent &entry);
 
-/// Opens a regular file for reading, and never waits for one that is none (a FIFO). Null when path is none or cannot be
+/// Opens a regular file for reading, and never blocks on a FIFO. Null if path is not a regular file or cannot be
 /// opened.
 File open_regular_file(const char *path);
 
-/// Reads the first max_length bytes of a regular file into out, as far as they fit; the rest of out becomes zero. Never
-/// waits: what is not a regular file is not read.
-/// @return bytes read, 0 for an empty file; -1 when path is no regular file or cannot be read, out is then all zero
+/// Reads up to max_length bytes of a regular file into out, cut at its capacity; the rest of out becomes zero. Never
+/// blocks: a file that is not regular is not read.
+/// @return bytes read, 0 for an empty file; -1 if path is not a regular file or cannot be read, out is then all zero
 int read_file(const char *path, size_t max_length, TextOut out);
 
 /// True if reading path cannot block: it is a regular file or does not exist.
 bool can_be_read_to_its_end(const char *path);
 
-/// Replaces the content of path (new_mode less the umask where it is new; mode and owner stay where it is not). A
-/// regular file has the old content or the new one at every moment, and keeps the old one when the new cannot be
-/// written whole; what is no regular file is written in place.
+/// Replaces the content of path. A new file gets new_mode less the umask; an existing file keeps its mode and owner. A
+/// regular file has either the old content or the new content at every moment, and keeps the old content if the new
+/// content cannot be written whole. A file that is not regular is written in place.
 /// @return 0; -1 when the file cannot be opened; -2 when it could not be written whole
 int write_file(const char *path, std::string_view content, mode_t new_mode = 0644);

@@ -11,7 +11,7 @@ constexpr std::string_view replacement_character = "\xEF\xBF\xBD"; // U+FFFD
 // json-c counts a text's bytes in an int, and a replaced byte grows to three.
 constexpr size_t longest_text = INT_MAX / replacement_character.size();
 
-// Length of the UTF-8 sequence (RFC 3629) at the front of text, 0 when there is no valid one.
+// Length of the UTF-8 sequence (RFC 3629) at the start of text, 0 if it is not valid.
 size_t utf8_sequence_length(std::string_view text)
 {
     const auto byte = [text](size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
@@ -144,7 +144,7 @@ int kjson_add_boolean(json_object *object, const char *key, bool truth)
 
 int kjson_add_object(json_object *object, const char *key, Json child)
 {
-    // json-c aborts the process where the container is of another type.
+    // json-c aborts the process if the container is of another type.
     if (!child || !json_object_is_type(object, json_type_object))
         return -1;
     if (json_object_object_add(object, key, child.get()) != 0)

@@ -12,11 +12,11 @@ struct JsonPut {
 /// A JSON value owned here. A plain json_object pointer is always borrowed.
 using Json = std::unique_ptr<json_object, JsonPut>;
 
-/// A reference of our own to a value that somebody else owns.
+/// A new reference to a value that another object owns.
 Json json_share(json_object *object);
 
-/// text as a JSON string of valid UTF-8: every byte that is part of no valid sequence becomes U+FFFD, so that what a
-/// modem or a file holds never makes a document that cannot be parsed.
+/// text as a JSON string of valid UTF-8. Every byte outside a valid sequence becomes U+FFFD, so that no bytes of a
+/// modem or a file can break the document.
 Json json_text(std::string_view text);
 
 /// Whether text is valid UTF-8 throughout; an empty one is.
@@ -39,7 +39,7 @@ bool kjson_get_boolean(json_object *object, const char *key);
 /// The member itself, borrowed; null when absent.
 json_object *kjson_get_object(json_object *object, const char *key);
 
-/// Replaces a member of the same name. @return 0; -1 without memory, or when the container is no object (or array)
+/// Replaces a member of the same name. @return 0; -1 without memory, or if the container is not an object (or array)
 int kjson_add_string(json_object *object, const char *key, std::string_view text);
 int kjson_add_int(json_object *object, const char *key, int32_t number);
 int kjson_add_double(json_object *object, const char *key, double number);

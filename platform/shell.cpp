@@ -14,7 +14,7 @@ namespace {
 
 constexpr size_t longest_output = size_t{1024} * 1024;
 
-// While this lives, a SIGCHLD handler of the process cannot take the exit status of our child.
+// While this lives, no SIGCHLD handler of the process can take the exit status of this child.
 class ChildSignalBlocked {
   public:
     ChildSignalBlocked()
@@ -32,10 +32,11 @@ class ChildSignalBlocked {
     sigset_t before_;
 };
 
-// What follows a fork calls only async-signal-safe functions: the process may have other threads.
+// After a fork only async-signal-safe functions are called: the process may have other threads.
 
-// A server ignores or blocks signals that shell scripts rely on (SIGPIPE ends the writer of a pipe, SIGTERM what runs
-// too long), so they get their default back. The three that nohup and "&" ignore on purpose stay as they are.
+// A server may ignore or block signals that shell scripts need: SIGPIPE ends the writer of a pipe, SIGTERM a command
+// that runs too long. So they get their default action back. The three signals that nohup and "&" ignore on purpose
+// stay as they are.
 void reset_signals()
 {
     for (int number = 1; number < NSIG; number++)
@@ -94,8 +95,8 @@ int wait_for(pid_t child)
     return ended == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// A running command with its standard output. At the end of its scope what is left of the output is thrown away (a
-// command whose reader goes away would be killed halfway), and the command's end is waited for.
+// A running command with its standard output. The end of the scope reads and discards the rest of the output, because a
+// command whose reader goes away would be killed halfway, and waits for the command to end.
 class ShellOutput {
   public:
     explicit ShellOutput(ShellCommand command)
@@ -145,7 +146,7 @@ class ShellOutput {
     std::array<char, 4096> piece_;
 };
 
-// The command's output up to the first ending, all of it where ending is a zero byte.
+// The command's output up to the first ending; all of it if ending is a zero byte.
 int store_output(ShellCommand command, char ending, TextOut out)
 {
     out.clear();
@@ -198,7 +199,7 @@ HeapText getShellCommandReturnDynamic(ShellCommand command)
 int getUciReturn(const char *path, TextOut out)
 {
     out.clear();
-    // The quotes keep "@type[0]" from being read as a file name pattern; a path that could leave them is none.
+    // The quotes keep the shell from reading "@type[0]" as a file name pattern. A path with a quote is refused.
     if (strchr(path, '\''))
         return -1;
     return getShellCommandReturnLine(ShellLine<256>{"uci -q get '{}'", Piece::as_it_came(path)}, out);
@@ -224,7 +225,7 @@ int fork_exec2(ShellCommand command)
     const pid_t child = fork();
     if (child == 0) {
         setsid();
-        // The command is a grandchild, so that init and not this process sees its end.
+        // The command is a grandchild, so that init collects it and not this process.
         const pid_t background = fork();
         if (background != 0)
             _exit(background > 0 ? 0 : not_started);

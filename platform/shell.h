@@ -2,10 +2,11 @@
 
 #include "platform/shell_line.h"
 
-// All run the command with /bin/sh. All but fork_exec2 wait for its end and leave it the program's standard error. A
-// command that cannot be started prints nothing, and an empty one is never started. Zero bytes in an output are left out.
+// All run the command with /bin/sh. All except fork_exec2 wait for its end, and the command shares the program's
+// standard error. A command that cannot be started prints nothing, and an empty command is never started. Zero bytes in
+// an output are left out.
 
-/// What the command prints, cut at out's capacity (the rest is read and thrown away). @return bytes stored, -1 when the
+/// What the command prints, cut at out's capacity (the rest is read and discarded). @return bytes stored, -1 when the
 /// command could not be started
 int getShellCommandReturn(ShellCommand command, TextOut out);
 
@@ -23,7 +24,8 @@ int getUciReturn(const char *path, TextOut out);
 /// process that ignores SIGCHLD (the system then keeps no status)
 int execCommand(ShellCommand command);
 
-/// Starts the command in a session of its own, with none of our descriptors and /dev/null as its standard streams, and
-/// does not wait: a caller that captures our output is not held up by it. Its end leaves no zombie behind.
+/// Starts the command in a new session and does not wait for it. The command gets none of the program's descriptors,
+/// and /dev/null as its standard streams: a caller that captures the program's output does not wait for it. It leaves
+/// no zombie.
 /// @return 0, -1 when it could not be started
 int fork_exec2(ShellCommand command);

@@ -5,15 +5,15 @@
 #include "platform/text.h"
 
 // The one gate to the shell. Only these two types go through it: a ShellCommand, which is a literal of this program,
-// and a ShellLine, which is a literal with checked texts in its holes. Neither can be made of a text that is read at
+// and a ShellLine, which is a literal with checked texts in its holes. Neither can be made from a text that is read at
 // run time.
 
-/// One text for a hole of a ShellLine, with the class of characters that it must be made of. All classes take letters
-/// and digits, and none takes what the shell reads as more than a part of a word. A text that starts with '-', which a
-/// command would take for an option, is in no class, and an empty one in `plain` only.
+/// One text for a hole of a ShellLine, with the class of characters that it may contain. All classes allow letters and
+/// digits. None allows a character that could end the command or start another one. No class allows a text that starts
+/// with '-', which a command would read as an option. Only `plain` allows an empty text.
 class Piece {
   public:
-    /// A text and where it ends: at its zero byte, or there.
+    /// A text that ends at its zero byte, or after size bytes.
     struct Source {
         constexpr Source(const char *text) : start(text), size(up_to_zero) {}
         constexpr Source(std::string_view text) : start(text.data()), size(static_cast<uint32_t>(text.size())) {}
@@ -21,10 +21,10 @@ class Piece {
         const char *start;
         uint32_t size;
     };
-    static constexpr Piece code(Source text) { return {text, Class::code}; }       ///< no others: IMSI, network code
+    static constexpr Piece code(Source text) { return {text, Class::code}; }       ///< only those: IMSI, network code
     static constexpr Piece address(Source text) { return {text, Class::address}; } ///< and '.', ':'
     static constexpr Piece bus(Source text) { return {text, Class::bus}; }         ///< and '-', '.'
-    /// And '_', '-', '.'; at most 45 bytes, more than any interface's name has.
+    /// And '_', '-', '.'; at most 45 bytes, which is longer than any interface name.
     static constexpr Piece interface(Source text) { return {text, Class::interface}; }
     static constexpr Piece path(Source text) { return {text, Class::path}; } ///< and '_', '-', '.', '/', ':'; no "/.."
     static constexpr Piece plain(Source text)
@@ -45,8 +45,8 @@ class Piece {
     Class class_;
 };
 
-/// A literal with "{}" for each of a line's pieces. Any other number of holes does not compile, and neither does a text
-/// that is not known then.
+/// A literal with one "{}" for each piece of the line. Another number of holes does not compile, and neither does a
+/// text that is not known at compile time.
 template <size_t Holes> class ShellPattern {
   public:
     consteval ShellPattern(const char *literal) : text_(literal)
@@ -68,11 +68,11 @@ template <size_t Holes> class ShellPattern {
 
 enum class WhenTooLong : bool { empty, cut };
 
-/// What ShellLine stores. Empty when a piece is not of its class.
+/// Composes the line that a ShellLine stores. It is empty if a piece does not fit its class.
 void fill_shell_line(TextOut out, const char *pattern, const Piece *pieces, WhenTooLong when_too_long);
 
 /// A command for the shell of at most N - 1 bytes: ShellLine<64>{"ifdown {}", Piece::interface(name)}. It is empty, and
-/// an empty line is never run, when a piece is not of its class or when the line does not fit.
+/// an empty line is never run, if a piece does not fit its class or the line is too long.
 template <size_t N> class ShellLine {
   public:
     template <std::same_as<Piece>... Pieces>
@@ -80,7 +80,7 @@ template <size_t N> class ShellLine {
         : ShellLine(WhenTooLong::empty, pattern.c_str(), pieces...)
     {
     }
-    /// One that is cut where it does not fit, for the lines that promise that.
+    /// A line that is cut if it is too long, for the lines that promise that.
     template <std::same_as<Piece>... Pieces>
     static ShellLine cut(ShellPattern<sizeof...(Pieces)> pattern, Pieces... pieces)
     {
@@ -109,7 +109,7 @@ class ShellCommand {
     constexpr ShellCommand() = default;
     consteval ShellCommand(const char *literal) : text_(literal)
     {
-        // Reading it also keeps out an array that the program could fill later.
+        // Reading it also refuses an array that the program could fill later.
         if (std::string_view{literal}.empty())
             abort(); // is no constant expression, and so no program
     }

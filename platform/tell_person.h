@@ -1,8 +1,8 @@
 #pragma once
 
-/// Whether a person watches: standard error is a terminal.
+/// True if a person watches: standard error is a terminal.
 bool person_watches();
 
-/// Tells the person at the terminal what the promised output leaves out: "modemctl: ", the text and a line end on
-/// standard error. Prints nothing where that is no terminal, so no script ever sees it.
+/// Prints what the promised output leaves out, for the person at the terminal: "modemctl: ", the text and a line end on
+/// standard error. Prints nothing if that is not a terminal, so no script ever sees it.
 void tell_person(const char *format, ...) __attribute__((format(printf, 1, 2)));

@@ -8,8 +8,8 @@
 #include <memory>
 #include <string_view>
 
-/// A text that somebody else holds, open for writing: its bytes and their number together, made from any Text.
-/// What does not fit is cut; the last byte stays zero. A TextOut of no bytes takes nothing.
+/// The bytes of a Text that a function may fill, and their number. What does not fit is cut; the last byte stays zero.
+/// A TextOut of no bytes takes nothing.
 class TextOut {
   public:
     constexpr TextOut(char *bytes, size_t capacity) : bytes_(bytes), capacity_(capacity) {}
@@ -85,14 +85,14 @@ struct Free {
 /// A text from the heap, zero-terminated.
 using HeapText = std::unique_ptr<char, Free>;
 
-/// The first count characters of text, all of it where it is shorter (string_view::substr would need the exception
-/// support of libstdc++).
+/// The first count characters of text, or all of a shorter text (string_view::substr would need the exception support
+/// of libstdc++).
 constexpr std::string_view first_characters(std::string_view text, size_t count)
 {
     return {text.data(), count < text.size() ? count : text.size()};
 }
 
-/// text without its first count characters, empty where it is shorter.
+/// text without its first count characters, empty if it is shorter.
 constexpr std::string_view without_first(std::string_view text, size_t count)
 {
     text.remove_prefix(count < text.size() ? count : text.size());
@@ -104,13 +104,13 @@ constexpr bool is_digit(char character)
     return character >= '0' && character <= '9';
 }
 
-/// Whether text holds nothing but letters, digits and the characters of others; an empty one does. For what goes into a
-/// shell command or a path.
+/// True if text holds only letters, digits and the characters of others, or is empty. For texts that go into a shell
+/// command or a path.
 bool is_made_of(std::string_view text, std::string_view others);
 
-/// Whether the first count characters of text are there and are all decimal digits.
+/// True if text has at least count characters and the first count are decimal digits.
 bool starts_with_digits(std::string_view text, size_t count);
 
-/// The integer that text starts with by strtol's rule (white space, a sign, digits), the nearest one beyond 32 bits; 0
-/// without digits. json-c reads a string as a number in the same way.
+/// The integer at the start of text by strtol's rule (white space, a sign, digits); 0 without digits. A number beyond
+/// 32 bits becomes the nearest one. json-c reads a string as a number in the same way.
 int32_t text_to_int(const char *text);

@@ -15,23 +15,22 @@ extern "C" {
 
 #include "platform/shell.h"
 
-// The exchange with ubusd runs in a child process. Connecting to ubus takes over the process's signal handlers, leaves
-// descriptors open, and, like looking up, waits for ever on an ubusd that does not answer; and this code lives in
-// somebody else's process, beside other threads. A child can do none of that to its parent, and the kernel ends it when
-// its time is over. It costs a fork of about a millisecond, as every shell command does that goes the same ways.
+// The exchange with ubusd runs in a child process, because this code may run in another program's process, beside other
+// threads. Connecting to ubus replaces the process's signal handlers and leaves descriptors open. Connecting and
+// looking up wait for ever if ubusd does not answer. A child can do none of that to its parent, and the kernel ends it
+// when its time is over. It costs one fork, about a millisecond, like any shell command.
 
 namespace {
 
 constexpr int timed_out = UBUS_STATUS_TIMEOUT;
 constexpr int no_connection = -1;
 
-/// What the calling process and its child share, instead of a pipe: no descriptor is opened that a fork in another
-/// thread could keep open. The child writes, and is gone before the caller reads. Pages that nobody touches take no
-/// memory.
+/// Memory that the calling process and its child share. It replaces a pipe, whose descriptor a fork in another thread
+/// could keep open. The child writes, and has ended before the caller reads. Untouched pages take no memory.
 struct Exchange {
-    UbusStep step;           ///< the step that is under way
+    UbusStep step;           ///< the current step
     int code;                ///< its result
-    char reply[1024 * 1024]; ///< the reply's JSON text, empty where there is none; ubusd's messages end at this size
+    char reply[1024 * 1024]; ///< the reply's JSON text, empty without a reply; ubusd's messages are no larger
 };
 
 struct Call {
@@ -71,7 +70,7 @@ void keep_reply(ubus_request *request, int, blob_attr *message)
         memcpy(exchange->reply, text.get(), strlen(text.get()) + 1);
 }
 
-/// @return the status of the step that exchange.step names then. Nothing is released: the process ends.
+/// @return the status of the step in exchange.step. Nothing is released, because the process ends.
 int run_steps(Exchange &exchange, const Call &call)
 {
     ubus_context *context = ubus_connect(call.socket);
@@ -88,7 +87,7 @@ int run_steps(Exchange &exchange, const Call &call)
     return ubus_invoke(context, id, call.method, arguments.head, keep_reply, &exchange, call.timeout_ms);
 }
 
-/// Runs the steps and ends the process. Where a step does not come back, the timer's signal ends it.
+/// Runs the steps and ends the process. If a step does not return, the timer's signal ends it.
 [[noreturn]] void run_child(Exchange &exchange, const Call &call)
 {
     signal(SIGALRM, SIG_DFL);
@@ -138,15 +137,15 @@ UbusResult ubus_call(const char *object, const char *method, int timeout_ms, con
     if (!exchange)
         return {UbusStep::connect, no_connection, nullptr};
     exchange->step = UbusStep::connect;
-    exchange->code = timed_out; // as it stays when the timer ends the child
+    exchange->code = timed_out; // stays so if the timer ends the child
 
     const pid_t child = fork_without_signals();
     if (child < 0)
         return {UbusStep::connect, no_connection, nullptr};
     if (child == 0)
         run_child(*exchange, {object, method, timeout_ms, socket});
-    // Where the host process ignores SIGCHLD or collects its children itself, this fails, but not before the child is
-    // gone.
+    // This fails if the host process ignores SIGCHLD or collects its children itself, but only after the child has
+    // ended.
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR)
         continue;
     return {exchange->step, exchange->code, exchange->reply[0] ? parse_object(exchange->reply) : nullptr};

@@ -9,17 +9,16 @@ struct blob_attr;
 /// points at. An empty or unreadable message leaves it null.
 void receive_call_result_data(ubus_request *request, int type, blob_attr *message);
 
-/// Where a call can fail, for callers that tell them apart.
+/// The steps at which a call can fail.
 enum class UbusStep { connect, lookup, invoke, done };
 
 struct UbusResult {
     UbusStep step; ///< the step that failed; done when none did
     int code;      ///< libubus's status: 0 success, 4 not found, 7 timed out ...; -1 without a connection
-    Json reply;    ///< the answer as an object; null where there was none
+    Json reply;    ///< the answer as an object; null if there was none
 };
 
-/// Calls method of object without arguments, on a connection of its own that is closed again. timeout_ms (above 0)
-/// bounds connecting, looking up and the call together: a ubusd or an owner that does not answer costs that much and no
-/// more, and gives code 7. The process's signal handlers and open descriptors are the same afterwards as before. A null
-/// socket is ubusd's usual one.
+/// Calls method of object without arguments, over a new connection. timeout_ms (above 0) limits connecting, looking up
+/// and the call together: if ubusd or the object's owner does not answer, the call ends after that time with code 7.
+/// The process's signal handlers and open descriptors do not change. A null socket means ubusd's usual socket.
 UbusResult ubus_call(const char *object, const char *method, int timeout_ms, const char *socket = nullptr);

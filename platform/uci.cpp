@@ -42,7 +42,7 @@ struct UciContext {
 
 namespace {
 
-// Control characters but these would be dropped when the saved change is read back, and the old value would stay.
+// libuci drops other control characters when it reads the saved change back, and the old value would stay.
 bool is_storable(std::string_view text)
 {
     return std::none_of(text.begin(), text.end(), [](char character) {
@@ -63,7 +63,7 @@ std::string_view package_of(const char *path)
     return first_characters(text, text.find('.'));
 }
 
-// A path with a value in it is none here.
+// A path that contains a value is refused.
 bool look_up(const Uci &context, const char *path, UciPath &pieces, uci_ptr &found)
 {
     found = {};
@@ -130,8 +130,8 @@ Fd take_lock(const char *folder, const char *package)
     return lock;
 }
 
-// The first write to a package: nobody else of us changes it until our commit, and what others did before is read.
-// @return null where the package cannot be one, or too many are being written
+// The first write to a package: no other call of the program changes it until the commit, and earlier changes are read.
+// @return null if the name cannot be a package, or if too many are being written
 Writing *start_writing(const Uci &context, std::string_view package)
 {
     if (!is_package_name(package))
@@ -213,7 +213,7 @@ uint64_t written_size(const uci_package &package)
     return size;
 }
 
-// Where the file system does not tell, there is room.
+// If the file system does not answer, there is room.
 bool has_room(const char *path, uint64_t bytes)
 {
     struct statvfs status;

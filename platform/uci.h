@@ -10,13 +10,13 @@
 // Names and paths are "package.section.option"; a section may be "@type[0]".
 //
 // Writes stay in the context until they are committed. From the first write to the commit the context holds the
-// package's writer lock ("/var/lock/modemctl.<package>.lock"), so that two of us that change one package at the same
-// time both keep their changes; after 5 s without it, or where it cannot be had at all, it goes on without. The first
-// write also reads the package anew, so it builds on what others have committed since. A context has room for
-// max_written_packages between first write and commit, and refuses the next one.
+// package's writer lock ("/var/lock/modemctl.<package>.lock"), so that two calls of the program that change one package
+// at the same time both keep their changes. If the lock is not free after 5 s, or cannot be made, the context goes on
+// without it. The first write also reads the package again, so it builds on what other programs have committed since. A
+// context can hold max_written_packages between first write and commit, and refuses the next one.
 //
-// A commit is not tried where the file system has no room for the new file: the old file stays as it is, the commit
-// fails, and the writes stay in the context, which a later commit can write.
+// If the file system has no room for the new file, the commit fails at once: the old file stays as it is, and the
+// writes stay in the context for a later commit.
 
 inline constexpr int max_written_packages = 8;
 
@@ -24,7 +24,7 @@ struct UciContext;
 struct UciFree {
     void operator()(UciContext *context) const;
 };
-/// A context. Everything accepts a null one and fails.
+/// A context. Every function accepts a null context and fails.
 struct Uci : std::unique_ptr<UciContext, UciFree> {
     using unique_ptr::unique_ptr;
 
@@ -34,12 +34,12 @@ struct Uci : std::unique_ptr<UciContext, UciFree> {
     bool is_on(const char *path) const { return text<8>(path) == "1"; }
 };
 
-// The functions that our code uses.
+// The functions that the program uses.
 
 Uci kuci2_init();
 void kuci2_free(Uci context);
-/// out is empty when the option is missing; a list reads as its items with a blank between. With a section only: its
-/// type.
+/// out is empty if the option is missing; a list reads as its items with a space between them. A path of a section only
+/// reads its type.
 /// @return 0; -1 when missing
 int kuci2_get(const Uci &context, const char *path, TextOut out);
 /// The same by parts; a null option reads the section's type.
@@ -52,19 +52,19 @@ template <size_t N> Text<N> Uci::text(const char *path) const
 }
 /// Item index (from 0) of a list option; a single value is a list of one. @return 0; -1 when missing, out is then empty
 int kuci2_get_list_index(const Uci &context, const char *path, int index, TextOut out);
-/// @return 0; -1 when libuci refuses, or value holds a control character that its files cannot
+/// @return 0; -1 if libuci refuses, or if value has a control character that its files cannot hold
 int kuci2_set(const Uci &context, const char *path, const char *value);
 /// A null option sets the section's type, which creates the section.
 int kuci2_set_name(const Uci &context, const char *package, const char *section, const char *option, const char *value);
 int kuci2_add_list(const Uci &context, const char *path, const char *value);
 /// Deletes an option or a section. @return 0; -1 when it is not there
 int kuci2_delete(const Uci &context, const char *path);
-/// Makes the context's changes to package, and everybody's saved ones, the file's content; readers see the old file or
-/// the new one, never a part. @return 0; -1 when the file cannot be written, it is then as it was
+/// Writes the context's changes to package, and the saved changes of all programs, into the file. Readers see the old
+/// file or the new file, never a part. @return 0; -1 if the file cannot be written, it is then unchanged
 int kuci2_commit(const Uci &context, const char *package);
 
-/// Whether the configuration's file systems have room for a commit of package as it is, with a little more. The uci
-/// command, unlike a context, commits without asking and empties the file where there is none.
+/// True if the file systems of the configuration have room for a commit of package as it is, and a little more. The uci
+/// command does not check this, and without room it empties the file.
 bool kuci_has_room(const char *package);
 
 // The same functions under the names of the router maker's library for writers of one configuration. Code that was

@@ -6,7 +6,7 @@
 struct UciFolders {
     Text<64> config; ///< the packages' files
     Text<64> saved;  ///< saved changes
-    Text<64> lock;   ///< our writer locks
+    Text<64> lock;   ///< the writer locks of this program
 };
 
 /// As kuci2_init, with other folders.

@@ -17,7 +17,7 @@ bool holds(const Line &line, std::string_view part)
     return line.view().find(part) != std::string_view::npos;
 }
 
-// A line with its line end; what does not fit is passed over. @return false at the end of the file
+// A line with its line end; the part that does not fit is skipped. @return false at the end of the file
 bool read_line(FILE *file, Line &line)
 {
     line.clear();

@@ -27,7 +27,7 @@ bool is_message_name(const char *name)
     return *name != '\0' && strchr(name, '/') == nullptr;
 }
 
-// @return whether path holds the whole path
+// @return true if path holds the whole path
 bool make_path(SpoolPath &path, const char *folder, const char *name)
 {
     return path.out().assign_format("%s%s", folder, name);

@@ -6,8 +6,8 @@
 
 #include "sms/utf8.h"
 
-// Written out here, because the C libraries do not agree on the byte order of what they call "UCS2", and because the
-// one of small routers brings 140 kB of other alphabets' tables into a program that is linked statically.
+// Written out here for two reasons: C libraries differ in the byte order of "UCS2", and musl's iconv adds 140 kB of
+// tables to a static program.
 
 namespace {
 
@@ -48,7 +48,7 @@ bool is_surrogate(uint32_t unit)
     return unit >= 0xd800 && unit < 0xe000;
 }
 
-// Nothing at the end and for a surrogate that has no partner behind it.
+// Nothing at the end, and for a surrogate without a partner after it.
 std::optional<uint32_t> take_character(Body &body)
 {
     constexpr uint32_t first_low_surrogate = 0xdc00;

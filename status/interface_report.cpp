@@ -30,7 +30,7 @@ InterfaceState report_state(json_object *result, json_object *status)
     return state;
 }
 
-// @return whether status tells an IPv4 address
+// @return true if status contains an IPv4 address
 bool add_address(json_object *result, json_object *status)
 {
     json_object *addresses = kjson_get_object(status, "ipv4-address");

@@ -64,7 +64,7 @@ const Technology *technology_of(json_object *cache)
 Json read_signal_cache(const char *bus)
 {
     const auto file = state_path(bus, "signal");
-    if (file.empty() || !can_be_read_to_its_end(file.c_str())) // "cat" would wait for a pipe's writer for ever
+    if (file.empty() || !can_be_read_to_its_end(file.c_str())) // "cat" would wait for ever for the writer of a pipe
         return nullptr;
     const HeapText text = getShellCommandReturnDynamic(compose_read_signal_cache(bus));
     Json cache{text == nullptr ? nullptr : json_tokener_parse(text.get())};
@@ -106,7 +106,7 @@ int signal_details(const char *bus, json_object *array, int32_t &level)
     Json details{json_object_new_object()};
     add_cached_signal(read_signal_cache(bus).get(), details.get());
     kjson_array_add(array, std::move(details));
-    // Reads the file a second time, on purpose: the writer may have replaced it, and scripts count on the level being
-    // the latest. It also keeps the commands that are run what they were.
+    // Reads the file a second time, on purpose: the writer may have replaced it, and scripts depend on the latest
+    // level. It also keeps the list of commands that are run unchanged.
     return evaluate_signal_cache(bus, level);
 }

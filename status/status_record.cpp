@@ -61,7 +61,8 @@ int read_generation(const ModemDriver &rec, int32_t &level, json_object *result)
         Json signals{json_object_new_array()};
         const int generation = rec.ops.get_signal(rec, signals.get(), level);
         kjson_add_object(result, "signal_info", std::move(signals));
-        return generation & 0xff; // one byte is the generation; a failure, -1, becomes 255, which has no mode
+        // One byte counts, because the web pages were made for it: a failure, -1, becomes 255, which has no mode.
+        return generation & 0xff;
     }
     if (cmm_check_file_is_exist(state_path(rec.bus.c_str(), "signal").c_str()))
         return evaluate_signal_cache(rec.bus.c_str(), level);

@@ -29,11 +29,11 @@ void add_bytes(json_object *result, double received, double sent)
 
 bool is_passed_through()
 {
-    // Read into two bytes: any value that begins with 1 switches it on here.
+    // Only the first character is read: any value that begins with 1 switches it on here.
     return kuci2_init().text<2>("devconf.passthrough.enable") == "1";
 }
 
-// @return false when device is no PPP device
+// @return false if device is not a PPP device
 bool add_ppp_traffic(json_object *result, const char *device)
 {
     const Fd socket_fd{socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
@@ -88,12 +88,12 @@ void add_net_dev_traffic(json_object *result, const char *device, const char *pa
 {
     const File file{fopen(path, "re")};
     if (file == nullptr) {
-        // Watchers of the log look for this text, so the names in it are not this function's.
+        // Log watchers search for this text, so it names another function and line on purpose.
         syslog(LOG_ERR, "Function:%s Line:%d can't open 'proc/net/dev': No such file or directory\n",
                "get_ppp_ifstats_by_proc_net_dev", 141);
         return;
     }
-    Text<4> header; // two reads of it end within the first heading; the rest of the headings matches no device
+    Text<4> header; // two reads skip into the first heading line; what is left of the two headings matches no device
     for (int part = 0; part < 2; part++)
         if (fgets(header.data(), static_cast<int>(header.capacity()), file.get()) == nullptr)
             return;

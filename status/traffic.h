@@ -4,10 +4,10 @@
 
 #include "platform/json.h"
 
-/// Adds what the kernel tells of a network device ("wwan0", "3g-modem"): "download" and "upload", bytes since the
-/// device came up, as numbers, and for its IPv4 address "ip_addr" (left out where the address is passed through to a
-/// host of the LAN, devconf.passthrough.enable "1") and "gateway". A device with a link-layer address has the link's
-/// statistics, 32 bits wide; a point-to-point device those of PPP or else the texts of /proc/net/dev.
+/// Adds what the kernel reports about a network device ("wwan0", "3g-modem"): "download" and "upload", bytes since the
+/// device came up, as numbers, and for its IPv4 address "ip_addr" (left out if the address is passed through to a host
+/// of the LAN, devconf.passthrough.enable "1") and "gateway". For a device with a link-layer address these are the
+/// link's statistics, 32 bits wide; for a point-to-point device those of PPP, or else the texts of /proc/net/dev.
 /// @return 0, also for a device that does not exist; -1 when the addresses cannot be read
 int add_traffic(json_object *result, const char *device);
 

@@ -23,17 +23,17 @@ int32_t wifi_channel_hint(const LteBands &bands);
 /// fixes it.
 int32_t read_lte_band(const char *bus, int32_t control_port, int place);
 
-/// Finds the bands of the modems that are present. @return 0; -1 without any, and on boards that have no 2.4 GHz radio
-/// of their own to move
+/// Finds the bands of the modems that are present. @return 0; -1 without any, and on boards without a 2.4 GHz radio
+/// that the program may move
 int check_interference(LteBands &bands);
 
 /// Moves a radio that finds its channel by itself away from the bands, by writing a fixed channel and restarting the
 /// Wi-Fi. A channel that a user has chosen is left alone, so after one move nothing happens until "auto" is set again.
 void avoid_interference(const LteBands &bands);
 
-// What the configuration tells. Both are -1 while the main network and the guests' are switched off.
+// What the configuration says. Both are -1 while the main network and the guest network are switched off.
 
 /// @return 0 for "auto" or none
 int32_t pick_configured_channel(bool is_off, std::string_view channel);
-/// Whether the live channel counts: the radio is on and finds its channel by itself.
+/// True if the live channel counts: the radio is on and chooses its channel itself.
 bool is_channel_free(bool is_off, std::string_view channel);

@@ -30,7 +30,7 @@ int print_not_supported()
 
 int run_at(const CommandRun &run)
 {
-    // CR LF and the terminating zero make it 256 bytes, which every modem's command line takes.
+    // With CR LF and the terminating zero these are 256 bytes, which every modem accepts.
     constexpr size_t longest_command = 253;
     if (run.arguments.empty()) {
         puts("\nUsage:<modemctl> <AT> [device] <command>");
@@ -90,13 +90,14 @@ int run_cells(const CommandRun &run)
 int run_iccid(const CommandRun &run)
 {
     Text<21> iccid;
-    run.rec.ops.get_iccid(run.rec, iccid); // the digits that it read are shown also when they are too few
+    run.rec.ops.get_iccid(run.rec, iccid); // its digits are printed even if there are too few
     puts(iccid.c_str());
     return 0;
 }
 
 int run_thermal(const CommandRun &run)
 {
+    // Two spaces: scripts compare the whole text.
     puts(run.rec.ops.set_thermal(run.rec) == 0 ? "thermal setting  success" : "thermal setting failed");
     return 0;
 }
@@ -147,7 +148,7 @@ int run_convert(const CommandRun &run)
     const char *path = run.arguments[0];
     Text<most_bytes + 1> body;
     const int count = read_file(path, most_bytes, body);
-    // The empty line of an empty file is printed for an unreadable one too: scripts read one line in every case.
+    // An unreadable file prints an empty line, like an empty file: scripts always read one line.
     if (count < 0)
         fprintf(stderr, "%s: cannot be read\n", path);
     const std::span<const char> bytes{body.c_str(), count < 0 ? 0 : static_cast<size_t>(count)};

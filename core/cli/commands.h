@@ -13,12 +13,12 @@ struct CommandRun {
 
 inline constexpr uint8_t no_slot = UINT8_MAX; ///< every model has the command
 
-/// A command word and what it does. Results go to standard output.
+/// A command and what it does. Results go to standard output.
 struct Command {
     Text<22> word;
     int (*run)(const CommandRun &command_run); ///< @return the process's exit status
     Text<46> help;                             ///< its arguments and what it does
-    uint8_t slot = no_slot;                    ///< offset in ModemOps of the operation that it is nothing without
+    uint8_t slot = no_slot;                    ///< offset in ModemOps of the operation that it needs
     bool is_alone = false;                     ///< runs before a modem is looked for
 };
 

@@ -26,7 +26,7 @@ int report_connect(int result)
     return 0;
 }
 
-// Asks the modem once more, so only where a person reads the answer.
+// Asks the modem once more, so only if a person reads the answer.
 void tell_why_offline(const ModemDriver &rec)
 {
     Text<8> state = "READY";
@@ -79,7 +79,7 @@ int run_new_connect_auto(const CommandRun &run)
     const Uci uci = kuci2_init();
     std::array<Text<64>, setting_options.size()> texts;
     ConnectSettings settings;
-    // What is not set is handed over as an empty text, which is not the same as an absent one.
+    // An option that is not set is passed on as an empty text, which differs from an absent one.
     for (size_t i = 0; i < texts.size(); i++) {
         texts[i] = read_setting(uci, iface.c_str(), setting_options[i], setting_options[i].capacity);
         settings.*setting_options[i].member = texts[i].c_str();

@@ -29,7 +29,7 @@ struct Options {
     bool cached = false;
 };
 
-// @return false for a word that is not understood
+// @return false for an argument that is not understood
 bool read_options(std::span<char *const> words, Options &options)
 {
     const struct {
@@ -57,8 +57,8 @@ const char *one_line(json_object *object)
     return json_object_to_json_string_ext(object, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
 }
 
-// The newest report stays in the modem's state folder, for readers that must not cost the modem anything. It holds the
-// numbers of a person's card, so only its owner reads it.
+// The newest report stays in the modem's state folder, for readers that must not disturb the modem. It contains the
+// numbers of a person's card, so only its owner may read it.
 void keep_snapshot(const char *bus, json_object *report)
 {
     ensure_state_dir(bus);
@@ -121,8 +121,8 @@ void tell_reason(InfoResult result, const char *bus)
         tell_person("another program holds the port of the modem on bus %s", bus);
 }
 
-// A modem is asked in a process of its own, so that several together take no longer than the slowest. The report comes
-// back over a pipe, with the exit status behind it.
+// Each modem is asked in a separate process, so that all together take no longer than the slowest. The report comes
+// back over a pipe, followed by the exit status.
 struct Inquiry {
     pid_t child = -1;
     Fd answer;

@@ -2,7 +2,7 @@
 
 #include "core/cli/commands.h"
 
-/// `info [--json [--pretty]] [--all] [--cached]`: all that is known of a modem, as a page or as JSON.
-/// @return 0 reported, 1 no modem, 2 the modem does not answer, 3 its port is busy, 64 a word that is not understood.
-/// With --all the first of these that is not 0, and 1 without any modem
+/// `info [--json [--pretty]] [--all] [--cached]`: all that is known about a modem, as a page or as JSON.
+/// @return 0 reported, 1 no modem, 2 the modem does not answer, 3 its port is busy, 64 an argument that is not
+/// understood. With --all the first of these that is not 0, and 1 without any modem
 int run_info(const CommandRun &run);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr char no_modem[] = "there is no modem on any bus";
 
-// Null when the device on bus is no modem, or is where detection does not find it.
+// Null if the device on bus is not a modem, or is outside the tree that detection searches.
 Json describe_usb_device(const char *bus)
 {
     uint32_t vid = 0;

@@ -3,7 +3,7 @@
 #include "core/cli/commands.h"
 #include "platform/json.h"
 
-/// Lists the buses with a modem: the listed models, and what else has ports. @return 0; 1 when there is none
+/// Lists the buses with a modem: the listed models, and other devices with ports. @return 0; 1 when there is none
 int run_modems(const CommandRun &run);
 
 /// The modems of the router as objects with "bus", "model", "usb" and "ports".

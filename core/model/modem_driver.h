@@ -7,11 +7,11 @@
 
 struct ModemDriver;
 
-/// What can be asked of a modem. Any slot may be empty: the model does not have the operation, and the caller tests for
-/// it. Unless said otherwise an operation returns 0 on success and a negative value on failure, and text results go
-/// into a text that the caller has zeroed. An operation that takes a record finds the modem's AT port anew, by the
-/// record's bus and control_port; one that takes a path or a tty number uses that port; those of messages and of the
-/// interface use none.
+/// What can be asked of a modem. A slot may be empty: then the model does not have the operation, and the caller tests
+/// for it. Unless said otherwise an operation returns 0 on success and a negative value on failure, and text results go
+/// into a text that the caller has zeroed. An operation that takes a record looks up the modem's AT port again, by the
+/// record's bus and control_port. An operation that takes a path or a tty number uses that port. Operations on messages
+/// and on the interface use no port.
 struct ModemOps {
     /// Model name (200 bytes), kept per bus in the state directory.
     int (*get_model)(const char *bus, const char *port_path, TextOut out);
@@ -67,12 +67,12 @@ struct ModemOps {
 /// Bits of proto_flags. The serial connect flow tests DirectIP, wwan and NCM in this order, and dials by PPP without
 /// any of them. Nothing reads the other three; their values are part of the table, so they stay.
 enum ProtoFlag : uint32_t {
-    proto_serial = 0x01,     ///< in every model but the one of DirectIP
-    proto_qmi = 0x02,        ///< in the models with a QMI control device, but for the UC20
+    proto_serial = 0x01,     ///< in every model except the DirectIP model
+    proto_qmi = 0x02,        ///< in the models with a QMI control device, except the UC20
     proto_directip = 0x04,   ///< connects by DirectIP, on an "eth" network device
     proto_wwan = 0x10,       ///< connects over a "wwan" network device; in no model so far
     proto_ncm = 0x20,        ///< connects over an NCM network device
-    proto_quectel_4g = 0x40, ///< in the older of Quectel's LTE models
+    proto_quectel_4g = 0x40, ///< in Quectel's older LTE models
 };
 
 /// Bits of flags2.
@@ -80,10 +80,10 @@ enum SecondFlag : uint32_t {
     at_port_carries_data = 0x01, ///< the AT port may be the data device as well
 };
 
-/// What is asked about a model beside its operations and its record.
+/// Facts about a model beside its operations and its record.
 struct ModemTraits {
     Text<10> restart_command{};    ///< AT command that restarts it; empty: a reset sends nothing
-    bool restarts_for_sim = false; ///< the command serves a change of SIM too, else its power is switched
+    bool restarts_for_sim = false; ///< a change of SIM sends the command too, else it switches the power
     bool drops_when_asked = false; ///< asking it for its SIM ends its connection
 };
 

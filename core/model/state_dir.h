@@ -6,9 +6,9 @@
 
 // "/tmp/modem.<bus>", the folder in which the program keeps what it learned about the modem on a bus: "modem-name",
 // "modem-imei", "cimi", "signal", "fail_count". It lives in /tmp, where any user can create the folder first, so every
-// path into it is made here, and whoever reads or changes a file in it asks state_path, which checks the owner.
+// path into it is made here. Code that reads or changes a file in it uses state_path, which checks the owner.
 
-/// The folder itself, whoever owns it: for the commands that remove it or a part of it.
+/// The folder itself, whatever its owner: for the commands that remove it or a part of it.
 Text<100> state_dir(const char *bus);
 
 /// Makes "/tmp/modem.<bus>" (mode 0755) if it is missing.

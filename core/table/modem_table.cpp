@@ -121,8 +121,8 @@ constexpr int disconnect_polls = 5;
 constexpr char none[] = "xxx"; // no such network device; settings and reports show this word
 
 // clang-format off
-// A new model is a new row, anywhere above the last one. UC20 and EC200T restart otherwise than their relatives on
-// purpose: web pages count on it.
+// A new model is a new row, anywhere above the last one. UC20 and EC200T restart differently from their relatives on
+// purpose: web pages depend on it.
 constexpr ModemDriver rows[] = {
     {.name = "EC20", .vid = 0x05c6, .pid = 0x9215, .modem_id = 0,
      .control_port = 2, .data_port = 3, .qmi_port = 4,

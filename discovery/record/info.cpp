@@ -84,7 +84,7 @@ AskResult ask(void *context, const Question &question, TextOut reply)
     return AskResult::stopped;
 }
 
-// A device that is not listed may have its AT port anywhere: the first port that answers "AT" is it.
+// A device that is not listed may have its AT port anywhere: the first port that answers "AT" is the one.
 InfoResult open_answering_port(const char *bus, AtSession &session)
 {
     const Json ports{json_object_new_array()};

@@ -13,7 +13,7 @@
 
 namespace {
 
-// The record of no modem: only its modem_id means something.
+// The record without a modem: only its modem_id has a meaning.
 ModemDriver no_modem()
 {
     ModemDriver rec{};
@@ -21,7 +21,7 @@ ModemDriver no_modem()
     return rec;
 }
 
-// Adds "ports". @return whether the bus has any
+// Adds "ports". @return true if the bus has any
 bool add_ports(json_object *info, const char *bus)
 {
     Json ports{json_object_new_array()};

@@ -12,10 +12,9 @@ enum class RecordForm {
                ///< status record, "apns" where the carrier has a fixed one, and "operators"
 };
 
-/// Turns a bus into the record of the modem on it, and describes the modem in info (an object of the caller's). out_rec
-/// receives a whole record in every case; its modem_id is -1 when no usable modem was found, or
-/// when the bus has more characters than a record holds (9). A modem that does not
-/// answer only leaves members out.
+/// Turns a bus into the record of the modem on it, and describes the modem in info, an object of the caller. out_rec
+/// always receives a whole record. Its modem_id is -1 if no usable modem was found, or if the bus is longer than a
+/// record holds (9 characters). If the modem does not answer, members are left out.
 void detect_modem(ModemDriver &out_rec, json_object *info, const char *bus, RecordForm form = RecordForm::basic);
 
 /// IMEI by the record's operation (16 bytes). @return 0; -1 when the model has none or the AT port is not there

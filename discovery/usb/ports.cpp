@@ -20,8 +20,7 @@ struct Search {
 
 using WalkPath = Text<1000>;
 
-// A directory inside that cannot be opened, or whose path is too long, holds no matches; a spent budget ends the
-// search.
+// A directory that cannot be opened, or whose path is too long, has no matches. A spent budget ends the search.
 int walk(Search &search, WalkPath &path)
 {
     if (search.visits >= visit_budget) {
@@ -184,7 +183,7 @@ int bus_netdev(const char *bus, const char *kind, TextOut out)
 
 int bus_own_ports(const char *bus, json_object *array)
 {
-    constexpr int most_interfaces = 32; // what the USB standard lets a configuration have
+    constexpr int most_interfaces = 32; // the USB standard allows no more in a configuration
     int matches = 0;
     for (int i = 0; i < most_interfaces; i++) {
         int visits = 0;

@@ -22,7 +22,7 @@ bool read_id(const char *path, uint32_t &out)
     return true;
 }
 
-// Where a modem sits on the boards that have one place for it.
+// The bus of the modem on boards with one place for it.
 constexpr std::array usual_places = {"/sys/bus/usb/devices/1-1.2", "/sys/bus/usb/devices/1-1.3",
                                      "/sys/bus/usb/devices/1-1"};
 

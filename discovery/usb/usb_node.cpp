@@ -16,13 +16,13 @@ std::string_view base_name(std::string_view path)
     return slash == std::string_view::npos ? path : without_first(path, slash + 1);
 }
 
-// Whether name could be a USB bus or interface; an empty one could.
+// True if name could be a USB bus or interface; an empty name could.
 bool looks_like_usb(std::string_view name)
 {
     return name.find_first_not_of("0123456789:-.") == std::string_view::npos;
 }
 
-// Replaces a folder's name in out ("usbmisc") by the nearest one above it, along path, that looks like USB.
+// Replaces a folder's name in out ("usbmisc") by the nearest folder above it, along path, whose name looks like USB.
 bool climb(std::string_view path, TextOut out)
 {
     while (!looks_like_usb(out.view())) {
