@@ -47,29 +47,28 @@ int unpack(const fs::path &corpus, const fs::path &folder)
 
 int pack(const fs::path &corpus, const fs::path &folder)
 {
-    std::vector<std::string> packed;
+    Pack kept;
     if (fs::exists(pack_of(corpus))) {
         const auto before = read_pack(read_whole_file(pack_of(corpus)));
         if (!before)
             return fail(pack_of(corpus), "empty or broken");
-        packed = *before;
+        kept = *before;
     }
-    std::vector<std::string> known = packed;
-    if (fs::is_directory(corpus))
-        for (const CorpusInput &input : read_input_files(corpus))
-            known.push_back(input.bytes);
+    std::vector<std::string> known = kept.added;
+    for (const CorpusInput &input : read_named_inputs(corpus))
+        known.push_back(input.bytes);
     size_t added = 0;
     for (const CorpusInput &input : read_input_files(folder)) {
         if (std::find(known.begin(), known.end(), input.bytes) != known.end())
             continue;
         known.push_back(input.bytes);
-        packed.push_back(input.bytes);
+        kept.added.push_back(input.bytes);
         added++;
     }
     if (added > 0) {
         // A pack that was written in part would be lost: the new one takes its place when it is whole.
         const fs::path next = pack_of(corpus).string() + ".new";
-        if (!write_file(next, compose_pack(packed)))
+        if (!write_file(next, compose_pack(kept)))
             return fail(next, "cannot be written");
         fs::rename(next, pack_of(corpus));
     }

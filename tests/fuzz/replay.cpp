@@ -1,5 +1,5 @@
-// Runs files, and the corpus of each folder named (its files and the pack beside it), through the target. What
-// libFuzzer does with the same words, for builds without it.
+// Runs files, and the corpus of each folder named (its files, where there are any, and the pack beside it), through the
+// target. What libFuzzer does with the same words, for builds without it.
 
 #include <cstdint>
 #include <cstdio>
@@ -23,7 +23,7 @@ int main(int count, char **words)
 {
     size_t runs = 0;
     for (int i = 1; i < count; i++) {
-        if (!std::filesystem::is_directory(words[i])) {
+        if (std::filesystem::is_regular_file(words[i])) {
             replay(read_whole_file(words[i]));
             runs++;
             continue;

@@ -39,6 +39,9 @@ const PackRow broken_packs[] = {
     {"empty",                     ""sv},
     {"an empty line",             "\n"sv},
     {"no quotes",                 "a\n"sv},
+    {"a name without its space",  "a\"b\"\n"sv},
+    {"a name after the others",   "\"b\"\nname \"a\"\n"sv},
+    {"names not sorted",          "b \"a\"\na \"a\"\n"sv},
     {"one quote",                 "\"\n"sv},
     {"cut before its quote",      "\"a\n"sv},
     {"cut before its line end",   "\"a\"\n\"b\""sv},
@@ -91,13 +94,17 @@ TEST(FuzzPack, HasALineOfPrintableCharactersForAnyInput)
 TEST(FuzzPack, IsRefusedWhenItIsEmptyOrBroken)
 {
     for (const auto &row : broken_packs)
-        EXPECT_EQ(read_pack(row.pack), std::nullopt) << row.what;
+        EXPECT_FALSE(read_pack(row.pack)) << row.what;
 }
 
 TEST(FuzzPack, IsSortedWithoutDoubles)
 {
-    EXPECT_EQ(compose_pack({"b", "\n", "a", "b", ""}), "\"\"\n\"\\n\"\n\"a\"\n\"b\"\n");
-    EXPECT_EQ(read_pack("\"\"\n\"\\n\"\n\"a\"\n\"b\"\n"), (std::vector{""s, "\n"s, "a"s, "b"s}));
+    const std::string text = "one \"b\"\ntwo \"a\"\n\"\"\n\"\\n\"\n\"a\"\n\"b\"\n";
+    EXPECT_EQ(compose_pack({.named = {{"two", "a"}, {"one", "b"}}, .added = {"b", "\n", "a", "b", ""}}), text);
+    const auto pack = read_pack(text);
+    ASSERT_TRUE(pack);
+    EXPECT_EQ(pack->named, (std::vector<CorpusInput>{{"one", "b"}, {"two", "a"}}));
+    EXPECT_EQ(pack->added, (std::vector{""s, "\n"s, "a"s, "b"s}));
 }
 
 TEST(FuzzCorpus, HasForEachTargetAWholePackAndFiveInputsOrMoreWithNamesForPeople)
@@ -106,9 +113,10 @@ TEST(FuzzCorpus, HasForEachTargetAWholePackAndFiveInputsOrMoreWithNamesForPeople
     EXPECT_GE(all.size(), 10U);
     for (const std::string &target : all) {
         const fs::path folder = fuzz_folder / "corpus" / target;
-        ASSERT_TRUE(fs::is_directory(folder)) << target;
-        EXPECT_NE(read_pack(read_whole_file(pack_of(folder))), std::nullopt) << target;
-        const auto named = read_input_files(folder);
+        const auto pack = read_pack(read_whole_file(pack_of(folder)));
+        ASSERT_TRUE(pack) << target;
+        EXPECT_FALSE(pack->added.empty()) << target;
+        const auto named = read_named_inputs(folder);
         EXPECT_GE(named.size(), 5U) << target;
         for (const CorpusInput &input : named)
             EXPECT_TRUE(is_readable_name(input.name))
@@ -140,7 +148,7 @@ TEST(FuzzCorpus, NamesRoutesThatThereAre)
 {
     int32_t count = 0;
     const ModemRoute *routes = modem_api_routes(&count);
-    for (const CorpusInput &input : read_input_files(fuzz_folder / "corpus/handlers")) {
+    for (const CorpusInput &input : read_named_inputs(fuzz_folder / "corpus/handlers")) {
         const std::string path = input.bytes.substr(0, input.bytes.find(' '));
         EXPECT_TRUE(std::any_of(routes, routes + count, [&](const auto &route) { return path == route.path; }))
             << input.name << ": " << path;
@@ -150,7 +158,7 @@ TEST(FuzzCorpus, NamesRoutesThatThereAre)
 TEST(FuzzCorpus, NamesModelsAndOperationsThatThereAre)
 {
     const std::string target = read_whole_file(fuzz_folder / "drivers_fuzz.cpp");
-    for (const CorpusInput &input : read_input_files(fuzz_folder / "corpus/drivers")) {
+    for (const CorpusInput &input : read_named_inputs(fuzz_folder / "corpus/drivers")) {
         const std::string line = input.bytes.substr(0, input.bytes.find('\n'));
         const size_t space = line.find(' ');
         ASSERT_NE(space, std::string::npos) << input.name;
