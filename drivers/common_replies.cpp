@@ -16,7 +16,7 @@ std::string_view after_line_break(std::string_view text)
     return {};
 }
 
-// Empty where there is none.
+// Empty if there is none.
 std::string_view first_digits(std::string_view text)
 {
     const auto *start = std::find_if(text.begin(), text.end(), is_digit);
@@ -79,7 +79,7 @@ std::optional<int32_t> parse_signal_bars(std::string_view reply)
 // +COPS: 0,0,"SGP-M1",7                    (EG25-G; 3GPP TS 27.007, "AT+COPS")
 std::optional<std::string_view> parse_operator(std::string_view reply)
 {
-    // Empty pieces between quotes count: an empty name is no name.
+    // A text between quotes may be empty: an empty name is no name.
     const std::string_view quoted = after_first(reply, "\"").value_or(std::string_view{});
     const std::string_view name = first_characters(quoted, quoted.find_first_of("\"\r\n"));
     return name.empty() ? std::nullopt : std::optional{name};

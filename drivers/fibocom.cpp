@@ -13,11 +13,12 @@ namespace {
 
 constexpr std::string_view serving_label = "LTE service cell:";
 constexpr std::string_view neighbour_label = "LTE neighbor cell:";
-// What stands between a label and its fields is counted, not compared.
+// The characters between a label and its fields are counted, not compared.
 constexpr size_t line_end = 2; // CR LF
 constexpr size_t space = 1;
 
-// Least index numbers of 3GPP TS 27.007, not dBm. 255, which stands for "not known", earns 4: the reports have it so.
+// Least index numbers of 3GPP TS 27.007, not dBm. 255, which means "not known", gets the grade 4: readers of the
+// reports depend on it.
 constexpr Metric quality_metrics[] = {{"rsrp", {80, 60, 45}}, {"rsrq", {28, 20, 10}}};
 constexpr GradeSteps csq_index_steps = {20, 15, 10};
 
@@ -52,8 +53,8 @@ std::string_view band_of_code(std::string_view code)
     return code;
 }
 
-// The line behind a label and so many characters, or one more where lines end CR CR LF; empty, and so without a field,
-// when the reply has no such label.
+// The line after a label and this many characters, or one more if lines end CR CR LF. Empty, and so without a field, if
+// the reply has no such label.
 std::string_view line_after(std::string_view reply, std::string_view label, size_t between)
 {
     std::string_view text = without_first(after_first(reply, label).value_or(std::string_view{}), between);
@@ -90,7 +91,7 @@ std::string_view serving_cell_line(std::string_view gtccinfo_reply)
 
 bool is_registered_at_home(std::string_view reply)
 {
-    constexpr size_t fields_start = sizeof "\r\n+CREG: " - 1; // an echo in front has the same length and no comma
+    constexpr size_t fields_start = sizeof "\r\n+CREG: " - 1; // an echo before it has the same length and no comma
     const auto status = field_at(without_first(reply, fields_start), 1);
     return status && *status == "1";
 }

@@ -14,7 +14,7 @@ struct Technology {
     const char *word;
     Generation generation;
 };
-// The first row whose word the text contains decides, so a word stands above those that are part of it. Some rows
+// The first row whose word the text contains decides, so a word is above the words that are part of it. Some rows
 // differ from maker to maker (CDMA) and some from what the technology is called elsewhere (HSPA+ as 4G): the web
 // interface and scripts show these generations, and people compare them with what they saw before.
 // clang-format off

@@ -6,8 +6,8 @@
 #include "at/at_command.h"
 #include "drivers/ask.h"
 
-// Lines of AT+QENG="servingcell" by technology (Quectel AT manuals, "AT+QENG"; recorded but for TDSCDMA and CDMA, of
-// which the manuals have the form only). Field 0 is the tag, which begins at the colon.
+// Lines of AT+QENG="servingcell" by technology (Quectel AT manuals, "AT+QENG"; recorded, except TDSCDMA and CDMA, of
+// which the manuals show only the form). Field 0 is the tag, which begins at the colon.
 //
 //   +QENG: "servingcell","NOCONN","LTE","TDD",460,00,C412C83,401,38950,40,5,5,247C,-90,-7,-62,24,37   EC20
 //          0             1        2     3     4   5  6       7   8     9  10  12   13  14 15  16 17
@@ -18,8 +18,8 @@
 
 struct CellLayout {
     const char *word;                 ///< of the technology
-    const char *rat;                  ///< null: the technology as read
-    std::span<const FieldKey> fields; ///< behind those of older_cell, but for LTE
+    const char *rat;                  ///< null: the technology as the modem prints it
+    std::span<const FieldKey> fields; ///< after those of older_cell, except for LTE
 };
 
 namespace {
@@ -100,7 +100,7 @@ Text<16> secondary_state(const Field &field)
 const CellLayout *find_layout(std::string_view technology, std::string_view text)
 {
     for (const CellLayout &layout : layouts) {
-        // EVDO modules write HDR, and some not in the technology's field.
+        // EVDO modules print HDR, and some of them outside the technology's field.
         if (str_contains(technology, layout.word) || (&layout == &cdma_layout && str_contains(text, "HDR")))
             return &layout;
     }
@@ -140,8 +140,8 @@ std::optional<int32_t> lte_band(const ServingCell &cell)
     return band ? leading_int(band->view()) : std::nullopt;
 }
 
-// Which kind of carrier a line tells, and a neighbour's technology, is searched in the rest of the reply, not only in
-// its line: the reports have always been read so, and those who keep them compare them with older ones.
+// The carrier's kind and the neighbour's technology are searched from this line to the end of the reply, not only in
+// this line. People compare the reports with older ones, so this stays.
 
 void add_carriers(std::string_view reply, json_object *array)
 {

@@ -59,7 +59,7 @@ const char *or_empty(const char *text)
     return text == nullptr ? "" : text;
 }
 
-// A value that fills it makes the command too long, so that no cut value is ever sent.
+// A value that fills it makes the command too long, so a cut value is never sent.
 using Setting = Text<AtCommand::max_length + 1>;
 
 Setting read_setting(const Uci &uci, const char *path, const char *default_value)
@@ -69,7 +69,7 @@ Setting read_setting(const Uci &uci, const char *path, const char *default_value
     return value.empty() ? default_value : value;
 }
 
-// The context that the SIM's card wants; nothing while the SIM is not ready.
+// The context that the SIM card needs; nothing while the SIM is not ready.
 std::optional<PdpContext> context_of_sim()
 {
     if (!is_sim_ready(capture_sim_status().view()))
@@ -146,7 +146,7 @@ const char *pick_band_lock(std::string_view revision)
 // +QCFG: "nwscanmode",3                        (EC25; Quectel AT manuals, "AT+QCFG")
 std::optional<std::string_view> parse_scan_mode(std::string_view reply)
 {
-    // Anywhere in the reply: no other digit stands in it, unless the modem printed something unasked.
+    // Anywhere in the reply: it contains no other digit, unless the modem printed something unasked.
     for (const ScanMode &mode : scan_modes)
         if (str_contains(reply, mode.digit))
             return mode.text;
@@ -238,7 +238,7 @@ int set_band_by_revision(const char *port_path, TextOut out)
     const char *command = revision ? pick_band_lock(*revision) : nullptr;
     if (command == nullptr)
         return -2;
-    at_command(port_path, AtCommand{command}, out, reply_capacity); // without a reply out is empty, and holds no OK
+    at_command(port_path, AtCommand{command}, out, reply_capacity); // without a reply out is empty, so it has no OK
     return reply_has_ok(out.view()) ? 0 : -2;
 }
 

@@ -9,8 +9,8 @@
 // Configuration of Quectel modems (AT+QCFG, AT+QICSGP, AT+QCCID of the same manuals; AT+CGDCONT of 3GPP TS 27.007).
 
 /// Writes the thermal limits: rate limit, trigger and clear temperature of "devconf.modem" (en_limt, tigger, clear;
-/// "0", "95" and "90" where unset). A modem that cannot be asked counts as success, a value that makes no whole command
-/// as failure.
+/// "0", "95" and "90" where unset). A modem that cannot be asked counts as success. A value that does not fit into its
+/// command counts as failure.
 /// @return 0; -1 when the modem refuses one (after the first the second is not sent)
 int quectel_set_thermal(const ModemDriver &rec);
 
@@ -20,13 +20,13 @@ int set_scan_mode(int tty, int mode);
 
 /// Enables the LTE bands that a module of its firmware revision (ATI) may use. out (500 bytes) becomes the modem's
 /// whole reply.
-/// @return 0; -2 when the modem refuses, or its revision is not known, nothing is written and out untouched then
+/// @return 0; -2 if the modem refuses; also if its revision is not known, then nothing is written and out is untouched
 int set_band_by_revision(const char *port_path, TextOut out);
 
 /// Writes the APN into context 1, for a Verizon card into context 3. A null text counts as empty. Nothing is sent while
-/// the SIM is not ready, and when a text holds a quote or a control character or makes the command longer than 512
-/// characters: the modem knows no way to write a quote, and a cut APN would be another one.
-/// @return 0, also when the modem cannot be asked; -1 when nothing was sent or the modem refuses
+/// the SIM is not ready, or if a text contains a quote or a control character or makes the command longer than 512
+/// characters: an AT command cannot contain a quote, and a cut APN would be another APN.
+/// @return 0, also if the modem cannot be asked; -1 if nothing was sent or the modem refuses
 int quectel_set_apn(const ModemDriver &rec, const char *apn);
 
 /// The same for the context's authentication: "NONE", "PAP", "CHAP" or "PAP or CHAP", any other text counts as "NONE".
@@ -34,15 +34,15 @@ int quectel_set_auth(const ModemDriver &rec, const char *apn, const char *userna
                      const char *auth);
 
 /// ICCID by AT+QCCID: exactly 20 digits. out: 21 bytes; on failure it holds the digits that the modem printed before
-/// something else came. @return 0, -1
+/// another character. @return 0, -1
 int quectel_get_iccid(const ModemDriver &rec, TextOut out);
 
 /// Adds the configured bands by AT+QCFG="band": "EGPRS", always the same text, and "LTE", "B1 B3 " ... (see
-/// list_bands). Adds nothing when the modem does not tell three masks. @return 0
+/// list_bands). Adds nothing if the modem does not report three masks. @return 0
 int quectel_get_bands(const ModemDriver &rec, json_object *object);
 
-/// "AUTO", "GSM only", "WCDMA only" or "LTE only" by AT+QCFG="nwscanmode"; "ERROR" when the modem refuses; untouched
-/// when it cannot be asked or tells none of the modes 0 to 3. @return 0, -1 when the modem refuses
+/// "AUTO", "GSM only", "WCDMA only" or "LTE only" by AT+QCFG="nwscanmode"; "ERROR" when the modem refuses; untouched if
+/// it cannot be asked or reports none of the modes 0 to 3. @return 0, -1 when the modem refuses
 int quectel_get_scan_mode(const ModemDriver &rec, TextOut out);
 
 /// The LTE band in use: the number that the configuration fixes under key, else that of AT+QENG="servingcell" on the
@@ -56,7 +56,7 @@ struct PdpContext {
     int type_number;  ///< of AT+QICSGP
 };
 
-// How commands are composed and replies are read. A command is nothing where the operation above sends nothing.
+// How commands are composed and replies are read. There is no command where the operation above sends nothing.
 
 std::optional<AtCommand> compose_thermal_limit(const char *limit);
 std::optional<AtCommand> compose_thermal_range(const char *trigger, const char *clear);
@@ -71,16 +71,16 @@ const char *pick_band_lock(std::string_view revision); ///< the command; null fo
 std::optional<std::string_view> parse_scan_mode(std::string_view reply); ///< "AUTO" ...
 std::optional<int32_t> parse_lte_band(std::string_view reply);           ///< of the first LTE cell of AT+QENG
 
-/// The LTE mask of AT+QCFG="band", without "0x" but with the comma behind it, cut at 39 characters; nothing when
-/// the reply does not hold three masks and then an OK.
+/// The LTE mask of AT+QCFG="band", without "0x" but with the comma after it, cut at 39 characters; nothing if the reply
+/// does not contain three masks and then an OK.
 std::optional<std::string_view> parse_lte_mask(std::string_view reply);
 
-/// Two characters make a byte, the first its high half; text of odd length has a zero in front. A character between ':'
-/// and 'f' counts as its code less 55, any other as its code less 48, of which the low four bits are taken: hexadecimal
-/// digits in both cases, and a comma is 12. @return number of bytes, no more than bytes has room for
+/// Two characters make a byte, the high half first; a zero is put before a text of odd length. ':' to 'f' have the
+/// value code - 55, all others code - 48, low four bits. Hexadecimal digits read as usual; a comma reads as 12. @return
+/// number of bytes, no more than bytes has room for
 size_t hex_to_bytes(std::string_view text, std::span<uint8_t> bytes);
 
 /// "B%d " for each bit of mask, the last byte holding bands 1 to 8; whole entries within 99 characters. The comma of
-/// parse_lte_mask counts as four bits more, so the bands of the mask appear four higher, and bands 3 and 4 with them:
-/// readers of the list know it that way.
+/// parse_lte_mask adds four bits, so the bands of the mask appear four higher, and bands 3 and 4 appear too: readers of
+/// the list depend on it.
 Text<100> list_bands(std::string_view mask);

@@ -6,17 +6,17 @@
 #include "at/reply.h"
 #include "drivers/signal.h"
 
-/// Text that a field becomes in the report.
+/// The text of a field in the report.
 using Conversion = Text<16> (*)(const Field &field);
 
-/// "-%d" of the integer: most modules print the RSSI without its sign. One that prints it gets two signs, "--60": the
-/// readers of the reports know that text.
+/// "-%d" of the integer: most modules print the RSSI without its sign. One that prints the sign gets two, "--60":
+/// readers of the reports depend on that text.
 Text<16> negate_text(const Field &field);
 Text<16> sinr_tenths(const Field &field);  ///< (n + 5) / 10, truncating toward zero
 Text<16> rb_bandwidth(const Field &field); ///< resource blocks to "1.4M" ... "20M", "-" for anything else
 Text<16> bw_index(const Field &field);     ///< bandwidth digit 0 to 5 likewise
 
-/// A field of a line and the key it is reported under, converted where a conversion is given.
+/// A field of a line, the key under which it is reported, and a conversion or null.
 struct FieldKey {
     const char *key;
     int index;
@@ -35,8 +35,8 @@ void add_field(json_object *object, std::string_view line, const FieldKey &row);
 /// The same for all rows.
 void add_fields(json_object *object, std::string_view line, std::span<const FieldKey> rows);
 
-/// Calls visit with the text from each line's tag on. The next tag is searched behind the shortest line that a modem
-/// can print, so that one within it does not count.
+/// Calls visit with the text from each line's tag on. The search for the next tag starts after the shortest line that a
+/// modem can print, so a tag within that line does not count.
 template <typename Visit>
 void for_each_line(std::string_view reply, std::string_view tag, std::string_view shortest_line, Visit visit)
 {

@@ -59,7 +59,7 @@ constexpr QcsqSystem qcsq_systems[] = {
 constexpr std::string_view qcsq_tag = "+QCSQ: ";
 constexpr std::string_view shortest_qcsq_line = "+QCSQ: \"GSM\"";
 
-// Where the signal stands in AT+QENG="servingcell"; the whole lines are in quectel_cells.cpp.
+// Where the signal is in AT+QENG="servingcell"; quectel_cells.cpp shows the whole lines.
 constexpr FieldKey lte_signal[] = {{"rsrp", 13}, {"rsrq", 14}, {"rssi", 15}, {"sinr", 16}};
 constexpr FieldKey wcdma_signal[] = {{"rscp", 10}, {"ecio", 11}};
 struct CellSignal {
@@ -119,7 +119,7 @@ int read_signals(const ModemDriver &rec, const SignalReport &report, json_object
 
 Generation signal_level(const Signal &signal, int32_t &level, WcdmaRssi wcdma_rssi)
 {
-    // A type that is a leading part of a name counts as that name, and an empty one as LTE: the signal cache is read by
+    // A type that is the beginning of a name counts as that name, and an empty type as LTE: the signal cache follows
     // the same rule.
     const auto *rating = std::find_if(std::begin(ratings), std::end(ratings),
                                       [&](const Rating &row) { return row.type.starts_with(signal.type.view()); });
@@ -148,7 +148,7 @@ std::optional<Signal> parse_qcsq_line(std::string_view line)
     for (const FieldKey &row : system->values) {
         if (row.key == nullptr)
             break;
-        Field field = "-"; // when it cannot be cut
+        Field field = "-"; // if it cannot be cut
         csv_field(line, row.index, field);
         signal.add(row.key, convert_field(field, row.convert).view());
     }

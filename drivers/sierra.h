@@ -2,12 +2,12 @@
 
 #include "core/model/modem_driver.h"
 
-// Sierra Wireless MC7430: its status report (AT!GSTATUS?), lines of a label, blanks and a value. The AT port is busy
-// while the data connection is being set up: the operations that are asked again and again step aside while the
-// interface is pending (up to 100 s are spent on asking), and say so in the system log.
+// Sierra Wireless MC7430: its status report (AT!GSTATUS?), lines of a label, spaces and a value. The AT port is busy
+// while the data connection is being set up. So the operations that run again and again do nothing while the interface
+// is pending (asking for its state may take up to 100 s), and write that to the system log.
 
-/// Signal level (1 to 4). @return 4 LTE, 3 WCDMA; 0 when the modem does not answer with OK; -1 when it is busy or does
-/// not tell enough. level is written for 4 and 3 only
+/// Signal level (1 to 4). @return 4 LTE, 3 WCDMA; 0 if the modem does not answer with OK; -1 if it is busy or does not
+/// report enough. level is written for 4 and 3 only
 int sierra_get_signal(const ModemDriver &rec, int32_t &level);
 
 /// Appends the primary and secondary LTE cell and the WCDMA cell, as far as the report has them; every value a JSON
@@ -18,9 +18,9 @@ int sierra_get_cells(const ModemDriver &rec, json_object *array);
 /// Registration by AT+CREG?. @return 0 registered, also when it is busy or does not answer with OK; -1
 int sierra_check_register(const ModemDriver &rec);
 
-/// @return 1 when the report tells a carrier aggregation state other than "NOT ASSIGNED", else 0
+/// @return 1 if the report has a carrier aggregation state other than "NOT ASSIGNED", else 0
 int sierra_get_ca_info(const ModemDriver &rec);
 
-/// SIM state by AT+CPIN?; scratch is not written. @return 0 ready, unknown or busy; -1 no SIM; -2 PIN. A PUK is not
-/// told apart from a ready SIM
+/// SIM state by AT+CPIN?; scratch is not written. @return 0 ready, unknown or busy; -1 no SIM; -2 PIN. A SIM that needs
+/// its PUK counts as ready
 int sierra_get_sim_status(const ModemDriver &rec, TextOut scratch);

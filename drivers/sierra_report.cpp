@@ -14,13 +14,13 @@ struct ReportKey {
 };
 
 struct ReportCell {
-    const char *word; ///< the report tells such a cell when it holds this
+    const char *word; ///< the report has such a cell if it contains this
     const char *type;
     const char *technology;
     std::span<const ReportKey> keys;
 };
 
-// AT!GSTATUS? of an MC7455 (Sierra Wireless AT manual, "AT!GSTATUS"); a TAB parts the two values of a line:
+// AT!GSTATUS? of an MC7455 (Sierra Wireless AT manual, "AT!GSTATUS"); a TAB separates the two values of a line:
 //
 //   System mode:   LTE           PS state:    Attached
 //   LTE band:      B2            LTE bw:      20 MHz
@@ -57,7 +57,7 @@ constexpr ReportCell report_cells[] = {
 };
 // clang-format on
 
-// The blanks that the report puts between label and value belong to the label.
+// The spaces between label and value in the report belong to the label.
 constexpr Metric lte_metrics[] = {
     {"PCC RxM RSSI:  ", lte_rssi_steps},
     {"RSRP (dBm):  ", lte_rsrp_steps},

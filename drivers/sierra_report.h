@@ -14,11 +14,11 @@ struct GradedSignal {
     int32_t level; ///< 1 to 4
 };
 
-/// Nothing when the report names no technology, or lacks a value of it.
+/// Nothing if the report names no technology, or lacks one of its values.
 std::optional<GradedSignal> parse_gstatus_signal(std::string_view report);
 
 /// Appends the cells of the report. @return 0, -1 when memory runs out
 int add_gstatus_cells(std::string_view report, json_object *array);
 
-/// Whether the report has a carrier aggregation state other than "NOT ASSIGNED".
+/// True if the report has a carrier aggregation state other than "NOT ASSIGNED".
 bool is_aggregated(std::string_view report);

@@ -9,7 +9,7 @@
 using Field = Text<100>;
 
 /// A value of a reply: its text, which the reports show as the modem wrote it ("-", "--60"), and the number that it
-/// starts with, for those who calculate.
+/// starts with, for calculations.
 struct Reading {
     Field text;
     std::optional<int32_t> number; ///< nothing when the text starts with none

@@ -2,9 +2,9 @@
 
 #include "readings/report.h"
 
-// Who the modem is.
+// The modem's identity.
 
-/// ATI: maker, model and revision, as three lines or as lines with labels, and the IMEI where it is among them.
+/// ATI: maker, model and revision, as three lines or as lines with labels, and the IMEI if it is among them.
 /// @return false when the reply names neither
 bool read_ati(std::string_view reply, Report &report);
 

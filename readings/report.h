@@ -7,10 +7,9 @@
 
 #include "platform/text.h"
 
-// What a modem says of itself, as typed values. Every reader of a reply fills the same Report and only what its reply
-// tells: the first reply that tells a value wins, so the questions are asked best first. A value that no such quantity
-// can have (-32768, 255, an RSRP of -11 dBm) is how modems say "not measured"; it is left out here, once for all
-// readers.
+// What a modem reports about itself, as typed values. Every reader of a reply adds the values of its reply to the same
+// Report. The first reply with a value wins, so the best questions are asked first. A value that the quantity cannot
+// have (-32768, 255, an RSRP of -11 dBm) is how modems say "not measured". It is left out here, for all readers.
 
 /// The radio technology in use. nr_nsa is an LTE anchor with an NR cell beside it (EN-DC).
 enum class Technology : uint8_t { unknown, none, gsm, wcdma, cdma, lte, emtc, nb_iot, nr_nsa, nr_sa };
@@ -18,8 +17,8 @@ enum class Technology : uint8_t { unknown, none, gsm, wcdma, cdma, lte, emtc, nb
 /// "LTE", "NR5G-SA" ...; null for unknown.
 const char *technology_name(Technology technology);
 
-/// A number that a reply tells of a cell. Levels and ratios are in hundredths of dBm and dB, bandwidths in hundredths
-/// of MHz, the rest are plain numbers.
+/// A number that a reply reports about a cell. Levels and ratios are in hundredths of dBm and dB, bandwidths in
+/// hundredths of MHz, the rest are plain numbers.
 enum class Quantity : uint8_t {
     cell_id,
     tac,
@@ -51,24 +50,24 @@ struct QuantityRow {
 /// 36.133 and 38.133, a little wider where modems report beyond them.
 extern const std::array<QuantityRow, static_cast<size_t>(Quantity::count)> quantity_rows;
 
-/// What is told of one cell.
+/// What is reported about one cell.
 struct Cell {
     Technology rat = Technology::unknown;
-    Text<20> band;  ///< "B3", "n78", else the modem's words ("GSM 900")
+    Text<20> band;  ///< "B3", "n78", else the modem's text ("GSM 900")
     Text<4> mcc;    ///< three digits
     Text<4> mnc;    ///< two or three digits, as broadcast
     Text<4> duplex; ///< "FDD" or "TDD"
     bool primary = false;
-    std::optional<bool> active; ///< whether a secondary carrier is in use
+    std::optional<bool> active; ///< true if a secondary carrier is in use
 
     std::optional<int64_t> get(Quantity quantity) const;
-    /// Keeps value unless it is out of the quantity's range or the quantity is told already.
+    /// Keeps value unless it is out of the quantity's range or the quantity has a value already.
     void tell(Quantity quantity, std::optional<int64_t> value);
-    /// Sets the band unless it is told already: 3 becomes "B3", or "n3" on NR. Numbers outside 1 to 512 are no band.
+    /// Sets the band unless it is set already: 3 becomes "B3", or "n3" on NR. Numbers outside 1 to 512 are not bands.
     void tell_band(std::optional<int64_t> number, bool is_nr);
     void tell_band(std::string_view words);
-    /// Sets MCC and MNC unless told already. Leading zeros that a modem dropped come back: "1" and "1" are "001" and
-    /// "01".
+    /// Sets MCC and MNC unless they are set already. Leading zeros that a modem dropped are restored: "1" and "1" are
+    /// "001" and "01".
     void tell_network(std::string_view mcc_digits, std::string_view mnc_digits);
 
   private:
@@ -76,7 +75,7 @@ struct Cell {
     uint32_t told_ = 0;
 };
 
-/// A list of at most N cells; what a modem tells beyond is left out.
+/// A list of at most N cells; further cells are left out.
 template <size_t N> struct Cells {
     std::array<Cell, N> items{};
     size_t size = 0;
@@ -84,7 +83,7 @@ template <size_t N> struct Cells {
     Cell *add() { return size < N ? &items[size++] : nullptr; }
 };
 
-/// Best first, so that of several answers the smaller one counts. registered: the reply does not tell home from
+/// Best first, so that of several answers the smaller one counts. registered: the reply does not distinguish home from
 /// roaming.
 enum class Registration : uint8_t { home, roaming, registered, searching, denied, unknown, not_registered, untold };
 const char *registration_name(Registration registration); ///< null for untold
@@ -123,7 +122,7 @@ struct Report {
     Text<12> modem_state; ///< the modem's word for the state of its cell: NOCONN, CONNECT, LIMSRV, SEARCH
 
     Cell serving;
-    bool has_nr = false; ///< an NR cell is beside the LTE anchor; nr says what is known of it
+    bool has_nr = false; ///< an NR cell is beside the LTE anchor; nr says what is known about it
     Cell nr;
     Cells<8> carriers;
     Cells<32> neighbours;
@@ -133,11 +132,11 @@ struct Report {
     BandSet nr_bands;
     Text<8> scan_mode; ///< "auto", "gsm", "wcdma", "lte"
 
-    /// The first technology that is told counts. LTE becomes nr_nsa when a later reply measures NR beside it.
+    /// The first reported technology counts. LTE becomes nr_nsa when a later reply measures NR beside it.
     void tell_technology(Technology told);
     /// The best of all registrations counts.
     void tell_registration(Registration told);
 };
 
-/// Sets out unless it is set already or text is empty. Blanks at the ends go; text is cut at out's capacity.
+/// Sets out unless it is set already or text is empty. Spaces at the ends are removed; text is cut at out's capacity.
 void tell_text(TextOut out, std::string_view text);

@@ -9,13 +9,12 @@
 #include "readings/report.h"
 
 // Scales that several replies share: words for technologies, indices for bandwidths and levels. Results are in
-// hundredths of MHz, dBm or dB. Everything gives nothing for what the scale does not know.
+// hundredths of MHz, dBm or dB. Each function returns nothing for a value that the scale does not have.
 
 /// Words of Quectel's replies: "LTE", "FDD LTE", "eMTC", "CAT-M1", "NBIoT", "NR5G-SA", "WCDMA", "EDGE" ...
 Technology technology_of_quectel(std::string_view word);
 
-/// <AcT> of 3GPP TS 27.007 (+COPS, +CREG): 0 GSM to 13 EN-DC. 8 and 9 are what narrow-band modems use for eMTC and
-/// NB-IoT.
+/// <AcT> of 3GPP TS 27.007 (+COPS, +CREG): 0 GSM to 13 EN-DC. Narrow-band modems use 8 and 9 for eMTC and NB-IoT.
 Technology technology_of_act(std::optional<int64_t> act);
 
 /// A linear index of 3GPP TS 27.007, 36.133 or 38.133: its lower end in hundredths, and the largest index with a
@@ -45,8 +44,8 @@ enum class Scale : uint8_t {
     tenths,     ///< tenths, to hundredths
     halves,     ///< halves, to hundredths
     hundredth,  ///< hundredths as they are
-    with_unit,  ///< as decibels, with the unit behind it
-    both_forms, ///< hexadecimal with the decimal form in brackets behind it, which has to agree
+    with_unit,  ///< as decibels, followed by the unit
+    both_forms, ///< hexadecimal, then the decimal form in brackets, which must agree
     positive,   ///< decimal above 0
     lte_bw_index,
     lte_bw_blocks,
@@ -63,7 +62,7 @@ enum class Scale : uint8_t {
     band_words, ///< likewise, the band's words
 };
 
-/// The field as a number in the quantity's unit; nothing when it is none.
+/// The field as a number in the quantity's unit; nothing if it is not a number.
 std::optional<int64_t> scaled(std::string_view field, Scale scale);
 
 /// One field of a line: where it is, what it is, and its scale.
