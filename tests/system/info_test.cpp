@@ -113,7 +113,7 @@ TEST(Info, SaysThatThereIsNoModem)
 
 TEST(Info, SaysThatTheModemIsSilent)
 {
-    const RouterRun run = info({"--modem", "EC25", "--fault", "silent"});
+    const RouterRun run = info({"--modem", "EC25", "--fault", "silence"});
     EXPECT_EQ(run.status, 2);
     EXPECT_NE(run.out.find("no answer"), std::string::npos) << run.out;
     EXPECT_LT(run.duration, std::chrono::seconds{60});
