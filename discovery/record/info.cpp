@@ -3,12 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "at/at_session.h"
 #include "core/model/modem.h"
 #include "core/model/state_dir.h"
-#include "core/table/modem_table.h"
-#include "discovery/usb/ports.h"
-#include "discovery/usb/usb_ids.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/interface_state.h"
@@ -20,17 +16,8 @@
 namespace {
 
 constexpr int report_limit_ms = 10'000;
-constexpr int probe_limit_ms = 300;
 constexpr int interface_timeout_s = 2;
 constexpr char identity_file[] = "identity";
-
-// The number that the kernel gives a device when it is plugged in; empty without one.
-Text<16> plug_number(const char *bus)
-{
-    Text<16> number;
-    read_file(Text<80>::format("/sys/bus/usb/devices/%s/devnum", bus).c_str(), 8, number);
-    return Text<16>{trim(number.view())};
-}
 
 // The identity is kept as lines: the plug number, the maker, the model, the revision, the IMEI. @return false without
 // one for this plugging
@@ -60,7 +47,7 @@ void keep_identity(const char *bus, const Text<16> &plug, const Report &report)
 }
 
 struct Conversation {
-    AtSession session;
+    AtSession &session;
     int64_t deadline_ms;
     bool has_answered = false;
 };
@@ -82,47 +69,6 @@ AskResult ask(void *context, const Question &question, TextOut reply)
         break;
     }
     return AskResult::stopped;
-}
-
-// A device that is not listed may have its AT port anywhere: the first port that answers "AT" is the one.
-InfoResult open_answering_port(const char *bus, AtSession &session)
-{
-    const Json ports{json_object_new_array()};
-    bus_own_ports(bus, ports.get());
-    InfoResult result = InfoResult::no_answer;
-    for (size_t i = 0; i < json_object_array_length(ports.get()); i++) {
-        const char *path = json_object_get_string(json_object_array_get_idx(ports.get(), i));
-        if (strstr(path, "tty") == nullptr)
-            continue;
-        AtSession tried;
-        const auto opened = tried.open(path);
-        if (opened == AtSession::Opened::busy)
-            result = InfoResult::port_busy;
-        Text<64> reply;
-        if (opened != AtSession::Opened::ready || tried.ask("AT", reply, probe_limit_ms) != AtSession::Answer::complete)
-            continue;
-        tried.close();
-        return session.open(path) == AtSession::Opened::ready ? InfoResult::reported : InfoResult::port_busy;
-    }
-    return result;
-}
-
-InfoResult open_port(const ModemDriver &rec, const char *bus, AtSession &session)
-{
-    if (is_unknown_device(rec))
-        return open_answering_port(bus, session);
-    Text<30> port;
-    if (at_port_path(bus, rec.control_port, port) <= 0)
-        return open_answering_port(bus, session);
-    switch (session.open(port.c_str())) {
-    case AtSession::Opened::ready:
-        return InfoResult::reported;
-    case AtSession::Opened::busy:
-        return InfoResult::port_busy;
-    case AtSession::Opened::no_port:
-        break;
-    }
-    return InfoResult::no_answer;
 }
 
 Text<96> reason_of(const Miss &miss)
@@ -266,18 +212,14 @@ void add_head(json_object *object, const char *bus)
 InfoResult add_info(json_object *object, const char *bus)
 {
     add_head(object, bus);
-    uint32_t vid = 0;
-    uint32_t pid = 0;
-    if (read_usb_ids(bus, vid, pid) != 0) {
+    ModemPort modem{};
+    Conversation conversation{.session = modem.session, .deadline_ms = monotonic_ms() + report_limit_ms};
+    const InfoResult result = open_modem(bus, modem);
+    if (result == InfoResult::no_modem) {
         add_only_miss(object, "no modem on this bus");
-        return InfoResult::no_modem;
+        return result;
     }
-    const ModemDriver *listed = find_driver_by_usb(modem_drivers(), vid, pid);
-    ModemDriver rec = *(listed != nullptr ? listed : find_driver_by_id(modem_drivers(), unknown_modem_id));
-    driver_bind_bus(rec, bus);
-
-    Conversation conversation{.session = {}, .deadline_ms = monotonic_ms() + report_limit_ms};
-    InfoResult result = open_port(rec, bus, conversation.session);
+    const ModemDriver &rec = modem.rec;
     if (result != InfoResult::reported) {
         add_model(object, rec, nullptr);
         add_router_facts(object, rec, bus);
@@ -288,8 +230,9 @@ InfoResult add_info(json_object *object, const char *bus)
     Misses misses;
     const Text<16> plug = plug_number(bus);
     const bool knows_identity = read_identity(bus, plug, report);
-    const Dialect &dialect = ask_all({.ask = ask, .context = &conversation}, vid, knows_identity, report, misses);
-    conversation.session.close();
+    const Dialect &dialect =
+        ask_all({.ask = ask, .context = &conversation}, modem.usb_vendor, knows_identity, report, misses);
+    modem.session.close();
     if (!knows_identity)
         keep_identity(bus, plug, report);
     add_model(object, rec, conversation.has_answered ? dialect.name : nullptr);

@@ -1,9 +1,7 @@
 #pragma once
 
+#include "discovery/record/modem_port.h"
 #include "platform/json.h"
-
-/// What `modemctl info` ends with; its exit status.
-enum class InfoResult : int { reported = 0, no_modem = 1, no_answer = 2, port_busy = 3 };
 
 /// Adds all that is known about the modem on bus to object: the members of docs/info.md. The AT port is opened once,
 /// for 10 s at most. What the modem did not report in time is listed in "missing". Its identity is asked once while it

@@ -84,12 +84,16 @@ const char *class_of(const UsbInterface &interface)
     return interface.kind == Interface::Kind::cdc_wdm ? "usbmisc" : "tty";
 }
 
+// Every device that is plugged in gets a new number.
+int last_device_number = 0;
+
 void make_usb_device(const fs::path &folder, uint16_t vendor, uint16_t product, const std::string &name)
 {
     make_device(folder, "DEVTYPE=usb_device\nDRIVER=usb");
     put(folder / "idVendor", hex(4, vendor));
     put(folder / "idProduct", hex(4, product));
     put(folder / "product", name);
+    put(folder / "devnum", std::to_string(++last_device_number));
     put(folder / "speed", "480");
     put(folder / "bConfigurationValue", "1");
     put(folder / "authorized", "1");
