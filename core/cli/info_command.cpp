@@ -111,16 +111,6 @@ void print_report(json_object *report, const Options &options)
         print_info_page(report, wants_colour());
 }
 
-void tell_reason(InfoResult result, const char *bus)
-{
-    if (result == InfoResult::no_modem)
-        tell_person("no modem on bus %s; %s", bus, modems_sentence().c_str());
-    else if (result == InfoResult::no_answer)
-        tell_person("the modem on bus %s does not answer", bus);
-    else if (result == InfoResult::port_busy)
-        tell_person("another program holds the port of the modem on bus %s", bus);
-}
-
 // Each modem is asked in a separate process, so that all together take no longer than the slowest. The report comes
 // back over a pipe, followed by the exit status.
 struct Inquiry {
@@ -187,6 +177,16 @@ int run_for_all(const Options &options)
 }
 
 } // namespace
+
+void tell_reason(InfoResult result, const char *bus)
+{
+    if (result == InfoResult::no_modem)
+        tell_person("no modem on bus %s; %s", bus, modems_sentence().c_str());
+    else if (result == InfoResult::no_answer)
+        tell_person("the modem on bus %s does not answer", bus);
+    else if (result == InfoResult::port_busy)
+        tell_person("another program holds the port of the modem on bus %s", bus);
+}
 
 int run_info(const CommandRun &run)
 {
