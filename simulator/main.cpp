@@ -87,11 +87,11 @@ RootPlan plan_root(const Options &options, const fs::path &program_folder, const
     return plan;
 }
 
-/// What the kernel shows as this process's arguments.
+/// The arguments of this process as the kernel shows them.
 std::span<char> shown_arguments;
 
 /// Inside the router this process is its first one, and what looks for a program by name among the processes must not
-/// find it in our arguments.
+/// find it in this process's arguments.
 void hide_arguments()
 {
     std::ranges::fill(shown_arguments, '\0');

@@ -8,7 +8,7 @@ namespace {
 
 constexpr size_t name_length_size = sizeof(uint16_t);
 
-/// Bytes of the name as the attribute tells it. The attribute's payload has at least two bytes.
+/// Bytes of the name by the attribute. The attribute's payload has at least two bytes.
 size_t name_length(const blob_attr *attr)
 {
     uint16_t length;

@@ -24,7 +24,7 @@ void handle_signal(int)
         errno = saved_errno;
 }
 
-/// Replaces the action of a signal where it is still the one given.
+/// Replaces the action of a signal if it is still the given one.
 void exchange_handler(int signal_number, void (*from)(int), void (*to)(int))
 {
     struct sigaction action;

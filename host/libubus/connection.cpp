@@ -22,7 +22,7 @@ int64_t now_ms()
     return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000;
 }
 
-/// When to give up; none where the timeout was 0.
+/// When to give up; never if the timeout was 0.
 class Deadline {
   public:
     explicit Deadline(int timeout_ms) : at_(timeout_ms == 0 ? INT64_MAX : now_ms() + timeout_ms) {}
@@ -44,7 +44,7 @@ blob_attr *received_message(const ubus_context *ctx)
     return reinterpret_cast<blob_attr *>(ctx->received + sizeof(ubus_msghdr));
 }
 
-/// Bytes of the message under way, its header included, as far as it is known. 0 for one that no ubusd sends.
+/// Bytes of the current message, its header included, as far as they are known. 0 for a message that no ubusd sends.
 size_t expected_length(const ubus_context *ctx)
 {
     if (ctx->received_length < frame_size)
@@ -160,7 +160,7 @@ int open_connection(const char *path)
     return descriptor;
 }
 
-/// Waits for ubusd's first message, which tells our number.
+/// Waits for ubusd's first message, which contains this client's number.
 bool receive_hello(ubus_context *ctx)
 {
     Received result;
@@ -184,7 +184,7 @@ int run_request(ubus_context *ctx, ubus_request &request, ubus_msg_type type, co
     request.seq = ++ctx->request_seq;
     const Deadline deadline(timeout);
     if (!send_message(ctx, request, type, message, deadline)) {
-        ctx->sock.eof = true; // a part of a message may have gone out: nobody could read the next one
+        ctx->sock.eof = true; // a part of a message may have been sent, so the next one could not be read
         return deadline.passed() ? UBUS_STATUS_TIMEOUT : UBUS_STATUS_INVALID_ARGUMENT;
     }
     while (!deadline.passed()) {

@@ -16,7 +16,7 @@ uci_option *option_of(uci_section &section, const uci_ptr &ptr)
     return ptr.option == nullptr ? nullptr : uci_to_option(find_element(section.options, ptr.option));
 }
 
-// Loads the package where the caller has not looked it up.
+// Loads the package if the caller has not looked it up.
 int complete(uci_context *ctx, uci_ptr *ptr)
 {
     if (ptr->p != nullptr)
@@ -60,7 +60,7 @@ int set(uci_context *ctx, uci_ptr *ptr)
     return recorded ? UCI_OK : UCI_ERR_MEM;
 }
 
-// What both list operations need: an option named in a section that exists, and a value.
+// What both list operations need: an option's name, a section that exists, and a value.
 int find_list_section(uci_context *ctx, uci_ptr *ptr, uci_section *&section)
 {
     if (const int result = complete(ctx, ptr); result != UCI_OK)

@@ -10,7 +10,7 @@ namespace host_uci {
 
 namespace {
 
-// What is wrong with a command, and where in the text that shows.
+// What is wrong with a command, and at which position in the text.
 struct Complaint {
     const char *reason = nullptr;
     size_t position = 0;
@@ -25,7 +25,7 @@ class ConfigReader {
   public:
     explicit ConfigReader(uci_package &package) : package_(package) {}
 
-    // words ends where the text is wrong in itself, with text_error.
+    // If the text itself is wrong, words ends there, with text_error.
     Complaint run(const Words &words, const char *text_error)
     {
         const std::string_view command = words.count == 0 ? "" : words.word[0];

@@ -15,13 +15,13 @@ struct Change {
     char *value;
 };
 
-// A change as its line tells it: "<kind>package.section.option='value'".
+// A change, read from its line: "<kind>package.section.option='value'".
 struct ChangeLine {
     ChangeKind kind;
     const char *package;
     const char *section;
     const char *option; // null for the section itself
-    const char *value;  // empty where the line has none
+    const char *value;  // empty if the line has none
 };
 
 char *cut_at(char *text, char separator)
@@ -33,7 +33,7 @@ char *cut_at(char *text, char separator)
     return found + 1;
 }
 
-// Whether a change of this kind can be about what the line names, to what it tells.
+// True if a change of this kind can apply to what the line names, with the line's value.
 bool makes_sense(const ChangeLine &line, bool has_value)
 {
     switch (line.kind) {

@@ -8,7 +8,7 @@
 
 namespace host_uci {
 
-/// What a change does; the character stands at the start of its line in the delta file.
+/// What a change does; its line in the delta file starts with this character.
 enum class ChangeKind : char {
     set = '\0',
     add_section = '+',
@@ -39,7 +39,7 @@ void print_changes(FILE *file, const char *package, std::string_view text);
 void write_delta_without(FILE *file, const char *package, std::string_view text, const char *section,
                          const char *option);
 
-/// value as it stands between single quotes.
+/// value in the form that it has between single quotes.
 void write_escaped(FILE *file, const char *value);
 /// value in single quotes.
 void write_quoted(FILE *file, const char *value);

@@ -97,7 +97,7 @@ int replace_config(const uci_package &package, File locked)
     if (realpath(package.path, target) == nullptr)
         return UCI_ERR_IO;
     char *slash = strrchr(target, '/');
-    char *temporary = nullptr; // mkstemp(3) puts letters of its own in the place of the six X
+    char *temporary = nullptr; // mkstemp(3) replaces the six X by other letters
     if (asprintf(&temporary, "%.*s/.%s.uci-XXXXXX", static_cast<int>(slash - target), target, slash + 1) < 0)
         return UCI_ERR_MEM;
     const Owned<char> name{temporary};

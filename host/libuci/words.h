@@ -11,14 +11,14 @@ namespace host_uci {
 struct Words {
     static constexpr int most = 4; ///< no command has more than three: a fourth is there to be complained about
     const char *word[most];
-    size_t after[most]; ///< behind each word and the character that ends it, in the text
+    size_t after[most]; ///< position in the text after each word and the character that ends it
     int count;
     size_t line_start; ///< of the line on which the command begins
     size_t start;      ///< of the command
-    size_t end;        ///< behind it, its line end included
+    size_t end;        ///< after it, its line end included
 };
 
-/// Reads a configuration text command by command: words between blanks, '...' as it stands, "..." with backslashes, a
+/// Reads a configuration text command by command: words between spaces, '...' unchanged, "..." with backslashes, a
 /// comment from '#'. A command ends with its line; ';' ends it too, and the rest of the line is passed over.
 class WordReader {
   public:
@@ -28,7 +28,7 @@ class WordReader {
     /// @return false at the end of the text; words of the last call are void then
     bool next(Words &words);
 
-    /// Why the last command is wrong as a text, behind the words that could be read; null when it is not.
+    /// Why the text of the last command is wrong, after the words that could be read; null if it is not.
     const char *error() const { return error_; }
 
   private:

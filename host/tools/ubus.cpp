@@ -1,4 +1,4 @@
-// The ubus command as far as scripts and the simulated router use it: list and call, with the real one's texts and
+// The parts of the ubus command that scripts and the simulated router use: list and call, with the real one's texts and
 // statuses.
 
 #include <cstdio>
@@ -95,7 +95,7 @@ void print_reply(ubus_request *request, int, blob_attr *message)
     puts(json.text ? json.text : "");
 }
 
-/// A failed call names itself where its text goes to a file or a pipe, and then its status is the negative code.
+/// If the error text goes to a file or a pipe, it names the failed call, and the status is the negative code.
 int report_failed_call(const Options &options, char **words, int count, int status)
 {
     if (options.simple || isatty(STDERR_FILENO))

@@ -1,4 +1,4 @@
-// The router's uci command, as far as scripts and tests use it.
+// The parts of the router's uci command that scripts and tests use.
 
 #include <cstdio>
 #include <cstring>

@@ -8,7 +8,7 @@ namespace {
 
 constexpr size_t filler_line_length = 64;
 
-// Index of the last line that is not empty; 0 where there is none.
+// Index of the last line that is not empty; 0 without one.
 size_t final_line(const std::vector<std::string> &lines)
 {
     for (size_t i = lines.size(); i-- > 0;)

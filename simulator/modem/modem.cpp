@@ -134,7 +134,7 @@ void Modem::run(Task &task, Milliseconds at)
     }
 }
 
-// What the modem cannot take now, it is offered again.
+// An event that the modem refuses (full memory) is retried a second later.
 void Modem::happen(const Task &task, Milliseconds at)
 {
     Answer answer;
@@ -304,7 +304,7 @@ void Modem::give(int interface, const std::string &echo, Answer answer, const Mi
     finish_answer(interface, answer, misbehaviour, end);
 }
 
-// What follows the reply, which ends at end.
+// The events after the reply, which ends at end.
 void Modem::finish_answer(int interface, const Answer &answer, const Misbehaviour &misbehaviour, Milliseconds end)
 {
     Channel &channel = channels_[interface];

@@ -21,7 +21,8 @@ struct Delivery {
     Milliseconds interval_ms = 0; ///< between pieces
 };
 
-/// Something that happens to the modem without its host: a row of the profile whose command is "!" and text tells what.
+/// An event that happens to the modem without its host. The row of the profile whose command is "!" and text describes
+/// it.
 struct Happening {
     Milliseconds after; ///< the start
     std::string text;   ///< "message 23 0791..."
@@ -30,7 +31,7 @@ struct Happening {
 struct ModemOptions {
     Values variables; ///< initial values in place of the profile's
     Delivery delivery;
-    std::vector<Fault> faults; ///< besides the profile's
+    std::vector<Fault> faults; ///< in addition to the profile's
     uint32_t seed = 1;         ///< of random intervals and garbage
     bool renumber = false;     ///< devices come back under other numbers after every absence
     std::vector<Happening> happenings{};
@@ -64,11 +65,12 @@ class Modem {
     /// allow, or something that no row of it lets happen.
     Modem(Profile profile, ModemOptions options, Milliseconds now = 0);
 
-    /// Bytes that the host wrote to an interface. What cannot be a command is ignored as a modem does; a line of more
-    /// than 4096 characters is answered ERROR; commands that come while one is being answered wait (at most 64).
+    /// Bytes that the host wrote to an interface. Bytes that cannot be a command are ignored, as a modem does; a line
+    /// of more than 4096 characters is answered ERROR; commands that come while one is being answered wait (at most
+    /// 64).
     void receive(int interface, std::string_view bytes, Milliseconds now);
 
-    /// What happens up to now, in the order of time. Events of bytes are to be written apart from each other.
+    /// The events up to now, in the order of time. The bytes of each event must be written separately.
     std::vector<Event> take_due(Milliseconds now);
     /// When take_due next has something to do; nothing while the modem only waits for input.
     std::optional<Milliseconds> next_due() const;
@@ -79,7 +81,7 @@ class Modem {
     /// Empty for a name that was never set.
     std::string variable(std::string_view name) const;
     void set_variable(const std::string &name, const std::string &value);
-    /// Prints a line that nobody asked for, now: on interface, or the first that answers AT (-1).
+    /// Prints an unsolicited line now: on interface, or on the first that answers AT (-1).
     void send_unsolicited(int interface, std::string_view line, Milliseconds now);
 
     /// Commands that no row of the profile answers; they got ERROR.

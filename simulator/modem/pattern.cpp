@@ -120,7 +120,7 @@ bool Pattern::match_from(size_t part, std::string_view command, Values &taken) c
         return command.size() >= length && same_text(command.substr(0, length), wanted.literal) &&
                match_from(part + 1, command.substr(length), taken);
     }
-    // A place ends where the next literal starts, so only a few lengths are ever tried in earnest.
+    // A place ends where the next literal starts, so only a few lengths are really tried.
     const char next = part + 1 < parts_.size() && parts_[part + 1].name.empty() ? parts_[part + 1].literal[0] : '\0';
     for (size_t length = command.size() + 1; length-- > 0;) {
         if (next != '\0' && (length == command.size() || !same_character(command[length], next)))

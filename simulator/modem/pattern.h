@@ -25,7 +25,7 @@ class Pattern {
     /// Throws std::invalid_argument with the reason.
     explicit Pattern(std::string_view text);
 
-    /// What the places took; nothing when command does not fit.
+    /// The texts at the places; nothing if command does not fit.
     std::optional<Values> match(std::string_view command) const;
     const std::string &text() const { return text_; }
     std::vector<std::string> names() const;

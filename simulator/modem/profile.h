@@ -27,7 +27,7 @@ struct Condition {
 /// A line of a row's reply, or a variable that is set; a row takes them from top to bottom.
 struct Step {
     std::string text;                  ///< as written, with $variables and escapes: the line, or the variable's value
-    std::vector<Condition> conditions; ///< taken only where all hold
+    std::vector<Condition> conditions; ///< used only if all hold
     std::string each;                  ///< taken once for every number from first to last, which is then $each
     int first = 0;
     std::string last{}; ///< a number, or a $variable that holds one
@@ -37,7 +37,7 @@ struct Step {
     bool operator==(const Step &) const = default;
 };
 
-/// A line that nobody asked for.
+/// An unsolicited line.
 struct UnsolicitedLine {
     enum class When {
         before, ///< between echo and reply
@@ -53,7 +53,7 @@ struct UnsolicitedLine {
     Milliseconds at_ms = 0;
     Milliseconds until_ms = 0;
     int interface = -1;                  ///< -1: where the command came, or the first that answers AT
-    std::vector<Condition> conditions{}; ///< of a row's: printed only where all hold at the row's end
+    std::vector<Condition> conditions{}; ///< in a row: printed only if all hold at the row's end
     bool operator==(const UnsolicitedLine &) const = default;
 };
 
@@ -67,7 +67,7 @@ struct Detach {
 struct Row {
     Pattern command;
     std::vector<Condition> conditions;
-    std::string prompt; ///< what the host writes behind a "> " becomes this name's value; empty: there is no prompt
+    std::string prompt; ///< the text that the host writes after a "> " becomes this name's value; empty: no prompt
     Milliseconds delay_ms = 0;
     std::vector<UnsolicitedLine> unsolicited;
     std::optional<Detach> detach;

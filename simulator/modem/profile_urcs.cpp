@@ -5,7 +5,7 @@
 #include "simulator/modem/profile_words.h"
 #include "simulator/modem/reply_text.h"
 
-// What a modem says unasked: the "urc" lines of a profile's header and of its rows.
+// What a modem prints unasked: the "urc" lines of a profile's header and of its rows.
 
 namespace simulator {
 

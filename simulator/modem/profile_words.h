@@ -6,14 +6,14 @@
 #include <optional>
 #include <string_view>
 
-// How a profile's lines are taken apart, and the bounds of what stands in them.
+// How a profile's lines are split, and the limits of their content.
 
 namespace simulator {
 
 inline constexpr int64_t longest_time_ms = 24 * 3600 * 1000;
 inline constexpr int highest_interface = 31;
 
-/// Takes the first word and the blank behind it off text.
+/// Removes the first word and the space after it from text.
 inline std::string_view take_word(std::string_view &text)
 {
     const size_t end = std::min(text.find(' '), text.size());

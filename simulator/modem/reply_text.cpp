@@ -25,7 +25,7 @@ std::string_view take_name(std::string_view &text)
     return name;
 }
 
-// What stands between the braces after a '$'; "name:default" in two.
+// The text between the braces after a '$'; "name:default" in two parts.
 struct Braces {
     std::string_view name;
     std::string_view otherwise;
@@ -58,7 +58,7 @@ std::string value_of(const Braces &braces, const Scope &scope)
     return value.empty() ? expand(braces.otherwise, scope) : value;
 }
 
-// Takes the escape behind a backslash off text and gives its bytes.
+// Removes the escape after a backslash from text and returns its bytes.
 std::string take_escape(std::string_view &text)
 {
     const char mark = text.empty() ? '\0' : text[0];

@@ -9,7 +9,7 @@
 
 namespace simulator {
 
-/// What a reply can read: the modem's variables, and in front of them what the command's pattern took.
+/// What a reply can read: first the values from the command's pattern, then the modem's variables.
 struct Scope {
     const Values &variables;
     Values taken;
@@ -19,9 +19,9 @@ struct Scope {
 };
 
 /// text with its variables and escapes replaced:
-///   $name           as far as lower-case letters, digits and '_' go; '$' before anything else is a plain character
+///   $name           lower-case letters, digits and '_'; '$' before anything else is a plain character
 ///   ${name}         any name, which $variables may make up: ${apn_$cid}
-///   ${name:text}    text where the variable is empty or missing
+///   ${name:text}    text if the variable is empty or missing
 ///   \r \n \t \0 \xHH, \c (nothing), \ before another mark: the mark itself
 std::string expand(std::string_view text, const Scope &scope);
 
@@ -35,10 +35,10 @@ bool hold(const std::vector<Condition> &conditions, const Scope &scope);
 inline constexpr int highest_each = 1000;
 
 /// Takes a row's steps from top to bottom; variables are those of scope. Gives the lines of the reply as printed, each
-/// with its CR LF (none behind a "\c").
+/// with its CR LF (none after a "\c").
 std::vector<std::string> take_steps(const std::vector<Step> &steps, Values &variables, const Scope &scope);
 
-/// Whether a reply ends with OK.
+/// True if a reply ends with OK.
 bool succeeded(const std::vector<std::string> &lines);
 
 /// The bytes of an unsolicited line: text is what expand made of written. A port that only talks (NMEA) has no empty

@@ -8,7 +8,7 @@
 
 namespace simulator {
 
-/// Frames of a protocol that nobody handles: the kernel counts and drops them, and answers nothing.
+/// Frames of a protocol that no program handles: the kernel counts and drops them, and sends no answer.
 inline constexpr uint16_t nobodys_protocol = 0x88b5;
 inline constexpr size_t ethernet_header_bytes = 14;
 
@@ -34,7 +34,7 @@ class FrameSocket {
 /// Where the other ends of the router's pairs of devices are: a network namespace that nobody in the router sees.
 class FarSide {
   public:
-    /// Null where the kernel does not allow one.
+    /// Null if the kernel does not allow one.
     static std::unique_ptr<FarSide> make();
 
     int name_space() const { return name_space_.get(); }

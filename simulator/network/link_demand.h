@@ -16,7 +16,7 @@ struct InterfaceSection {
     bool operator==(const InterfaceSection &) const = default;
 };
 
-/// What a mobile network, or the modem, demands before a connection comes about.
+/// What a mobile network, or the modem, requires for a connection.
 struct LinkDemand {
     enum class Path { any, qmi, serial };
 
@@ -28,7 +28,7 @@ struct LinkDemand {
     int cid = 1;                           ///< the modem's context that counts
 };
 
-/// Of the modem behind the interface, empty for what is not set.
+/// The values of the interface's modem, empty if not set.
 using ModemVariable = std::function<std::string(const std::string &name)>;
 
 bool meets_demand(const InterfaceSection &section, const LinkDemand &demand, const ModemVariable &modem);

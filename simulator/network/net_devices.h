@@ -20,13 +20,13 @@ struct NetAddress {
 };
 
 /// Network devices of the router's namespace: real ones of the kernel, so that counters, addresses and routes are the
-/// kernel's own. What the kernel refuses is left as it is and told by the result.
+/// kernel's own. If the kernel refuses a change, nothing changes and the result says so.
 class NetDevices {
   public:
     enum class Kind {
         board,          ///< leads nowhere
         link_layer,     ///< speaks Ethernet (veth)
-        point_to_point, ///< has neither a hardware address nor link statistics of its own (TUN)
+        point_to_point, ///< has neither a hardware address nor its own link statistics (TUN)
     };
 
     /// Throws std::system_error.
@@ -44,7 +44,7 @@ class NetDevices {
     /// All its addresses and routes go.
     bool clear_addresses(const std::string &name);
     bool add_default_route(const std::string &name, const std::string &gateway, int metric);
-    /// Lets packets of so many bytes in all (none, or at least 14) really go through a device that is up.
+    /// Sends packets of this total size (0, or at least 14 bytes) through a device that is up.
     bool move_traffic(const std::string &name, const Traffic &traffic);
 
   private:
@@ -57,7 +57,7 @@ class NetDevices {
     EventLoop &loop_;
     NetlinkSocket kernel_;
     FrameSocket frames_;
-    std::unique_ptr<FarSide> far_side_; ///< null where the kernel does not allow one
+    std::unique_ptr<FarSide> far_side_; ///< null if the kernel does not allow one
     std::map<std::string, Fd> tunnels_; ///< the far ends of devices of the kind point_to_point
 };
 

@@ -35,8 +35,7 @@ struct InterfaceAddress {
     int mask = 0;
 };
 
-/// What the network daemon does to a network device: it shall be there, up and have these addresses, or lose them and
-/// go down.
+/// A change to a network device: it must be there, up and have these addresses, or lose them and go down.
 struct DeviceChange {
     std::string interface;
     std::string device;
@@ -55,16 +54,16 @@ struct NetworkSurroundings {
     std::function<bool(const std::string &device)> has_device{};  ///< unset: every device is there
     std::function<bool(const std::string &device)> has_carrier{}; ///< unset: every device has
     std::function<void(const DeviceChange &change)> change_device{};
-    /// What the modem behind an interface has stored in a variable ("apn_1"); unset: nothing.
+    /// The value of a variable ("apn_1") of an interface's modem; unset: none.
     std::function<std::string(const InterfaceSection &section, const std::string &variable)> modem_variable{};
-    /// The network device of the modem behind an interface, empty when it has none; unset: nothing.
+    /// The network device of an interface's modem, empty if it has none; unset: none.
     std::function<std::string(const InterfaceSection &section)> modem_netdev{};
     /// advance() has something to do at that time; also times that have become void may come.
     std::function<void(int64_t at)> wake_at{};
 };
 
 /// netifd as a model: configuration, time and the state of devices go in, status documents and changes of devices come
-/// out. Interfaces with a static address come up at once, those with a protocol script as their LinkBehaviour tells.
+/// out. Interfaces with a static address come up at once, those with a protocol script as their LinkBehaviour says.
 ///
 ///     NetworkDaemon daemon({.now = EventLoop::now_ms, .read_config = ..., .wake_at = ...});
 ///     register_network_daemon(server, daemon);
@@ -78,7 +77,7 @@ class NetworkDaemon {
 
     /// In force at the interface's next setup. Also for an interface that is not there yet.
     void set_behaviour(const std::string &name, LinkBehaviour behaviour);
-    /// For interfaces that have none of their own.
+    /// For interfaces without their own.
     void set_default_behaviour(LinkBehaviour behaviour) { default_behaviour_ = std::move(behaviour); }
 
     /// Takes in what the time has brought.
@@ -90,7 +89,7 @@ class NetworkDaemon {
 
     /// 4 without a configuration: everything runs on then.
     int reload();
-    /// Every interface goes down and starts anew, dynamic ones are gone.
+    /// Every interface goes down and starts again; dynamic ones disappear.
     int restart();
     int up(const std::string &name);
     int down(const std::string &name);
@@ -109,7 +108,7 @@ class NetworkDaemon {
     void set_interfaces_changed(std::function<void()> callback) { interfaces_changed_ = std::move(callback); }
 
     enum class State { down, pending, up };
-    /// What the network daemon keeps of an interface; to read only.
+    /// What the network daemon stores about an interface; read only.
     struct Interface {
         InterfaceSection section;
         bool dynamic = false;

@@ -104,7 +104,7 @@ int prefix_of_netmask(const std::string &netmask)
     return std::popcount(mask.s_addr);
 }
 
-/// An option's values, which the configuration may also give as one text with blanks.
+/// An option's values, which the configuration may also have as one text with spaces.
 std::vector<std::string> values_of(const InterfaceSection &section, const std::string &name)
 {
     std::vector<std::string> values;

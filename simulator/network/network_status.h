@@ -6,16 +6,16 @@ namespace simulator {
 
 /// How an interface of a protocol comes up.
 enum class ProtocolKind {
-    none,  ///< needs a device with carrier; also every protocol that nobody knows
+    none,  ///< needs a device with carrier; also every unknown protocol
     fixed, ///< addresses from the configuration, needs a device
     wired, ///< a script that needs a device
     modem, ///< a script that names its device itself
 };
 ProtocolKind protocol_kind(const InterfaceSection &section);
 
-/// First value of an option, empty where it is not set.
+/// First value of an option, empty if it is not set.
 std::string option_of(const InterfaceSection &section, const std::string &name);
-/// Whether an option is "0", or another of UCI's words for no.
+/// True if an option is "0", or another of UCI's words for no.
 bool option_is_off(const InterfaceSection &section, const std::string &name);
 /// The option device, or ifname as it was called.
 std::string device_of(const InterfaceSection &section);
@@ -25,7 +25,7 @@ std::string modem_device_of(const InterfaceSection &section, const std::string &
 
 /// Addresses that the interface has while it is up, IPv4 before IPv6.
 std::vector<InterfaceAddress> addresses_of(const NetworkDaemon::Interface &interface);
-/// Gateway of its default route, empty where it has none; whether the route is in force is the configuration's choice.
+/// Gateway of its default route, empty without one; the configuration decides if the route is used.
 std::string gateway_of(const NetworkDaemon::Interface &interface);
 int metric_of(const InterfaceSection &section);
 

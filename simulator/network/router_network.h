@@ -18,8 +18,7 @@ namespace simulator {
 /// The modem that has a device ("/dev/ttyUSB3", "wwan0"); null when none has.
 using FindModem = std::function<const PluggedModem *(const std::string &device)>;
 
-/// The router's network: ubus with the network daemon behind it, configured by /etc/config/network, on real network
-/// devices.
+/// The router's network: ubus and the network daemon, configured by /etc/config/network, on real network devices.
 class RouterNetwork {
   public:
     /// Throws std::system_error.

@@ -155,7 +155,7 @@ void UbusServer::set_deaf(bool deaf)
     for (const int descriptor : {listener_.get(), timer_.get()})
         watch(descriptor, deaf ? 0U : EPOLLIN);
     for (const auto &[descriptor, client] : clients_)
-        if (deaf) // even with no events asked for, a hang-up would be told
+        if (deaf) // poll reports a hang-up even if no events are requested
             epoll_ctl(events_.get(), EPOLL_CTL_DEL, descriptor, nullptr);
         else
             watch(descriptor, EPOLLIN | (client.output.empty() ? 0U : EPOLLOUT));
@@ -228,7 +228,7 @@ void UbusServer::take_messages(Client &client)
         const auto *message = reinterpret_cast<const blob_attr *>(client.input.data() + sizeof(ubus_msghdr));
         const size_t size = sizeof(ubus_msghdr) + blob_raw_len(message);
         if (blob_raw_len(message) < sizeof(blob_attr) || blob_pad_len(message) > UBUS_MAX_MSGLEN) {
-            client.lost = true; // where the next message starts, nobody can tell
+            client.lost = true; // the start of the next message is not known
             return;
         }
         if (client.input.size() < size)

@@ -12,7 +12,7 @@
 
 namespace simulator {
 
-/// A method as "ubus list -v" tells it: its arguments' names and types (blobmsg_type).
+/// A method as "ubus list -v" prints it: its arguments' names and types (blobmsg_type).
 struct UbusMethod {
     std::string name;
     std::vector<std::pair<std::string, int>> arguments{};
@@ -23,11 +23,11 @@ struct UbusReply {
     Json data{};    ///< an object; null sends no data, as methods without an answer do
 };
 
-/// Called for the methods that the object has. arguments is an object, empty where the caller sent none.
+/// Called for the methods that the object has. arguments is an object, empty if the caller sent none.
 using UbusHandler = std::function<UbusReply(const std::string &method, json_object *arguments)>;
 
-/// ubusd and the daemons behind it in one: it serves a real ubus socket and answers for the objects that it is given.
-/// It has no thread and never waits: the owner polls descriptor() and calls on_ready().
+/// ubusd and its daemons in one: serves a real ubus socket and answers for the given objects. It has no thread and
+/// never waits: the owner polls descriptor() and calls on_ready().
 ///
 ///     UbusServer server("/var/run/ubus/ubus.sock");
 ///     server.add_object("mqtt", {{"notify", {{"text", BLOBMSG_TYPE_STRING}}}}, handler);

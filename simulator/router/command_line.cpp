@@ -19,7 +19,7 @@ bool is_digit(char character)
     return isdigit(static_cast<unsigned char>(character));
 }
 
-// Where the "AT" stands; the end where there is none.
+// Position of the "AT"; the end without one.
 size_t find_prefix(std::string_view line)
 {
     for (size_t i = 0; i + 1 < line.size(); i++)

@@ -11,20 +11,19 @@
 
 namespace simulator {
 
-/// What simcommand tells about the command that it was started as.
+/// What simcommand reports about the command that it was started as.
 struct CommandReport {
     std::string caller;                 ///< name of the process that started it
     std::vector<std::string> arguments; ///< the command's own name first
 };
 
-/// The arguments with blanks between them; one that is empty or has other than plain characters stands in single
-/// quotes.
+/// The arguments with spaces between them; one that is empty or has other than plain characters is in single quotes.
 std::string command_text(const std::vector<std::string> &arguments);
 
-/// Splits "caller\0name\0argument\0..."; every part ends with a zero byte. Empty arguments where text is not made so.
+/// Splits "caller\0name\0argument\0..."; every part ends with a zero byte. No arguments if text has another form.
 CommandReport parse_report(std::string_view text);
 
-/// Hears from every recorded command in the router, one after the other, and tells it how to end.
+/// Receives every recorded command in the router, one after the other, and answers how it must end.
 class CommandServer {
   public:
     /// @return status in the first byte, then what the command prints

@@ -10,7 +10,7 @@ namespace {
 struct FaultName {
     std::string_view name;
     FaultKind kind;
-    int64_t number; // where none is given
+    int64_t number; // if none is given
 };
 
 constexpr FaultName fault_names[] = {

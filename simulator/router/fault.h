@@ -34,8 +34,8 @@ struct Fault {
     Pattern command; ///< empty text: every command
 };
 
-/// Reads "kind", "kind=number" or either with ":command" behind: "late=3000:AT+CSQ", "garbage-before=20". The command
-/// may be a pattern. Throws std::invalid_argument with the reason.
+/// Reads "kind", "kind=number" or either of them followed by ":command": "late=3000:AT+CSQ", "garbage-before=20". The
+/// command may be a pattern. Throws std::invalid_argument with the reason.
 Fault parse_fault(std::string_view text);
 
 } // namespace simulator

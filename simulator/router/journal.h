@@ -16,7 +16,7 @@ std::string one_line(std::string_view bytes);
 class LineFile {
   public:
     LineFile() = default;
-    /// Starts path anew, or goes on at its end. Throws std::system_error.
+    /// Empties path, or appends to it. Throws std::system_error.
     LineFile(const std::string &path, bool append);
 
     void write(std::string line);
@@ -27,7 +27,7 @@ class LineFile {
     std::string path_;
 };
 
-/// What happened in the router, in order: "<kind><tab><who><tab><text>", each made one line.
+/// What happened in the router, in order: "<kind><tab><who><tab><text>", each on one line.
 class Journal {
   public:
     Journal() = default;
@@ -47,7 +47,7 @@ class TrafficLog {
     /// Times are counted from start_ms of the monotonic clock.
     TrafficLog(LineFile file, int64_t start_ms) : file_(std::move(file)), start_ms_(start_ms) {}
 
-    /// direction: ">" to the modem, "<" from it, "lost" from it with nobody there to read it, "!" a remark.
+    /// direction: ">" to the modem, "<" from it, "lost" from it without a reader, "!" a remark.
     void add(std::string_view port, std::string_view direction, std::string_view bytes);
 
   private:

@@ -13,7 +13,7 @@ namespace simulator {
 
 namespace {
 
-/// The kernel writes blanks, tabs, line feeds and backslashes as three octal digits.
+/// The kernel writes spaces, tabs, line feeds and backslashes as three octal digits.
 std::string unescape(std::string_view text)
 {
     std::string path;

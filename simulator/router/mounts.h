@@ -9,7 +9,7 @@ namespace simulator {
 /// The mount points that a text like /proc/self/mountinfo names, each once, in the order of mounting.
 std::vector<std::string> parse_mount_points(std::string_view mountinfo);
 
-/// Whether path is folder or lies below it.
+/// True if path is folder or is below it.
 bool is_inside(std::string_view path, std::string_view folder);
 
 // Thin around the system calls; all throw std::system_error with the target's name.

@@ -10,10 +10,10 @@
 
 namespace simulator {
 
-/// What says in the message where the number stands ("--seed").
+/// Reads a number up to most; what names it in the message ("--seed").
 uint64_t parse_number(std::string_view what, std::string_view text, uint64_t most);
 
-/// The text before the first separator; rest becomes what is behind it, empty where there is none.
+/// The text before the first separator; rest becomes the text after it, empty without a separator.
 std::string take_until(char separator, std::string_view &rest);
 
 /// "modem,setup=never,error=NO_DEVICE"

@@ -35,7 +35,7 @@ ModemChoice parse_modem(std::string_view text)
     return modem;
 }
 
-/// Takes "1-1.2/" off text, where it is there.
+/// Removes "1-1.2/" from text, if it is there.
 std::string take_bus(std::string_view &text)
 {
     const size_t slash = text.find('/');

@@ -56,8 +56,8 @@ struct LinkChoice {
 /// "--ubus FAULT"
 struct UbusFaults {
     bool absent = false;             ///< there is no socket
-    bool deaf = false;               ///< nobody answers
-    bool dying = false;              ///< who calls a method loses the connection
+    bool deaf = false;               ///< no call is answered
+    bool dying = false;              ///< a caller of a method loses the connection
     int64_t delay_ms = 0;            ///< of every answer to a call
     std::vector<std::string> silent; ///< objects whose owner does not answer
 };
@@ -89,7 +89,7 @@ struct Options {
     std::vector<std::string> command; ///< empty: an interactive shell
 };
 
-/// One line that tells what is wrong on the command line.
+/// One line that says what is wrong on the command line.
 struct OptionError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

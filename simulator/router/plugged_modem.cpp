@@ -111,8 +111,8 @@ void PluggedModem::detach()
     terminals_.clear();
 }
 
-/// The modem's answers leave from on_due: a device that goes away with its answer is then not the one that is being
-/// read.
+/// The modem's answers leave from on_due, so that a device that disappears with its answer is not destroyed while it is
+/// being read.
 void PluggedModem::on_received(int interface, std::string_view bytes)
 {
     parts_.log.add(device_name(interface), ">", bytes);

@@ -17,7 +17,7 @@ namespace simulator {
 /// The kernel's names for devices: the lowest number that is free.
 class DeviceNames {
   public:
-    /// "ttyUSB" gives "ttyUSB0", or the first from number first on that nobody has.
+    /// "ttyUSB" gives "ttyUSB0", or the first free one from number first on.
     std::string take(const std::string &prefix, int first = 0);
     void release(const std::string &name) { taken_.erase(name); }
 
@@ -45,7 +45,7 @@ class PluggedModem {
 
     const std::string &bus() const { return device_.bus; }
     const Modem &modem() const { return modem_; }
-    /// Whether name ("/dev/ttyUSB3", "wwan0") is one of its devices.
+    /// True if name ("/dev/ttyUSB3", "wwan0") is one of its devices.
     bool has_device(std::string_view name) const;
     /// The network device that belongs to name, one of its devices; else its first, empty when it has none.
     std::string netdev_of(std::string_view name) const;

@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A file system in memory is mounted here for the time of building: the router has a /sys of its own in any case.
+/// A file system in memory is mounted here while the root is built: the router has its own /sys in any case.
 const fs::path stage = "/sys";
 /// Whatever runs in the router, the machine loses at most 256 MB of memory: 128 MB here, 64 MB in /etc/config at its
 /// largest
@@ -50,7 +50,7 @@ class RootBuilder {
     void build();
 
   private:
-    /// What is put into path must be written into folder, before the mounts are made.
+    /// Content for path must be written into folder, before the mounts are made.
     struct Layer {
         fs::path path;
         fs::path folder;
@@ -107,7 +107,7 @@ void RootBuilder::make_stage()
     fs::permissions(inside("/tmp"), fs::perms(01777));
 }
 
-/// A mount of its own, so that it can be small, and that the machine's own configuration does not shine through.
+/// A separate mount, so that it can be small, and so that the machine's own configuration is not visible.
 void RootBuilder::add_config_layer()
 {
     const fs::path folder = stage / "config";
@@ -145,7 +145,7 @@ void RootBuilder::mirror(const fs::path &path)
 
 void RootBuilder::mirror_entries(const fs::path &path)
 {
-    std::error_code unreadable; // then it is an empty folder to us
+    std::error_code unreadable; // then it counts as an empty folder
     for (const auto &entry : fs::directory_iterator(path, unreadable)) {
         if (is_own(entry.path()))
             continue;

@@ -45,8 +45,8 @@ void prepare_system()
         throw std::system_error(errno, std::generic_category(), "lo");
 }
 
-/// The command gets a process group of its own, so that "kill 0" reaches nobody outside, and the terminal if it was
-/// ours.
+/// The command gets its own process group, so that "kill 0" reaches no process outside, and the terminal if this
+/// process had it.
 void take_own_group()
 {
     const bool has_terminal = isatty(STDIN_FILENO) && tcgetpgrp(STDIN_FILENO) == getpgrp();
@@ -116,7 +116,7 @@ int Router::run(const std::string &folder)
 {
     command_ = start_command(folder);
     loop_.run();
-    // What the command did last is still written down.
+    // The command's last actions are still written to the journal.
     for (int round = 0; round < most_last_rounds && loop_.run_once(0); round++) {
     }
     write_coverage();

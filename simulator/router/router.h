@@ -33,7 +33,7 @@ class Router {
     /// by one. Throws std::system_error, std::invalid_argument.
     Router(const Options &options, std::vector<Modem> modems, RunFiles files, Rights rights);
 
-    /// Runs the command, or a shell, in folder where the router has it.
+    /// Runs the command, or a shell, in folder if the router has that.
     /// @return the status with which simrouter ends
     int run(const std::string &folder);
 

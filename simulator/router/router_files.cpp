@@ -177,7 +177,7 @@ constexpr const char *recorded[] = {
 constexpr const char *recorded_scripts[] = {"led",     "firewall", "smstools3", "shortcut-fe",
                                             "network", "mwan3",    "routes"};
 
-/// What the machine may lack, or has in a form that differs from the router's.
+/// Files that the machine may lack, or has in another form than the router.
 constexpr const char *busybox_applets[] = {"killall", "pidof", "ifconfig", "route", "logger", "microcom", "hexdump"};
 
 void add_command(std::vector<RouterFile> &files, const std::string &name, const std::string &target)

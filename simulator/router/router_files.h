@@ -8,7 +8,7 @@
 
 namespace simulator {
 
-/// Something that the router's file system has besides, or in place of, the machine's own.
+/// A file that the router's file system has in addition to, or instead of, the machine's.
 struct RouterFile {
     enum class Kind { folder, file, link };
     Kind kind;
@@ -22,9 +22,9 @@ struct RouterFile {
 std::vector<RouterFile> router_files(const std::string &board, const std::string &build_folder,
                                      const std::string &busybox);
 
-/// modemctl of another folder in place of our own, and modemapi and the tests' call_operation if they are there. What
-/// is built for another processor is started by a recorder's link, which hands it to the runner under its own name, so
-/// that the process is still called so.
+/// modemctl of another folder instead of simrouter's, and modemapi and the tests' call_operation if they are there.
+/// What is built for another processor is started by a recorder's link, which hands it to the runner under its own
+/// name, so that the process is still called so.
 std::vector<RouterFile> product_files(const std::string &folder, const std::string &runner,
                                       const std::string &build_folder);
 

@@ -63,7 +63,7 @@ int wait_for(pid_t child)
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    // The command had the terminal to itself; taking it back must not stop us.
+    // The command had the terminal; taking it back must not stop this process.
     signal(SIGTTOU, SIG_IGN);
     if (isatty(STDIN_FILENO))
         tcsetpgrp(STDIN_FILENO, getpgrp());
@@ -88,8 +88,7 @@ void run_isolated(const std::function<int(Rights)> &body)
     const pid_t child = fork();
     if (child < 0)
         throw std::system_error(errno, std::generic_category(), "fork");
-    // Ends at once: this process's children would belong to the namespace that is over, so that whatever wants to run
-    // at exit (a leak check) can start none.
+    // _exit: the PID namespace is gone, so an exit handler that forks (LeakSanitizer) would fail.
     if (child > 0)
         _exit(wait_for(child));
 

@@ -102,7 +102,7 @@ void Terminal::on_ready(uint32_t events)
         received.append(buffer.data(), static_cast<size_t>(count));
     }
     if (!received.empty())
-        received_(received); // may end this terminal: nothing of it is touched behind
+        received_(received); // may destroy this object: touch no member after the call
 }
 
 void Terminal::flush_pending()
@@ -118,7 +118,7 @@ void Terminal::flush_pending()
     }
 }
 
-/// A serial driver forgets at the last close what nobody read; a pseudo terminal keeps it for the next opener.
+/// A serial driver discards unread bytes at the last close; a pseudo terminal keeps them for the next opener.
 void Terminal::discard_unread()
 {
     pending_.clear();

@@ -24,16 +24,16 @@ class Terminal {
     Terminal(EventLoop &loop, std::string node, Manner manner, Received received);
     Terminal(const Terminal &) = delete;
     Terminal &operator=(const Terminal &) = delete;
-    /// As when the device is pulled: the node goes, who has it open gets a hang-up.
+    /// As if the device was pulled out: the node disappears, and a process that has it open gets a hang-up.
     ~Terminal();
 
-    /// The node goes, who has it open notices nothing yet: so all devices of a modem are gone before the first hang-up
-    /// is seen.
+    /// The node disappears, but a process that has it open does not notice yet: so all devices of a modem are gone
+    /// before the first hang-up is seen.
     void remove_node();
-    /// Whether somebody in the router has it open.
+    /// True if a process in the router has it open.
     bool is_open() const;
     /// Never waits: what the reader does not take yet is kept, at most 256 KiB.
-    /// @return false when bytes were lost, since nobody has the device open or too much waits already
+    /// @return false if bytes were lost, because no process has the device open or too many bytes wait already
     bool send(std::string_view bytes);
 
   private:

@@ -2,7 +2,7 @@
 // calls its handler, then prints the status on one line and the response below it. Without arguments it reads such
 // requests from standard input, one a line, serves them one after another in this process, and answers each with one
 // line: the status, a blank and the response. The line "usage" is answered with the descriptors that are open and,
-// where the C library counts them, the bytes of memory in use. For another processor the library's code is in this
+// if the C library counts them, the bytes of memory in use. For another processor the library's code is in this
 // program.
 
 #include <cstdio>
@@ -44,7 +44,7 @@ struct Routes {
     }
 };
 
-// The library that stands beside this program, else the system's.
+// The library beside this program, else the system's.
 void *load_library()
 {
     std::string beside(4096, '\0');

@@ -1,4 +1,4 @@
-// Stands in for the router's commands in the simulated router: it tells the router what it was started as, prints what
+// Replaces the router's commands in the simulated router: it reports to the router what it was started as, prints what
 // the router answers and ends with the status that it was given. As sh, timeout, ps, ifup and ifdown it goes on as the
 // real one; as modem_fw_flash it writes its answer into the progress file.
 
@@ -23,7 +23,7 @@ constexpr const char *real_shell = "/usr/libexec/simrouter/sh";
 constexpr const char *real_timeout = "/usr/libexec/simrouter/timeout";
 constexpr const char *real_ps = "/usr/libexec/simrouter/ps";
 
-/// What a command does after it has been written down.
+/// What a command does after it has been recorded.
 constexpr char ifup_script[] = "ubus -S list \"network.interface.$1\" >/dev/null 2>&1 || "
                                "{ echo \"Interface $1 not found\"; exit 1; }\n"
                                "ubus call network.interface.\"$1\" down && ubus call network.interface.\"$1\" up";
@@ -31,7 +31,7 @@ constexpr char ifdown_script[] = "ubus -S list \"network.interface.$1\" >/dev/nu
                                  "{ echo \"Interface $1 not found\"; exit 1; }\n"
                                  "ubus call network.interface.\"$1\" down";
 
-/// Whether who started us has given us a session of our own and gone, or is about to go.
+/// True if the parent has given this process its own session and has gone, or is about to go.
 bool is_detached(pid_t parent)
 {
     return getsid(0) == parent || (parent == 1 && getsid(0) != getsid(1));
@@ -64,7 +64,7 @@ bool send_all(int socket, std::string_view bytes)
     return true;
 }
 
-/// The router's answer: the status in the first byte, then the output. Empty when there is no router to be told.
+/// The router's answer: the status in the first byte, then the output. Empty without a router.
 std::string report(std::span<char *const> arguments)
 {
     std::string text = name_of_caller() + '\0';

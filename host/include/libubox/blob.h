@@ -56,19 +56,19 @@ static inline unsigned int blob_id(const struct blob_attr *attr)
     return (be32toh(attr->id_len) & BLOB_ATTR_ID_MASK) >> BLOB_ATTR_ID_SHIFT;
 }
 
-/// Whether the payload starts with a name (blobmsg.h).
+/// True if the payload starts with a name (blobmsg.h).
 static inline bool blob_is_extended(const struct blob_attr *attr)
 {
     return be32toh(attr->id_len) >> 31 != 0;
 }
 
-/// Bytes of header and payload as the header tells them; below 4 it is no attribute.
+/// Bytes of header and payload by the header; below 4 it is not an attribute.
 static inline size_t blob_raw_len(const struct blob_attr *attr)
 {
     return be32toh(attr->id_len) & BLOB_ATTR_LEN_MASK;
 }
 
-/// Bytes of the payload; 0 where the header is nonsense.
+/// Bytes of the payload; 0 if the header makes no sense.
 static inline size_t blob_len(const struct blob_attr *attr)
 {
     const size_t length = blob_raw_len(attr);
@@ -85,7 +85,7 @@ static inline struct blob_attr *blob_next(const struct blob_attr *attr)
     return (struct blob_attr *)((char *)attr + blob_pad_len(attr));
 }
 
-/// The payload as a number, 0 where it is too short for one.
+/// The payload as a number, 0 if it is too short for one.
 static inline uint8_t blob_get_u8(const struct blob_attr *attr)
 {
     return blob_len(attr) < 1 ? 0 : *(const uint8_t *)attr->data;

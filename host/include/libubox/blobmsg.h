@@ -29,10 +29,10 @@ static inline unsigned int blobmsg_type(const struct blob_attr *attr)
     return blob_id(attr);
 }
 
-/// Bytes that the name with its length and padding takes; at most the payload. 0 where there is no name.
+/// Bytes that the name with its length and padding takes; at most the payload. 0 without a name.
 size_t blobmsg_name_space(const struct blob_attr *attr);
 
-/// Empty where there is none, or none that ends inside the attribute.
+/// Empty without a name, or if the name does not end inside the attribute.
 const char *blobmsg_name(const struct blob_attr *attr);
 
 static inline void *blobmsg_data(const struct blob_attr *attr)
@@ -50,9 +50,9 @@ static inline size_t blobmsg_len(const struct blob_attr *attr)
     return blobmsg_data_len(attr);
 }
 
-/// Whether the attribute lies within len bytes, its name (needed where name is set) within the attribute, and its value
-/// fits its type: numbers of the exact size, strings with their zero byte. What a table or an array holds is not looked
-/// at.
+/// True if the attribute is within len bytes, its name (required if name is set) within the attribute, and its value
+/// fits its type: numbers of the exact size, strings with their zero byte. The content of a table or an array is not
+/// checked.
 bool blobmsg_check_attr_len(const struct blob_attr *attr, bool name, size_t len);
 
 static inline bool blobmsg_check_attr(const struct blob_attr *attr, bool name)
@@ -60,12 +60,12 @@ static inline bool blobmsg_check_attr(const struct blob_attr *attr, bool name)
     return blobmsg_check_attr_len(attr, name, blob_raw_len(attr));
 }
 
-/// Sets tb[i] to the first member of policy[i]'s name and type, to null where there is none.
+/// Sets tb[i] to the first member of policy[i]'s name and type, to null without one.
 /// @return 0; negative when data is empty or holds an attribute that fails the check, members before it are set
 int blobmsg_parse(const struct blobmsg_policy *policy, int policy_len, struct blob_attr **tb, void *data,
                   unsigned int len);
 
-/// The value as a number, 0 where it is too short for one.
+/// The value as a number, 0 if it is too short for one.
 uint64_t blobmsg_get_number(const struct blob_attr *attr, size_t size);
 
 static inline uint8_t blobmsg_get_u8(const struct blob_attr *attr)
@@ -101,7 +101,7 @@ static inline double blobmsg_get_double(const struct blob_attr *attr)
     return number;
 }
 
-/// Null where the value is no text that ends inside the attribute.
+/// Null if the value is not a text that ends inside the attribute.
 char *blobmsg_get_string(const struct blob_attr *attr);
 
 // Appending to a message. A null name is an empty one. @return 0, -1 without memory

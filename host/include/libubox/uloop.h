@@ -1,6 +1,7 @@
 #pragma once
 
-// The event loop's outer edge only: libubus sets it up when it connects, and who does not run it wants to undo that.
+// Only the start and end of the event loop: libubus sets it up when it connects, and a program that does not run it
+// must undo that.
 
 #include <stdbool.h>
 
@@ -9,8 +10,8 @@ struct uloop_fd {
     bool eof; ///< the other side is gone
 };
 
-/// Opens an epoll descriptor and a pipe, once, and takes over SIGINT, SIGTERM, SIGCHLD and SIGPIPE where they still
-/// have their default action. @return 0, -1 without descriptors
+/// Opens an epoll descriptor and a pipe, once, and takes over SIGINT, SIGTERM, SIGCHLD and SIGPIPE if they still have
+/// their default action. @return 0, -1 without descriptors
 int uloop_init(void);
 
 /// Closes the descriptors and gives SIGINT, SIGTERM and SIGCHLD back; SIGPIPE stays ignored.
