@@ -1,7 +1,7 @@
 #!/bin/sh
-# Searches for inputs that break a parser or a handler: fuzz.sh SECONDS [TARGET...], each target for so many seconds. What
-# adds coverage goes into tests/fuzz/corpus/<target>.pack, what breaks is left in build-fuzz/search/<target>. One line per
-# target; exit status 1 when one broke.
+# Searches for inputs that break a parser or a handler: fuzz.sh SECONDS [TARGET...], each target for SECONDS. Inputs
+# that add coverage go into tests/fuzz/corpus/<target>.pack, inputs that break a target stay in build-fuzz/search/<target>.
+# Prints one line per target; exit status 1 if one broke.
 #
 #     fuzz.sh --unpack TARGET FOLDER    the target's kept inputs as files of the folder
 #     fuzz.sh --pack TARGET FOLDER      files of the folder that are not kept yet go into the target's pack

@@ -56,7 +56,7 @@ if [ -n "$missing" ]; then
     export DEBIAN_FRONTEND=noninteractive
     log=$(mktemp)
     trap 'rm -f "$log"' EXIT
-    # The lists may be a little old where no mirror answers; what counts is whether the packages come.
+    # If no mirror answers, the lists may be a little old; what counts is whether the packages install.
     apt-get -qq -o Acquire::Retries=0 -o Acquire::http::Timeout=20 update >"$log" 2>&1 || true
     # shellcheck disable=SC2086 # one word per package
     apt-get -qq -o Acquire::Retries=1 install -y --no-install-recommends $missing >>"$log" 2>&1 || {

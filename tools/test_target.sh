@@ -26,8 +26,7 @@ left_out='^(Simulat|SimrouterOptions|Journal|RecordedCommand|RouterNetwork|BackE
 left_out="$left_out|HasThePppStatistics"
 # Stepping through a program's system calls would be stepping through qemu's.
 [ -z "$runner" ] || left_out="$left_out|^SlowKill"
-# A list of network devices: qemu does not turn round the bytes of a message's last attribute where that is empty, and
-# musl reads on for ever.
+# A list of network devices: qemu does not byte-swap an empty last attribute of a message, and musl then loops.
 case $processor in
 mips | mips64 | powerpc)
     units_left_out=$units_left_out:Traffic.OfADeviceThatDoesNotExistIsNothing
@@ -42,7 +41,7 @@ mkdir -p "$log.logs"
 
 count() { grep -cE "$1" "$2" || true; }
 
-# One process for all unit tests, since qemu takes its time to start. That it does not come to an end is a failure too.
+# One process for all unit tests, because qemu starts slowly. A run that does not end is a failure too.
 # shellcheck disable=SC2086 # no word where no runner is needed
 timeout 600 $runner "build-target/$target/unit_tests" --gtest_filter="-$units_left_out" >"$log.unit" 2>&1 || true
 passed=$(count '^\[       OK \]' "$log.unit")

@@ -31,7 +31,7 @@ void tell_why_offline(const ModemDriver &rec)
 {
     Text<8> state = "READY";
     const bool is_locked = sim_state_text(rec, state) == sim_wants_pin;
-    tell_person("not connected: %s", is_locked ? "the SIM card wants its PIN, see option pincode" : state.c_str());
+    tell_person("not connected: %s", is_locked ? "the SIM card needs its PIN, see option pincode" : state.c_str());
 }
 
 } // namespace

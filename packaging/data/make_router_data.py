@@ -72,7 +72,7 @@ def networks_of(providers):
     for provider in providers:
         for code in provider.codes:
             networks[code].append(provider)
-    # Who says so is the owner; else who has the most networks, then the most APNs, then who stands first.
+    # A provider that says so is the owner; else the one with the most networks, then the most APNs, then the first.
     owned = {"true": 0, None: 1, "false": 2}
     for listed in networks.values():
         listed.sort(key=lambda provider: (owned[provider.primary], -len(provider.codes), -len(provider.apns)))

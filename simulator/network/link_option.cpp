@@ -91,7 +91,7 @@ LinkChoice parse_link(std::string_view text)
         const std::string name = take_until('=', value);
         const auto *row = std::ranges::find(link_rows, name, &LinkRow::name);
         if (row == std::end(link_rows))
-            throw OptionError("--link: \"" + name + "\" is none of " + known_names());
+            throw OptionError("--link: \"" + name + "\" is not one of " + known_names());
         row->apply(link.behaviour, std::string(value));
     }
     return link;

@@ -24,7 +24,7 @@ ModemChoice parse_modem(std::string_view text)
     if (modem.profile.empty())
         throw OptionError("--modem: \"" + whole + "\" names no modem");
     if (!is_bus(modem.bus))
-        throw OptionError("--modem: \"" + modem.bus + "\" is no USB bus like 1-1.2");
+        throw OptionError("--modem: \"" + modem.bus + "\" is not a USB bus like 1-1.2");
     while (!text.empty()) {
         const std::string setting = take_until(',', text);
         const size_t equals = setting.find('=');
@@ -96,7 +96,7 @@ Delivery parse_delivery(std::string_view text)
 std::string absolute_destination(std::string_view option, std::string_view text)
 {
     if (!text.starts_with('/') || text.ends_with('/'))
-        throw OptionError(std::string(option) + ": \"" + std::string(text) + "\" is no absolute path of a file");
+        throw OptionError(std::string(option) + ": \"" + std::string(text) + "\" is not the absolute path of a file");
     return std::string(text);
 }
 
@@ -148,7 +148,7 @@ void add_ubus_fault(UbusFaults &faults, std::string_view text)
     else if (name == "silent" && !text.empty())
         faults.silent.emplace_back(text);
     else
-        throw OptionError("--ubus: \"" + whole + "\" is none of absent, deaf, dying, delay=MS, silent=OBJECT");
+        throw OptionError("--ubus: \"" + whole + "\" is not one of absent, deaf, dying, delay=MS, silent=OBJECT");
 }
 
 std::string parse_board(std::string_view text)
@@ -232,7 +232,7 @@ Options parse_options(std::span<const std::string> arguments)
         if (row == std::end(option_rows))
             throw OptionError(argument.starts_with('-')
                                   ? "unknown option " + argument + " (--help lists them)"
-                                  : "\"" + argument + "\" is no option; the command stands behind --");
+                                  : "\"" + argument + "\" is not an option; the command comes after --");
         if (!row->has_value && value_inside)
             throw OptionError(name + " takes no value");
         if (row->has_value && !value_inside) {

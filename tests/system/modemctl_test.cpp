@@ -209,7 +209,7 @@ TEST(SlowTerminal, SaysThatTheSimWantsItsPin)
     options.insert(options.end(), sim_files.begin(), sim_files.end());
     EXPECT_EQ(at_terminal(options, "modemctl connect-auto").out,
               "modemctl: no APN is known for this SIM card, trying without one\n"
-              "modemctl: not connected: the SIM card wants its PIN, see option pincode\n--\n");
+              "modemctl: not connected: the SIM card needs its PIN, see option pincode\n--\n");
 }
 
 // Debug output

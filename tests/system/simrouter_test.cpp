@@ -324,8 +324,8 @@ TEST(SimrouterOptions, RefusesWhatItDoesNotKnowInOneLine)
         const char *message;
     } rows[] = {
         {{"--nope"}, "simrouter: unknown option --nope (--help lists them)\n"},
-        {{"true"}, "simrouter: \"true\" is no option; the command stands behind --\n"},
-        {{"--modem", "EC25@one", "--", "true"}, "simrouter: --modem: \"one\" is no USB bus like 1-1.2\n"},
+        {{"true"}, "simrouter: \"true\" is not an option; the command comes after --\n"},
+        {{"--modem", "EC25@one", "--", "true"}, "simrouter: --modem: \"one\" is not a USB bus like 1-1.2\n"},
         {{"--profiles", "/nowhere", "--modem", "../x"}, nullptr},
         {{"--modem", "no-such-modem", "--", "true"}, nullptr},
         {{"--modem", "EC25,no_such_variable=1", "--", "true"}, nullptr},
