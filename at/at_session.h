@@ -19,7 +19,7 @@ class AtSession {
     Opened open(const char *port_path);
 
     enum class Answer : uint8_t {
-        complete, ///< reply has all of it, its final line included, as far as it fits
+        complete, ///< reply has all of it, the final line included, cut at its capacity
         silent,   ///< no final line came within the time; reply holds what did
         lost,     ///< the port has disappeared
     };

@@ -29,7 +29,7 @@ int fibocom_set_apn(const ModemDriver &rec, const char *apn);
 
 std::string_view serving_cell_line(std::string_view gtccinfo_reply); ///< empty, so without a field, when there is none
 bool is_registered_at_home(std::string_view reply);                  ///< +CREG
-Signal parse_cesq(std::string_view reply);                           ///< "rxlev" to "rsrp", as far as they are there
+Signal parse_cesq(std::string_view reply);                           ///< those of "rxlev" to "rsrp" that are there
 std::optional<int32_t> parse_csq_index(std::string_view reply);      ///< a field without a number counts as 0
 int32_t fibocom_level(const Signal &quality, std::optional<int32_t> csq_index);
 

@@ -9,7 +9,7 @@
 // Configuration of Quectel modems (AT+QCFG, AT+QICSGP, AT+QCCID of the same manuals; AT+CGDCONT of 3GPP TS 27.007).
 
 /// Writes the thermal limits: rate limit, trigger and clear temperature of "devconf.modem" (en_limt, tigger, clear;
-/// "0", "95" and "90" where unset). A modem that cannot be asked counts as success. A value that does not fit into its
+/// "0", "95" and "90" if unset). A modem that cannot be asked counts as success. A value that does not fit into its
 /// command counts as failure.
 /// @return 0; -1 when the modem refuses one (after the first the second is not sent)
 int quectel_set_thermal(const ModemDriver &rec);
@@ -56,7 +56,7 @@ struct PdpContext {
     int type_number;  ///< of AT+QICSGP
 };
 
-// How commands are composed and replies are read. There is no command where the operation above sends nothing.
+// How commands are composed and replies are read. There is no command if the operation above sends nothing.
 
 std::optional<AtCommand> compose_thermal_limit(const char *limit);
 std::optional<AtCommand> compose_thermal_range(const char *trigger, const char *clear);

@@ -10,7 +10,7 @@
 /// report enough. level is written for 4 and 3 only
 int sierra_get_signal(const ModemDriver &rec, int32_t &level);
 
-/// Appends the primary and secondary LTE cell and the WCDMA cell, as far as the report has them; every value a JSON
+/// Appends those of the primary and secondary LTE cell and the WCDMA cell that the report has; every value is a JSON
 /// string.
 /// @return 0, also when the modem does not answer; -1 when memory runs out
 int sierra_get_cells(const ModemDriver &rec, json_object *array);

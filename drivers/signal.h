@@ -21,7 +21,7 @@ struct Reading {
 /// The signal of one system: what it is called, and its values in the order of the report.
 struct Signal {
     struct Value {
-        const char *key = nullptr; ///< null behind the last value
+        const char *key = nullptr; ///< null after the last value
         Reading reading;
     };
     Field type; ///< empty when the modem's report names no system

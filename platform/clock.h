@@ -2,5 +2,5 @@
 
 #include <cstdint>
 
-/// Milliseconds of a clock that nobody sets: it counts from the router's start.
+/// Milliseconds of a clock that is never set: it counts from the router's start.
 int64_t monotonic_ms();

@@ -19,7 +19,7 @@ Json json_share(json_object *object);
 /// modem or a file can break the document.
 Json json_text(std::string_view text);
 
-/// Whether text is valid UTF-8 throughout; an empty one is.
+/// True if the whole text is valid UTF-8, or empty.
 bool is_utf8(std::string_view text);
 
 /// The value as json-c's pretty text. Borrowed from object, valid until object changes or is released.

@@ -68,7 +68,7 @@ int kuci2_commit(const Uci &context, const char *package);
 bool kuci_has_room(const char *package);
 
 // The same functions under the names of the router maker's library for writers of one configuration. Code that was
-// written for that library builds with them; ours uses the functions above.
+// written for that library builds with them; this program uses the functions above.
 
 inline Uci kuci_init()
 {

@@ -2,7 +2,7 @@
 
 #include "platform/uci.h"
 
-/// Where UCI keeps things; tests have folders of their own.
+/// UCI's folders; tests have other folders.
 struct UciFolders {
     Text<64> config; ///< the packages' files
     Text<64> saved;  ///< saved changes

@@ -79,7 +79,7 @@ class Interview {
   private:
     static constexpr int most_silent_ = 2;
 
-    // An answer of nothing but the echo and OK tells that there is nothing to tell.
+    // An answer of only the echo and OK means that there is nothing to report.
     static bool has_more_than_its_end(std::string_view reply, std::string_view command)
     {
         for (std::string_view line; next_line(reply, line);)

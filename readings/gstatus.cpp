@@ -6,15 +6,15 @@
 // System mode:   ENDC        	PS state:    Attached                      (EM9191)
 // LTE band:      B3     		LTE bw:      20 MHz
 // PCC RxM RSSI:  -65		PCC RxM RSRP:  -99
-// Two pairs of label and value stand in a line, parted by tabs, blanks or, pasted, a single blank. So a value is found
-// by its label wherever it stands, and read as far as its own form goes.
+// A line has two pairs of label and value, separated by tabs, spaces or, when pasted, a single space. So a value is
+// found by its label anywhere, and read up to the end of its own form.
 
 namespace {
 
 // Labels of NR cells are those of LTE with "NR5G " in front.
 constexpr std::string_view nr_prefix = "NR5G ";
 
-// The text behind the first occurrence of label after the skipped ones, to the end of its line; empty without it.
+// The text after the first occurrence of label after the skipped ones, to the end of its line; empty without it.
 std::string_view after(std::string_view report, std::string_view label, int skip = 0)
 {
     for (size_t start = 0;;) {
@@ -58,7 +58,7 @@ void tell_labels(std::string_view report, std::span<const LabelRule> rules, Cell
 }
 
 // clang-format off
-// Several labels tell one quantity: the first that is there counts. MC74xx has one label for both antennas and for the
+// Several labels mean one quantity: the first that is there counts. MC74xx has one label for both antennas and for the
 // secondary cell.
 constexpr LabelRule lte_labels[] = {
     {"LTE BAND:",     {},                       Scale::lte_band},

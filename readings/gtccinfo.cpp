@@ -30,7 +30,7 @@ constexpr FieldRule bare_rules[] = {
     {4, Quantity::tac, Scale::hex},        {5, Quantity::cell_id, Scale::hex},
     {6, Quantity::arfcn, Scale::number},   {7, Quantity::pci, Scale::number},
 };
-// What stands behind the band: bandwidth, SINR, rxlev, RSRP, RSRQ. The FM350 counts NR bandwidth in fifths of MHz, as it
+// The fields after the band: bandwidth, SINR, rxlev, RSRP, RSRQ. The FM350 counts NR bandwidth in fifths of MHz, as it
 // counts LTE's in resource blocks.
 constexpr FieldRule lte_labelled_levels[] = {
     {9, Quantity::bandwidth_dl, Scale::lte_bw_blocks}, {10, Quantity::sinr, Scale::halves},

@@ -5,7 +5,7 @@
 
 namespace {
 
-// Firmware prints the PCI in decimal or in hexadecimal; only letters tell.
+// Firmware prints the PCI in decimal or in hexadecimal; only letters show which.
 std::optional<int64_t> pci_of(std::string_view field)
 {
     const auto number = decimal(field);

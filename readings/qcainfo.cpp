@@ -20,7 +20,7 @@ constexpr FieldRule lte_rules[] = {
 //   5  "SCC",648768,10,"NR5G BAND 78",920
 //   8  "SCC",528030,8,"NR5G BAND 41",262,-91,-11,2681                 RSRP, RSRQ, SINR in hundredths
 //   9  "SCC",501870,3,"NR5G BAND 41",1,271,0,-,-                      the carrier's state before the PCI
-//  12  the same with RSRP, RSRQ and SINR behind
+//  12  the same, then RSRP, RSRQ and SINR
 constexpr FieldRule nr_rules[] = {
     {1, Quantity::arfcn, Scale::number},   {2, Quantity::bandwidth_dl, Scale::nr_bw_index},   {3, {}, Scale::band_words},
 };

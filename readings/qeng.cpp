@@ -136,7 +136,7 @@ bool read_qeng_serving(std::string_view reply, Report &report)
 {
     constexpr auto anchor_shift = static_cast<size_t>(-2);
     bool understood = false;
-    // The tag itself may be parted from its fields by a line break, so lines are told by their first field.
+    // A line break may separate the tag from its fields, so lines are recognised by their first field.
     for (std::string_view line; next_line(reply, line);) {
         if (starts_with_word(line, "+QENG:"))
             line = trim(without_first(line, 6));

@@ -64,7 +64,7 @@ bool read_record(const Fields &fields, bool is_5g, Report &report)
         tell_location(fields[2], fields[4], last, report);
     else if (fields.size() == 6 && act && last)
         tell_location(fields[2], fields[3], act, report);
-    else // what the fields behind the area are is not known
+    else // the meaning of the fields after the area is not known
         tell_location(fields[2], {}, std::nullopt, report);
     return true;
 }

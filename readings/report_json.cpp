@@ -51,7 +51,7 @@ void add_quantities(json_object *object, const Cell &cell, bool is_serving)
     }
 }
 
-// An object that is added only where it has members.
+// An object that is added only if it has members.
 void add_filled(json_object *object, const char *key, Json child)
 {
     if (json_object_object_length(child.get()) > 0)

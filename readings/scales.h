@@ -72,11 +72,11 @@ struct FieldRule {
     Scale scale;
 };
 
-/// Tells cell every field of the rules. Fields that are missing or no number tell nothing. shift is added to the rules'
-/// positions.
+/// Stores every field of the rules in cell. Fields that are missing or not numbers are left out. shift is added to the
+/// rules' positions.
 void tell_fields(const Fields &fields, std::span<const FieldRule> rules, Cell &cell, size_t shift = 0);
 
-/// Tells cell one value by its scale.
+/// Stores one value in cell by its scale.
 void tell_value(std::string_view value, Quantity quantity, Scale scale, Cell &cell);
 
 /// "26203": the MCC is the first three digits.

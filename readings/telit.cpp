@@ -68,7 +68,7 @@ bool read_moni(std::string_view reply, Report &report)
         std::string_view value = take_until(rest, " ");
         if (value.find(':') == std::string_view::npos)
             continue;
-        if (!understood) // the operator's name is what stands before the first key
+        if (!understood) // the operator's name is the text before the first key
             tell_text(report.operator_name, first_characters(whole, start));
         understood = true;
         const std::string_view key = take_until(value, ":");

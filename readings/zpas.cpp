@@ -4,7 +4,7 @@
 #include "readings/scales.h"
 
 // +ZPAS: "HSDPA","CS_PS"       (ME3630)
-// +ZPAS: "LTE Cat.NB1",...     narrow band has words of its own
+// +ZPAS: "LTE Cat.NB1",...     narrow band has other words
 bool read_zpas(std::string_view reply, Report &report)
 {
     const std::string_view word = Fields{record_of(reply, "+ZPAS:")}[0];

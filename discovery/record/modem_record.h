@@ -5,11 +5,11 @@
 /// How much of a modem is described. An unknown device gets the same description in every form: "ports", "modem_id",
 /// "name", "bus", carrier and status record.
 enum class RecordForm {
-    basic,     ///< "ports", "modem_id", "data_port", "control_port", and "qmi_port" where the model has one
+    basic,     ///< "ports", "modem_id", "data_port", "control_port", and "qmi_port" if the model has one
     brief,     ///< basic, "name" (the model's in the table) and "bus"
     app_brief, ///< brief, the carrier and the status record
     full,      ///< basic, "name" and "IMEI" as the modem reports them, "bus", "hw_version", "sim_num", the carrier, the
-               ///< status record, "apns" where the carrier has a fixed one, and "operators"
+               ///< status record, "apns" if the carrier has a fixed one, and "operators"
 };
 
 /// Turns a bus into the record of the modem on it, and describes the modem in info, an object of the caller. out_rec
