@@ -2,7 +2,7 @@
 # Runs the tests of each build folder given, and closes with one line, "N passed, N failed, N skipped", over all that ran.
 # Tests mostly wait (for a silent modem, for an interface), so more of them run at a time than there are processors.
 #   -l LABELS    only the tests with one of these labels ("quick|test"): see tests/CMakeLists.txt
-#   -s SUITE     only the tests whose name begins like this ("Qcsq*", "Qcsq*.Reads*")
+#   -s SUITE     only the tests whose name begins like this ("Qcsq*", "Qcsq*.Reads*"), or like one of these ("Qcsq*:Csq*")
 #   -t TARGETS   the tests of these routers' processors too, which the simulated router runs by qemu, and the products' sizes
 #   -c FILE      keep the counts there when all passed;  -a FILE  add the counts kept there
 set -u
@@ -18,7 +18,7 @@ keep=
 while getopts l:s:t:c:a: option; do
     case $option in
     l) labels="^($OPTARG)\$" ;;
-    s) [ -z "$OPTARG" ] || names="\.([^./]*/)?$(echo "$OPTARG" | sed 's/\./\\./g; s/\*/.*/g; s/?/./g')([./]|\$)" ;;
+    s) [ -z "$OPTARG" ] || names="\.([^./]*/)?($(echo "$OPTARG" | sed 's/\./\\./g; s/\*/.*/g; s/?/./g; s/:/|/g'))([./]|\$)" ;;
     t) targets=$OPTARG ;;
     c) keep=$OPTARG ;;
     a) read -r passed failed skipped <"$OPTARG" ;;
