@@ -15,13 +15,14 @@ constexpr int lock_tries = 31;
 constexpr useconds_t lock_wait_us = 1000;
 constexpr off_t gate = 1 << 30;
 constexpr useconds_t look_us = 2000;
-constexpr int longest_wait_ms = 3000;
 
 class Deadline {
   public:
-    bool is_over() const { return monotonic_ms() - start_ms_ >= longest_wait_ms; }
+    explicit Deadline(int limit_ms) : limit_ms_(limit_ms) {}
+    bool is_over() const { return monotonic_ms() - start_ms_ >= limit_ms_; }
 
   private:
+    int limit_ms_;
     int64_t start_ms_ = monotonic_ms();
 };
 
@@ -57,9 +58,9 @@ off_t take_place(int fd)
 
 } // namespace
 
-void wait_for_turn(int fd)
+void wait_for_turn(int fd, int limit_ms)
 {
-    const Deadline deadline;
+    const Deadline deadline{limit_ms};
     off_t other = 0;
     while (!set_lock(fd, F_WRLCK, gate)) {
         if (errno != EAGAIN || find_others(fd, gate, 1, other) == Others::strangers || deadline.is_over())

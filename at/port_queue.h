@@ -1,5 +1,7 @@
 #pragma once
 
+inline constexpr int longest_wait_ms = 3000;
+
 /// Our own processes (command line, web back end, scripts) line up for a port before they try for its lock, so that a
 /// busy port costs them time and not their answer. Waits until all processes that came first are done, at most 3 s;
 /// returns at once if the queue is empty. After a wait in vain, or if it cannot line up, a process still tries for the
@@ -22,7 +24,8 @@
 ///   So a place is checked every 2 ms, which is short beside the 60 ms of a transaction.
 ///
 /// A lock of many bytes belongs to another program, for the whole port. The queue does not wait for it.
-void wait_for_turn(int fd);
+/// @param limit_ms  the longest wait; tests on a busy machine take more
+void wait_for_turn(int fd, int limit_ms = longest_wait_ms);
 
 /// The lock is taken before the port is touched: attributes set, restored and queues discarded by one that has to give
 /// up would cost the holder bytes of its reply. What waits, waits as long as if it had prepared the port first.

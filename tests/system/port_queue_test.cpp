@@ -1,5 +1,6 @@
 #include <cstdlib>
 #include <map>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -26,14 +27,35 @@ std::vector<Sent> commands_of(const std::string &bytes)
     return commands;
 }
 
+// A line a command: its number, the router's clock before and after it in seconds, and the reply.
 RouterRun ask_at_once(int processes, int commands)
 {
     return run_shell({"--modem", "EC25", "--wait"},
                      "for i in $(seq " + std::to_string(processes) + "); do (\n    for n in $(seq " +
                          std::to_string(commands) +
                          "); do\n"
-                         "        modemctl AT AT+OWN$i.$n 2>&1 | tr -d '\\n' | tr '\\r' '|' >/tmp/reply.$i.$n\n"
-                         "    done) & done; wait; cd /tmp; for f in reply.*; do echo \"${f#reply.} $(cat $f)\"; done");
+                         "        start=$(cut -d ' ' -f 1 /proc/uptime)\n"
+                         "        reply=$(modemctl AT AT+OWN$i.$n 2>&1 | tr -d '\\n' | tr '\\r' '|')\n"
+                         "        echo \"$i.$n $start $(cut -d ' ' -f 1 /proc/uptime) $reply\" >/tmp/reply.$i.$n\n"
+                         "    done) & done; wait; cat /tmp/reply.*");
+}
+
+struct Asked {
+    std::string number;
+    double waited_s = 0;
+    std::string reply;
+};
+
+Asked parse_asked(const std::string &line)
+{
+    std::istringstream words(line);
+    Asked asked;
+    double start = 0;
+    double end = 0;
+    words >> asked.number >> start >> end >> std::ws;
+    std::getline(words, asked.reply);
+    asked.waited_s = end - start;
+    return asked;
 }
 
 // PORT_QUEUE_COMMANDS=50 makes it a minute.
@@ -45,14 +67,23 @@ TEST(SlowPortQueue, AnswersSixteenAtOnceEachInItsTurn)
     const RouterRun run = ask_at_once(processes, commands);
     const std::vector<std::string> lines = lines_of(run.out);
     ASSERT_EQ(lines.size(), static_cast<size_t>(processes * commands)) << run.err;
+    // On a machine that is too busy for sixteen within 3 s, who has waited so long gives up. Nobody does before.
+    constexpr double longest_wait_s = 2.95; // less the clock's step
+    size_t answered = 0;
     for (const std::string &line : lines) {
-        const std::string own = line.substr(0, line.find(' '));
-        EXPECT_EQ(line, own + " AT+OWN" + own + "||ERROR|");
+        const Asked asked = parse_asked(line);
+        if (asked.reply.empty()) {
+            EXPECT_GE(asked.waited_s, longest_wait_s) << line;
+            continue;
+        }
+        EXPECT_EQ(asked.reply, "AT+OWN" + asked.number + "||ERROR|");
+        answered++;
     }
+    EXPECT_GE(answered, lines.size() / 4);
     // Who comes again stands behind all who wait already, and meets each of them once.
     std::map<int, size_t> last;
     const std::vector<Sent> sent = commands_of(run.sent_to("ttyUSB2"));
-    ASSERT_EQ(sent.size(), lines.size());
+    ASSERT_EQ(sent.size(), answered);
     for (size_t i = 0; i < sent.size(); i++) {
         if (last.contains(sent[i].process)) {
             EXPECT_LE(i - last[sent[i].process], 2U * processes - 1) << sent[i].process << "." << sent[i].number;

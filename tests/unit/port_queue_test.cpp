@@ -18,6 +18,8 @@ using std::chrono::milliseconds;
 
 namespace {
 
+constexpr int long_enough_ms = 60'000; // on a machine that does much else
+
 milliseconds since(std::chrono::steady_clock::time_point start)
 {
     return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
@@ -55,7 +57,7 @@ pid_t start_waiter(const Line &line, const Fd &observer, int length_then)
     const pid_t child = fork();
     if (child == 0) {
         const Fd fd{open(line.path(), O_RDWR | O_NOCTTY)};
-        wait_for_turn(fd.get());
+        wait_for_turn(fd.get(), long_enough_ms);
         pause();
         _exit(0);
     }
@@ -90,7 +92,7 @@ TEST(PortQueue, GivesTurnsInTheOrderOfComing)
     for (int i = 0; i < count; i++) {
         threads.emplace_back([&, i] {
             const Fd fd = open_port(line);
-            wait_for_turn(fd.get());
+            wait_for_turn(fd.get(), long_enough_ms);
             EXPECT_EQ(busy++, 0); // one at a time
             {
                 const std::lock_guard guard(order_lock);
@@ -120,7 +122,7 @@ TEST(PortQueue, LetsOneAtATimeInWhenManyComeAtOnce)
         threads.emplace_back([&] {
             for (int n = 0; n < 20; n++) {
                 const Fd fd = open_port(line);
-                wait_for_turn(fd.get());
+                wait_for_turn(fd.get(), long_enough_ms);
                 EXPECT_EQ(busy++, 0);
                 std::this_thread::yield();
                 busy--;
