@@ -206,7 +206,7 @@ constexpr Command commands[] = {
     {"convert",               run_convert,               "FILE N: N characters of UCS-2 as UTF-8"},
     {"wifi_lte_interference", run_wifi_lte_interference, "move Wi-Fi away from the LTE band in use"},
     {"info",                  run_info,                  "[--json] [--all]: all about the modem",    no_slot, true},
-    {"record",                run_record,                "FILE: what the modem says, to send it to us",  no_slot, true},
+    {"record",                run_record,                "FILE: what the modem says, for a report",  no_slot, true},
     {"modems",                run_modems,                "[--json]: buses with a modem",             no_slot, true},
     {"help",                  print_help,                "this list, also --help and -h",            no_slot, true},
     {"--version",             print_version,             "version of this program",                  no_slot, true},
