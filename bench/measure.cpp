@@ -1,7 +1,6 @@
-// measure RUNS COMMAND...: runs a command so many times with its output thrown away, and prints the median of the wall
-// time of a whole process in ms, the peak of its memory in KiB, and "ok" or "failed". With QEMU_GUEST_BASE in the
-// environment (and a command that qemu executes) the memory is what the program itself has at its end, without qemu's
-// own.
+// measure RUNS COMMAND...: runs a command RUNS times, discards its output, and prints the median of the wall time of a
+// whole process in ms, the peak of its memory in KiB, and "ok" or "failed". With QEMU_GUEST_BASE in the environment
+// (and a command that qemu executes) the memory is what the program itself has at its end, without qemu's own.
 
 #include <algorithm>
 #include <chrono>

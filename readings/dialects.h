@@ -13,7 +13,7 @@ struct Question {
                          ///< "signal", "temperature", "bands"
     const char *command; ///< "AT+CSQ"
     bool (*read)(std::string_view reply, Report &report); ///< @return false when the reply is not understood
-    /// Asked only where this holds; null: always. A second way to ask is skipped when the first was answered.
+    /// Asked only if this is true; null: always. A second way to ask is skipped when the first was answered.
     bool (*is_needed)(const Report &report) = nullptr;
     bool is_expected = false; ///< a refusal is worth a word; most modems lack some of the other commands
     int limit_ms = 2000;      ///< how long the answer may take
@@ -21,14 +21,14 @@ struct Question {
 
 struct Dialect {
     const char *name; ///< "quectel", "sierra" ...
-    /// Words of ATI's reply, in capitals, that tell this dialect; empty ones end the list.
+    /// Words of ATI's reply, in capitals, that mean this dialect; empty ones end the list.
     std::string_view words[6];
     uint16_t usb_vendors[4]; ///< the first guess, by USB vendor id; 0 ends the list
     /// The first of these is the dialect's own question: a modem that refuses it speaks another dialect.
     std::span<const Question> questions;
 };
 
-/// All makers' dialects; the last, "3gpp", has no questions of its own.
+/// All makers' dialects; the last, "3gpp", adds no questions.
 std::span<const Dialect> dialects();
 
 /// The dialect of a modem whose ATI says this and whose USB vendor id is that one: the words decide, then the id.

@@ -4,7 +4,7 @@
 
 #include "readings/report.h"
 
-/// Puts made-up numbers in the place of those that belong to a person or tell where they are, so that a modem's replies
+/// Replaces numbers that belong to a person, or show where the person is, by invented ones, so that a modem's replies
 /// can be shown to others: IMEI, IMSI, ICCID, telephone numbers, cell ids and IP addresses. A text keeps its length,
 /// and the same number becomes the same one in all texts of one Mask. Nothing of the old number can be computed from
 /// the new one.

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-/// What a run in the simulated router left behind.
+/// The results of a run in the simulated router.
 struct RouterRun {
     int status = -1; ///< exit status of simrouter; -1 when it was killed at the deadline
     std::string out;
@@ -14,7 +14,7 @@ struct RouterRun {
     std::vector<std::string> journal; ///< "shell<tab>modemctl<tab>uci commit network"
     std::chrono::milliseconds duration{};
 
-    /// The texts of the journal's lines of that kind, by everybody or by who only.
+    /// The texts of the journal's lines of that kind, by all processes or by who only.
     std::vector<std::string> journal_of(std::string_view kind, std::string_view who = {}) const;
     /// What was written to the modems' port ("ttyUSB2"), as bytes.
     std::string sent_to(std::string_view port) const;
@@ -40,7 +40,7 @@ std::string ask(const std::string &port, const std::string &text);
 /// Runs any program outside with the same care. Its journal and log are empty.
 RouterRun run_program(const std::vector<std::string> &command, const std::string &input = {});
 
-/// Whether this machine lets a router have TUN devices, of which a dial-up connection's is one.
+/// True if this machine allows TUN devices in a router. A dial-up connection needs one.
 bool has_tunnels();
 
 /// A folder that is there for the time of a test.

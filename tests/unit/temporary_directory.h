@@ -42,7 +42,7 @@ class TemporaryDirectory {
     std::filesystem::path path_;
 };
 
-/// The whole content of a file, empty where it is missing.
+/// The whole content of a file, empty if it is missing.
 inline std::string content_of(const std::filesystem::path &path)
 {
     std::ifstream file{path, std::ios::binary};

@@ -11,7 +11,7 @@ struct TranscriptBlock {
     std::string reply;
 };
 
-/// Replies that can be one modem's state, and the facts that they tell.
+/// Replies that belong to one state of a modem, and the facts in them.
 struct TranscriptScene {
     std::string name; ///< "em12-1 0,1,2"
     std::string driver;
@@ -22,6 +22,5 @@ struct TranscriptScene {
 /// Every scene of tests/data/transcripts.
 const std::vector<TranscriptScene> &transcript_scenes();
 
-/// What the scene answers to command: the replies to it, also where it was asked together with others; empty without
-/// one.
+/// What the scene answers to command: the replies to it, also if it was asked together with others; empty without one.
 std::string answer(const TranscriptScene &scene, const std::string &command);

@@ -14,7 +14,7 @@
 #include "simulator/network/ubus_server.h"
 #include "tests/unit/temporary_directory.h"
 
-/// An ubus server that answers in a thread of its own.
+/// A ubus server that answers in its own thread.
 class ServedUbus {
   public:
     ServedUbus() : thread_([this] { serve(); }) {}
@@ -26,7 +26,7 @@ class ServedUbus {
 
     const std::string &path() const { return path_; }
 
-    /// Does something to the server while it answers nobody.
+    /// Changes the server while it answers no call.
     template <typename Action> auto with(Action action)
     {
         const std::lock_guard lock(mutex_);
@@ -89,7 +89,7 @@ inline Fd listen_on(const std::string &path)
     return listener;
 }
 
-/// An ubusd that says what it is told to one client, whatever that asks, and notes what it hears. Each text goes out
+/// A ubusd that sends given texts to one client, whatever it asks, and records what it receives. Each text goes out
 /// after one message of the client's, the first one at once. Then it keeps the connection, or closes it.
 class ScriptedUbusd {
   public:
