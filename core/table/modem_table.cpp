@@ -1,6 +1,6 @@
 #include "core/table/modem_table.h"
 
-#include <array>
+#include <iterator>
 
 #include "connection/interface_control.h"
 #include "core/model/modem.h"
@@ -193,27 +193,31 @@ constexpr ModemDriver rows[] = {
 };
 // clang-format on
 
-extern std::array<ModemDriver, std::size(rows)> models;
+// An array of the language: before it is there, no function of std::array gives the address of a row.
+struct Models {
+    ModemDriver row[std::size(rows)];
+};
+extern Models models;
 
 // The rows with what they have in common, each linked to the next.
-constexpr std::array<ModemDriver, std::size(rows)> link_rows()
+constexpr Models link_rows()
 {
-    std::array<ModemDriver, std::size(rows)> linked{};
-    for (size_t i = 0; i < linked.size(); i++) {
-        linked[i] = rows[i];
-        linked[i].iface = "modem";
-        linked[i].next = i + 1 < linked.size() ? &models[i + 1] : nullptr;
+    Models linked{};
+    for (size_t i = 0; i < std::size(rows); i++) {
+        linked.row[i] = rows[i];
+        linked.row[i].iface = "modem";
+        linked.row[i].next = i + 1 < std::size(rows) ? &models.row[i + 1] : nullptr;
     }
     return linked;
 }
 
-constinit std::array<ModemDriver, std::size(rows)> models = link_rows();
+constinit Models models = link_rows();
 
 } // namespace
 
 ModemDriver *modem_drivers()
 {
-    return models.data();
+    return models.row;
 }
 
 ModemDriver *find_driver_by_id(ModemDriver *head, int32_t id)
