@@ -207,6 +207,15 @@ def spool(build):
         growth.row(messages, router.instructions("modemapi get /modem/sms/list '{\"modem_id\":3}'", fill))
 
 
+def uci(build):
+    growth = Growth("modemctl connect, sections in network")
+    for sections in amounts(100, 1000, 10000, 30000):
+        router = Router(build, "--modem", "EC25", "--put-text", "/tmp/sim_status=ready", "--put-text", "/tmp/sim_type=x")
+        fill = (f"i=0; while [ $i -lt {sections} ]; do printf \"config route 'r$i'\\n\\toption interface 'lan'\\n\"; "
+                "i=$((i + 1)); done >>/etc/config/network")
+        growth.row(sections, router.instructions("modemctl connect serial /dev/ttyUSB3 *99# internet", fill))
+
+
 def many(build):
     """Sixteen at once on one port for a minute: whose bytes a reply has is plain, for the modem echoes each command."""
     script = r"""
@@ -235,7 +244,7 @@ def many(build):
 
 
 SECTIONS = {"commands": commands, "processors": processors, "sizes": sizes, "sysfs": sysfs, "apns": apns,
-            "spool": spool, "many": many}
+            "spool": spool, "uci": uci, "many": many}
 
 
 def main():

@@ -126,6 +126,9 @@ int uci_add_section(struct uci_context *ctx, struct uci_package *p, const char *
 int uci_save(struct uci_context *ctx, struct uci_package *p);
 /** Makes the changes, and everybody's saved ones, the package's file. *p is read again. */
 int uci_commit(struct uci_context *ctx, struct uci_package **p, bool overwrite);
+/** Writes a package as its file has it, after a line with its name where header is set. Who calls has to ask the stream
+ * for errors. */
+int uci_export(struct uci_context *ctx, FILE *stream, struct uci_package *package, bool header);
 /** Drops the saved changes of what ptr names. */
 int uci_revert(struct uci_context *ctx, struct uci_ptr *ptr);
 

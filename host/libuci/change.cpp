@@ -8,7 +8,7 @@ namespace {
 
 uci_section *section_of(const uci_ptr &ptr)
 {
-    return ptr.s != nullptr ? ptr.s : uci_to_section(find_element(ptr.p->sections, ptr.section));
+    return ptr.s != nullptr ? ptr.s : find_section(*ptr.p, ptr.section);
 }
 
 uci_option *option_of(uci_section &section, const uci_ptr &ptr)
@@ -26,7 +26,7 @@ int complete(uci_context *ctx, uci_ptr *ptr)
 
 void look_up_again(uci_ptr &ptr)
 {
-    ptr.s = uci_to_section(find_element(ptr.p->sections, ptr.section));
+    ptr.s = find_section(*ptr.p, ptr.section);
     ptr.o = ptr.s == nullptr ? nullptr : option_of(*ptr.s, ptr);
     ptr.last = ptr.o != nullptr ? &ptr.o->e : ptr.s != nullptr ? &ptr.s->e : nullptr;
 }

@@ -70,7 +70,7 @@ class ConfigReader {
     {
         const char *type = words.word[1];
         const char *name = words.count > 2 && *words.word[2] != '\0' ? words.word[2] : nullptr;
-        auto *found = name == nullptr ? nullptr : uci_to_section(find_element(package_.sections, name));
+        auto *found = name == nullptr ? nullptr : find_section(package_, name);
         if (found != nullptr && strcmp(found->type, type) != 0)
             return "section of different type overwrites prior section with same name";
         section_ = found != nullptr ? found : new_section(package_, type, name);

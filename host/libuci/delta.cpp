@@ -71,12 +71,12 @@ bool parse_change(char *word, ChangeLine &line)
 
 int rename_in_tree(uci_package &package, const ChangeLine &line)
 {
-    auto *section = uci_to_section(find_element(package.sections, line.section));
+    auto *section = find_section(package, line.section);
     if (section == nullptr || !is_name(line.value))
         return UCI_ERR_NOTFOUND;
     if (line.option == nullptr) {
         section->anonymous = false;
-        return replace_text(section->e.name, line.value) ? UCI_OK : UCI_ERR_MEM;
+        return rename_section(*section, line.value) ? UCI_OK : UCI_ERR_MEM;
     }
     uci_element *option = find_element(section->options, line.option);
     if (option == nullptr)
@@ -86,20 +86,20 @@ int rename_in_tree(uci_package &package, const ChangeLine &line)
 
 int reorder_in_tree(uci_package &package, const ChangeLine &line)
 {
-    uci_element *section = find_element(package.sections, line.section);
+    uci_section *section = find_section(package, line.section);
     if (section == nullptr)
         return UCI_ERR_NOTFOUND;
-    list_remove(*section);
+    list_remove(section->e);
     uci_list *before = package.sections.next;
     for (int position = atoi(line.value); position > 0 && before != &package.sections; position--)
         before = before->next;
-    list_append(*before, *section);
+    list_append(*before, section->e);
     return UCI_OK;
 }
 
 int add_section_in_tree(uci_package &package, const ChangeLine &line)
 {
-    if (!is_type(line.value) || find_element(package.sections, line.section) != nullptr)
+    if (!is_type(line.value) || find_section(package, line.section) != nullptr)
         return UCI_ERR_INVAL;
     uci_section *section = new_section(package, line.value, line.section);
     if (section == nullptr)
@@ -118,7 +118,7 @@ int remove(uci_package &package, uci_section *section, const ChangeLine &line)
 
 int apply(uci_package &package, const ChangeLine &line)
 {
-    auto *section = uci_to_section(find_element(package.sections, line.section));
+    auto *section = find_section(package, line.section);
     switch (line.kind) {
     case ChangeKind::set:
         return set_in_tree(package, line.section, line.option, line.value);
@@ -268,7 +268,7 @@ void write_delta_without(FILE *file, const char *package, std::string_view text,
 
 int set_in_tree(uci_package &package, const char *section_name, const char *option_name, const char *value)
 {
-    auto *section = uci_to_section(find_element(package.sections, section_name));
+    auto *section = find_section(package, section_name);
     if (option_name == nullptr) {
         if (*value == '\0')
             return section == nullptr ? UCI_OK : remove_from_tree(package, section_name, nullptr);
@@ -330,7 +330,7 @@ bool remove_item_in_tree(uci_option &option, long position)
 
 int remove_from_tree(uci_package &package, const char *section_name, const char *option_name)
 {
-    auto *section = uci_to_section(find_element(package.sections, section_name));
+    auto *section = find_section(package, section_name);
     if (section == nullptr)
         return UCI_ERR_NOTFOUND;
     if (option_name == nullptr) {

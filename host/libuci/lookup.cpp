@@ -88,7 +88,7 @@ int look_up(uci_context *ctx, uci_ptr *ptr)
         Place place{};
         if (extended ? !parse_place(ptr->section, place) : !is_name(ptr->section))
             return UCI_ERR_INVAL;
-        ptr->s = extended ? find_at(*ptr->p, place) : uci_to_section(find_element(ptr->p->sections, ptr->section));
+        ptr->s = extended ? find_at(*ptr->p, place) : find_section(*ptr->p, ptr->section);
         if (ptr->s == nullptr)
             return UCI_OK;
         ptr->section = ptr->s->e.name;

@@ -28,17 +28,36 @@ Owned<char> join(const char *folder, const char *name)
     return Owned<char>{asprintf(&path, "%s/%s", folder, name) < 0 ? nullptr : path};
 }
 
+enum class Opening { done, again, failed };
+
+Opening lock_opened(int fd, const char *path, int lock)
+{
+    struct stat opened;
+    if (fd < 0 || fstat(fd, &opened) != 0 || !S_ISREG(opened.st_mode) || flock(fd, lock) != 0)
+        return Opening::failed;
+    // Who had the lock may have put another file in place: the one that we have is the past then, and so is its lock.
+    struct stat current;
+    const bool is_current =
+        stat(path, &current) != 0 || (current.st_ino == opened.st_ino && current.st_dev == opened.st_dev);
+    return is_current ? Opening::done : Opening::again;
+}
+
 // The lock lasts until the file is closed. Waits without limit, as every user of these files does.
 File open_locked(const char *path, int flags, mode_t mode, int lock)
 {
-    const int fd = open(path, flags | O_NONBLOCK | O_CLOEXEC, mode);
-    struct stat status;
-    if (fd < 0)
-        return nullptr;
-    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || flock(fd, lock) != 0) {
-        close(fd);
-        return nullptr;
+    int fd = -1;
+    Opening result = Opening::again;
+    while (result == Opening::again) {
+        fd = open(path, flags | O_NONBLOCK | O_CLOEXEC, mode);
+        result = lock_opened(fd, path, lock);
+        if (result != Opening::done && fd >= 0) {
+            const int reason = errno;
+            close(fd);
+            errno = reason;
+        }
     }
+    if (result == Opening::failed)
+        return nullptr;
     File file{fdopen(fd, (flags & O_ACCMODE) == O_RDONLY ? "r" : (flags & O_APPEND) ? "a" : "r+")};
     if (file == nullptr)
         close(fd);
@@ -90,8 +109,9 @@ mode_t mode_of(const char *path, mode_t otherwise)
     return stat(path, &status) == 0 ? status.st_mode & 07777 : otherwise;
 }
 
-// Replaces the file. As everywhere on these routers a write error goes unseen: a full file system leaves an empty file.
-int replace_config(const uci_package &package, File locked)
+// Replaces the file, which the caller has locked: who waits for it has to find the new one. As everywhere on these
+// routers a write error goes unseen: a full file system leaves an empty file.
+int replace_config(const uci_package &package)
 {
     char target[PATH_MAX];
     if (realpath(package.path, target) == nullptr)
@@ -109,7 +129,6 @@ int replace_config(const uci_package &package, File locked)
     fflush(file.get());
     fsync(fileno(file.get()));
     file.reset();
-    locked.reset();
     chmod(temporary, mode_of(target, 0600));
     if (rename(temporary, target) == 0)
         return UCI_OK;
@@ -230,7 +249,15 @@ int uci_commit(uci_context *ctx, uci_package **package, bool overwrite)
     if (delta != nullptr && ftruncate(fileno(delta.get()), 0) != 0)
         return ctx->err = UCI_ERR_IO;
     free_changes(*p);
-    return ctx->err = replace_config(*p, std::move(file));
+    return ctx->err = replace_config(*p);
+}
+
+int uci_export(uci_context *ctx, FILE *stream, uci_package *package, bool header)
+{
+    if (header)
+        fprintf(stream, "package %s\n", package->e.name);
+    write_config(stream, *package);
+    return ctx->err = UCI_OK;
 }
 
 int uci_revert(uci_context *ctx, uci_ptr *ptr)

@@ -3,6 +3,7 @@
 #include "delta.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -46,6 +47,74 @@ void free_items(uci_option &option)
         free_all(option.v.list, [](uci_element &item) { free_item(item); });
     else
         free(option.v.string);
+}
+
+// What is behind a section and a package of the header: sections that share a hash of their names are in one chain.
+struct NamedSection {
+    uci_section section;
+    NamedSection *next;
+};
+struct IndexedPackage {
+    uci_package package;
+    NamedSection **chains; // null until the first section, or without memory for them
+    size_t chain_count;    // a power of two
+    size_t section_count;
+};
+
+NamedSection *&chain_of(const IndexedPackage &package, std::string_view name)
+{
+    uint32_t hash = 2166136261; // FNV-1a
+    for (const char c : name)
+        hash = (hash ^ static_cast<unsigned char>(c)) * 16777619;
+    return package.chains[hash & (package.chain_count - 1)];
+}
+
+void link_section(const IndexedPackage &package, uci_element &section)
+{
+    auto &named = reinterpret_cast<NamedSection &>(section);
+    NamedSection *&chain = chain_of(package, section.name);
+    named.next = chain;
+    chain = &named;
+}
+
+// Twice as many chains; where there is no memory for them, those that are there get longer.
+bool grow(IndexedPackage &package)
+{
+    const size_t count = package.chain_count == 0 ? 64 : 2 * package.chain_count;
+    auto **chains = static_cast<NamedSection **>(calloc(count, sizeof(NamedSection *)));
+    if (chains == nullptr)
+        return false;
+    free(package.chains);
+    package.chains = chains;
+    package.chain_count = count;
+    uci_element *section = nullptr;
+    uci_foreach_element(&package.package.sections, section) link_section(package, *section);
+    return true;
+}
+
+// The section is in the package's list already.
+void add_to_index(uci_section &section)
+{
+    auto &package = reinterpret_cast<IndexedPackage &>(*section.package);
+    package.section_count++;
+    if (package.section_count > package.chain_count && grow(package))
+        return;
+    if (package.chains != nullptr)
+        link_section(package, section.e);
+}
+
+void remove_from_index(const uci_section &section)
+{
+    auto &package = reinterpret_cast<IndexedPackage &>(*section.package);
+    package.section_count--;
+    if (package.chains == nullptr)
+        return;
+    for (NamedSection **link = &chain_of(package, section.e.name); *link != nullptr; link = &(*link)->next) {
+        if (&(*link)->section == &section) {
+            *link = (*link)->next;
+            return;
+        }
+    }
 }
 
 unsigned hash_type(const char *type)
@@ -110,11 +179,29 @@ uci_element *find_element(const uci_list &list, std::string_view name)
     return nullptr;
 }
 
+uci_section *find_section(const uci_package &package, std::string_view name)
+{
+    const auto &indexed = reinterpret_cast<const IndexedPackage &>(package);
+    if (indexed.chains == nullptr)
+        return uci_to_section(find_element(package.sections, name));
+    NamedSection *found = nullptr;
+    for (NamedSection *named = chain_of(indexed, name); named != nullptr; named = named->next) {
+        if (name != named->section.e.name)
+            continue;
+        // Renaming can give two the same name. Then the list knows which one comes first.
+        if (found != nullptr)
+            return uci_to_section(find_element(package.sections, name));
+        found = named;
+    }
+    return found == nullptr ? nullptr : &found->section;
+}
+
 uci_package *new_package(uci_context &ctx, std::string_view name, std::string_view path)
 {
-    auto *package = new_element<uci_package>(UCI_TYPE_PACKAGE, name);
-    if (package == nullptr)
+    auto *indexed = new_element<IndexedPackage>(UCI_TYPE_PACKAGE, name);
+    if (indexed == nullptr)
         return nullptr;
+    uci_package *package = &indexed->package;
     package->ctx = &ctx;
     package->path = copy_text(path).release();
     list_init(package->sections);
@@ -127,15 +214,25 @@ uci_section *new_section(uci_package &package, const char *type, const char *nam
     char made_name[32];
     package.n_section++;
     snprintf(made_name, sizeof made_name, "cfg%02x%04x", static_cast<unsigned>(package.n_section), hash_type(type));
-    auto *section = new_element<uci_section>(UCI_TYPE_SECTION, name != nullptr ? name : made_name);
-    if (section == nullptr)
+    auto *named = new_element<NamedSection>(UCI_TYPE_SECTION, name != nullptr ? name : made_name);
+    if (named == nullptr)
         return nullptr;
+    uci_section *section = &named->section;
     section->package = &package;
     section->anonymous = name == nullptr;
     section->type = copy_text(type).release();
     list_init(section->options);
     list_append(package.sections, section->e);
+    add_to_index(*section);
     return section;
+}
+
+bool rename_section(uci_section &section, std::string_view name)
+{
+    remove_from_index(section);
+    const bool is_renamed = replace_text(section.e.name, name);
+    add_to_index(section);
+    return is_renamed;
 }
 
 uci_option *new_option(uci_section &section, const char *name, const char *value)
@@ -206,6 +303,7 @@ void free_option(uci_option &option)
 void free_section(uci_section &section)
 {
     free_all(section.options, [](uci_element &option) { free_option(*uci_to_option(&option)); });
+    remove_from_index(section);
     free(section.type);
     free_element(section.e);
 }
@@ -214,6 +312,7 @@ void free_package(uci_package &package)
 {
     free_all(package.sections, [](uci_element &section) { free_section(*uci_to_section(&section)); });
     free_changes(package);
+    free(reinterpret_cast<IndexedPackage &>(package).chains);
     free(package.path);
     free_element(package.e);
 }

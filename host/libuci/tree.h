@@ -30,6 +30,8 @@ inline bool list_is_empty(const uci_list &list)
 }
 
 uci_element *find_element(const uci_list &list, std::string_view name);
+/// The first section of that name. It takes as long in a package of 30,000 sections as in a small one.
+uci_section *find_section(const uci_package &package, std::string_view name);
 
 uci_package *new_package(uci_context &ctx, std::string_view name, std::string_view path);
 /// Without a name the section is anonymous and gets one made of its number and type.
@@ -40,6 +42,9 @@ bool add_item(uci_option &list, const char *value);
 /// A single value becomes a list that holds it.
 bool make_list(uci_option &option);
 bool set_value(uci_option &option, const char *value);
+
+/// @return false when memory ran out, the section then keeps its name
+bool rename_section(uci_section &section, std::string_view name);
 
 void free_package(uci_package &package);
 void free_section(uci_section &section);

@@ -1,10 +1,15 @@
+#include <algorithm>
 #include <cstdlib>
+#include <ctime>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <string>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -238,6 +243,121 @@ TEST_F(Libuci, FollowsALinkAndKeepsItsTargetsMode)
 }
 
 // Any bytes at all: the reader ends, with a code, and holds nothing back.
+// Waits until somebody waits for a lock on this file.
+void wait_for_a_waiter(const std::string &path)
+{
+    struct stat status;
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    const std::string inode = ":" + std::to_string(status.st_ino) + " ";
+    for (int i = 0; i < 3000; i++) {
+        std::ifstream locks{"/proc/locks"};
+        for (std::string line; std::getline(locks, line);)
+            if (line.find("->") != std::string::npos && line.find(inode) != std::string::npos)
+                return;
+        usleep(10'000);
+    }
+    FAIL() << "nobody waits for " << path;
+}
+
+// Another writer puts a new file in place while we wait for the lock of the old one.
+TEST_F(Libuci, BuildsOnTheFileThatIsThereWhenItsLockIsHad)
+{
+    const std::string path = folder.file("t", "config iface a\n");
+    const int lock = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    std::filesystem::create_directory(folder.entry("saved"));
+    folder.file("saved/t", "t.a.ours='1'\n");
+    const pid_t child = fork();
+    if (child == 0) {
+        uci_ptr found{};
+        char name[] = "t";
+        const bool is_loaded = uci_lookup_ptr(context, &found, name, false) == UCI_OK;
+        _exit(is_loaded && uci_commit(context, &found.p, false) == UCI_OK ? 0 : 1);
+    }
+    wait_for_a_waiter(path);
+    folder.file("new", "config iface a\n\toption theirs 1\n");
+    std::filesystem::rename(folder.entry("new"), path);
+    flock(lock, LOCK_UN); // a close would not do, since the child has the same open file
+    close(lock);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(content_of(path), "\nconfig iface 'a'\n\toption theirs '1'\n\toption ours '1'\n\n");
+}
+
+TEST_F(Libuci, ExportsAPackageAsItsFileHasIt)
+{
+    uci_package *package = nullptr;
+    folder.file("t", four_sections);
+    ASSERT_EQ(uci_load(context, "t", &package), UCI_OK);
+    for (const bool header : {false, true}) {
+        char *text = nullptr;
+        size_t size = 0;
+        FILE *stream = open_memstream(&text, &size);
+        EXPECT_EQ(uci_export(context, stream, package, header), UCI_OK);
+        fclose(stream);
+        EXPECT_EQ(std::string(text), std::string{header ? "package t\n" : ""} +
+                                         "\nconfig iface 'sec'\n\toption opt '1'\n\nconfig iface\n"
+                                         "\toption opt '2'\n\n");
+        free(text);
+    }
+}
+
+// Seconds of the processor that a package takes whose every section has a saved change: the least of three times.
+double seconds_for(int sections)
+{
+    const TemporaryDirectory folder;
+    std::filesystem::create_directory(folder.entry("saved"));
+    std::ofstream config{folder.entry("t")};
+    std::ofstream saved{folder.entry("saved/t")};
+    for (int i = 0; i < sections; i++) {
+        config << "config iface s" << i << "\n\toption a 1\n";
+        saved << "t.s" << i << ".b='2'\n+t.n" << i << "='iface'\n-t.n" << i << "\n";
+    }
+    config.close();
+    saved.close();
+    double least = 1e9;
+    for (int run = 0; run < 3; run++) {
+        const clock_t start = clock();
+        uci_context *context = uci_alloc_context();
+        uci_set_confdir(context, folder.path().c_str());
+        uci_set_savedir(context, folder.entry("saved").c_str());
+        EXPECT_EQ(uci_load(context, "t", nullptr), UCI_OK);
+        uci_ptr found{};
+        std::string last = "t.s" + std::to_string(sections - 1) + ".b";
+        EXPECT_EQ(uci_lookup_ptr(context, &found, last.data(), false), UCI_OK);
+        EXPECT_TRUE(found.o != nullptr && std::string{found.o->v.string} == "2");
+        uci_free_context(context);
+        least = std::min(least, static_cast<double>(clock() - start) / CLOCKS_PER_SEC);
+    }
+    return least;
+}
+
+TEST(LibuciGrowth, TenTimesTheSectionsTakeNoMoreThanTenTimesAsLong)
+{
+    // Ten, and as much again for the processor's caches; a search of all sections for each takes a hundred times.
+    EXPECT_LT(seconds_for(30'000), 20 * seconds_for(3'000));
+}
+
+TEST_F(Libuci, FindsTheFirstOfTwoSectionsOfOneName)
+{
+    std::filesystem::create_directory(folder.entry("saved"));
+    folder.file("saved/t", "@t.b='a'\n");
+    ASSERT_EQ(load("config iface b\n\toption o first\nconfig iface a\n\toption o second\n"), UCI_OK);
+    const auto value = [this](std::string path) {
+        uci_ptr found{};
+        EXPECT_EQ(uci_lookup_ptr(context, &found, path.data(), false), UCI_OK);
+        return std::string{found.o == nullptr ? "" : found.o->v.string};
+    };
+    EXPECT_EQ(value("t.a.o"), "first");
+    EXPECT_EQ(value("t.b.o"), "");
+    uci_ptr found{};
+    std::string path = "t.a";
+    ASSERT_EQ(uci_lookup_ptr(context, &found, path.data(), false), UCI_OK);
+    ASSERT_EQ(uci_delete(context, &found), UCI_OK);
+    EXPECT_EQ(value("t.a.o"), "second");
+}
+
 TEST_F(Libuci, ReadsAnyBytesToAnEnd)
 {
     const std::string_view alphabet{"config option list '\"\\\n\t ;#ab\0\xff=.", 32};
