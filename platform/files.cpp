@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -98,15 +99,21 @@ int write_file(const char *path, std::string_view content, mode_t new_mode)
         const Fd fd{open(path, O_WRONLY | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
         return !fd ? -1 : write_all(fd, content) ? 0 : -2;
     }
+    // Its name begins with a dot, so that programs which read a whole folder pass it over.
+    const char *slash = strrchr(path, '/');
+    const char *name = slash == nullptr ? path : slash + 1;
     Text<256> draft;
-    if (*path == '\0' || !draft.out().assign_format("%s.%d", path, static_cast<int>(getpid())))
+    if (*name == '\0' ||
+        !draft.out().assign_format("%.*s.%s.%d", static_cast<int>(name - path), path, name, static_cast<int>(getpid())))
         return -1;
-    const Fd fd{open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, new_mode)};
+    Fd fd{open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, new_mode)};
     if (!fd)
         return -1;
     const bool is_like_old =
         !is_there || (fchown(fd.get(), old.st_uid, old.st_gid) == 0 && fchmod(fd.get(), old.st_mode & 07777) == 0);
-    if (is_like_old && write_all(fd, content) && rename(draft.c_str(), path) == 0)
+    // The flash may tell of an error as late as that.
+    const bool is_whole = is_like_old && write_all(fd, content) && fsync(fd.get()) == 0 && close(fd.release()) == 0;
+    if (is_whole && rename(draft.c_str(), path) == 0)
         return 0;
     unlink(draft.c_str());
     return -2;

@@ -64,6 +64,7 @@ bool can_be_read_to_its_end(const char *path);
 
 /// Replaces the content of path. A new file gets new_mode less the umask; an existing file keeps its mode and owner. A
 /// regular file has either the old content or the new content at every moment, and keeps the old content if the new
-/// content cannot be written whole. A file that is not regular is written in place.
+/// content cannot be written whole; an error that the flash reports only at the close counts too. A file that is not
+/// regular is written in place.
 /// @return 0; -1 when the file cannot be opened; -2 when it could not be written whole
 int write_file(const char *path, std::string_view content, mode_t new_mode = 0644);

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <uci.h>
@@ -15,13 +17,28 @@ namespace {
 
 constexpr int lock_tries = 500;
 constexpr useconds_t lock_wait_us = 10'000;
+constexpr int most_joins = 100;        // of others' writes in a commit: somebody writes without end then
 constexpr uint64_t room_margin = 8192; // what a file system may need beside the bytes themselves
+
+// Another one than before: somebody else wrote the file meanwhile.
+struct Version {
+    ino_t inode = 0;
+    off_t size = 0;
+    time_t seconds = 0;
+    long nanoseconds = 0;
+    bool operator==(const Version &) const = default;
+};
 
 struct Writing {
     Text<64> package{};
     Fd lock{};
+    Fd config{}; // the package's file, open so that no other one gets its inode number
+    Version config_read{};
+    Version saved_read{};
     uint64_t unsaved_bytes = 0; // of the changes, as saving them will write them
 };
+
+using FilePath = Text<160>;
 
 // libuci takes a path apart in place.
 using UciPath = Text<512>;
@@ -130,6 +147,34 @@ Fd take_lock(const char *folder, const char *package)
     return lock;
 }
 
+Version version_of(const struct stat &status)
+{
+    return {.inode = status.st_ino,
+            .size = status.st_size,
+            .seconds = status.st_mtim.tv_sec,
+            .nanoseconds = status.st_mtim.tv_nsec};
+}
+
+Version version_of(const char *path)
+{
+    struct stat status;
+    return stat(path, &status) == 0 ? version_of(status) : Version{};
+}
+
+FilePath path_in(const Text<64> &folder, const Text<64> &file)
+{
+    return FilePath::format("%s/%s", folder.c_str(), file.c_str());
+}
+
+// Before libuci reads them, so that a change which it may have missed shows.
+void remember_files(const Uci &context, Writing &writing, const FilePath &config)
+{
+    writing.config = Fd{open(config.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
+    struct stat status;
+    writing.config_read = fstat(writing.config.get(), &status) == 0 ? version_of(status) : Version{};
+    writing.saved_read = version_of(path_in(context->folders.saved, writing.package).c_str());
+}
+
 // The first write to a package: no other call of the program changes it until the commit, and earlier changes are read.
 // @return null if the name cannot be a package, or if too many are being written
 Writing *start_writing(const Uci &context, std::string_view package)
@@ -147,13 +192,14 @@ Writing *start_writing(const Uci &context, std::string_view package)
         return nullptr;
     unused->package.assign(package);
     unused->lock = take_lock(context->folders.lock.c_str(), unused->package.c_str());
+    remember_files(context, *unused, path_in(context->folders.config, unused->package));
     forget_loaded(context, package);
     return unused;
 }
 
 void stop_writing(Writing &writing)
 {
-    writing = {.package = {}, .lock = Fd{}, .unsaved_bytes = 0};
+    writing = Writing{};
 }
 
 // A quote takes four characters between quotes: '\''.
@@ -173,8 +219,10 @@ int write_to(const Uci &context, const char *path, const char *value, int (*chan
     uci_ptr found{};
     if (!look_up(context, path, pieces, found)) {
         const bool sets_something = value != nullptr && *value != '\0';
-        if (!sets_something || !make_package_file(context, writing->package.c_str()) ||
-            !look_up(context, path, pieces, found))
+        if (!sets_something || !make_package_file(context, writing->package.c_str()))
+            return -1;
+        remember_files(context, *writing, path_in(context->folders.config, writing->package));
+        if (!look_up(context, path, pieces, found))
             return -1;
     }
     found.value = value;
@@ -216,6 +264,10 @@ uint64_t written_size(const uci_package &package)
 // If the file system does not answer, there is room.
 bool has_room(const char *path, uint64_t bytes)
 {
+    // The system commands that we run have our limit too, and the uci command does not see that it cuts a file.
+    rlimit largest_file;
+    if (getrlimit(RLIMIT_FSIZE, &largest_file) == 0 && largest_file.rlim_cur < bytes)
+        return false;
     struct statvfs status;
     if (statvfs(path, &status) != 0)
         return true;
@@ -223,7 +275,7 @@ bool has_room(const char *path, uint64_t bytes)
     return has_file && static_cast<uint64_t>(status.f_bavail) * status.f_frsize >= bytes;
 }
 
-// libuci does not notice when a write fails, and leaves an empty file where the configuration was.
+// Where there is no room, it is better not to begin. Without a folder for saved changes nobody's could be taken along.
 bool can_commit(const Uci &context, const Writing &writing, const uci_package &package)
 {
     const char *saved = context->folders.saved.c_str();
@@ -231,9 +283,72 @@ bool can_commit(const Uci &context, const Writing &writing, const uci_package &p
     struct stat config_folder;
     if (stat(context->folders.config.c_str(), &config_folder) == 0)
         mkdir(saved, config_folder.st_mode & 0777);
+    struct stat saved_folder;
+    if (stat(saved, &saved_folder) == 0 && !S_ISDIR(saved_folder.st_mode))
+        return false;
     const uint64_t others = size_of(Text<160>::format("%s/%s", saved, package.e.name).c_str());
     return has_room(config, written_size(package) + others + size_of(package.path) + room_margin) &&
            has_room(saved, writing.unsaved_bytes + room_margin);
+}
+
+// Locks the files of a package, as everybody who writes them does. Nothing when somebody wrote them since we read them;
+// saved stays empty when there is no file of saved changes.
+bool lock_unchanged(const Uci &context, const Writing &writing, const char *config, Fd &saved)
+{
+    if (!writing.config || flock(writing.config.get(), LOCK_EX) != 0)
+        return false;
+    const auto saved_path = path_in(context->folders.saved, writing.package);
+    saved = Fd{open(saved_path.c_str(), O_WRONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC)};
+    if (saved)
+        flock(saved.get(), LOCK_EX);
+    if (version_of(config) == writing.config_read && version_of(saved_path.c_str()) == writing.saved_read)
+        return true;
+    saved = Fd{};
+    flock(writing.config.get(), LOCK_UN);
+    return false;
+}
+
+// Our changes become saved ones, and what others did is read.
+uci_package *join_others(const Uci &context, Writing &writing, uci_package &package)
+{
+    const FilePath config = package.path;
+    if (uci_save(context->libuci, &package) != UCI_OK)
+        return nullptr;
+    remember_files(context, writing, config);
+    uci_unload(context->libuci, &package);
+    uci_package *joined = nullptr;
+    return uci_load(context->libuci, writing.package.c_str(), &joined) == UCI_OK ? joined : nullptr;
+}
+
+bool replace_config(const Uci &context, uci_package &package)
+{
+    char *text = nullptr;
+    size_t size = 0;
+    File stream{open_memstream(&text, &size)};
+    const bool is_exported = stream != nullptr && uci_export(context->libuci, stream.get(), &package, false) == UCI_OK;
+    const bool is_whole = is_exported && ferror(stream.get()) == 0 && fclose(stream.release()) == 0;
+    stream.reset();
+    const HeapText content{text};
+    const HeapText target{realpath(package.path, nullptr)}; // a link stays one
+    return is_whole && target != nullptr && write_file(target.get(), {text, size}, 0600) == 0;
+}
+
+// uci_commit does not see when a write fails, and puts a cut or empty file in place of the configuration. So the file
+// is written here, and the saved changes go when it is in its place.
+bool write_package(const Uci &context, Writing &writing, uci_package *package)
+{
+    Fd saved;
+    for (int i = 0; !lock_unchanged(context, writing, package->path, saved); i++) {
+        package = i == most_joins ? nullptr : join_others(context, writing, *package);
+        if (package == nullptr)
+            return false;
+    }
+    const bool has_changes = package->delta.next != &package->delta || writing.saved_read.size > 0;
+    if (has_changes && !replace_config(context, *package))
+        return false;
+    // Where this fails, the next commit writes them once more.
+    [[maybe_unused]] const int result = has_changes && saved ? ftruncate(saved.get(), 0) : 0;
+    return true;
 }
 
 } // namespace
@@ -345,9 +460,14 @@ int kuci2_commit(const Uci &context, const char *package)
     const bool is_there = look_up(context, package, pieces, found);
     if (is_there && !can_commit(context, *writing, *found.p))
         return -1;
-    const bool is_done = is_there && uci_commit(context->libuci, &found.p, false) == UCI_OK;
+    if (is_there && !write_package(context, *writing, found.p)) {
+        if (writing->config)
+            flock(writing->config.get(), LOCK_UN);
+        return -1;
+    }
+    forget_loaded(context, package);
     stop_writing(*writing);
-    return is_done ? 0 : -1;
+    return is_there ? 0 : -1;
 }
 
 bool kuci_has_room(const char *package)

@@ -15,8 +15,9 @@
 // without it. The first write also reads the package again, so it builds on what other programs have committed since. A
 // context can hold max_written_packages between first write and commit, and refuses the next one.
 //
-// If the file system has no room for the new file, the commit fails at once: the old file stays as it is, and the
-// writes stay in the context for a later commit.
+// A commit writes the new file next to the old one, and replaces the old one when the new one is whole on the flash. If
+// there is no room, if the file size limit is too small or if a write fails, the commit fails: the old file stays as it
+// is, and the writes stay in the context for a later commit.
 
 inline constexpr int max_written_packages = 8;
 
@@ -63,8 +64,8 @@ int kuci2_delete(const Uci &context, const char *path);
 /// file or the new file, never a part. @return 0; -1 if the file cannot be written, it is then unchanged
 int kuci2_commit(const Uci &context, const char *package);
 
-/// True if the file systems of the configuration have room for a commit of package as it is, and a little more. The uci
-/// command does not check this, and without room it empties the file.
+/// True if the file systems of the configuration, and the file size limit, have room for a commit of package as it is,
+/// and a little more. The uci command does not check this, and without room it empties the file.
 bool kuci_has_room(const char *package);
 
 // The same functions under the names of the router maker's library for writers of one configuration. Code that was

@@ -34,6 +34,11 @@ const Fault faults[] = {
      {},
      "remount ro /etc/config; ",
      "remount rw /etc/config; "},
+    {"the caller's file size limit is small and SIGXFSZ ignored",
+     "not written, the files are the old ones",
+     {},
+     "trap '' XFSZ; ulimit -S -f 8; ",
+     "ulimit -S -f unlimited; "},
     {"another process keeps the writer's lock",
      "written, after 5 s for each package",
      {},
@@ -140,8 +145,10 @@ TEST(FaultMatrixTable, HasNoRowWithoutATest)
         "ubusd is deaf",                            // below
         "the configuration cannot be parsed",       // below
         "the APN database is cut (`connect-auto`)", // below
-        "the power fails at any moment",            // SlowPowerFailure
-        "killed at any system call",                // SlowKill
+        // PlatformUci.KeepsTheOldFileWhicheverCallFails
+        "the flash reports an error to a write, fsync, close or rename of ours",
+        "the power fails at any moment", // SlowPowerFailure
+        "killed at any system call",     // SlowKill
     };
     for (const Fault &fault : faults)
         tested.insert(fault.what);

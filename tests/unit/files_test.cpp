@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include "tests/unit/failing_calls.h"
 #include "tests/unit/temporary_directory.h"
 
 using namespace std::string_view_literals;
@@ -206,6 +207,21 @@ TEST(WriteFile, KeepsAFileThatCannotBeWrittenWhole)
     Text<16> content;
     EXPECT_EQ(read_file(path.c_str(), 16, content), 3);
     EXPECT_EQ(content.view(), "old");
+}
+
+TEST(WriteFile, KeepsTheOldFileWhicheverCallFails)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("file", "old");
+    for (const char *call : calls_that_can_fail) {
+        {
+            const FailingCall failing{call, 0, EIO};
+            EXPECT_EQ(write_file(path.c_str(), "new content"), -2) << call;
+            EXPECT_TRUE(failing.has_failed()) << call;
+        }
+        EXPECT_EQ(content_of(path), "old") << call;
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path()), {}), 1) << call;
+    }
 }
 
 TEST(WriteFile, PutsAnotherFileInPlaceOfTheOldOne)

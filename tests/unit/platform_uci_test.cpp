@@ -1,10 +1,13 @@
 #include <array>
+#include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <sched.h>
 #include <string>
 #include <sys/file.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -13,6 +16,7 @@
 #include "platform/files.h"
 #include "platform/uci.h"
 #include "platform/uci_folders.h"
+#include "tests/unit/failing_calls.h"
 #include "tests/unit/temporary_directory.h"
 
 namespace {
@@ -285,6 +289,106 @@ TEST_F(PlatformUci, WritesWithoutALockWhereNoneCanBeHad)
     EXPECT_EQ(kuci2_set(uci, "network.modem.apn", "internet"), 0);
     EXPECT_EQ(kuci2_commit(uci, "network"), 0);
     EXPECT_EQ(read("network.modem.apn"), "internet");
+}
+
+// An error of the flash at each call in turn: the file is the old one or the new one, and the writes are not lost.
+TEST_F(PlatformUci, KeepsTheOldFileWhicheverCallFails)
+{
+    int failed_commits = 0;
+    for (const char *call : calls_that_can_fail) {
+        for (int passed = 0; passed < 100; passed++) {
+            write("network", network);
+            const Uci uci = open();
+            EXPECT_EQ(kuci2_set(uci, "network.modem.apn", "internet"), 0);
+            const std::string where = call + std::string{" "} + std::to_string(passed);
+            int result = 0;
+            bool has_failed = false;
+            {
+                const FailingCall failing{call, passed, EIO};
+                result = kuci2_commit(uci, "network");
+                has_failed = failing.has_failed();
+            }
+            EXPECT_EQ(read("network.modem.apn"), result == 0 ? "internet" : "") << where;
+            EXPECT_EQ(content("network") == network, result != 0) << where;
+            EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root.path() / "config"), {}), 1) << where;
+            if (result != 0) {
+                failed_commits++;
+                EXPECT_EQ(kuci2_commit(uci, "network"), 0) << where;
+            }
+            EXPECT_EQ(read("network.modem.apn"), "internet") << where;
+            EXPECT_EQ(read("network.modem.dns"), "1.1.1.1 9.9.9.9") << where;
+            if (!has_failed)
+                break;
+        }
+    }
+    EXPECT_GE(failed_commits, 4) << "each kind of call is made on the file";
+}
+
+TEST_F(PlatformUci, KeepsTheSavedChangesOfOthersWhereACommitFails)
+{
+    const std::string saved = "network.lan.ipaddr='192.168.1.1'\n";
+    std::ofstream{root.path() / "saved/network"} << saved;
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_set(uci, "network.modem.apn", "internet"), 0);
+    {
+        const FailingCall failing{"write", 0, EDQUOT};
+        EXPECT_EQ(kuci2_commit(uci, "network"), -1);
+    }
+    EXPECT_EQ(content_of(root.path() / "saved/network"), saved);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    EXPECT_EQ(content_of(root.path() / "saved/network"), "");
+    EXPECT_EQ(read("network.lan.ipaddr"), "192.168.1.1");
+}
+
+TEST_F(PlatformUci, LeavesTheFileAloneUnderALimitOfItsSize)
+{
+    enum Result { as_expected, committed, not_committed };
+    for (const rlim_t limit : {0, 1, 100, 5000}) {
+        write("network", network);
+        const pid_t child = fork();
+        if (child == 0) {
+            signal(SIGXFSZ, SIG_IGN);
+            const rlimit little{.rlim_cur = limit, .rlim_max = RLIM_INFINITY};
+            const rlimit none{.rlim_cur = RLIM_INFINITY, .rlim_max = RLIM_INFINITY};
+            const Uci uci = open();
+            kuci2_set(uci, "network.modem.apn", "internet");
+            setrlimit(RLIMIT_FSIZE, &little);
+            if (kuci2_commit(uci, "network") != -1 || content("network") != network)
+                _exit(committed);
+            setrlimit(RLIMIT_FSIZE, &none);
+            _exit(kuci2_commit(uci, "network") == 0 ? as_expected : not_committed);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, as_expected) << limit;
+        EXPECT_EQ(read("network.modem.apn"), "internet");
+    }
+}
+
+// Programs that do not know our writer lock: they come between our first write and the commit.
+TEST_F(PlatformUci, JoinsWhatOthersCommitAndSaveMeanwhile)
+{
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_set(uci, "network.modem.apn", "internet"), 0);
+    write("other", std::string{network} + "\nconfig interface 'wan'\n\toption proto 'dhcp'\n");
+    std::filesystem::rename(root.path() / "config/other", root.path() / "config/network");
+    std::ofstream{root.path() / "saved/network"} << "network.lan.ipaddr='192.168.1.1'\n";
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    EXPECT_EQ(read("network.modem.apn"), "internet");
+    EXPECT_EQ(read("network.wan.proto"), "dhcp");
+    EXPECT_EQ(read("network.lan.ipaddr"), "192.168.1.1");
+    EXPECT_EQ(content_of(root.path() / "saved/network"), "");
+}
+
+TEST_F(PlatformUci, KeepsALinkToAFileElsewhere)
+{
+    std::filesystem::rename(root.path() / "config/network", root.path() / "elsewhere");
+    std::filesystem::create_symlink(root.path() / "elsewhere", root.path() / "config/network");
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_set(uci, "network.modem.apn", "internet"), 0);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    EXPECT_TRUE(std::filesystem::is_symlink(root.path() / "config/network"));
+    EXPECT_NE(content_of(root.path() / "elsewhere").find("apn 'internet'"), std::string::npos);
 }
 
 // Takes all the room there is.
