@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -47,8 +48,24 @@ void reset_signals()
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
+// A back end's connections and files are not the command's: one that goes on running would keep them open.
+void close_descriptors_from(unsigned first)
+{
+#ifdef SYS_close_range
+    if (syscall(SYS_close_range, first, ~0U, 0U) == 0)
+        return;
+#endif
+    // Kernels before 5.9 have no close_range. Reading /proc/self/fd instead would need memory from the heap.
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        limit.rlim_cur = 1024;
+    for (rlim_t descriptor = first; descriptor < std::min<rlim_t>(limit.rlim_cur, 1 << 20); descriptor++)
+        close(static_cast<int>(descriptor));
+}
+
 [[noreturn]] void become_shell(ShellCommand command)
 {
+    close_descriptors_from(STDERR_FILENO + 1);
     reset_signals();
     execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
     _exit(127);
@@ -61,20 +78,6 @@ void set_standard_output(int descriptor)
         fcntl(STDOUT_FILENO, F_SETFD, 0);
     else
         dup2(descriptor, STDOUT_FILENO);
-}
-
-void close_all_descriptors()
-{
-#ifdef SYS_close_range
-    if (syscall(SYS_close_range, 0U, ~0U, 0U) == 0)
-        return;
-#endif
-    // Kernels before 5.9 have no close_range. Reading /proc/self/fd instead would need memory from the heap.
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        limit.rlim_cur = 1024;
-    for (rlim_t descriptor = 0; descriptor < std::min<rlim_t>(limit.rlim_cur, 1 << 20); descriptor++)
-        close(static_cast<int>(descriptor));
 }
 
 void open_null_streams()
@@ -99,7 +102,10 @@ int wait_for(pid_t child)
 // command whose reader goes away would be killed halfway, and waits for the command to end.
 class ShellOutput {
   public:
-    explicit ShellOutput(ShellCommand command)
+    // A command in a process group of its own can be killed with all that it has started.
+    enum class Group : bool { ours, own };
+
+    explicit ShellOutput(ShellCommand command, Group group = Group::ours)
     {
         int ends[2];
         if (command.empty() || pipe2(ends, O_CLOEXEC) != 0)
@@ -108,6 +114,8 @@ class ShellOutput {
         const Fd input{ends[1]};
         child_ = fork();
         if (child_ == 0) {
+            if (group == Group::own)
+                setpgid(0, 0);
             set_standard_output(input.get());
             become_shell(command);
         }
@@ -122,6 +130,16 @@ class ShellOutput {
             wait_for(child_);
     }
     bool started() const { return child_ > 0; }
+
+    // Kills a command in its own group that prints anything, or has not ended after so long.
+    void allow_only_its_end(int wait_ms)
+    {
+        pollfd output = {.fd = output_.get(), .events = POLLIN, .revents = 0};
+        if (!started() || (poll(&output, 1, wait_ms) == 1 && (output.revents & POLLIN) == 0))
+            return;
+        setpgid(child_, child_); // it may not have come so far yet
+        kill(-child_, SIGKILL);
+    }
 
     // The next piece without its zero bytes, valid until the next call; empty at the end.
     std::string_view next()
@@ -216,6 +234,13 @@ int execCommand(ShellCommand command)
     return child < 0 ? -1 : wait_for(child);
 }
 
+void run_for_message(ShellCommand command)
+{
+    constexpr int longest_ms = 1000;
+    ShellOutput output{command, ShellOutput::Group::own};
+    output.allow_only_its_end(longest_ms);
+}
+
 int fork_exec2(ShellCommand command)
 {
     constexpr int not_started = 1;
@@ -229,7 +254,7 @@ int fork_exec2(ShellCommand command)
         const pid_t background = fork();
         if (background != 0)
             _exit(background > 0 ? 0 : not_started);
-        close_all_descriptors();
+        close_descriptors_from(0);
         open_null_streams();
         become_shell(command);
     }

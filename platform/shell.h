@@ -2,9 +2,9 @@
 
 #include "platform/shell_line.h"
 
-// All run the command with /bin/sh. All except fork_exec2 wait for its end, and the command shares the program's
-// standard error. A command that cannot be started prints nothing, and an empty command is never started. Zero bytes in
-// an output are left out.
+// All run the command with /bin/sh. The command gets none of the program's descriptors except the standard streams. All
+// except fork_exec2 wait for its end, and the command shares the program's standard error. A command that cannot be
+// started prints nothing, and an empty command is never started. Zero bytes in an output are left out.
 
 /// What the command prints, cut at out's capacity (the rest is read and discarded). @return bytes stored, -1 when the
 /// command could not be started
@@ -24,8 +24,11 @@ int getUciReturn(const char *path, TextOut out);
 /// process that ignores SIGCHLD (the system then keeps no status)
 int execCommand(ShellCommand command);
 
-/// Starts the command in a new session and does not wait for it. The command gets none of the program's descriptors,
-/// and /dev/null as its standard streams: a caller that captures the program's output does not wait for it. It leaves
-/// no zombie.
+/// Runs a command of which only the message on standard error is wanted. It is killed after 1 s, and as soon as it
+/// prints something on its standard output: this is for a "cat" of a file that another user may have made.
+void run_for_message(ShellCommand command);
+
+/// Starts the command in a new session, with /dev/null as its standard streams, and does not wait for it: a caller that
+/// captures the program's output does not wait for it either. It leaves no zombie.
 /// @return 0, -1 when it could not be started
 int fork_exec2(ShellCommand command);

@@ -210,6 +210,50 @@ TEST(ShellCommand, SeesOfItsPipeOnlyTheStandardOutput)
               0);
 }
 
+TEST(ShellCommand, HandsOnNoDescriptorButTheStandardStreams)
+{
+    const TemporaryDirectory directory;
+    EXPECT_EQ(in_child([&] {
+                  dup2(STDERR_FILENO, 77); // a connection of the back end
+                  dup2(STDERR_FILENO, 1000);
+                  Text<64> out;
+                  getShellCommandReturn("ls /proc/self/fd | tr '\\n' ' '", out);
+                  Text<64> line;
+                  getShellCommandReturnLine("ls /proc/self/fd | tr '\\n' ' '", line);
+                  const HeapText text = getShellCommandReturnDynamic("ls /proc/self/fd | tr '\\n' ' '");
+                  execCommand(made_here("ls /proc/self/fd | tr '\\n' ' ' >" + directory.entry("list")));
+                  // 3 is the directory that ls reads
+                  return out == "0 1 2 3 " && line == "0 1 2 3 " && std::string{text.get()} == "0 1 2 3 " &&
+                                 content_of(directory.entry("list")) == "0 1 2 3 " && fcntl(77, F_GETFD) == 0
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST(ShellCommand, IsEndedWithAllThatItStartedWhenOnlyItsMessageIsWanted)
+{
+    const TemporaryDirectory directory;
+    const struct {
+        const char *what;
+        std::string command;
+        double longest_s;
+    } rows[] = {
+        {"it ends", "true", 1},
+        {"it waits for a pipe", "mkfifo " + directory.entry("pipe") + "; cat " + directory.entry("pipe") + "; true", 3},
+        {"it prints without end", "cat /dev/zero; true", 1},
+        {"it leaves something behind", "(sleep 2; echo late >" + directory.entry("late") + "); true", 1.9},
+    };
+    for (const auto &row : rows) {
+        const auto start = std::chrono::steady_clock::now();
+        run_for_message(made_here(row.command));
+        const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+        EXPECT_LT(taken.count(), row.longest_s) << row.what;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    EXPECT_FALSE(std::filesystem::exists(directory.entry("late")));
+}
+
 TEST(ShellCommand, WorksWithoutStandardStreams)
 {
     EXPECT_EQ(in_child([] {
