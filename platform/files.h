@@ -59,12 +59,20 @@ File open_regular_file(const char *path);
 /// @return bytes read, 0 for an empty file; -1 if path is not a regular file or cannot be read, out is then all zero
 int read_file(const char *path, size_t max_length, TextOut out);
 
-/// True if reading path cannot block: it is a regular file or does not exist.
-bool can_be_read_to_its_end(const char *path);
+/// The same for a file of an open folder; a symbolic link is not followed.
+int read_file_in(const Fd &folder, const char *name, size_t max_length, TextOut out);
 
 /// Replaces the content of path. A new file gets new_mode less the umask; an existing file keeps its mode and owner. A
 /// regular file has either the old content or the new content at every moment, and keeps the old content if the new
 /// content cannot be written whole; an error that the flash reports only at the close counts too. A file that is not
 /// regular is written in place.
+/// Nobody who may not read the file can read its draft.
 /// @return 0; -1 when the file cannot be opened; -2 when it could not be written whole
 int write_file(const char *path, std::string_view content, mode_t new_mode = 0644);
+
+/// Gives own, a file or folder of ours, the name path in one step, so that nobody can take the name in between. What
+/// was there is removed; a folder with something in it stays, under own's name.
+void take_name(const char *own, const char *path);
+
+/// write_file for a file of an open folder; a symbolic link is not followed but fails.
+int write_file_in(const Fd &folder, const char *name, std::string_view content, mode_t new_mode = 0644);

@@ -138,10 +138,35 @@ void forget_loaded(const Uci &context, std::string_view package)
     }
 }
 
+bool is_our_lock(const Fd &lock)
+{
+    struct stat status;
+    return lock && fstat(lock.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
+}
+
+// Any user can make files in the folder of locks, and keep the lock of a file of theirs for ever. Such a file is
+// replaced by one of ours, which only we can open; and as the folder is sticky, nobody else can replace that one.
+Fd open_lock(const char *path)
+{
+    constexpr int attempts = 2;
+    for (int attempt = 0; attempt < attempts; attempt++) {
+        Fd lock{open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600)};
+        if (is_our_lock(lock))
+            return lock;
+        struct stat theirs;
+        if (lstat(path, &theirs) != 0 || theirs.st_uid == geteuid())
+            break;
+        auto own = Text<170>::format("%s.XXXXXX", path);
+        if (const Fd made{mkostemp(own.data(), O_CLOEXEC)}; made)
+            take_name(own.c_str(), path);
+    }
+    return Fd{};
+}
+
 Fd take_lock(const char *folder, const char *package)
 {
     const auto path = Text<160>::format("%s/modemctl.%s.lock", folder, package);
-    Fd lock{open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)};
+    Fd lock = open_lock(path.c_str());
     for (int i = 0; lock && i < lock_tries && flock(lock.get(), LOCK_EX | LOCK_NB) != 0; i++)
         usleep(lock_wait_us);
     return lock;

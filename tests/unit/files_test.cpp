@@ -257,3 +257,69 @@ TEST(WriteFile, LeavesAFifoInPlaceThatTakesNoMore)
     EXPECT_EQ(write_file(fifo.c_str(), std::string(4000000, 'x')), -2);
     EXPECT_TRUE(std::filesystem::is_fifo(fifo));
 }
+
+TEST(WriteFile, LetsNobodyReadTheDraftOfAFileThatTheyMayNotRead)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("secret", "old");
+    chmod(path.c_str(), 0600);
+    // A process of that number was killed in the middle, and somebody has its draft open.
+    const std::string draft = directory.file(("secret." + std::to_string(getpid())).c_str(), "half");
+    chmod(draft.c_str(), 0644);
+    std::ifstream reader(draft);
+    ASSERT_EQ(write_file(path.c_str(), "pin=1234"), 0);
+    std::string seen;
+    std::getline(reader, seen);
+    EXPECT_EQ(seen, "half");
+    struct stat status;
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600U);
+    EXPECT_EQ(content_of(path), "pin=1234");
+    EXPECT_FALSE(std::filesystem::exists(draft));
+}
+
+TEST(FileOfAFolder, IsNotReadOrWrittenThroughALinkOrAPipe)
+{
+    const TemporaryDirectory directory;
+    const TemporaryDirectory elsewhere;
+    const std::string target = elsewhere.file("target", "theirs");
+    symlink(target.c_str(), directory.entry("link").c_str());
+    mkfifo(directory.entry("pipe").c_str(), 0600);
+    directory.file("file", "ours");
+    const Fd folder{open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    Text<16> out;
+    EXPECT_EQ(read_file_in(folder, "file", 15, out), 4);
+    EXPECT_EQ(out, "ours");
+    for (const char *name : {"link", "pipe", "missing"}) {
+        EXPECT_EQ(read_file_in(folder, name, 15, out), -1) << name;
+        EXPECT_EQ(out, "") << name;
+    }
+    EXPECT_EQ(write_file_in(folder, "file", "new"), 0);
+    EXPECT_EQ(write_file_in(folder, "added", "x"), 0);
+    EXPECT_EQ(write_file_in(folder, "link", "x"), -1);
+    EXPECT_EQ(write_file_in(folder, "pipe", "x"), -1);
+    EXPECT_EQ(content_of(directory.entry("file")), "new");
+    EXPECT_EQ(content_of(directory.entry("added")), "x");
+    EXPECT_EQ(content_of(target), "theirs");
+    EXPECT_EQ(read_file_in(Fd{}, "file", 15, out), -1);
+    EXPECT_EQ(write_file_in(Fd{}, "file", "x"), -1);
+}
+
+TEST(TakeName, PutsAFileOrFolderInThePlaceOfAnything)
+{
+    const TemporaryDirectory directory;
+    const std::string file = directory.file("file", "theirs");
+    take_name(directory.file("own", "ours").c_str(), file.c_str());
+    EXPECT_EQ(content_of(file), "ours");
+    EXPECT_FALSE(std::filesystem::exists(directory.entry("own")));
+
+    const std::string full = directory.entry("full");
+    std::filesystem::create_directories(full + "/theirs");
+    take_name(directory.file("own", "ours").c_str(), full.c_str());
+    EXPECT_EQ(content_of(full), "ours");
+    EXPECT_TRUE(std::filesystem::exists(directory.entry("own/theirs"))) << "it is left to its owner";
+
+    take_name(directory.file("third", "ours").c_str(), directory.entry("missing").c_str());
+    EXPECT_FALSE(std::filesystem::exists(directory.entry("third"))) << "there is nothing to replace";
+    EXPECT_FALSE(std::filesystem::exists(directory.entry("missing")));
+}
