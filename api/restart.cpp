@@ -8,6 +8,7 @@
 #include "api/shell_lines.h"
 #include "connection/power.h"
 #include "core/model/modem.h"
+#include "core/model/state_dir.h"
 #include "discovery/usb/ports.h"
 #include "drivers/common.h"
 #include "platform/board.h"
@@ -52,8 +53,8 @@ void switch_holder(bool to_second)
     execCommand(compose_set_sim_gpio(to_second, value_file.c_str()));
     sleep(1);
     kuci2_commit(uci, "cellconf");
-    execCommand(compose_forget_signal(holder_bus));
-    execCommand(compose_forget_imsi(holder_bus));
+    run_removal(holder_bus, compose_forget_signal(holder_bus));
+    run_removal(holder_bus, compose_forget_imsi(holder_bus));
 }
 
 } // namespace
@@ -66,7 +67,7 @@ int32_t modem_reset(Request &request, json_object *)
 
     execCommand(refresh_carrier_settings);
     execCommand(compose_interface_down(iface.c_str()));
-    execCommand(compose_forget_modem(bus));
+    run_removal(bus, compose_forget_modem(bus));
     if (!kjson_get_boolean(request.json, "disable"))
         power_cycle_modem(bus);
     else if (!traits.restart_command.empty())

@@ -6,7 +6,7 @@
 #include "api/modem_api.h"
 #include "api/request.h"
 #include "api/shell_lines.h"
-#include "platform/files.h"
+#include "core/model/printable.h"
 #include "platform/shell.h"
 
 namespace {
@@ -107,9 +107,8 @@ int32_t modem_upgrade_status(Request &, json_object *response)
         return modem_api_failed;
     }
     kjson_add_string(response, "version", filter_version(output.view()).view());
-    // A pipe in its place would block for ever.
     const auto progress =
-        can_be_read_to_its_end(upgrade_progress_file) ? first_line_of<8>(read_upgrade_progress) : Text<8>{};
+        can_print(read_upgrade_progress, upgrade_progress_file) ? first_line_of<8>(read_upgrade_progress) : Text<8>{};
     kjson_add_int(response, "status", text_to_int(progress.c_str()));
     return modem_api_success;
 }

@@ -3,8 +3,6 @@
 #include "apn/shell_lines.h"
 #include "core/model/state_dir.h"
 #include "drivers/common.h"
-#include "platform/board.h"
-#include "platform/files.h"
 #include "platform/shell.h"
 
 namespace {
@@ -19,10 +17,9 @@ void keep_imsi(const ModemDriver &rec)
     if (rec.ops.get_imsi == nullptr || rec.ops.get_imsi(rec, imsi) != 0)
         return;
     const auto command = compose_keep_imsi(imsi.view(), rec.bus.c_str());
-    if (command.empty() || state_path(rec.bus.c_str(), "cimi").empty())
-        return;
-    ensure_state_dir(rec.bus.c_str());
-    execCommand(command);
+    // The line names the folder again. Nobody else can put another one in its place, since /tmp is sticky.
+    if (!command.empty() && ensure_state_dir(rec.bus.c_str()))
+        execCommand(command);
 }
 
 HeapText find_operator(std::string_view code)
@@ -41,15 +38,15 @@ std::string_view without_line_end(std::string_view name)
 
 int read_mcc_mnc(const ModemDriver &rec, TextOut mcc, TextOut mnc)
 {
-    const auto cache = state_path(rec.bus.c_str(), "cimi");
-    if (!cmm_check_file_is_exist(cache.c_str()))
+    const char *bus = rec.bus.c_str();
+    if (!has_state(bus, "cimi"))
         keep_imsi(rec);
-    if (!cmm_check_file_is_exist(cache.c_str()))
+    if (!has_state(bus, "cimi"))
         return -1;
     Text<16> imsi;
-    read_file(cache.c_str(), 15, imsi);
+    read_state(bus, "cimi", 15, imsi);
     if (!starts_with_digits(imsi.view(), shortest_code)) {
-        unlink(cache.c_str());
+        remove_state(bus, "cimi");
         return -1;
     }
     const std::string_view first_line = first_characters(imsi.view(), imsi.view().find('\n'));

@@ -9,7 +9,6 @@
 #include "discovery/usb/usb_node.h"
 #include "drivers/sim_watcher.h"
 #include "platform/boards.h"
-#include "platform/files.h"
 #include "platform/shell.h"
 #include "platform/uci.h"
 

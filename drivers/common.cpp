@@ -5,8 +5,6 @@
 #include "core/model/state_dir.h"
 #include "drivers/ask.h"
 #include "drivers/common_replies.h"
-#include "platform/board.h"
-#include "platform/files.h"
 
 namespace {
 
@@ -23,7 +21,7 @@ Text<20> tty_path(int tty)
 
 int get_model(const char *bus, const char *port_path, TextOut out)
 {
-    if (read_file(state_path(bus, "modem-name").c_str(), 199, out) >= 0)
+    if (read_state(bus, "modem-name", 199, out) >= 0)
         return 0;
     Text<400> reply;
     if (at_command(port_path, AtCommand{"ATI"}, reply) != 0 || !reply_has_ok(reply.view()))
@@ -49,7 +47,7 @@ int get_csq(const ModemDriver &rec, int32_t &bars)
 
 int get_imsi(const ModemDriver &rec, TextOut out)
 {
-    if (read_file(state_path(rec.bus.c_str(), "cimi").c_str(), 15, out) >= static_cast<int>(shortest_cached_imsi))
+    if (read_state(rec.bus.c_str(), "cimi", 15, out) >= static_cast<int>(shortest_cached_imsi))
         return 0;
     out.clear();
     Text<48> reply;
@@ -80,15 +78,14 @@ int get_creg(int tty)
 
 int get_imei(const char *port_path, const char *bus, TextOut out)
 {
-    const auto path = state_path(bus, "modem-imei");
-    if (cmm_check_file_is_exist(path.c_str())) {
+    if (has_state(bus, "modem-imei")) {
         Text<21> cached;
-        read_file(path.c_str(), 20, cached);
+        read_state(bus, "modem-imei", 20, cached);
         if (cached.size() == imei_length && starts_with_digits(cached.view(), imei_length)) {
             out.assign(cached.view());
             return 0;
         }
-        unlink(path.c_str());
+        remove_state(bus, "modem-imei");
         return -1;
     }
     Text<36> reply;

@@ -1,7 +1,7 @@
 #include "drivers/sim_watcher.h"
 
+#include "core/model/printable.h"
 #include "drivers/shell_lines.h"
-#include "platform/files.h"
 #include "platform/shell.h"
 
 namespace {
@@ -9,7 +9,7 @@ namespace {
 Text<20> capture(ShellCommand command, const char *file)
 {
     Text<20> captured;
-    if (can_be_read_to_its_end(file))
+    if (can_print(command, file))
         getShellCommandReturn(command, captured);
     return captured;
 }

@@ -5,7 +5,6 @@
 #include "core/model/generation.h"
 #include "core/model/signal_grade.h"
 #include "core/model/state_dir.h"
-#include "platform/files.h"
 #include "platform/shell.h"
 #include "status/shell_lines.h"
 
@@ -63,10 +62,10 @@ const Technology *technology_of(json_object *cache)
 
 Json read_signal_cache(const char *bus)
 {
-    const auto file = state_path(bus, "signal");
-    if (file.empty() || !can_be_read_to_its_end(file.c_str())) // "cat" would wait for ever for the writer of a pipe
+    const auto command = compose_read_signal_cache(bus);
+    if (!can_print_state(command, bus, "signal"))
         return nullptr;
-    const HeapText text = getShellCommandReturnDynamic(compose_read_signal_cache(bus));
+    const HeapText text = getShellCommandReturnDynamic(command);
     Json cache{text == nullptr ? nullptr : json_tokener_parse(text.get())};
     return json_object_is_type(cache.get(), json_type_object) ? std::move(cache) : nullptr;
 }

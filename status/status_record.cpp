@@ -5,7 +5,6 @@
 #include "core/model/modem.h"
 #include "core/model/state_dir.h"
 #include "drivers/common.h"
-#include "platform/board.h"
 #include "platform/files.h"
 #include "platform/uci.h"
 #include "sms/spool.h"
@@ -64,7 +63,7 @@ int read_generation(const ModemDriver &rec, int32_t &level, json_object *result)
         // One byte counts, because the web pages were made for it: a failure, -1, becomes 255, which has no mode.
         return generation & 0xff;
     }
-    if (cmm_check_file_is_exist(state_path(rec.bus.c_str(), "signal").c_str()))
+    if (has_state(rec.bus.c_str(), "signal"))
         return evaluate_signal_cache(rec.bus.c_str(), level);
     return rec.ops.get_csq == nullptr ? -1 : rec.ops.get_csq(rec, level);
 }

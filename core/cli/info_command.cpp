@@ -61,16 +61,14 @@ const char *one_line(json_object *object)
 // numbers of a person's card, so only its owner may read it.
 void keep_snapshot(const char *bus, json_object *report)
 {
-    ensure_state_dir(bus);
-    write_file(state_path(bus, snapshot_file).c_str(), one_line(report), 0600);
+    write_state(bus, snapshot_file, one_line(report), 0600);
 }
 
 // @return null without a report
 Json read_snapshot(const char *bus)
 {
     HeapText text{static_cast<char *>(calloc(1, longest_snapshot))};
-    if (text == nullptr ||
-        read_file(state_path(bus, snapshot_file).c_str(), longest_snapshot - 1, {text.get(), longest_snapshot}) <= 0)
+    if (text == nullptr || read_state(bus, snapshot_file, longest_snapshot - 1, {text.get(), longest_snapshot}) <= 0)
         return nullptr;
     Json report{json_tokener_parse(text.get())};
     if (!json_object_is_type(report.get(), json_type_object))

@@ -24,7 +24,7 @@ constexpr char identity_file[] = "identity";
 bool read_identity(const char *bus, const Text<16> &plug, Report &report)
 {
     Text<400> kept;
-    if (plug.empty() || read_file(state_path(bus, identity_file).c_str(), kept.capacity() - 1, kept) <= 0)
+    if (plug.empty() || read_state(bus, identity_file, kept.capacity() - 1, kept) <= 0)
         return false;
     std::string_view rest = kept.view();
     if (take_until(rest, "\n") != plug.view())

@@ -31,7 +31,7 @@ InfoResult open_path(ModemPort &modem)
 bool read_kept_path(const char *bus, const Text<16> &plug, Text<30> &path)
 {
     Text<64> kept;
-    if (plug.empty() || read_file(state_path(bus, port_file).c_str(), kept.capacity() - 1, kept) <= 0)
+    if (plug.empty() || read_state(bus, port_file, kept.capacity() - 1, kept) <= 0)
         return false;
     std::string_view rest = kept.view();
     if (take_until(rest, "\n") != plug.view())

@@ -13,6 +13,7 @@
 
 #include "at/serial_port.h"
 #include "core/model/modem.h"
+#include "core/model/printable.h"
 #include "core/table/modem_table.h"
 #include "discovery/usb/ports.h"
 #include "discovery/usb/usb_ids.h"
@@ -344,6 +345,16 @@ HeapText getShellCommandReturnDynamic(ShellCommand)
 int getUciReturn(const char *, TextOut out)
 {
     return getShellCommandReturn({}, out);
+}
+
+bool can_print(ShellCommand, const char *)
+{
+    return true;
+}
+
+bool can_print_in(ShellCommand, const Fd &, const char *)
+{
+    return true;
 }
 
 int execCommand(ShellCommand)

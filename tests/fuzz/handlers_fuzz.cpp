@@ -9,6 +9,7 @@
 
 #include "api/modem_api.h"
 #include "at/serial_port.h"
+#include "core/model/printable.h"
 #include "platform/shell.h"
 #include "platform/text.h"
 #include "platform/ubus.h"
@@ -77,6 +78,16 @@ int getUciReturn(const char *path, TextOut out)
     record(path);
     out.clear();
     return 0;
+}
+
+bool can_print(ShellCommand, const char *)
+{
+    return true;
+}
+
+bool can_print_in(ShellCommand, const Fd &, const char *)
+{
+    return true;
 }
 
 int execCommand(ShellCommand command)

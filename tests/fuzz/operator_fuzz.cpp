@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include "apn/carrier.h"
+#include "core/model/printable.h"
 #include "platform/shell.h"
 #include "platform/text.h"
 #include "tests/fuzz/sandbox.h"
@@ -68,6 +69,16 @@ int getShellCommandReturnLine(ShellCommand, TextOut)
 int getUciReturn(const char *, TextOut)
 {
     return -1;
+}
+
+bool can_print(ShellCommand, const char *)
+{
+    return true;
+}
+
+bool can_print_in(ShellCommand, const Fd &, const char *)
+{
+    return true;
 }
 
 int execCommand(ShellCommand)

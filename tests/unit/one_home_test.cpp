@@ -42,7 +42,7 @@ TEST(OneHome, AStatePathIsComposedWhereItsOwnerIsChecked)
 {
     EXPECT_EQ(strangers_with(std::regex{R"re(/tmp/modem\.[^<])re"}, {"core/model/state_dir.cpp"}),
               std::vector<std::string>{})
-        << "Ask state_path() of core/model/state_dir.h for the path: it checks whose folder it is.";
+        << "Use core/model/state_dir.h: it checks whose folder it is.";
 }
 
 TEST(OneHome, AnInterfaceIsNamedAfterItsBusInOnePlace)
