@@ -8,8 +8,8 @@
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/interface_state.h"
-#include "readings/ask.h"
 #include "readings/fields.h"
+#include "readings/interview.h"
 #include "readings/report_json.h"
 #include "sms/spool.h"
 

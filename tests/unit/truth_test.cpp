@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "readings/ask.h"
+#include "readings/interview.h"
 #include "readings/report_json.h"
 #include "transcripts.h"
 

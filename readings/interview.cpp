@@ -1,4 +1,4 @@
-#include "readings/ask.h"
+#include "readings/interview.h"
 
 #include "readings/fields.h"
 
