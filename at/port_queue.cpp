@@ -14,6 +14,9 @@ constexpr useconds_t settle_us = 50'000; // serial_open's own wait
 constexpr int lock_tries = 31;
 constexpr useconds_t lock_wait_us = 1000;
 constexpr off_t gate = 1 << 30;
+// Not the byte after the gate: the kernel would join the two locks of a process that holds both, and a lock of more
+// than one byte is taken for another program's.
+constexpr off_t first_place = gate + 2;
 constexpr useconds_t look_us = 2000;
 
 class Deadline {
@@ -49,7 +52,7 @@ Others find_others(int fd, off_t first, off_t count, off_t &place)
 // Takes the place after the last one. The caller has locked the gate. @return the place; gate if there is none
 off_t take_place(int fd)
 {
-    off_t last = gate;
+    off_t last = first_place - 1;
     Others others = Others::in_queue;
     while ((others = find_others(fd, last + 1, 0, last)) == Others::in_queue) {
     }
@@ -69,7 +72,7 @@ void wait_for_turn(int fd, int limit_ms)
     }
     const off_t own = take_place(fd);
     set_lock(fd, F_UNLCK, gate);
-    while (own > gate + 1 && find_others(fd, gate + 1, own - gate - 1, other) == Others::in_queue &&
+    while (own > first_place && find_others(fd, first_place, own - first_place, other) == Others::in_queue &&
            !deadline.is_over())
         usleep(look_us);
 }

@@ -47,7 +47,7 @@ extern "C" {
 ssize_t __real_write(int fd, const void *bytes, size_t count);
 int __real_fsync(int fd);
 int __real_close(int fd);
-int __real_rename(const char *from, const char *to);
+int __real_renameat(int from_folder, const char *from, int to_folder, const char *to);
 
 ssize_t __wrap_write(int fd, const void *bytes, size_t count)
 {
@@ -68,8 +68,8 @@ int __wrap_close(int fd)
     return fails("close") ? failed() : result;
 }
 
-int __wrap_rename(const char *from, const char *to)
+int __wrap_renameat(int from_folder, const char *from, int to_folder, const char *to)
 {
-    return fails("rename") ? failed() : __real_rename(from, to);
+    return fails("renameat") ? failed() : __real_renameat(from_folder, from, to_folder, to);
 }
 }

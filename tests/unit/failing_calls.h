@@ -1,7 +1,7 @@
 #pragma once
 
 /// Lets one system call of what is tested fail, as an error of the flash does: the linker leads write, fsync, close and
-/// rename of everything that is linked into the tests here (libc's own do not come by).
+/// renameat of everything that is linked into the tests here (libc's own do not come by).
 class FailingCall {
   public:
     /// The call of that name which comes after `passed` others of it fails with this reason; a write has written half
@@ -14,4 +14,4 @@ class FailingCall {
     bool has_failed() const;
 };
 
-inline constexpr const char *calls_that_can_fail[] = {"write", "fsync", "close", "rename"};
+inline constexpr const char *calls_that_can_fail[] = {"write", "fsync", "close", "renameat"};

@@ -264,7 +264,7 @@ TEST(WriteFile, LetsNobodyReadTheDraftOfAFileThatTheyMayNotRead)
     const std::string path = directory.file("secret", "old");
     chmod(path.c_str(), 0600);
     // A process of that number was killed in the middle, and somebody has its draft open.
-    const std::string draft = directory.file(("secret." + std::to_string(getpid())).c_str(), "half");
+    const std::string draft = directory.file((".secret." + std::to_string(getpid())).c_str(), "half");
     chmod(draft.c_str(), 0644);
     std::ifstream reader(draft);
     ASSERT_EQ(write_file(path.c_str(), "pin=1234"), 0);

@@ -45,7 +45,7 @@ void wait_for_length(const Fd &fd, int count)
 {
     for (int found = 0; found < count; std::this_thread::sleep_for(milliseconds{1})) {
         found = 0;
-        struct flock lock = {.l_type = F_WRLCK, .l_whence = SEEK_SET, .l_start = (1 << 30) + 1, .l_len = 0, .l_pid = 0};
+        struct flock lock = {.l_type = F_WRLCK, .l_whence = SEEK_SET, .l_start = (1 << 30) + 2, .l_len = 0, .l_pid = 0};
         for (; fcntl(fd.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK; found++)
             lock = {.l_type = F_WRLCK, .l_whence = SEEK_SET, .l_start = lock.l_start + 1, .l_len = 0, .l_pid = 0};
     }
