@@ -1,5 +1,6 @@
 #include "connection/interface_control.h"
 
+#include <syslog.h>
 #include <unistd.h>
 
 #include "connection/shell_lines.h"
@@ -15,6 +16,14 @@ constexpr useconds_t down_poll_us = 100'000;
 
 using Zone = Text<256>;
 
+// A person may part the networks by tabs, which the command that writes them takes no more than it takes quotes.
+void part_by_spaces(Zone &zone)
+{
+    for (char *character = zone.data(); *character != '\0'; character++)
+        if (*character == '\t' || *character == '\v' || *character == '\f' || *character == '\r')
+            *character = ' ';
+}
+
 std::string_view without_trailing_blanks(std::string_view text)
 {
     return first_characters(text, text.find_last_not_of(' ') + 1);
@@ -24,6 +33,7 @@ Zone read_zone(ShellCommand command)
 {
     Zone zone;
     getShellCommandReturnLine(command, zone);
+    part_by_spaces(zone);
     return zone;
 }
 
@@ -31,8 +41,11 @@ Zone read_zone(ShellCommand command)
 void write_zone(std::string_view zone, std::string_view iface)
 {
     const auto set = compose_set_wan_zone(without_trailing_blanks(zone), iface);
-    if (set.empty() || !kuci_has_room("firewall"))
+    if (set.empty() || !kuci_has_room("firewall")) {
+        syslog(LOG_ERR, "the WAN zone's networks stay as they are: %s\n",
+               set.empty() ? "the list does not fit its command" : "there is no room to write them");
         return;
+    }
     execCommand(set);
     execCommand(compose_commit("firewall", this_board().needs_sync));
     execCommand(reload_firewall);

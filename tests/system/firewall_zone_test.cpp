@@ -51,6 +51,14 @@ const ZoneRow zone_rows[] = {
      "0 \nmodem_1_1_2\n",
      {"ubus call network.interface.modem_1_1_2 up", "uci get firewall.@zone[1].network", "zonewall"},
      {"zonewall"}},
+    {"generic",
+     "wan\twan6",
+     "iface_up 15 modem_1_1_2",
+     "0 \nwan wan6 modem_1_1_2\n",
+     {"ubus call network.interface.modem_1_1_2 up", "uci get firewall.@zone[1].network",
+      "uci set firewall.@zone[1].network=\"wan wan6 modem_1_1_2\"", "uci commit firewall",
+      "/etc/init.d/firewall reload"},
+     {"/etc/init.d/firewall reload"}},
     // The name of a longer one counts as the name.
     {"condor",
      "wan modem_1_1_2_4",
@@ -103,6 +111,21 @@ TEST(FirewallZone, FollowsTheInterfaceByTheseCommands)
         EXPECT_EQ(results[i].journal_of("shell", "call_operation"), zone_rows[i].shell) << what;
         EXPECT_EQ(results[i].journal_of("run"), zone_rows[i].run) << what;
     }
+}
+
+TEST(FirewallZone, IsLeftAsItIsWithAWordInTheLogWhenItCannotBeWritten)
+{
+    const RouterRun run =
+        run_online({"--modem", "EC25", "--link", "setup=100"},
+                   "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi;"
+                   "uci commit network; uci set firewall.@zone[1].network='wan \"x'; uci commit "
+                   "firewall;" +
+                       built("call_operation") + " 3 1-1.2 iface_up 15 modem_1_1_2; uci get firewall.@zone[1].network");
+    EXPECT_EQ(run.out, "0 \nwan \"x\n");
+    bool is_logged = false;
+    for (const std::string &line : run.journal_of("syslog"))
+        is_logged = is_logged || line.find("the WAN zone's networks stay as they are") != std::string::npos;
+    EXPECT_TRUE(is_logged);
 }
 
 TEST(SlowInterfaceUp, GivesUpAfterItsBudget)
