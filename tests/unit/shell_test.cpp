@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
+#include <thread>
 
 #include "platform/files.h"
 #include "tests/unit/command_path.h"
