@@ -33,8 +33,11 @@ bool is_hex_or_colon(char character)
 // Writes number right-aligned over all of out.
 void write_number(std::span<char> out, uint64_t number, unsigned base, bool is_small)
 {
-    for (size_t i = out.size(); i-- > 0; number /= base)
-        out[i] = (is_small ? "0123456789abcdef" : "0123456789ABCDEF")[number % base];
+    const char *digits = is_small ? "0123456789abcdef" : "0123456789ABCDEF";
+    for (size_t i = out.size(); i-- > 0;) {
+        out[i] = digits[number % base];
+        number = number / base;
+    }
 }
 
 // The digit that makes the Luhn sum of digits and itself a multiple of ten.

@@ -30,8 +30,10 @@ int32_t serve_with(const char *request, const Needs &needs)
 {
     is_served = false;
     static Json kept; // the texts of served are borrowed from it
+    static Needs kept_needs;
     kept = parse(request);
-    return serve(kept.get(), nullptr, keep_request, needs);
+    kept_needs = needs;
+    return serve(kept.get(), nullptr, keep_request, kept_needs);
 }
 
 TEST(Request, FailsWithTheStatusOfTheFirstMemberThatItLacks)
