@@ -69,7 +69,9 @@ int32_t modem_sms_status(Request &request, json_object *)
 
 int32_t modem_sms_code(Request &request, json_object *response)
 {
-    const std::string_view action = request.text_or("action", "get");
+    // Any other text does nothing, whatever its length: it is not stored.
+    const char *asked = kjson_get_string(request.json, "action");
+    const std::string_view action = asked == nullptr ? "get" : asked;
     if (action == "set")
         set_country(request);
     else if (action == "get")
