@@ -22,7 +22,7 @@ constexpr Check checks[] = {
     {Need::sim_bus,         Kind::any_bus,      modem_api_bad_sim_request,   "bus"},
     {Need::short_texts,     Kind::short_texts,  modem_api_parameter_or_sim,  ""},
     {Need::sim_num,         Kind::text,         modem_api_bad_sim_request,   "sim_num"},
-    {Need::msg_id,          Kind::text,         modem_api_no_message_id,     "msg_id"},
+    {Need::msg_id,          Kind::name,         modem_api_no_message_id,     "msg_id"},
     {Need::number,          Kind::text,         modem_api_no_number,         "number"},
     {Need::message,         Kind::text,         modem_api_no_message,        "message"},
     {Need::device,          Kind::text,         modem_api_parameter_or_sim,  "device"},
@@ -94,6 +94,8 @@ bool take(Request &request, const Check &check)
         return kjson_get_int(request.json, check.key) != -1;
     case Kind::text:
         return request.text(check.key) != nullptr;
+    case Kind::name:
+        return kjson_get_string(request.json, check.key) != nullptr;
     case Kind::short_texts:
         return has_short_texts(request.json);
     case Kind::model:

@@ -46,6 +46,7 @@ struct Check {
         member,
         number,
         text,
+        name, ///< a text of any length: it is compared, never stored
         required_bus,
         optional_bus,
         any_bus,

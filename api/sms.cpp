@@ -44,7 +44,7 @@ int32_t modem_sms_list(Request &, json_object *response)
 
 int32_t modem_sms_delete(Request &request, json_object *)
 {
-    return remove_sms(request.text("msg_id")) == 0 ? modem_api_success : modem_api_sms_not_deleted;
+    return remove_sms(kjson_get_string(request.json, "msg_id")) == 0 ? modem_api_success : modem_api_sms_not_deleted;
 }
 
 int32_t modem_sms_delete_all(Request &request, json_object *)
@@ -63,7 +63,7 @@ int32_t modem_sms_send(Request &request, json_object *)
 
 int32_t modem_sms_status(Request &request, json_object *)
 {
-    const int result = sms_mark_read(request.text("msg_id"));
+    const int result = sms_mark_read(kjson_get_string(request.json, "msg_id"));
     return result == 0 ? modem_api_success : modem_api_sms_not_changed;
 }
 
