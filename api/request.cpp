@@ -65,7 +65,7 @@ bool take_bus(Request &request, Kind kind, const char *text)
 
 bool take_model(Request &request, Kind kind)
 {
-    request.model = find_driver_by_id(modem_drivers(), kjson_get_int(request.json, "modem_id"));
+    request.model = find_model_by_id(kjson_get_int(request.json, "modem_id"));
     if (request.model != nullptr && kind == Kind::bound_model)
         driver_bind_bus(*request.model, request.bus.c_str());
     return request.model != nullptr;

@@ -23,7 +23,7 @@ Json describe_usb_device(const char *bus)
         return nullptr;
     Json ports{json_object_new_array()};
     const int port_count = bus_own_ports(bus, ports.get());
-    const ModemDriver *model = find_driver_by_usb(modem_drivers(), vid, pid);
+    const ModemDriver *model = find_model_by_usb(vid, pid);
     const bool is_listed = model != nullptr && !is_unknown_device(*model);
     if (!is_listed && port_count == 0)
         return nullptr;

@@ -4,6 +4,7 @@
 
 #include "connection/interface_control.h"
 #include "core/model/modem.h"
+#include "core/table/models_file.h"
 #include "drivers/common.h"
 #include "drivers/fibocom.h"
 #include "drivers/mode.h"
@@ -238,9 +239,37 @@ ModemDriver *find_driver_by_usb(ModemDriver *head, uint32_t vid, uint32_t pid)
     return nullptr;
 }
 
+ModemDriver *find_model_by_usb(uint32_t vid, uint32_t pid)
+{
+    ModemDriver *entry = find_driver_by_usb(modem_drivers(), vid, pid);
+    return entry != nullptr ? entry : find_file_model_by_usb(vid, pid);
+}
+
+ModemDriver *find_model_by_id(int32_t id)
+{
+    ModemDriver *entry = find_driver_by_id(modem_drivers(), id);
+    return entry != nullptr ? entry : find_file_model_by_id(id);
+}
+
+const ModemOps &family_operations(std::string_view dialect)
+{
+    struct Family {
+        std::string_view dialect;
+        const ModemOps &operations;
+    };
+    static constexpr Family families[] = {
+        {"quectel", quectel_ops}, {"sierra", sierra_ops}, {"simcom", simcom_ops},
+        {"fibocom", fibocom_ops}, {"zte", zte_ops},
+    };
+    for (const Family &family : families)
+        if (family.dialect == dialect)
+            return family.operations;
+    return generic_ops;
+}
+
 int modem_disconnect()
 {
-    const ModemDriver *entry = find_driver_by_id(modem_drivers(), current_modem_id());
+    const ModemDriver *entry = find_model_by_id(current_modem_id());
     if (entry == nullptr || entry->ops.iface_down == nullptr)
         return -1;
     if (entry->ops.iface_down(disconnect_polls, entry->iface.c_str()) != interface_is_down)
@@ -259,7 +288,7 @@ int remove_sms(const char *name)
 
 int remove_all_sms(int32_t modem_id)
 {
-    const ModemDriver *entry = find_driver_by_id(modem_drivers(), modem_id);
+    const ModemDriver *entry = find_model_by_id(modem_id);
     if (entry == nullptr || entry->ops.sms_remove_all == nullptr)
         return -1;
     return entry->ops.sms_remove_all(*entry);

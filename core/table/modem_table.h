@@ -11,6 +11,14 @@ ModemDriver *find_driver_by_id(ModemDriver *head, int32_t id);
 /// First entry with both USB ids; null when there is none.
 ModemDriver *find_driver_by_usb(ModemDriver *head, uint32_t vid, uint32_t pid);
 
+/// The built-in row of a device or of a number, else that of the models files (core/table/models_file.h); null without
+/// one.
+ModemDriver *find_model_by_usb(uint32_t vid, uint32_t pid);
+ModemDriver *find_model_by_id(int32_t id);
+
+/// What a modem that speaks this dialect (readings/dialects.h) can be asked for beyond what every modem can.
+const ModemOps &family_operations(std::string_view dialect);
+
 /// Takes down the interface of the current modem's table entry (the template "modem" unless that entry was bound
 /// earlier in this process); on success there is no current modem any more. @return 0; -1 without a current modem or
 /// when the interface does not go down

@@ -88,7 +88,7 @@ InfoResult open_modem(const char *bus, ModemPort &modem)
 {
     if (read_usb_ids(bus, modem.usb_vendor, modem.usb_product) != 0)
         return InfoResult::no_modem;
-    const ModemDriver *listed = find_driver_by_usb(modem_drivers(), modem.usb_vendor, modem.usb_product);
+    const ModemDriver *listed = find_model_by_usb(modem.usb_vendor, modem.usb_product);
     modem.rec = *(listed != nullptr ? listed : find_driver_by_id(modem_drivers(), unknown_modem_id));
     driver_bind_bus(modem.rec, bus);
     if (is_unknown_device(modem.rec) || at_port_path(bus, modem.rec.control_port, modem.path) <= 0)

@@ -112,7 +112,7 @@ void detect_modem(ModemDriver &out_rec, json_object *info, const char *bus, Reco
         return;
     }
     debug_print("vid %X,pid %X\n", vid, pid);
-    const ModemDriver *listed = find_driver_by_usb(modem_drivers(), vid, pid);
+    const ModemDriver *listed = find_model_by_usb(vid, pid);
     const ModemDriver *entry = listed != nullptr ? listed : find_driver_by_id(modem_drivers(), unknown_modem_id);
     out_rec = *entry;
     if (!add_ports(info, bus)) {

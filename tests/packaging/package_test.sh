@@ -24,12 +24,13 @@ diff -u - "$root/files" <<EOF
 755 modemctl/etc/uci-defaults/30-modemctl
 755 modemctl/usr/bin/modemctl
 755 modemctl/usr/libexec/modemctl-reconnect
+644 modemctl/usr/share/modemctl/models
 EOF
 (cd "$root/packages" && head -n 99 modemctl.control modemctl-api.control modemctl-data.control) >"$root/control"
 libraries="+libjson-c +libubus +libubox +libblobmsg-json +libuci"
 diff -u - "$root/control" <<EOF
 ==> modemctl.control <==
-Manager for USB cellular modems|$libraries||/etc/config/cellconf /etc/config/devconf /etc/config/smsrelay
+Manager for USB cellular modems|$libraries||/etc/config/cellconf /etc/config/devconf /etc/config/smsrelay /etc/modemctl/models
 
 ==> modemctl-api.control <==
 Modem endpoints for a web back end|+modemctl $libraries||
