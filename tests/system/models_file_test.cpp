@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include "tests/system/harness.h"
+
+// Models that a text file lists, and modems of today in the simulated router: served with a row, and without one.
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+const Lines shipped_models = {"--put", SOURCE_ROOT "/packaging/data/models:/usr/share/modemctl/models"};
+
+RouterRun run_with_models(const std::string &modem, const Lines &command, Lines options = shipped_models)
+{
+    options.insert(options.end(), {"--modem", modem});
+    return run_in_router(options, command);
+}
+
+bool has(const std::string &text, const std::string &part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+struct ModernRow {
+    const char *modem;
+    const char *facts[5];
+};
+const ModernRow modern_rows[] = {
+    {"RM520N",
+     {R"("model":{"id":105,"name":"RM520N-GL","dialect":"quectel"})", R"("technology":"NR5G-NSA")",
+      R"("nr":{"band":"n78",)", R"("cell_id":52962847)", R"("missing":[])"}},
+    {"RM520N,cell=SA",
+     {R"("id":105)", R"("technology":"NR5G-SA")", R"("cell_id":12761628673)", R"("band":"n78")", R"("rsrp_dbm":-95)"}},
+    {"FM160",
+     {R"("dialect":"fibocom")", R"("technology":"NR5G-SA")", R"("model":"FM160-EAU")", R"("arfcn":647232)",
+      R"("sinr_db":21)"}},
+    {"SIM8200",
+     {R"("dialect":"simcom")", R"("technology":"NR5G-SA")", R"("cell_id":4955280)", R"("rsrp_dbm":-77)",
+      R"("sinr_db":29)"}},
+    {"SIM8200,cell=NSA", {R"("technology":"NR5G-NSA")", R"("band":"B3")", R"("nr":{)", R"("pci":257)", R"("mnc":"11")"}},
+    {"EM9190",
+     {R"("model":{"id":123,"name":"EM9190","dialect":"sierra"})", R"("technology":"NR5G-SA")", R"("cell_id":6576)",
+      R"("rsrp_dbm":-111)", R"("temperature_c":40)"}},
+};
+
+} // namespace
+
+TEST(ModernModem, IsReportedWithItsCells)
+{
+    for (const auto &row : modern_rows) {
+        const RouterRun run = run_with_models(row.modem, {"modemctl", "info", "--json"});
+        EXPECT_EQ(run.status, 0) << row.modem;
+        for (const char *fact : row.facts)
+            EXPECT_TRUE(has(run.out, fact)) << row.modem << " " << fact << "\n" << run.out;
+    }
+}
+
+TEST(ModernModem, IsReportedTheSameWithoutARow)
+{
+    const RouterRun run = run_with_models("RM520N", {"modemctl", "info", "--json"}, {});
+    EXPECT_TRUE(has(run.out, R"("model":{"id":255,"dialect":"quectel"})")) << run.out;
+    EXPECT_TRUE(has(run.out, R"("technology":"NR5G-NSA")")) << run.out;
+}
+
+TEST(ModelsFile, MakesTheFixedCommandsServeItsModels)
+{
+    EXPECT_EQ(run_with_models("RM520N", {"modemctl", "get_mode"}).out, "get_mode: 5G\n");
+    EXPECT_EQ(run_with_models("RM520N,cell=SA", {"modemctl", "get_mode"}).out, "get_mode: 5G\n");
+    EXPECT_EQ(run_with_models("RM520N,cell=LTE", {"modemctl", "get_mode"}).out, "get_mode: 4G\n");
+    EXPECT_EQ(run_with_models("EM9190", {"modemctl", "get_mode"}).out, "get_mode: 5G\n");
+    EXPECT_EQ(run_with_models("RM520N", {"modemctl", "check_register"}).out, "check_register=0\n");
+    EXPECT_TRUE(has(run_with_models("RM520N", {"modemctl", "modems"}).out, "RM520N-GL"));
+}
+
+TEST(ModelsFile, CannotChangeABuiltInModel)
+{
+    const Lines own = {"--put-text", "/etc/modemctl/models=Mine 2c7c:0125 120 0 - - ppp 3gpp"};
+    EXPECT_TRUE(has(run_with_models("EC25", {"modemctl", "info", "--json"}, own).out, R"("model":{"id":3,"name":"EC25")"));
+}
+
+TEST(ModelsFile, TakesTheUsersRowBeforeThePackages)
+{
+    Lines both = shipped_models;
+    both.insert(both.end(), {"--put-text", "/etc/modemctl/models=broken row\nMine 2c7c:0801 120 2 - - ppp quectel"});
+    EXPECT_TRUE(has(run_with_models("RM520N", {"modemctl", "info", "--json"}, both).out,
+                    R"("model":{"id":120,"name":"Mine","dialect":"quectel"})"));
+}
