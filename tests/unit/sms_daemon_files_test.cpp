@@ -5,16 +5,30 @@
 #include <gtest/gtest.h>
 
 #include "sms/spool.h"
+#include "tests/fuzz/corpus.h"
+#include "tests/unit/temporary_directory.h"
 
 namespace {
 
-constexpr char daemon_files[] = TEST_DATA "/sms/smstools-3.1.21/";
+// The daemon's files, unpacked.
+class Spool {
+  public:
+    Spool()
+    {
+        for (const CorpusInput &file : read_named_inputs(TEST_DATA "/sms/spool"))
+            directory_.file(file.name.c_str(), file.bytes);
+    }
+    std::string folder() const { return directory_.path().string() + "/"; }
+
+  private:
+    TemporaryDirectory directory_;
+};
 
 // One line a message, by name: the folder's own order is the file system's.
-std::vector<std::string> listed(const char *folder)
+std::vector<std::string> listed(const std::string &folder)
 {
     const Json array{json_object_new_array()};
-    EXPECT_TRUE(sms_list_folder(folder, "unread", array.get()));
+    EXPECT_TRUE(sms_list_folder(folder.c_str(), "unread", array.get()));
     std::vector<std::string> lines;
     for (size_t i = 0; i < json_object_array_length(array.get()); i++)
         lines.emplace_back(json_object_to_json_string_ext(json_object_array_get_idx(array.get(), i),
@@ -89,11 +103,12 @@ TEST(SmsDaemonFiles, AreListedInFull)
         R"({"from":"441632960009\n","type":"international","time":"26-01-31 12:34:56\n","body":"Look at once",)"
         R"("status":"unread","name":"GMS99.zurkX5"})",
     };
-    EXPECT_EQ(listed(daemon_files), expected);
+    EXPECT_EQ(listed(Spool{}.folder()), expected);
 }
 
 TEST(SmsDaemonFiles, AreCountedByModemWithoutTheDaemonsOwn)
 {
-    EXPECT_EQ(sms_count_folder(daemon_files, "1-1.2"), 15);
-    EXPECT_EQ(sms_count_folder(daemon_files, "1-1.3"), 1);
+    const Spool spool;
+    EXPECT_EQ(sms_count_folder(spool.folder().c_str(), "1-1.2"), 15);
+    EXPECT_EQ(sms_count_folder(spool.folder().c_str(), "1-1.3"), 1);
 }
