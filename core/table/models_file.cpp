@@ -191,27 +191,58 @@ struct Wanted {
     }
 };
 
+// Wrong rows go to the log, the first few of a file, and once in a process: a page that asks every few seconds would
+// fill the log otherwise.
+class FaultLog {
+  public:
+    void add(const char *file, int line, const char *fault)
+    {
+        if (is_told_ || count_ == most_faults)
+            return;
+        count_++;
+        syslog(LOG_WARNING, "%s:%d: %s\n", file, line, fault);
+    }
+    void end_file() { count_ = 0; }
+    void end() { is_told_ = true; }
+
+  private:
+    static constexpr int most_faults = 8;
+    static constinit bool is_told_;
+    int count_ = 0;
+};
+constinit bool FaultLog::is_told_ = false;
+
 ModemDriver *find(const Wanted &wanted)
 {
     for (Found *entry : found)
         if (entry != nullptr && wanted.is(entry->rec.vid, entry->rec.pid, entry->rec.modem_id))
             return &entry->rec;
     const HeapText text{static_cast<char *>(calloc(1, longest_file))};
+    FaultLog log;
+    ModemDriver *rec = nullptr;
     for (const char *file : model_files) {
-        if (text == nullptr || read_file(file, longest_file - 1, {text.get(), longest_file}) <= 0)
-            continue;
+        const int size = text == nullptr ? -1 : read_file(file, longest_file - 1, {text.get(), longest_file});
+        std::string_view rest{text.get(), static_cast<size_t>(size > 0 ? size : 0)};
+        const bool is_cut = rest.size() == longest_file - 1;
         int line_number = 0;
-        for (std::string_view rest{text.get()}; !rest.empty();) {
+        while (!rest.empty() && rec == nullptr) {
             line_number++;
+            const std::string_view line = take_until(rest, "\n");
             const char *fault = nullptr;
-            const auto row = parse_model_row(take_until(rest, "\n"), fault);
+            const auto row = parse_model_row(line, fault);
+            if (is_cut && rest.empty())
+                fault = "the file is longer than 32 KiB: the rest is not read";
+            else if (row && find_driver_by_usb(modem_drivers(), row->vid, row->pid) != nullptr)
+                fault = "a built-in model has these USB ids and comes first";
             if (fault != nullptr)
-                syslog(LOG_WARNING, "%s:%d: %s\n", file, line_number, fault);
-            if (row && wanted.is(row->vid, row->pid, row->modem_id))
-                return add_found(*row);
+                log.add(file, line_number, fault);
+            else if (row && wanted.is(row->vid, row->pid, row->modem_id))
+                rec = add_found(*row);
         }
+        log.end_file();
     }
-    return nullptr;
+    log.end();
+    return rec;
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // Other files and texts that come from outside: the signal cache, the operator's mail settings, /proc/net/dev, routes,
-// the board's name, an upgrade's version.
+// the board's name, an upgrade's version, the rows of a models file.
 
 #include <cstdint>
 #include <string>
@@ -8,9 +8,12 @@
 
 #include "api/mail_client.h"
 #include "api/upgrade.h"
+#include "core/model/modem.h"
+#include "core/table/models_file.h"
 #include "platform/board_sources.h"
 #include "platform/files.h"
 #include "platform/text.h"
+#include "readings/fields.h"
 #include "status/signal_cache.h"
 #include "status/traffic.h"
 #include "tests/fuzz/check.h"
@@ -32,6 +35,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
     const auto version = filter_version(input);
     check(is_made_of(version.view(), "._"), "a version has plain characters only");
     parse_model_name(input);
+    for (std::string_view rest = input; !rest.empty();) {
+        const char *fault = nullptr;
+        const auto row = parse_model_row(take_until(rest, "\n"), fault);
+        check(!row || fault == nullptr, "a row is right or has a fault");
+        if (!row)
+            continue;
+        check(!row->name.empty() && is_made_of(row->name.view(), "-_.+"), "a name has plain characters only");
+        check(row->modem_id >= 100 && row->modem_id <= 9999 && row->modem_id != unknown_modem_id, "a number is in range");
+        check(row->control_port >= 0 && row->control_port <= 31, "an AT port is there");
+        check(row->data_port <= 31 && row->qmi_port <= 31, "an interface is in range");
+        check(row->vid != 0 && row->vid <= 0xffff && row->pid <= 0xffff, "a USB id is in range");
+        check(row->proto_flags != 0 && row->dialect != nullptr, "a row says how to connect and what to ask");
+    }
     parse_default_gateway(input, "wwan0");
 
     const Fd file{memfd_create("dev", MFD_CLOEXEC)};

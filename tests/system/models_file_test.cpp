@@ -85,3 +85,43 @@ TEST(ModelsFile, TakesTheUsersRowBeforeThePackages)
     EXPECT_TRUE(has(run_with_models("RM520N", {"modemctl", "info", "--json"}, both).out,
                     R"("model":{"id":120,"name":"Mine","dialect":"quectel"})"));
 }
+
+TEST(ModelsFile, NamesItsWrongRowsInTheLog)
+{
+    const Lines own = {"--put-text", "/etc/modemctl/models=broken row\n\nMine 2c7c:0125 120 2 - - ppp quectel"};
+    EXPECT_EQ(run_with_models("RM520N", {"modemctl", "get_imei"}, own).journal_of("syslog", "modemctl"),
+              (Lines{"warning /etc/modemctl/models:1: the USB ids are not like 2c7c:0125",
+                     "warning /etc/modemctl/models:3: a built-in model has these USB ids and comes first"}));
+}
+
+// However the user's file is spoilt, the modem is found by the package's row, soon.
+TEST(ModelsFile, IsPassedOverIfItCannotBeRead)
+{
+    constexpr const char *spoils[] = {
+        "mkfifo $file",
+        "mkdir $file",
+        "ln -s /dev/zero $file",
+        "ln -s $file $file",
+        "head -c 100000 /dev/urandom >$file",
+        "yes Mine 2c7c:0801 99 2 - - ppp quectel | head -n 100000 >$file",
+        "yes Mine | tr -d '\\n' | head -c 1000000 >$file",
+        ": >$file && chown 1:1 $file && chmod 666 $file",
+    };
+    std::string script = "file=/etc/modemctl/models; mkdir -p ${file%/*}\n";
+    for (const char *spoil : spoils)
+        script += std::string{spoil} + "; timeout 5 modemctl get_mode; rm -rf $file\n";
+    const RouterRun run = run_with_models("RM520N", {"sh", "-c", script});
+    std::string expected;
+    for (size_t i = 0; i < std::size(spoils); i++)
+        expected += "get_mode: 5G\n";
+    EXPECT_EQ(run.out, expected) << run.err;
+    EXPECT_LE(run.journal_of("syslog", "modemctl").size(), 8 * std::size(spoils));
+}
+
+TEST(ModelsFile, MayBeALinkToAFile)
+{
+    const RouterRun run = run_with_models(
+        "RM520N", {"sh", "-c", "mkdir -p /etc/modemctl; echo 'Mine 2c7c:0801 120 2 - - ppp quectel' >/tmp/models;"
+                               "ln -s /tmp/models /etc/modemctl/models; modemctl info --json"});
+    EXPECT_TRUE(has(run.out, R"("model":{"id":120,"name":"Mine","dialect":"quectel"})")) << run.out;
+}
