@@ -1,6 +1,6 @@
 #include "sms/latin9.h"
 
-#include "sms/utf8.h"
+#include "platform/utf8.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "sms/utf8.h"
+#include "platform/utf8.h"
 
 // Written out here for two reasons: C libraries differ in the byte order of "UCS2", and musl's iconv adds 140 kB of
 // tables to a static program.

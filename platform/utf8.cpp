@@ -1,4 +1,4 @@
-#include "sms/utf8.h"
+#include "platform/utf8.h"
 
 Text<5> encode_utf8(uint32_t character)
 {
