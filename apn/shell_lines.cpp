@@ -11,3 +11,10 @@ ShellLine<100> compose_find_operator(std::string_view code)
 {
     return ShellLine<100>{"cat /usr/share/modem/operator.dat|grep {}|cut -d ',' -f 2", Piece::code(code)};
 }
+
+ShellLine<220> compose_settings_digest(const char *iface)
+{
+    return ShellLine<220>{"for o in service apn username password pincode; do printf '%s/' "
+                          "\"$(uci -q get network.{}.$o)\"; done | sha256sum | cut -d ' ' -f 1",
+                          Piece::interface(iface)};
+}

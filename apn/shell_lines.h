@@ -9,3 +9,7 @@ ShellLine<100> compose_keep_imsi(std::string_view imsi, const char *bus);
 
 /// Name column of the operator list's lines that contain code (MCC and MNC).
 ShellLine<100> compose_find_operator(std::string_view code);
+
+/// A digest of what somebody can set for the interface, as modemctl-reconnect makes it: it keeps that of the settings
+/// that it found by itself in devconf.modem_auto.<interface>.
+ShellLine<220> compose_settings_digest(const char *iface);

@@ -6,6 +6,7 @@
 
 #include "apn/carrier.h"
 #include "at/at_command.h"
+#include "core/cli/apn_command.h"
 #include "core/cli/connect_commands.h"
 #include "core/cli/info_command.h"
 #include "core/cli/modems.h"
@@ -206,6 +207,7 @@ constexpr Command commands[] = {
     {"convert",               run_convert,               "FILE N: N characters of UCS-2 as UTF-8"},
     {"wifi_lte_interference", run_wifi_lte_interference, "move Wi-Fi away from the LTE band in use"},
     {"info",                  run_info,                  "[--json] [--all]: all about the modem",    no_slot, true},
+    {"apn",                   run_apn,                   "[--json]: APNs that fit the SIM card",     no_slot, true},
     {"record",                run_record,                "FILE: what the modem says, for a report",  no_slot, true},
     {"modems",                run_modems,                "[--json]: buses with a modem",             no_slot, true},
     {"help",                  print_help,                "this list, also --help and -h",            no_slot, true},
