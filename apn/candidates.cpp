@@ -27,7 +27,7 @@ int try_candidate(const ModemDriver &rec, json_object *entry)
         if (qmi_connect(rec, settings) == 0)
             return 0;
     }
-    announce("serial");
+    announce((rec.proto_flags & proto_mbim) != 0 ? "MBIM" : (rec.proto_flags & proto_dhcp) != 0 ? "DHCP" : "serial");
     return serial_connect(rec, settings) == 0 ? 0 : -1;
 }
 

@@ -1,5 +1,9 @@
 #include "connection/connect.h"
 
+#include <cstring>
+
+#include "at/at_command.h"
+#include "at/reply.h"
 #include "connection/shell_lines.h"
 #include "core/model/modem.h"
 #include "core/model/state_dir.h"
@@ -25,18 +29,38 @@ class DataDevice {
     {
         if (given == nullptr)
             at_port_path(rec.bus.c_str(), is_unknown_device(rec) ? 0 : interface_number, found_);
+        if (given == nullptr && found_.empty() && (rec.proto_flags & proto_mbim) != 0)
+            find_control_device(rec.bus.c_str());
     }
 
     const char *path() const { return given_ != nullptr ? given_ : found_.c_str(); }
     int budget_s() const { return given_ != nullptr ? given_device_budget_s : found_device_budget_s; }
 
   private:
+    // Not every row of the models files knows the control device's interface. No modem has two such devices.
+    void find_control_device(const char *bus)
+    {
+        const Json ports{json_object_new_array()};
+        bus_own_ports(bus, ports.get());
+        for (size_t i = 0; i < json_object_array_length(ports.get()); i++)
+            if (const char *port = json_object_get_string(json_object_array_get_idx(ports.get(), i));
+                strstr(port, "cdc-wdm") != nullptr)
+                found_.assign(port);
+    }
+
     const char *given_;
     Text<64> found_;
 };
 
 Link pick_serial_link(ModemDriver &rec)
 {
+    if (rec.proto_flags & proto_mbim)
+        return {"mbim", "wwan0"};
+    if (rec.proto_flags & proto_dhcp) {
+        Text<16> netdev = "usb0";
+        bus_own_netdev(rec.bus.c_str(), netdev);
+        return {"dhcp", netdev};
+    }
     if (rec.proto_flags & proto_directip) {
         bus_netdev(rec.bus.c_str(), "eth", rec.ppp_netdev);
         return {"directip", rec.ppp_netdev};
@@ -57,9 +81,23 @@ void configure(const ModemDriver &rec, const Link &link, const DataDevice &devic
     remove_state(rec.bus.c_str(), "fail_count");
     delete_interface(rec.iface.c_str());
     ConnectSettings with_device = settings;
-    with_device.device = device.path();
+    // For DHCP this option is the network device.
+    with_device.device = (rec.proto_flags & proto_dhcp) != 0 ? link.ifname.c_str() : device.path();
     write_interface(rec, link.ifname.c_str(), link.proto, with_device);
     write_metric_of_place(rec.iface.c_str(), rec.bus.c_str());
+}
+
+// A modem that does not know its maker's command has the standard one.
+void start_session(const ModemDriver &rec)
+{
+    Text<64> port;
+    at_port_path(rec.bus.c_str(), rec.control_port, port);
+    for (const char *command : {rec.traits.start_session, "AT+CGACT=1,1"}) {
+        Text<256> reply;
+        if (command != nullptr &&
+            (at_command(port.c_str(), AtCommand{command}, reply) != 0 || reply_has_ok(reply.view())))
+            return;
+    }
 }
 
 int bring_up(const ModemDriver &rec, int budget_s)
@@ -94,6 +132,8 @@ int serial_connect(const ModemDriver &rec, const ConnectSettings &settings)
     ModemDriver own = rec; // deriving the link may rewrite the record's serial network device
     const Link link = pick_serial_link(own);
     configure(own, link, device, settings);
+    if ((own.proto_flags & proto_dhcp) != 0)
+        start_session(own);
     return bring_up(own, device.budget_s());
 }
 
@@ -104,5 +144,8 @@ int qcm_connect(const ModemDriver &rec, const ConnectSettings &settings)
 
 int qmi_connect(const ModemDriver &rec, const ConnectSettings &settings)
 {
+    // The control device of such a model does not speak QMI.
+    if ((rec.proto_flags & proto_mbim) != 0)
+        return serial_connect(rec, settings);
     return connect_by_qmi_device(rec, "qmi", true, settings);
 }

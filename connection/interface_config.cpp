@@ -109,7 +109,7 @@ Text<20> pick_led_device(const char *iface, const char *ifname, const char *prot
 {
     if (strcmp(proto, "3g") == 0)
         return Text<20>::format("3g-%s", iface);
-    if (strcmp(proto, "directip") == 0)
+    if (strcmp(proto, "directip") == 0 || strcmp(proto, "dhcp") == 0)
         return ifname == nullptr ? Text<20>{} : Text<20>{std::string_view{ifname}};
     // Also for NCM, whose network device has another name: the LED's script knows these two only.
     return holds(device, "wdm1") && !holds(device, "wdm0") ? "wwan1" : "wwan0";

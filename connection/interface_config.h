@@ -21,7 +21,7 @@ struct ConnectSettings {
 /// settings give them; the LED's device; the operator; the multi-WAN member; the forced TTL. Failures are not reported:
 /// a value that cannot be written is left out.
 /// @param ifname  network device, null to leave the option out
-/// @param proto   "3g", "directip", "callip", "ncm", "qcm" or "qmi"
+/// @param proto   "3g", "directip", "callip", "ncm", "qcm", "qmi", "mbim" or "dhcp"
 void write_interface(const ModemDriver &rec, const char *ifname, const char *proto, const ConnectSettings &settings);
 
 /// Removes the interface's UCI network section.

@@ -84,6 +84,8 @@ int run_new_connect_auto(const CommandRun &run)
         texts[i] = read_setting(uci, iface.c_str(), setting_options[i], setting_options[i].capacity);
         settings.*setting_options[i].member = texts[i].c_str();
     }
+    if ((run.rec.proto_flags & proto_dhcp) != 0)
+        return report_connect(serial_connect(run.rec, settings));
     if (strstr(settings.device, "cdc-wdm") != nullptr)
         return report_connect(qmi_connect(run.rec, settings));
     if (strstr(settings.device, "ttyUSB") != nullptr || strstr(settings.device, "ttyACM") != nullptr)

@@ -64,8 +64,8 @@ struct ModemOps {
     int (*get_scan_mode)(const ModemDriver &rec, TextOut out);
 };
 
-/// Bits of proto_flags. The serial connect flow tests DirectIP, wwan and NCM in this order, and dials by PPP without
-/// any of them. Nothing reads the other three; their values are part of the table, so they stay.
+/// Bits of proto_flags. The serial connect flow tests MBIM, DHCP, DirectIP, wwan and NCM in this order, and dials by PPP
+/// without any of them. Nothing reads the other three; their values are part of the table, so they stay.
 enum ProtoFlag : uint32_t {
     proto_serial = 0x01,     ///< in every model except the DirectIP model
     proto_qmi = 0x02,        ///< in the models with a QMI control device, except the UC20
@@ -73,6 +73,8 @@ enum ProtoFlag : uint32_t {
     proto_wwan = 0x10,       ///< connects over a "wwan" network device; in no model so far
     proto_ncm = 0x20,        ///< connects over an NCM network device
     proto_quectel_4g = 0x40, ///< in Quectel's older LTE models
+    proto_mbim = 0x80,       ///< connects by MBIM; data_port is the control device
+    proto_dhcp = 0x100,      ///< connects by DHCP over an ECM or RNDIS device, after the session's start on the AT port
 };
 
 /// Bits of flags2.
@@ -85,6 +87,7 @@ struct ModemTraits {
     Text<10> restart_command{};    ///< AT command that restarts it; empty: a reset sends nothing
     bool restarts_for_sim = false; ///< a change of SIM sends the command too, else it switches the power
     bool drops_when_asked = false; ///< asking it for its SIM ends its connection
+    const char *start_session = nullptr; ///< AT command that starts the session of a proto_dhcp modem
 };
 
 /// A modem model, and, once bound to a bus, a modem. A plain value: copying it copies its texts and operations.

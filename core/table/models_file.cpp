@@ -7,6 +7,7 @@
 #include "core/model/modem.h"
 #include "core/table/modem_table.h"
 #include "discovery/usb/ports.h"
+#include "drivers/fibocom.h"
 #include "platform/files.h"
 #include "readings/dialects.h"
 #include "readings/fields.h"
@@ -24,11 +25,25 @@ struct Connection {
     std::string_view word;
     uint32_t proto_flags;
 };
-// A modem whose connection is "mbim" or "dhcp" has no connect flow so far. It is configured as one that dials, which the
-// user's own network configuration replaces.
 constexpr Connection connections[] = {
-    {"qmi", proto_serial | proto_qmi}, {"ncm", proto_serial | proto_ncm}, {"ppp", proto_serial},
-    {"mbim", proto_serial},            {"dhcp", proto_serial},
+    {"qmi", proto_serial | proto_qmi},
+    {"ncm", proto_serial | proto_ncm},
+    {"ppp", proto_serial},
+    {"mbim", proto_mbim},
+    {"dhcp", proto_dhcp},
+};
+
+// How a modem of a dialect starts the session of its ECM or RNDIS device: on the first PDP context. The others do it by
+// AT+CGACT.
+struct SessionStart {
+    std::string_view dialect;
+    const char *command;
+};
+constexpr SessionStart session_starts[] = {
+    {"quectel", "AT+QNETDEVCTL=1,1,1"},
+    {"fibocom", "AT+GTRNDIS=1,1"},
+    {"huawei", "AT^NDISDUP=1,1"},
+    {"telit", "AT#ECM=1,0"},
 };
 
 struct Found {
@@ -159,22 +174,30 @@ ModemDriver *add_found(const ModelRow &row)
         entry->row = row;
         const bool has_qmi = (row.proto_flags & proto_qmi) != 0;
         const bool has_ncm = (row.proto_flags & proto_ncm) != 0;
+        const bool has_mbim = (row.proto_flags & proto_mbim) != 0;
+        const int32_t dial_port = row.data_port >= 0 ? row.data_port : row.control_port;
         entry->rec = {.name = entry->row.name.c_str(),
                       .vid = row.vid,
                       .pid = row.pid,
                       .modem_id = row.modem_id,
                       .iface = "modem",
                       .control_port = row.control_port,
-                      .data_port = row.data_port >= 0 ? row.data_port : row.control_port,
+                      .data_port = has_mbim ? row.qmi_port : dial_port,
                       .qmi_port = has_qmi ? row.qmi_port : -1,
                       .qmi_netdev = has_qmi ? "wwan0" : "xxx",
                       .ppp_netdev = "3g-modem",
                       .ncm_netdev = has_ncm ? "usb0" : "xxx",
                       .proto_flags = row.proto_flags,
-                      .flags2 = row.data_port < 0 ? at_port_carries_data : 0U,
+                      .flags2 = dial_port == row.control_port ? at_port_carries_data : 0U,
                       .raw_ip = has_qmi ? 1U : 0U,
                       .ops = family_operations(row.dialect)};
         entry->rec.ops.get_mode = get_mode_by_dialect;
+        if ((row.proto_flags & proto_dhcp) != 0) {
+            entry->rec.ops.set_apn = fibocom_set_apn; // the context of 3GPP TS 27.007, which all modems have
+            for (const SessionStart &start : session_starts)
+                if (start.dialect == row.dialect)
+                    entry->rec.traits.start_session = start.command;
+        }
         return &entry->rec;
     }
     return nullptr;
@@ -264,7 +287,8 @@ std::optional<ModelRow> parse_model_row(std::string_view line, const char *&faul
     };
     check(read_ids(next_word(rest), row), "the USB ids are not like 2c7c:0125");
     check(read_number(next_word(rest), row), "the number is not 100 to 9999, or is 255");
-    check(read_interface(next_word(rest), row.control_port) && row.control_port >= 0, "the AT interface is not 0 to 31");
+    check(read_interface(next_word(rest), row.control_port) && row.control_port >= 0,
+          "the AT interface is not 0 to 31");
     check(read_interface(next_word(rest), row.data_port), "the dial interface is not 0 to 31 or -");
     check(read_interface(next_word(rest), row.qmi_port), "the control interface is not 0 to 31 or -");
     check(read_connection(next_word(rest), row), "the connection is not qmi, mbim, dhcp, ncm or ppp");

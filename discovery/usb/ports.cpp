@@ -7,6 +7,7 @@
 namespace {
 
 constexpr int visit_budget = 1000;
+constexpr int most_interfaces = 32; // the USB standard allows no more in a configuration
 
 // What a search does with an entry: go into it, take it and leave this level, or take it and go into it.
 enum class Verdict { descend, take, take_and_descend };
@@ -183,7 +184,6 @@ int bus_netdev(const char *bus, const char *kind, TextOut out)
 
 int bus_own_ports(const char *bus, json_object *array)
 {
-    constexpr int most_interfaces = 32; // the USB standard allows no more in a configuration
     int matches = 0;
     for (int i = 0; i < most_interfaces; i++) {
         int visits = 0;
@@ -192,4 +192,15 @@ int bus_own_ports(const char *bus, json_object *array)
             matches += found;
     }
     return matches;
+}
+
+bool bus_own_netdev(const char *bus, TextOut out)
+{
+    for (int i = 0; i < most_interfaces; i++) {
+        const Directory devices{opendir(SysfsPath::format("/sys/bus/usb/devices/%s:1.%d/net", bus, i).c_str())};
+        while (const dirent *entry = devices == nullptr ? nullptr : readdir(devices.get()))
+            if (!entry_is_dots(*entry))
+                return out.assign(entry->d_name);
+    }
+    return false;
 }

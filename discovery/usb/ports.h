@@ -41,3 +41,6 @@ int bus_netdev(const char *bus, const char *kind, TextOut out);
 
 /// Every port device of the bus's own USB interfaces, in their order: a hub has none, whatever is plugged into it.
 int bus_own_ports(const char *bus, json_object *array);
+
+/// The first network device of the bus's own USB interfaces ("usb0"). @return whether there is one
+bool bus_own_netdev(const char *bus, TextOut out);

@@ -37,13 +37,69 @@ const ModernRow modern_rows[] = {
     {"SIM8200",
      {R"("dialect":"simcom")", R"("technology":"NR5G-SA")", R"("cell_id":4955280)", R"("rsrp_dbm":-77)",
       R"("sinr_db":29)"}},
-    {"SIM8200,cell=NSA", {R"("technology":"NR5G-NSA")", R"("band":"B3")", R"("nr":{)", R"("pci":257)", R"("mnc":"11")"}},
+    {"SIM8200,cell=NSA",
+     {R"("technology":"NR5G-NSA")", R"("band":"B3")", R"("nr":{)", R"("pci":257)", R"("mnc":"11")"}},
     {"EM9190",
      {R"("model":{"id":123,"name":"EM9190","dialect":"sierra"})", R"("technology":"NR5G-SA")", R"("cell_id":6576)",
       R"("rsrp_dbm":-111)", R"("temperature_c":40)"}},
 };
 
+// What a connection leaves in UCI and sends to the AT port.
+struct ConnectRow {
+    const char *modem;
+    const char *command;
+    const char *settings;
+    const char *sent;
+};
+const ConnectRow connect_rows[] = {
+    {"EM9190", "connect qmi /dev/cdc-wdm0 lte internet",
+     "ifname='wwan0' service='lte' apn='internet' proto='mbim' device='/dev/cdc-wdm0' ", ""},
+    {"EM9190", "connect serial /dev/cdc-wdm0 lte internet",
+     "ifname='wwan0' service='lte' apn='internet' proto='mbim' device='/dev/cdc-wdm0' ", ""},
+    {"EM9190,imsi=262011234567890", "connect-auto",
+     "ifname='wwan0' service='fdd_lte' apn='internet.t-d1.de' proto='mbim' device='/dev/cdc-wdm0' ",
+     "AT+CIMI\r\nAT+CIMI\r\n"},
+    {"FM350", "connect serial /dev/ttyUSB3 lte internet",
+     "ifname='usb0' service='lte' apn='internet' proto='dhcp' device='usb0' ",
+     "AT+CGDCONT=1,\"IP\",\"internet\"\r\nAT+GTRNDIS=1,1\r\nAT+CGACT=1,1\r\n"},
+    {"FM350,imsi=262011234567890", "connect-auto",
+     "ifname='usb0' service='fdd_lte' apn='internet.t-d1.de' proto='dhcp' device='usb0' ",
+     "AT+CIMI\r\nAT+CIMI\r\nAT+CGDCONT=1,\"IP\",\"internet.t-d1.de\"\r\nAT+GTRNDIS=1,1\r\nAT+CGACT=1,1\r\n"},
+    {"RM520N", "connect qmi /dev/cdc-wdm0 lte internet",
+     "ifname='wwan0' service='lte' apn='internet' proto='qmi' device='/dev/cdc-wdm0' ",
+     "AT+CGDCONT=1,\"IP\",\"internet\"\r\n"},
+    {"FM160", "connect qmi /dev/cdc-wdm0 lte internet",
+     "ifname='wwan0' service='lte' apn='internet' proto='qmi' device='/dev/cdc-wdm0' ",
+     "AT+CGDCONT=1,\"IP\",\"internet\"\r\n"},
+    {"SIM8200", "connect serial /dev/ttyUSB3 lte internet",
+     "ifname='xxx' service='lte' apn='internet' proto='ncm' device='/dev/ttyUSB3' ", ""},
+};
+
+// The AT port of each of these modems in the router.
+const char *at_port_of(const std::string &modem)
+{
+    return modem.starts_with("EM9190") ? "ttyUSB0" : modem.starts_with("FM350") ? "ttyUSB3" : "ttyUSB2";
+}
+
 } // namespace
+
+TEST(ModernModem, ConnectsByTheProtocolOfItsRow)
+{
+    for (const auto &row : connect_rows) {
+        Lines options = shipped_models;
+        options.insert(options.end(),
+                       {"--link", "setup=100", "--put-text", "/tmp/sim_type=att", "--put-text", "/tmp/sim_status=ready",
+                        "--put", TEST_DATA "/apn/apn-config.js:/www/src/lib/apn-config.js"});
+        const std::string script = std::string{"modemctl "} + row.command +
+                                   "; uci show network.modem_1_1_2 | cut -d. -f3- | grep -v "
+                                   "'node=\\|metric=\\|disabled=\\|raw_ip=\\|mtu=\\|password=' | "
+                                   "tail -n +2 | tr '\\n' ' '";
+        const RouterRun run = run_with_models(row.modem, {"sh", "-c", script}, options);
+        EXPECT_EQ(run.out, std::string{"\nconnect success\n"} + row.settings)
+            << row.modem << " " << row.command << run.err;
+        EXPECT_EQ(run.sent_to(at_port_of(row.modem)), row.sent) << row.modem << " " << row.command;
+    }
+}
 
 TEST(ModernModem, IsReportedWithItsCells)
 {
@@ -75,7 +131,8 @@ TEST(ModelsFile, MakesTheFixedCommandsServeItsModels)
 TEST(ModelsFile, CannotChangeABuiltInModel)
 {
     const Lines own = {"--put-text", "/etc/modemctl/models=Mine 2c7c:0125 120 0 - - ppp 3gpp"};
-    EXPECT_TRUE(has(run_with_models("EC25", {"modemctl", "info", "--json"}, own).out, R"("model":{"id":3,"name":"EC25")"));
+    EXPECT_TRUE(
+        has(run_with_models("EC25", {"modemctl", "info", "--json"}, own).out, R"("model":{"id":3,"name":"EC25")"));
 }
 
 TEST(ModelsFile, TakesTheUsersRowBeforeThePackages)
@@ -89,7 +146,7 @@ TEST(ModelsFile, TakesTheUsersRowBeforeThePackages)
 TEST(ModelsFile, NamesItsWrongRowsInTheLog)
 {
     const Lines own = {"--put-text", "/etc/modemctl/models=broken row\n\nMine 2c7c:0125 120 2 - - ppp quectel"};
-    EXPECT_EQ(run_with_models("RM520N", {"modemctl", "get_imei"}, own).journal_of("syslog", "modemctl"),
+    EXPECT_EQ(run_with_models("RM520N", {"modemctl", "modems"}, own).journal_of("syslog", "modemctl"),
               (Lines{"warning /etc/modemctl/models:1: the USB ids are not like 2c7c:0125",
                      "warning /etc/modemctl/models:3: a built-in model has these USB ids and comes first"}));
 }
@@ -120,8 +177,9 @@ TEST(ModelsFile, IsPassedOverIfItCannotBeRead)
 
 TEST(ModelsFile, MayBeALinkToAFile)
 {
-    const RouterRun run = run_with_models(
-        "RM520N", {"sh", "-c", "mkdir -p /etc/modemctl; echo 'Mine 2c7c:0801 120 2 - - ppp quectel' >/tmp/models;"
-                               "ln -s /tmp/models /etc/modemctl/models; modemctl info --json"});
+    const RouterRun run =
+        run_with_models("RM520N", {"sh", "-c",
+                                   "mkdir -p /etc/modemctl; echo 'Mine 2c7c:0801 120 2 - - ppp quectel' >/tmp/models;"
+                                   "ln -s /tmp/models /etc/modemctl/models; modemctl info --json"});
     EXPECT_TRUE(has(run.out, R"("model":{"id":120,"name":"Mine","dialect":"quectel"})")) << run.out;
 }
