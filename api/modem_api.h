@@ -18,7 +18,7 @@ enum ModemApiStatus {
     modem_api_same_version = -2,        /**< the firmware is the requested one already */
     modem_api_busy = -3,                /**< a firmware upgrade is running */
     modem_api_other_version = -4,       /**< the firmware is not the one that the request takes it for */
-    modem_api_parameter_or_sim = -5,    /**< a required member is absent, or the SIM is not ready */
+    modem_api_parameter_or_sim = -5,    /**< a required member is absent or a text refused, or the SIM is not ready */
     modem_api_no_forwarding = -7,       /**< the SMS forwarding service is not installed */
     modem_api_not_supported = -17,      /**< the model or the board cannot, or a package is missing */
     modem_api_bad_sim_request = -22,    /**< "bus" or "sim_num" of a SIM switch is absent */

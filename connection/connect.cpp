@@ -1,15 +1,18 @@
 #include "connection/connect.h"
 
 #include <cstring>
+#include <syslog.h>
 
 #include "at/at_command.h"
 #include "at/reply.h"
+#include "connection/handler_options.h"
 #include "connection/shell_lines.h"
 #include "core/model/modem.h"
 #include "core/model/state_dir.h"
 #include "discovery/usb/ports.h"
 #include "platform/board.h"
 #include "platform/shell.h"
+#include "platform/tell_person.h"
 
 namespace {
 
@@ -76,15 +79,30 @@ Link pick_serial_link(ModemDriver &rec)
     return {"3g", rec.ppp_netdev};
 }
 
-void configure(const ModemDriver &rec, const Link &link, const DataDevice &device, const ConnectSettings &settings)
+bool is_refused(const char *proto, const ConnectSettings &settings)
 {
-    remove_state(rec.bus.c_str(), "fail_count");
-    delete_interface(rec.iface.c_str());
+    const SettingOption *refused = find_refused_setting(proto, settings);
+    if (refused == nullptr)
+        return false;
+    // Without the value, which may be a password.
+    syslog(LOG_ERR, "not connected: protocol %s would not take option %s as a value", proto, refused->option);
+    tell_person("not connected: protocol %s would not take option %s as a value", proto, refused->option);
+    return true;
+}
+
+// @return false, with nothing changed, if a setting is refused
+bool configure(const ModemDriver &rec, const Link &link, const DataDevice &device, const ConnectSettings &settings)
+{
     ConnectSettings with_device = settings;
     // For DHCP this option is the network device.
     with_device.device = (rec.proto_flags & proto_dhcp) != 0 ? link.ifname.c_str() : device.path();
+    if (is_refused(link.proto, with_device))
+        return false;
+    remove_state(rec.bus.c_str(), "fail_count");
+    delete_interface(rec.iface.c_str());
     write_interface(rec, link.ifname.c_str(), link.proto, with_device);
     write_metric_of_place(rec.iface.c_str(), rec.bus.c_str());
+    return true;
 }
 
 // A modem that does not know its maker's command has the standard one.
@@ -117,7 +135,8 @@ int connect_by_qmi_device(const ModemDriver &rec, const char *proto, bool stop_a
     const bool is_checked = settings.device == nullptr && !is_unknown_device(rec);
     if (is_checked && !cmm_check_file_is_exist(device.path()))
         return -1;
-    configure(rec, {proto, rec.qmi_netdev}, device, settings);
+    if (!configure(rec, {proto, rec.qmi_netdev}, device, settings))
+        return connect_refused;
     execCommand(kill_qmi_clients);
     if (stop_autoconnect && !is_unknown_device(rec))
         execCommand(compose_stop_autoconnect(device.path()));
@@ -131,7 +150,8 @@ int serial_connect(const ModemDriver &rec, const ConnectSettings &settings)
     const DataDevice device(rec, settings.device, rec.data_port);
     ModemDriver own = rec; // deriving the link may rewrite the record's serial network device
     const Link link = pick_serial_link(own);
-    configure(own, link, device, settings);
+    if (!configure(own, link, device, settings))
+        return connect_refused;
     if ((own.proto_flags & proto_dhcp) != 0)
         start_session(own);
     return bring_up(own, device.budget_s());

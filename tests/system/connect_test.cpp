@@ -101,6 +101,33 @@ TEST(Connect, MakesTheInterfaceAMultiWanMemberOnce)
     EXPECT_EQ(std::count(commands.begin(), commands.end(), "mwan3 restart"), 1);
 }
 
+TEST(Connect, RefusesATextThatAHandlerWouldRunBeforeAnythingIsWritten)
+{
+    const std::string mark = "connect serial /dev/ttyUSB3 umts kept.apn >/dev/null; uci export >/tmp/before; ";
+    const std::string compare = "uci export | cmp /tmp/before - && ls /tmp/made 2>/dev/null; uci changes; ";
+    const RouterRun run = router(
+        {"--modem", "EC25", "--link", "setup=100"},
+        "modemctl " + mark + "modemctl connect serial /dev/ttyUSB3 umts 'x;touch /tmp/made;true '; echo $?; " +
+            "modemctl connect qmi /dev/cdc-wdm0 umts 'two words'; echo $?; " +
+            R"(for key in apn dianum; do for text in '$(touch /tmp/made)' '`touch /tmp/made`' ';touch /tmp/made'; do )" +
+            R"(modemapi post /modem/set "{\"modem_id\":3,\"device\":\"/dev/ttyUSB3\",\"$key\":\"$text\"}"; done; done; )" +
+            R"(for key in apn username password ath; do modemapi post /modem/set )" +
+            R"("{\"modem_id\":3,\"device\":\"/dev/cdc-wdm0\",\"$key\":\"*\"}"; done; )" +
+            "uci set network.modem_1_1_2.dialnumber=';touch /tmp/made'; uci commit network; uci export >/tmp/before; "
+            "modemctl new-connect-auto; " +
+            compare);
+    std::string expected = "0\n0\n";
+    for (int i = 0; i < 10; i++)
+        expected += "-5\n{\n}\n";
+    EXPECT_EQ(run.out, expected);
+    const auto log = run.journal_of("syslog");
+    EXPECT_EQ(log.size(), 13u);
+    EXPECT_EQ(std::count(log.begin(), log.end(), "err not connected: protocol 3g would not take option apn as a value"),
+              4);
+    EXPECT_EQ(
+        std::count(log.begin(), log.end(), "err not connected: protocol qmi would not take option auth as a value"), 1);
+}
+
 TEST(Connect, FollowsTheOperatorInMultiWan)
 {
     const auto connect = [](const std::string &name) {

@@ -1,3 +1,6 @@
+#include "api/routes.h"
+#include "connection/setting_options.h"
+
 #include <set>
 #include <sstream>
 
@@ -57,6 +60,67 @@ TEST(SecurityDocument, SaysOfEachUncheckedTextWhatABackEndRefuses)
             ruled.insert(key);
     EXPECT_EQ(ruled, unchecked)
         << "Say in \"Texts that reach a shell\" of docs/security.md what a back end lets through.";
+}
+
+// "`apn`" of the keys in a cell.
+std::set<std::string> keys_in(const std::string &cell)
+{
+    const Lines keys = found_in(cell, "`([^`]+)`");
+    return {keys.begin(), keys.end()};
+}
+
+std::map<std::string, std::set<std::string>> documented_keys()
+{
+    std::map<std::string, std::set<std::string>> documented;
+    for (const Row &row : rows_under("security.md", "endpoint or command")) {
+        EXPECT_FALSE(row.at("reaches").empty()) << row.at("key");
+        for (const std::string &name : keys_in(row.at("endpoint or command")))
+            documented[name].merge(keys_in(row.at("key")));
+    }
+    return documented;
+}
+
+TEST(SecurityDocument, SaysOfEveryKeyOfEveryEndpointWhatItReaches)
+{
+    auto documented = documented_keys();
+    std::set<std::string> read;
+    for (const auto &entry : std::filesystem::directory_iterator(source_root / "api"))
+        for (const std::string &key :
+             found_in(content_of(entry.path()),
+                      R"rx((?:\btext(?:_or)?|request\.json, |kjson_\w+\(request\.json,) ?\(?"([\w-]+)")rx"))
+            read.insert(key);
+    for (const SettingOption &setting : setting_options)
+        read.insert(setting.request);
+    std::set<std::string> listed;
+    for (const Endpoint &endpoint : endpoints) {
+        const auto &keys = documented[endpoint.path];
+        for (const Need need : endpoint.needs) {
+            if (need == Need::nothing || need == Need::handler || need == Need::short_texts)
+                continue;
+            read.insert(check_of(need).key);
+            EXPECT_TRUE(keys.contains(check_of(need).key)) << endpoint.path << " " << check_of(need).key;
+        }
+        listed.insert(keys.begin(), keys.end());
+    }
+    EXPECT_EQ(listed, read) << "Give \"What every key reaches\" in docs/security.md a row for it.";
+    for (const SettingOption &setting : setting_options)
+        EXPECT_TRUE(documented["/modem/set"].contains(setting.request)) << setting.request;
+}
+
+TEST(SecurityDocument, SaysOfEveryArgumentOfEveryCommandWhatItReaches)
+{
+    auto documented = documented_keys();
+    const std::string source = content_of(source_root / "core/cli/commands.cpp");
+    const std::regex row{R"rx(\{"([\w-]+)",\s+\w+,\s+"([^"]*)")rx"};
+    size_t commands = 0;
+    for (std::sregex_iterator match{source.begin(), source.end(), row}, end; match != end; ++match, commands++) {
+        const std::string help = (*match)[2];
+        if (help.find(':') == std::string::npos)
+            continue;
+        for (const std::string &argument : found_in(help.substr(0, help.find(':')), "\\b([A-Z]+)\\b"))
+            EXPECT_TRUE(documented[(*match)[1]].contains(argument)) << (*match)[1] << " " << argument;
+    }
+    EXPECT_GE(commands, 20u);
 }
 
 } // namespace
