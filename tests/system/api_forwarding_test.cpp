@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "tests/paths.h"
 #include "tests/system/web_requests.h"
 
 // Where received messages go, and the account that mails them.

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 // The endpoints that report: whole responses, as a web back end gets them.

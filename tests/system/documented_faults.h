@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 /// What docs/faults.md says of each fault: the rows of the table under that heading. Two tables may name the same

@@ -1,3 +1,4 @@
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 #include <array>

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 // Another user of the router, or a service that was taken over, can write where everybody can: into /tmp and /var/lock.

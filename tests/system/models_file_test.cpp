@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 // Models that a text file lists, and modems of today in the simulated router: served with a row, and without one.

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "drivers/quectel_config.h"
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 // Every model's simulated modem with everything the command line can ask of it, and the operations that no command word

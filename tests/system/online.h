@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 // What tests of going online share. Tests that wait long stand in suites called Slow...: they are run once, and not

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 // The scripts of the OpenWrt package on a router: at boot, at hotplug events, with everything missing that a maker's

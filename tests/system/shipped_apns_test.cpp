@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 // SIM cards from all over the world go online with the APN database that is shipped.

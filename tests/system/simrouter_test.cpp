@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 namespace {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 // The real SMS daemon between two simulated modems and our reading of its spool.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 // docs/troubleshooting.md is followed by people whose modem does not work: what it shows must be what they see.

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/paths.h"
 #include "tests/unit/documents.h"
 
 // docs/web-api.md and docs/security.md say of every endpoint what the route table says of it.

@@ -7,6 +7,7 @@ extern "C" {
 }
 
 #include "platform/shell.h"
+#include "tests/paths.h"
 #include "tests/unit/ubus_fixture.h"
 
 namespace {

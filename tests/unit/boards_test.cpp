@@ -1,6 +1,7 @@
 #include "platform/boards.h"
 
 #include "connection/shell_lines.h"
+#include "tests/paths.h"
 
 #include <algorithm>
 #include <fstream>

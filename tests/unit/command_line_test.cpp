@@ -13,6 +13,7 @@
 #include "core/cli/front_end.h"
 #include "platform/debug.h"
 #include "platform/tell_person.h"
+#include "tests/paths.h"
 
 namespace {
 

@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/paths.h"
+
 // The tables of docs/, found and read by their headings.
 
 using Lines = std::vector<std::string>;

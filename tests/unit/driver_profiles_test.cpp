@@ -10,6 +10,7 @@
 #include "drivers/quectel_config.h"
 #include "drivers/sierra.h"
 #include "drivers/sierra_report.h"
+#include "tests/paths.h"
 #include "tests/unit/modem_under_test.h"
 
 using namespace simulator;

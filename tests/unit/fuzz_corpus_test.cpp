@@ -1,4 +1,5 @@
 #include "tests/fuzz/corpus.h"
+#include "tests/paths.h"
 
 #include <gtest/gtest.h>
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/paths.h"
+
 namespace {
 
 const std::filesystem::path source_root = SOURCE_ROOT;

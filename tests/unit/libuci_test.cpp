@@ -16,6 +16,7 @@
 #include <uci.h>
 
 #include "platform/json.h"
+#include "tests/paths.h"
 #include "tests/unit/temporary_directory.h"
 
 // Sessions recorded with OpenWrt's own uci command: a package's file, commands, and after each what it printed, its

@@ -12,6 +12,7 @@
 #include "core/model/modem.h"
 #include "core/table/modem_table.h"
 #include "simulator/modem/profile.h"
+#include "tests/paths.h"
 
 // A model is a row of core/table/modem_table.cpp. What else a new row needs is asked for here, file by file.
 

@@ -6,6 +6,7 @@
 #include "core/model/modem.h"
 #include "core/table/models_file.h"
 #include "core/table/modem_table.h"
+#include "tests/paths.h"
 
 namespace {
 

@@ -4,6 +4,7 @@
 
 #include "modem_under_test.h"
 #include "simulator/modem/short_message.h"
+#include "tests/paths.h"
 
 using namespace simulator;
 using namespace std::string_literals;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "modem_under_test.h"
+#include "tests/paths.h"
 
 using namespace simulator;
 

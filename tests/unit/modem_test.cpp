@@ -6,6 +6,7 @@
 
 #include "modem_under_test.h"
 #include "temporary_directory.h"
+#include "tests/paths.h"
 
 using namespace simulator;
 

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "api/modem_api.h"
+#include "tests/paths.h"
 
 namespace {
 

@@ -11,6 +11,7 @@
 #include "apn/entries.h"
 #include "core/model/modem.h"
 #include "core/table/modem_table.h"
+#include "tests/paths.h"
 
 // The APN database and the operator list that the package ships, made from the list of providers.
 

@@ -6,6 +6,7 @@
 
 #include "sms/spool.h"
 #include "tests/fuzz/corpus.h"
+#include "tests/paths.h"
 #include "tests/unit/temporary_directory.h"
 
 namespace {

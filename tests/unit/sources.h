@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/paths.h"
+
 // The sources of the product, for tests that read them.
 
 inline const std::filesystem::path source_root = SOURCE_ROOT;

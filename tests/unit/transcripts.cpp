@@ -1,3 +1,4 @@
+#include "tests/paths.h"
 #include "transcripts.h"
 
 #include <algorithm>

@@ -4,6 +4,7 @@
 
 #include <ubusmsg.h>
 
+#include "tests/paths.h"
 #include "tests/unit/ubus_fixture.h"
 
 namespace {

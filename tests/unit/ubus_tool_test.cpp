@@ -2,6 +2,7 @@
 
 #include <sys/wait.h>
 
+#include "tests/paths.h"
 #include "tests/unit/command_path.h"
 #include "tests/unit/ubus_fixture.h"
 
