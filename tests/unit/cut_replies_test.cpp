@@ -1,12 +1,11 @@
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <set>
 #include <thread>
 
 #include <gtest/gtest.h>
 
-#include "at/at_command.h"
+#include "tests/paths.h"
 #include "tests/unit/modem_under_test.h"
 #include "tests/unit/serial_line.h"
 
@@ -46,17 +45,7 @@ std::set<std::string> replies_of_all_profiles()
 
 std::string take_in_two_pieces(const Cut &cut)
 {
-    const Line line;
-    std::thread modem{[&] {
-        line.hear(5);
-        line.say(cut.reply->substr(0, cut.at));
-        std::this_thread::sleep_for(std::chrono::milliseconds{cut.pause_ms});
-        line.say(cut.reply->substr(cut.at));
-    }};
-    Text<4096> reply;
-    EXPECT_EQ(at_command(line.path(), AtCommand{"ATI"}, reply), 0);
-    modem.join();
-    return std::string{reply.view()};
+    return reply_from_pieces({cut.reply->substr(0, cut.at), cut.reply->substr(cut.at)}, cut.pause_ms);
 }
 
 // A transaction waits most of its time, so many run side by side.

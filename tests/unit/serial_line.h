@@ -1,14 +1,19 @@
 #pragma once
 
+#include <algorithm>
+#include <chrono>
 #include <pty.h>
 #include <string>
 #include <string_view>
 #include <sys/ioctl.h>
 #include <termios.h>
+#include <thread>
 #include <unistd.h>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "at/at_command.h"
 #include "platform/files.h"
 
 /// A pseudo terminal whose other end is in the test's hands.
@@ -66,3 +71,33 @@ class Line {
     Fd kept_;
     std::string path_;
 };
+
+/// Sends ATI, answers it in pieces with a pause between them, and returns the reply that arrived. A busy machine can make a
+/// pause longer than the 50 ms that a transaction waits for the rest of a line; such a try says nothing, and is made again.
+inline std::string reply_from_pieces(const std::vector<std::string> &pieces, int pause_ms)
+{
+    using Clock = std::chrono::steady_clock;
+    for (int tries = 0; tries < 200; tries++) {
+        const Line line;
+        Clock::duration longest{};
+        std::thread modem{[&] {
+            line.hear(5);
+            Clock::time_point before = Clock::now();
+            for (const std::string &piece : pieces) {
+                if (&piece != &pieces.front())
+                    std::this_thread::sleep_for(std::chrono::milliseconds{pause_ms});
+                line.say(piece);
+                const Clock::time_point now = Clock::now();
+                longest = std::max(longest, now - before);
+                before = now;
+            }
+        }};
+        Text<4096> reply;
+        EXPECT_EQ(at_command(line.path(), AtCommand{"ATI"}, reply), 0);
+        modem.join();
+        if (longest < std::chrono::milliseconds{50})
+            return std::string{reply.view()};
+    }
+    ADD_FAILURE() << "no pause was below 50 ms";
+    return "";
+}

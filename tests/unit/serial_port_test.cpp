@@ -309,7 +309,7 @@ TEST_F(Transaction, EndsWithAnOkInsideOtherText)
     EXPECT_EQ(reply.view(), "+COPS: 0,0,\"BOOK");
 }
 
-TEST_F(Transaction, ReadsTheRestOfTheLineThatHasTheEnd)
+TEST(Pieces, BringTheRestOfTheLineThatHasTheEnd)
 {
     const std::vector<std::string> rows[] = {
         {"\r\nOK", "\r\n"}, {"\r\nOK\r", "\n"}, {"\r\n+CME ERROR", ": 10\r\n"}, {"\r\n+CME ERROR: 1", "0\r", "\n"}};
@@ -317,18 +317,7 @@ TEST_F(Transaction, ReadsTheRestOfTheLineThatHasTheEnd)
         std::string whole;
         for (const std::string &piece : pieces)
             whole += piece;
-        std::thread modem{[&] {
-            line.hear(5);
-            for (const std::string &piece : pieces) {
-                line.say(piece);
-                std::this_thread::sleep_for(std::chrono::milliseconds{15});
-            }
-        }};
-        Text<64> reply;
-        EXPECT_EQ(at_command(line.path(), AtCommand{"ATI"}, reply), 0);
-        modem.join();
-        EXPECT_EQ(reply.view(), whole);
-        line.allow_others();
+        EXPECT_EQ(reply_from_pieces(pieces, 15), whole);
     }
 }
 
