@@ -16,10 +16,7 @@ void keep_imsi(const ModemDriver &rec)
     Text<16> imsi;
     if (rec.ops.get_imsi == nullptr || rec.ops.get_imsi(rec, imsi) != 0)
         return;
-    const auto command = compose_keep_imsi(imsi.view(), rec.bus.c_str());
-    // The line names the folder again. Nobody else can put another one in its place, since /tmp is sticky.
-    if (!command.empty() && ensure_state_dir(rec.bus.c_str()))
-        execCommand(command);
+    run_writer(rec.bus.c_str(), compose_keep_imsi(imsi.view(), rec.bus.c_str()));
 }
 
 HeapText find_operator(std::string_view code)

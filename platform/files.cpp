@@ -148,6 +148,15 @@ void take_name(const char *own, const char *path)
         rmdir(own);
 }
 
+void take_folder_name(const char *path, mode_t mode)
+{
+    auto own = Text<120>::format("%s.XXXXXX", path);
+    if (mkdtemp(own.data()) == nullptr)
+        return;
+    chmod(own.c_str(), mode);
+    take_name(own.c_str(), path);
+}
+
 int write_file_in(const Fd &folder, const char *name, std::string_view content, mode_t new_mode)
 {
     return write_at(folder.get(), name, content, new_mode);

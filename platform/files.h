@@ -74,5 +74,9 @@ int write_file(const char *path, std::string_view content, mode_t new_mode = 064
 /// was there is removed; a folder with something in it stays, under own's name.
 void take_name(const char *own, const char *path);
 
+/// Puts an empty folder of ours in place of what another user has at path. What they had is removed, or keeps a name of
+/// its own.
+void take_folder_name(const char *path, mode_t mode);
+
 /// write_file for a file of an open folder; a symbolic link is not followed but fails.
 int write_file_in(const Fd &folder, const char *name, std::string_view content, mode_t new_mode = 0644);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include "core/model/printable.h"
@@ -13,6 +14,21 @@ namespace {
 bool is_writable_by_others(const struct stat &status)
 {
     return (status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && status.st_gid != getegid());
+}
+
+// False if somebody keeps it for longer than any line takes. Only root can make files there; without that folder there
+// is no lock.
+bool take_lock(Fd &lock)
+{
+    constexpr int tries = 500;
+    constexpr useconds_t wait_us = 10'000;
+    lock = Fd{open("/var/run/modem_state.lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)};
+    for (int i = 0; lock && flock(lock.get(), LOCK_EX | LOCK_NB) != 0; i++) {
+        if (i == tries)
+            return false;
+        usleep(wait_us);
+    }
+    return true;
 }
 
 // The folder; none if it is missing (errno is then ENOENT) or not ours.
@@ -27,16 +43,6 @@ Fd open_state_dir(const char *bus)
         return Fd{};
     }
     return folder;
-}
-
-// Puts an empty folder of ours where another user has put something.
-void replace_state_dir(const char *bus)
-{
-    auto own = Text<120>::format("%s.XXXXXX", state_dir(bus).c_str());
-    if (mkdtemp(own.data()) == nullptr)
-        return;
-    chmod(own.c_str(), 0755);
-    take_name(own.c_str(), state_dir(bus).c_str());
 }
 
 } // namespace
@@ -76,11 +82,20 @@ int write_state(const char *bus, const char *file, std::string_view content, mod
     return !folder || write_file_in(folder, file, content, new_mode) == -1 ? -1 : 0;
 }
 
+void run_writer(const char *bus, ShellCommand writer)
+{
+    Fd lock;
+    if (!writer.empty() && take_lock(lock) && ensure_state_dir(bus))
+        execCommand(writer);
+}
+
 void run_removal(const char *bus, ShellCommand removal)
 {
+    Fd lock;
+    take_lock(lock);
     const bool is_new = mkdir(state_dir(bus).c_str(), 0755) == 0;
     if (!ensure_state_dir(bus))
-        replace_state_dir(bus);
+        take_folder_name(state_dir(bus).c_str(), 0755);
     if (ensure_state_dir(bus))
         execCommand(removal);
     if (is_new)

@@ -15,7 +15,9 @@
 // - The program opens the folder, and checks on the descriptor that it owns the folder and that nobody else can write
 //   to it. So nobody else has put a file or a link into it. Files are then opened through that descriptor.
 // - Some shell lines name the path again. In /tmp, which is sticky, a user can rename and remove only their own files.
-//   So a folder that was the program's at the check is still there when the shell opens it.
+//   So a folder that was the program's at the check is still there when the shell opens it, unless the program itself
+//   has removed it. A lock that only root can take keeps removals apart from such lines; the hotplug script takes it
+//   too.
 
 /// The folder itself, whatever its owner: for the shell lines.
 Text<100> state_dir(const char *bus);
@@ -36,6 +38,9 @@ void remove_state(const char *bus, const char *file);
 /// Makes the folder and writes the file (a new one with new_mode). @return 0; -1 if the folder is not ours or the file
 /// cannot be opened
 int write_state(const char *bus, const char *file, std::string_view content, mode_t new_mode = 0644);
+
+/// Makes the folder and runs a line that writes a file in it; not if the folder is not ours.
+void run_writer(const char *bus, ShellCommand writer);
 
 /// Runs a line that removes the folder or files in it. A removal that walks through another user's folder can be led
 /// elsewhere by them, so such a folder is first replaced by one of ours. The other one keeps a name of its own.
