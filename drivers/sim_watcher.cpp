@@ -10,7 +10,7 @@ Text<20> capture(ShellCommand command, const char *file)
 {
     Text<20> captured;
     if (can_print(command, file))
-        getShellCommandReturn(command, captured);
+        getShellCommandReturn(command, captured, Duration::short_time);
     return captured;
 }
 

@@ -98,14 +98,23 @@ int wait_for(pid_t child)
     return ended == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+constexpr int64_t endless = INT64_MAX;
+constexpr int64_t short_time_ms = 5000;
+
+int64_t now_ms()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
+
 // A running command with its standard output. The end of the scope reads and discards the rest of the output, because a
 // command whose reader goes away would be killed halfway, and waits for the command to end.
 class ShellOutput {
   public:
-    // A command in a process group of its own can be killed with all that it has started.
-    enum class Group : bool { ours, own };
-
-    explicit ShellOutput(ShellCommand command, Group group = Group::ours)
+    // A command that must not take long has a process group of its own, to be killed with all that it has started.
+    explicit ShellOutput(ShellCommand command, Duration duration)
+        : end_ms_(duration == Duration::any ? endless : now_ms() + short_time_ms)
     {
         int ends[2];
         if (command.empty() || pipe2(ends, O_CLOEXEC) != 0)
@@ -114,7 +123,7 @@ class ShellOutput {
         const Fd input{ends[1]};
         child_ = fork();
         if (child_ == 0) {
-            if (group == Group::own)
+            if (end_ms_ != endless)
                 setpgid(0, 0);
             set_standard_output(input.get());
             become_shell(command);
@@ -131,20 +140,21 @@ class ShellOutput {
     }
     bool started() const { return child_ > 0; }
 
-    // Kills a command in its own group that prints anything, or has not ended after so long.
+    // Kills a limited command that prints anything, or has not ended after so long.
     void allow_only_its_end(int wait_ms)
     {
-        pollfd output = {.fd = output_.get(), .events = POLLIN, .revents = 0};
-        if (!started() || (poll(&output, 1, wait_ms) == 1 && (output.revents & POLLIN) == 0))
-            return;
-        setpgid(child_, child_); // it may not have come so far yet
-        kill(-child_, SIGKILL);
+        if (started() && readiness_within(wait_ms) != POLLHUP)
+            end_now();
     }
 
     // The next piece without its zero bytes, valid until the next call; empty at the end.
     std::string_view next()
     {
         while (started()) {
+            if (const int64_t left_ms = end_ms_ == endless ? 0 : end_ms_ - now_ms(); left_ms < 0)
+                end_now();
+            else if (left_ms > 0 && readiness_within(static_cast<int>(left_ms)) == 0)
+                continue;
             const ssize_t got = read(output_.get(), piece_.data(), piece_.size());
             if (got < 0 && errno == EINTR)
                 continue;
@@ -158,17 +168,33 @@ class ShellOutput {
     }
 
   private:
+    // What the output is ready for; 0 after so long, and after a signal.
+    int readiness_within(int wait_ms) const
+    {
+        pollfd output = {.fd = output_.get(), .events = POLLIN, .revents = 0};
+        poll(&output, 1, wait_ms);
+        return output.revents;
+    }
+
+    void end_now()
+    {
+        setpgid(child_, child_); // it may not have come so far yet
+        kill(-child_, SIGKILL);
+        end_ms_ = endless;
+    }
+
     ChildSignalBlocked guard_;
     Fd output_;
+    int64_t end_ms_;
     pid_t child_ = -1;
     std::array<char, 4096> piece_;
 };
 
 // The command's output up to the first ending; all of it if ending is a zero byte.
-int store_output(ShellCommand command, char ending, TextOut out)
+int store_output(ShellCommand command, char ending, TextOut out, Duration duration)
 {
     out.clear();
-    ShellOutput output{command};
+    ShellOutput output{command, duration};
     if (!output.started())
         return -1;
     size_t stored = 0;
@@ -183,19 +209,19 @@ int store_output(ShellCommand command, char ending, TextOut out)
 
 } // namespace
 
-int getShellCommandReturn(ShellCommand command, TextOut out)
+int getShellCommandReturn(ShellCommand command, TextOut out, Duration duration)
 {
-    return store_output(command, '\0', out);
+    return store_output(command, '\0', out, duration);
 }
 
-int getShellCommandReturnLine(ShellCommand command, TextOut out)
+int getShellCommandReturnLine(ShellCommand command, TextOut out, Duration duration)
 {
-    return store_output(command, '\n', out);
+    return store_output(command, '\n', out, duration);
 }
 
-HeapText getShellCommandReturnDynamic(ShellCommand command)
+HeapText getShellCommandReturnDynamic(ShellCommand command, Duration duration)
 {
-    ShellOutput output{command};
+    ShellOutput output{command, duration};
     HeapText text;
     size_t length = 0;
     while (length < longest_output) {
@@ -237,7 +263,7 @@ int execCommand(ShellCommand command)
 void run_for_message(ShellCommand command)
 {
     constexpr int longest_ms = 1000;
-    ShellOutput output{command, ShellOutput::Group::own};
+    ShellOutput output{command, Duration::short_time};
     output.allow_only_its_end(longest_ms);
 }
 

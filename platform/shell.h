@@ -6,15 +6,22 @@
 // except fork_exec2 wait for its end, and the command shares the program's standard error. A command that cannot be
 // started prints nothing, and an empty command is never started. Zero bytes in an output are left out.
 
+/// How long a command may take. "cat" of a file in /tmp is limited, because another user can have put a pipe in its
+/// place.
+enum class Duration : bool {
+    any,
+    short_time, ///< 5 s; then the command is killed with all that it has started, and what it printed counts
+};
+
 /// What the command prints, cut at out's capacity (the rest is read and discarded). @return bytes stored, -1 when the
 /// command could not be started
-int getShellCommandReturn(ShellCommand command, TextOut out);
+int getShellCommandReturn(ShellCommand command, TextOut out, Duration duration = Duration::any);
 
 /// The first line of it, without its newline. @return as above
-int getShellCommandReturnLine(ShellCommand command, TextOut out);
+int getShellCommandReturnLine(ShellCommand command, TextOut out, Duration duration = Duration::any);
 
 /// All of it, at most 1 MiB. Null when the command could not be started or printed nothing.
-HeapText getShellCommandReturnDynamic(ShellCommand command);
+HeapText getShellCommandReturnDynamic(ShellCommand command, Duration duration = Duration::any);
 
 /// The option at path as "uci get" prints it, by the router's uci command: the first line, empty when unset.
 /// @return bytes stored, -1 when the command could not be started

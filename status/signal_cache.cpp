@@ -65,7 +65,7 @@ Json read_signal_cache(const char *bus)
     const auto command = compose_read_signal_cache(bus);
     if (!can_print_state(command, bus, "signal"))
         return nullptr;
-    const HeapText text = getShellCommandReturnDynamic(command);
+    const HeapText text = getShellCommandReturnDynamic(command, Duration::short_time);
     Json cache{text == nullptr ? nullptr : json_tokener_parse(text.get())};
     return json_object_is_type(cache.get(), json_type_object) ? std::move(cache) : nullptr;
 }

@@ -326,18 +326,18 @@ int read_usb_ids(const char *, uint32_t &, uint32_t &)
 }
 
 // No shell; what a command would print comes from the replies too.
-int getShellCommandReturn(ShellCommand, TextOut out)
+int getShellCommandReturn(ShellCommand, TextOut out, Duration)
 {
     out.assign(take(replies, '\f'));
     return static_cast<int>(out.view().size());
 }
 
-int getShellCommandReturnLine(ShellCommand command, TextOut out)
+int getShellCommandReturnLine(ShellCommand command, TextOut out, Duration)
 {
-    return getShellCommandReturn(command, out);
+    return getShellCommandReturn(command, out, {});
 }
 
-HeapText getShellCommandReturnDynamic(ShellCommand)
+HeapText getShellCommandReturnDynamic(ShellCommand, Duration)
 {
     return nullptr;
 }

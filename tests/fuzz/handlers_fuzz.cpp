@@ -53,21 +53,21 @@ const ModemRoute &take_route(std::string_view &input)
 
 } // namespace
 
-int getShellCommandReturn(ShellCommand command, TextOut out)
+int getShellCommandReturn(ShellCommand command, TextOut out, Duration)
 {
     record(command.c_str());
     out.assign(std::string_view{command.c_str()}.find("QGMR") == std::string_view::npos ? "installed\n" : "EP06_1\r\n");
     return static_cast<int>(out.view().size());
 }
 
-int getShellCommandReturnLine(ShellCommand command, TextOut out)
+int getShellCommandReturnLine(ShellCommand command, TextOut out, Duration)
 {
     record(command.c_str());
     out.assign(std::string_view{command.c_str()}.find("ps -w") == std::string_view::npos ? "READY" : "");
     return static_cast<int>(out.view().size());
 }
 
-HeapText getShellCommandReturnDynamic(ShellCommand command)
+HeapText getShellCommandReturnDynamic(ShellCommand command, Duration)
 {
     record(command.c_str());
     return HeapText{strdup("{\"up\":true}")};

@@ -42,7 +42,7 @@ std::string member(const Json &object, const char *name)
 } // namespace
 
 /// The one command that is run here: "cat /usr/share/modem/operator.dat|grep <code>|cut -d ',' -f 2".
-HeapText getShellCommandReturnDynamic(ShellCommand command)
+HeapText getShellCommandReturnDynamic(ShellCommand command, Duration)
 {
     if (command.empty())
         return nullptr; // a code that is not plain
@@ -56,12 +56,12 @@ HeapText getShellCommandReturnDynamic(ShellCommand command)
 }
 
 // Nothing else is run.
-int getShellCommandReturn(ShellCommand, TextOut)
+int getShellCommandReturn(ShellCommand, TextOut, Duration)
 {
     return -1;
 }
 
-int getShellCommandReturnLine(ShellCommand, TextOut)
+int getShellCommandReturnLine(ShellCommand, TextOut, Duration)
 {
     return -1;
 }
