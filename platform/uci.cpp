@@ -376,6 +376,15 @@ bool write_package(const Uci &context, Writing &writing, uci_package *package)
     return true;
 }
 
+// Makes the folder, and takes its name if it is another user's.
+void own_folder(const char *path)
+{
+    struct stat status;
+    mkdir(path, 0700);
+    if (lstat(path, &status) == 0 && status.st_uid != geteuid())
+        take_folder_name(path, 0700);
+}
+
 } // namespace
 
 void UciFree::operator()(UciContext *context) const
@@ -401,7 +410,10 @@ Uci open_uci(const UciFolders &folders)
 
 Uci kuci2_init()
 {
-    return open_uci({.config = "/etc/config", .saved = "/tmp/.uci", .lock = "/var/lock"});
+    static constexpr char saved[] = "/tmp/.uci";
+    // libuci takes every change in there for root's. Who made the folder first could have anything committed.
+    own_folder(saved);
+    return open_uci({.config = "/etc/config", .saved = saved, .lock = "/var/lock"});
 }
 
 void kuci2_free(Uci context)

@@ -74,9 +74,9 @@ int run_connect_auto(const CommandRun &run)
 
 int run_new_connect_auto(const CommandRun &run)
 {
+    const Uci uci = kuci2_init();
     Text<20> iface;
     getShellCommandReturnLine(find_configured_interface, iface);
-    const Uci uci = kuci2_init();
     std::array<Text<64>, setting_options.size()> texts;
     ConnectSettings settings;
     // An option that is not set is passed on as an empty text, which differs from an absent one.

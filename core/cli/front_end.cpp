@@ -1,8 +1,11 @@
 #include "core/cli/front_end.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstring>
 
+#include "at/at_command.h"
 #include "core/cli/commands.h"
 #include "core/cli/modems.h"
 #include "core/model/modem.h"
@@ -25,6 +28,26 @@ bool is_bus(const char *word)
 {
     return strstr(word, "1-1") != nullptr || strstr(word, "2-1") != nullptr;
 }
+
+// Every user can read the words of a running program, and a command to the modem may hold a PIN or a password. So the
+// words are copied and wiped.
+class HiddenWords {
+  public:
+    std::span<char *const> take(std::span<char *const> words)
+    {
+        for (size_t i = 0; i < words.size(); i++) {
+            if (i < copies_.size())
+                copies_[i].assign(words[i]);
+            memset(words[i], 0, strlen(words[i]));
+        }
+        return {pointers_.data(), std::min(words.size(), pointers_.size())};
+    }
+
+  private:
+    // The command AT takes two words; of more it only counts that there are more.
+    std::array<Text<AtCommand::max_length>, 3> copies_;
+    std::array<char *, 3> pointers_ = {copies_[0].data(), copies_[1].data(), copies_[2].data()};
+};
 
 // Why nothing is printed.
 void tell_what_is_missing(const char *bus)
@@ -65,11 +88,14 @@ CommandLine parse_command_line(std::span<char *const> words)
 
 int run_command_line(std::span<char *const> words)
 {
-    const CommandLine line = parse_command_line(words);
+    CommandLine line = parse_command_line(words);
     if (line.command == nullptr) {
         print_usage();
         return 0;
     }
+    HiddenWords hidden;
+    if (strcmp(line.command, "AT") == 0)
+        line.arguments = hidden.take(line.arguments);
     set_debug(line.debug);
 
     ModemDriver rec{};

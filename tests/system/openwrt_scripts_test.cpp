@@ -281,6 +281,80 @@ TEST(Boot, TakesTheFirstKnownModemWhereNoneIsConfigured)
     EXPECT_EQ(unknown.sent_to("ttyUSB0"), "");
 }
 
+TEST(Boot, TakesOneOfTwoModemsThatAppearAtOnce)
+{
+    const RouterRun run = router(
+        {"--modem", sim, "--modem", "EP06@2-1.2,imsi=234151234567890", "--link", "setup=100"},
+        "uci delete devconf.modem.bus; uci commit devconf; for bus in 1-1.2 2-1.2; do for i in 0 1 2 3 4; do "
+        "hotplug-call usb add usb_interface $bus:1.$i & done; done; wait; uci get devconf.modem.bus; "
+        "grep -c taken /tmp/log; grep -c online /tmp/log; uci show network | grep -c '[.]modem_[12]_1_2=interface'");
+    EXPECT_TRUE(run.out == "1-1.2\n1\n1\n1\n" || run.out == "2-1.2\n1\n1\n1\n") << run.out << run.err;
+}
+
+// Whoever holds a lock may be killed, by the kernel for lack of memory for instance.
+TEST(Boot, TakesTheLockOfAProcessThatDied)
+{
+    const RouterRun run =
+        router({"--modem", sim, "--link", "setup=100"},
+               "uci delete devconf.modem.bus; uci commit devconf; mkdir -p /var/lock; umask 077; "
+               "for lock in /var/run/modem_bus.lock /var/run/modemctl-reconnect.1-1.2.lock /var/run/modem_state.lock "
+               "/var/lock/modemctl.network.lock /var/lock/modemctl.devconf.lock; do "
+               "(exec 9>$lock; flock 9; echo $lock >>/tmp/held; exec sleep 100) & echo $! >>/tmp/holders; done; "
+               "until [ \"$(wc -l </tmp/held)\" = 5 ]; do sleep 0.1; done; : >/var/run/modemctl-reconnect.1-1.2.again; "
+               "hotplug-call usb add usb_interface 1-1.2:1.0 & sleep 1; ls /tmp/log 2>/dev/null; "
+               "kill -9 $(cat /tmp/holders); wait $!; wait; hotplug-call usb bind usb_interface 1-1.2:1.0; wait; " +
+                   show_log + "uci get network.modem_1_1_2.apn");
+    EXPECT_EQ(run.out, "1-1.2: taken as the modem's bus\n1-1.2: connecting with the APN of the SIM's network\n"
+                       "1-1.2: online\ngprsinternet\n")
+        << run.err;
+}
+
+// A second place for a PIN or a password would be a file that nobody looks after.
+TEST(Boot, KeepsSecretsInTheirFileAndThatFileToRoot)
+{
+    const RouterRun run = router(
+        {"--modem", sim, "--link", "setup=100"},
+        "mkdir -m 700 /run/own; sh /etc/uci-defaults/30-modemctl; rm /etc/config/devconf; sh "
+        "/etc/uci-defaults/30-modemctl; "
+        "uci add_list devconf.modem.bus=1-1.2; uci commit devconf; " +
+            connect_with_own_apn +
+            "uci set network.modem_1_1_2.password=geheim77; uci set network.modem_1_1_2.pincode=73914862; uci "
+            "commit; " +
+            go_down +
+            // Whatever is in one of these folders at any moment.
+            "touch /tmp/runs; (while [ -e /tmp/runs ]; do find /tmp /run /var/lock /etc -type f ! -perm 0600 "
+            "-exec grep -lE 'geheim77|73914862' {} + 2>/dev/null; done >/run/own/readable) & "
+            "/etc/init.d/modemctl start 2>/run/own/errors; hotplug-call usb add usb_interface 1-1.2:1.0 "
+            "2>>/run/own/errors; "
+            "modemctl new-connect-auto 2>>/run/own/errors >/dev/null; rm /tmp/runs; wait; "
+            "grep -rlE 'geheim77|73914862' /tmp /run /var/lock /etc | grep -v /run/own; sort -u /run/own/readable; "
+            "stat -c '%a %n' /etc/config/network /etc/config/devconf; grep -cE 'geheim77|73914862' /tmp/log "
+            "/run/own/errors; "
+            "uci get network.modem_1_1_2.pincode");
+    EXPECT_EQ(run.out, "/etc/config/network\n600 /etc/config/network\n600 /etc/config/devconf\n/tmp/log:0\n"
+                       "/run/own/errors:0\n73914862\n")
+        << run.err;
+    for (const std::string &line : run.journal_of("syslog"))
+        EXPECT_EQ(line.find("geheim77"), std::string::npos) << line;
+    for (const char *kind : {"shell", "run"})
+        EXPECT_EQ(count_of(run.journal_of(kind, "modemctl"), "geheim77"), 0) << kind;
+}
+
+// Who makes UCI's folder of saved changes first, at boot, must not have them committed.
+TEST(Boot, CommitsNoChangesOfAnotherUser)
+{
+    const RouterRun run =
+        router({"--modem", sim, "--link", "setup=100"},
+               "uci delete devconf.modem.bus; uci commit devconf; rm -rf /tmp/.uci; mkdir -m 777 /tmp/.uci; "
+               "echo \"devconf.evil='modem'\" >/tmp/.uci/devconf; chown -R 65534 /tmp/.uci 2>/dev/null || { echo "
+               "alone; exit; }; "
+               "/etc/init.d/modemctl start; uci show devconf | grep evil; stat -c '%u %a' /tmp/.uci; uci get "
+               "devconf.modem.bus");
+    if (run.out == "alone\n")
+        GTEST_SKIP() << "There is one user only.";
+    EXPECT_EQ(run.out, "0 700\n1-1.2\n") << run.err;
+}
+
 TEST(Boot, WithoutAModemIsQuiet)
 {
     const RouterRun run =
