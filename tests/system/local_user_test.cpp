@@ -1,3 +1,6 @@
+#include <cstdlib>
+#include <cstring>
+
 #include <gtest/gtest.h>
 
 #include "tests/paths.h"
@@ -104,6 +107,205 @@ TEST(SignalCache, ThatIsAPipeHoldsNobody)
                                           "modemctl signal; modemapi get /modem/info | grep -c '\"modem_id\"'");
         EXPECT_EQ(run.out, "Not support\n1\n") << model << run.err;
     }
+}
+
+TEST(LocalUser, CannotHaveItsOwnChangesCommitted)
+{
+    const char *const folders[] = {
+        "mkdir /tmp/.uci; echo \"network.lan.ipaddr='6.6.6.6'\" >/tmp/.uci/network; chown -R 65534 /tmp/.uci",
+        "mkdir /tmp/theirs; echo \"network.lan.ipaddr='6.6.6.6'\" >/tmp/theirs/network; chown -R 65534 /tmp/theirs; "
+        "ln -s theirs /tmp/.uci; chown -h 65534 /tmp/.uci",
+        "ln -s /etc/config /tmp/.uci; chown -h 65534 /tmp/.uci",
+        "mkfifo /tmp/.uci; chown 65534 /tmp/.uci",
+    };
+    for (const char *planted : folders) {
+        const RouterRun run = run_after(
+            planted, "modemctl connect serial /dev/ttyUSB3 '*99#' internet >/dev/null; stat -c '%u %a %F' /tmp/.uci; "
+                     "uci get network.modem_1_1_2.apn; uci get network.lan.ipaddr | grep -c '6[.]6[.]6'; "
+                     "for name in $(ls /tmp/before); do uci -q export $name >/dev/null || echo \"$name is broken\"; "
+                     "done; cp /tmp/before/* /etc/config");
+        if (run.out == "alone\n")
+            GTEST_SKIP() << "There is one user only.";
+        EXPECT_EQ(run.out, "0 700 directory\ninternet\n0\nunchanged\n") << planted << run.err;
+    }
+}
+
+TEST(LocalUser, CannotReadAPinInTheWordsOfARunningCommand)
+{
+    const RouterRun run =
+        run_shell({"--modem", "EC25", "--fault", "silence"},
+                  "printf 'modemctl AT %s%s & echo $! >/tmp/one\nmodemctl AT /dev/ttyUSB2 %s%s & echo $! >/tmp/two\n"
+                  "modemctl AT %s%s three words & echo $! >/tmp/three\nsleep 0.7\n' "
+                  "AT+CPIN=73 91 AT+CPIN=73 91 AT+CPIN=73 91 >/tmp/ask; . /tmp/ask; "
+                  "for name in one two; do tr -s '\\0' ' ' <\"/proc/$(cat /tmp/$name)/cmdline\"; echo; done; "
+                  "kill $(cat /tmp/one /tmp/two)");
+    EXPECT_EQ(run.out, "modemctl AT \nmodemctl AT \n") << run.err;
+    EXPECT_NE(run.sent_to("ttyUSB2").find("AT+CPIN=7391\r\n"), std::string::npos);
+}
+
+// Between a look at a file of root's and "cat", root itself may remove it, and another user be quicker with a pipe. A
+// "cat" that does not end stands for that here.
+TEST(SlowLocalUser, HoldsNobodyUpByAPipeThatComesBetweenALookAndCat)
+{
+    const RouterRun run = run_shell(
+        {"--modem", "EC25", "--modem", "ME3630@2-1.2", "--link", "setup=100", "--put-text", "/tmp/sim_type=verizon",
+         "--put-text", "/tmp/sim_status=ready", "--put-text", "/tmp/modem_upgrade_status=50", "--put-text",
+         "/tmp/modem.2-1.2/signal={}"},
+        "mkdir /run/slow; printf '#!/bin/sh\nsleep 300 & exec sleep 300\n' >/run/slow/cat; chmod +x /run/slow/cat; "
+        "PATH=/run/slow:$PATH; modemctl connect serial /dev/ttyUSB3 '*99#' internet; uci get network.modem_1_1_2.apn; "
+        "modemctl 2-1.2 signal; pidof sleep");
+    EXPECT_EQ(run.out, "\nconnect success\ninternet\nNot support\n") << run.err;
+    EXPECT_GE(run.duration.count(), 15'000) << "three files, 5 s each: was the slow cat used?";
+    EXPECT_LE(run.duration.count(), 60'000);
+}
+
+// hostile_user.cpp does what a user can do, while every command, endpoint and script of the package runs.
+// HOSTILE_SECONDS=600 LONGEST_RUN=900 makes it ten minutes, with the endpoints that take half a minute each.
+const char everything_beside_a_hostile_user[] = R"sh(
+seconds=$1
+touch /tmp/x
+chown 65534 /tmp/x 2>/dev/null || exit 77
+chmod 700 /run/own
+mkdir -p /etc/victim /var/lock
+chmod 1777 /var/lock
+echo kept >/etc/victim/file
+sh /etc/uci-defaults/30-modemctl # /etc/config/network becomes 0600
+cat >/run/own/requests <<'END'
+get /modem/info
+get /modem/brief_info
+get /modem/app/brief_info
+get /modem/get
+post /modem/set {"modem_id":1,"bus":"1-1.2","device":"/dev/cdc-wdm0","apn":"a","password":"geheim77","pincode":"73914862"}
+post /modem/enable {"bus":"1-1.2"}
+post /modem/at {"at-command":"AT+CPIN=73914862","at-port":"/dev/ttyUSB2"}
+get /modem/sms/list {"modem_id":1}
+post /modem/sms/status {"modem_id":1,"msg_id":"GSM1.x"}
+post /modem/sms/delete {"modem_id":1,"msg_id":"GSM1.x"}
+post /modem/sms/delete_all {"modem_id":1}
+post /modem/sms/send {"modem_id":1,"number":"1","message":"m"}
+post /modem/sms/code {}
+post /modem/cells/get {"modem_id":1,"bus":"1-1.2"}
+post /modem/modem_info/get {"modem_id":1,"bus":"1-1.2"}
+post /modem/sms/forward {"action":"set","tel":"123","email":"a@b"}
+get /modem/sms/flist
+post /modem/sms/account {"account":"a@b","password":"geheim77","smtp":"mail.b"}
+post /modem/upgrade_status {}
+post /modem/auto {"modem_id":1,"bus":"1-1.2"}
+END
+[ "$seconds" -lt 60 ] || cat >>/run/own/requests <<'END'
+post /modem/reset {"modem_id":1,"bus":"1-1.2"}
+post /modem/sim/switch {"modem_id":1,"bus":"2-1.2","sim_num":"2"}
+END
+state() {
+    find /etc -path /etc/config -prune -o -print | sort | xargs ls -ldn
+    cat /etc/victim/*
+    uci get network.lan.ipaddr
+    ls /etc/config
+}
+: >/etc/ssmtp/ssmtp.conf # written anew by each request
+: >/etc/ssmtp/revaliases
+chmod 600 /etc/ssmtp/*
+modemapi <<END >/dev/null
+post /modem/sms/account {"account":"a@b","password":"geheim77","smtp":"mail.b"}
+END
+modemctl AT AT+COPY >/dev/null
+modemctl connect qmi /dev/cdc-wdm0 fdd_lte internet >/dev/null
+state | grep -v ssmtp >/run/own/before
+cp /etc/config/network /run/own/network
+$2 "$seconds" geheim77 73914862 >/run/own/found &
+attacker=$!
+runs_on() { kill -0 "$attacker" 2>/dev/null; }
+# The state folders come and go, and pages ask at the same time.
+while runs_on; do
+    hotplug-call usb remove usb_device 1-1.2
+    hotplug-call usb remove usb_device 2-1.2
+done >/dev/null 2>&1 &
+while runs_on; do
+    modemctl carrier
+    modemctl 2-1.2 signal
+    modemctl 2-1.2 carrier
+done >/dev/null 2>&1 &
+timed() {
+    limit=$1
+    shift
+    runs_on || return
+    start=$(date +%s)
+    "$@" >/dev/null 2>&1
+    took=$(($(date +%s) - start))
+    [ "$took" -le "$limit" ] || echo "$took s: $*"
+}
+served() { sed -n "$1p" /run/own/requests | modemapi; }
+while runs_on; do
+    while read -r command; do
+        set -f
+        timed 40 modemctl $command </dev/null
+        set +f
+    done <<'END'
+sim-status
+signal
+cells
+check_register
+get_mode
+iccid
+thermal
+test
+disconnect
+info
+info --all --json
+record /run/own/record
+modems
+2-1.2 test
+connect serial /dev/ttyUSB3 *99# internet
+connect qmi /dev/cdc-wdm0 fdd_lte internet
+connect-auto
+new-connect-auto
+wifi_lte_interference
+END
+    for line in $(seq "$(wc -l </run/own/requests)"); do
+        timed 60 served "$line"
+    done
+    timed 120 /usr/libexec/modemctl-reconnect 1-1.2
+    cp /run/own/network /etc/config/network
+done
+wait "$attacker"
+state | grep -v ssmtp | diff /run/own/before - && echo unchanged
+grep -rlE 'evil|6\.6\.6\.6|666666' /etc/config
+for name in $(ls /etc/config); do uci -q export "$name" >/dev/null || echo "$name is broken"; done
+cat /run/own/found
+)sh";
+
+TEST(SlowHostileUser, ChangesNothingOfRootsHoldsNothingAndLearnsNoSecret)
+{
+    const char *wanted = getenv("HOSTILE_SECONDS");
+    const std::string seconds = wanted == nullptr ? "10" : wanted;
+    const std::string files = SOURCE_ROOT "/packaging/openwrt/files";
+    const std::string stand_ins = SOURCE_ROOT "/tests/data/openwrt";
+    const RouterRun run =
+        run_in_router({"--modem",    "EC25,imsi=232031234567890",
+                       "--modem",    "ME3630@2-1.2",
+                       "--link",     "setup=100",
+                       "--put",      files + "/etc:/etc",
+                       "--put",      files + "/usr:/usr",
+                       "--put",      stand_ins + "/rc.common:/etc/rc.common",
+                       "--put",      stand_ins + "/hotplug-call:/usr/sbin/hotplug-call",
+                       "--put",      stand_ins + "/logger:/usr/sbin/logger",
+                       "--put",      BUILD_ROOT "/packaging/apn-config.js:/www/src/lib/apn-config.js",
+                       "--put-text", "/run/own/script=" + std::string{everything_beside_a_hostile_user}},
+                      {"sh", "/run/own/script", seconds, built("hostile_user")});
+    unsigned put = 0;
+    std::string out;
+    for (const std::string &line : lines_of(run.out)) {
+        if (line.starts_with("put "))
+            put += static_cast<unsigned>(atoi(line.c_str() + strlen("put ")));
+        else
+            out += line + "\n";
+    }
+    if (run.status == 77)
+        GTEST_SKIP() << "There is one user only.";
+    EXPECT_EQ(out, "unchanged\n") << run.err;
+    EXPECT_GT(put, 100u);
+    for (const std::string &line : run.journal_of("syslog"))
+        EXPECT_EQ(line.find("geheim77"), std::string::npos) << line;
 }
 
 } // namespace
