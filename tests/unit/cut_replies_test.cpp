@@ -8,6 +8,7 @@
 #include "tests/paths.h"
 #include "tests/unit/modem_under_test.h"
 #include "tests/unit/serial_line.h"
+#include "tests/unit/transcripts.h"
 
 // Where a packet of the modem ends must not matter: each reply is cut in two, with a time between that no reader can
 // choose, and has to arrive whole.
@@ -22,23 +23,38 @@ struct Cut {
     int pause_ms;
 };
 
-// What a row of a profile answers, with its echo; empty where that has no end, is longer than a reply may be, or has OK
-// or ERROR before its last line too, which ends it there.
+// The reply; empty where it has no end, is longer than a reply may be, or has OK or ERROR before its last line too,
+// which ends it there.
+std::string whole(const std::string &reply)
+{
+    const size_t end = std::min(reply.find("OK"), reply.find("ERROR"));
+    const bool is_last_line = end != std::string::npos && reply.find('\n', end) == reply.size() - 1;
+    return is_last_line && reply.size() < 4096 ? reply : "";
+}
+
+// What a row of a profile answers, with its echo.
 std::string reply_of(const Profile &profile, const Row &row)
 {
     ModemUnderTest test{profile};
-    const std::string text = test.say(row.command.text() + "\r\n", 300'000);
-    const size_t end = std::min(text.find("OK"), text.find("ERROR"));
-    const bool is_last_line = end != std::string::npos && text.find('\n', end) == text.size() - 1;
-    return is_last_line && text.size() < 4096 ? text : "";
+    return whole(test.say(row.command.text() + "\r\n", 300'000));
 }
 
-std::set<std::string> replies_of_all_profiles()
+// A public source may have left out the end.
+std::string with_end(const std::string &reply)
+{
+    const bool has_end = reply.ends_with("OK\r\n") || reply.find("ERROR") != std::string::npos;
+    return has_end ? reply : reply + "\r\nOK\r\n";
+}
+
+std::set<std::string> replies_of_all_modems()
 {
     std::set<std::string> replies;
     for (const Profile &profile : list_profiles(SOURCE_ROOT "/simulator/profiles"))
         for (const Row &row : profile.rows)
             replies.insert(reply_of(profile, row));
+    for (const TranscriptScene &scene : transcript_scenes())
+        for (const TranscriptBlock &block : scene.blocks)
+            replies.insert(whole(with_end(block.reply)));
     replies.erase("");
     return replies;
 }
@@ -82,11 +98,12 @@ TEST(CutReplies, AreWholeWhereverTheyAreCut)
     expect_whole_replies(cuts);
 }
 
-// Every reply of the simulated modems, each with two of the cuts in turn; EVERY_CUT=1 makes them all, for two minutes.
+// Every reply of the simulated modems and of the transcripts, each with two of the cuts in turn; EVERY_CUT=1 makes them
+// all, for some minutes.
 TEST(CutReplies, OfAllModemsAreWhole)
 {
-    const std::set<std::string> replies = replies_of_all_profiles();
-    ASSERT_GT(replies.size(), 100u);
+    const std::set<std::string> replies = replies_of_all_modems();
+    ASSERT_GT(replies.size(), 500u);
     std::vector<Cut> cuts;
     size_t number = 0;
     for (const std::string &reply : replies) {

@@ -294,6 +294,7 @@ TEST_F(PlatformUci, WritesWithoutALockWhereNoneCanBeHad)
 // An error of the flash at each call in turn: the file is the old one or the new one, and the writes are not lost.
 TEST_F(PlatformUci, KeepsTheOldFileWhicheverCallFails)
 {
+    constexpr int reasons[] = {EIO, ENOSPC, EDQUOT};
     int failed_commits = 0;
     for (const char *call : calls_that_can_fail) {
         for (int passed = 0; passed < 100; passed++) {
@@ -304,7 +305,7 @@ TEST_F(PlatformUci, KeepsTheOldFileWhicheverCallFails)
             int result = 0;
             bool has_failed = false;
             {
-                const FailingCall failing{call, passed, EIO};
+                const FailingCall failing{call, passed, reasons[passed % 3]};
                 result = kuci2_commit(uci, "network");
                 has_failed = failing.has_failed();
             }
