@@ -9,6 +9,7 @@ namespace {
 
 constexpr int limit_ms = 10'000;
 constexpr int question_limit_ms = 2000;
+constexpr int most_silent = 2; // a modem that has answered nothing then gets no more questions
 
 class CardReader {
   public:
@@ -24,8 +25,9 @@ class CardReader {
             return false;
         const auto answer =
             session_.ask(command, reply, left < question_limit_ms ? static_cast<int>(left) : question_limit_ms);
-        is_lost_ = answer == AtSession::Answer::lost;
         has_answered_ = has_answered_ || answer == AtSession::Answer::complete;
+        silent_ += answer == AtSession::Answer::silent ? 1 : 0;
+        is_lost_ = answer == AtSession::Answer::lost || (silent_ == most_silent && !has_answered_);
         return answer == AtSession::Answer::complete;
     }
 
@@ -65,6 +67,7 @@ class CardReader {
 
     AtSession &session_;
     int64_t deadline_ms_;
+    int silent_ = 0;
     bool has_answered_ = false;
     bool is_lost_ = false;
 };

@@ -62,7 +62,7 @@ bool is_in_group(std::string_view group, std::string_view pattern)
     return fits;
 }
 
-enum Rank : uint32_t { by_network = 1, by_name, by_group, by_number };
+enum Rank : uint32_t { by_network = 1, by_name, by_group, by_imsi, by_iccid };
 
 // How well a row fits a card: the rank, then the length of its key. 0 when it does not.
 uint32_t grade(const SimCard &card, std::string_view key)
@@ -82,9 +82,10 @@ uint32_t grade(const SimCard &card, std::string_view key)
         const bool is_named = digits.size() == mcc_length + static_cast<size_t>(card.mnc_length);
         return graded(by_network) + (is_named ? longest_key : 0);
     }
-    if (key[mark] == '*')
-        return begins(digits.starts_with("89") ? card.iccid.view() : card.imsi.view(), digits) ? graded(by_number) : 0;
-    if (!begins(card.imsi.view(), digits) || value.empty())
+    const bool is_iccid = digits.starts_with("89");
+    if (key[mark] == '*' && begins(is_iccid ? card.iccid.view() : card.imsi.view(), digits))
+        return graded(is_iccid ? by_iccid : by_imsi);
+    if (key[mark] == '*' || !begins(card.imsi.view(), digits) || value.empty())
         return 0;
     if (key[mark] == '#')
         return is_in_group(card.gid1.view(), value) ? graded(by_group) : 0;
@@ -93,11 +94,10 @@ uint32_t grade(const SimCard &card, std::string_view key)
 
 Text<80> reason_of(uint32_t its_grade, std::string_view key)
 {
-    static constexpr const char *names[] = {"", "network", "SPN", "GID1", "IMSI"};
+    static constexpr const char *names[] = {"", "network", "SPN", "GID1", "IMSI", "ICCID"};
     const size_t mark = key.find_first_of("=#");
     const std::string_view value = mark == std::string_view::npos ? key : without_first(key, mark + 1);
-    const auto rank = static_cast<size_t>(its_grade >> 8);
-    Text<80> why = rank == by_number && key.starts_with("89") ? "ICCID" : names[rank];
+    Text<80> why = names[its_grade >> 8];
     why.append(" ");
     why.append(value.ends_with('*') ? first_characters(value, value.size() - 1) : value);
     return why;

@@ -1,14 +1,18 @@
 #!/usr/bin/env python3
-"""Makes the APN database and the operator list of the router from mobile-broadband-provider-info.
+"""Makes the APN databases and the operator list of the router from mobile-broadband-provider-info.
 
-usage: make_router_data.py <serviceproviders.xml> <folder>
+usage: make_router_data.py <serviceproviders.xml> <folder> [<apns-conf.xml>]
 
-writes <folder>/apn-config.js and <folder>/operator.dat; the same input gives the same bytes.
+writes <folder>/apn-config.js, <folder>/apns and <folder>/operator.dat; the same input gives the same bytes.
+
+apns holds the rows of apn_facts.txt beside this program, then those of the open Android APN list, if it is given, then
+those of the public list of providers. apn/choices.h describes its form.
 """
 
 import collections
 import json
 import os
+import re
 import sys
 import xml.etree.ElementTree
 
@@ -27,7 +31,21 @@ TYPES = {
 }
 
 Provider = collections.namedtuple("Provider", "name primary codes apns")
-Apn = collections.namedtuple("Apn", "apn type user password")
+Apn = collections.namedtuple("Apn", "apn type user password group")
+
+FACTS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "apn_facts.txt")
+
+# A row of the table: the APN's login, and its authentication and IP type in the words of the table.
+Login = collections.namedtuple("Login", "apn user password auth ip")
+
+# The program tries seven.
+MOST_ROWS_OF_A_KEY = 6
+
+ANDROID_AUTH = {"0": "none", "1": "pap", "2": "chap", "3": "both"}
+ANDROID_IP = {"IP": "ipv4", "IPV6": "ipv6", "IPV4V6": "ipv4v6"}
+
+# Ends of names that are countries' but used everywhere.
+OPEN_DOMAINS = {"ai", "bm", "cc", "co", "fm", "io", "me", "ng", "tv", "ws"}
 
 
 def text_of(element, tag):
@@ -53,11 +71,26 @@ def read_providers(path):
         for gsm in element.findall("gsm"):
             codes = [(network.get("mcc"), network.get("mnc")) for network in gsm.findall("network-id")]
             apns = [
-                Apn(apn.get("value").strip(), type_of(apn), text_of(apn, "username"), text_of(apn, "password"))
+                Apn(
+                    apn.get("value").strip(),
+                    type_of(apn),
+                    text_of(apn, "username"),
+                    text_of(apn, "password"),
+                    text_of(apn, "gid1").upper(),
+                )
                 for apn in gsm.findall("apn")
             ]
             providers.append(Provider(name_of(element), element.get("primary"), list(dict.fromkeys(codes)), apns))
     return providers
+
+
+def countries_of(path):
+    """Country code (MCC) -> the country that most of its networks are listed in."""
+    counts = collections.defaultdict(collections.Counter)
+    for country in xml.etree.ElementTree.parse(path).getroot().iter("country"):
+        for network in country.iter("network-id"):
+            counts[network.get("mcc")][country.get("code").lower()] += 1
+    return {mcc: count.most_common(1)[0][0] for mcc, count in counts.items()}
 
 
 def longer_codes(code, codes):
@@ -101,6 +134,88 @@ def apn_database(networks):
     return PREFIX + '{"apns":{"apn":[\n' + ",\n".join(lines) + "\n]}}\n"
 
 
+def is_foreign(mcc, name, countries):
+    """An APN that ends in another country's domain was listed under the wrong network."""
+    domain = name.lower().rpartition(".")[2] if "." in name else ""
+    is_country = domain in countries.values() and domain not in OPEN_DOMAINS
+    return is_country and mcc in countries and countries[mcc] != domain
+
+
+def is_apn(name):
+    """What is left are names of a network's own services, and what people wrote in the place of one."""
+    services = {"ims", "vzwims", "mms", "wap", "fota", "sos", "xcap", "default"}
+    return re.fullmatch(r"[A-Za-z0-9._-]{1,63}", name) is not None and name.lower() not in services
+
+
+def login_of(apn, user, password, auth="", ip=""):
+    """Without a user that only stands for the subscriber's own number or name."""
+    stands_for = r"\*|.*[ ()].*|.*(?i:msisdn|mobilenumber|phone ?number|mdn@).*|65"
+    if re.fullmatch(stands_for, user) or re.fullmatch(stands_for, password) or not (user + password).isprintable():
+        user = password = ""
+    return Login(apn, user, password, auth, ip)
+
+
+def read_facts():
+    with open(FACTS, encoding="utf-8") as file:
+        for line in file:
+            if not line.startswith("# ") and line.strip() not in ("", "#"):
+                key, *login, source = line.rstrip("\n").split("\t")
+                if len(login) != len(Login._fields) or not source:
+                    sys.exit(f"{FACTS}: {key}: a row has seven fields, the last is its source")
+                yield key, Login(*login)
+
+
+def android_key(row):
+    """None for a row that fits no card that its network alone would not fit."""
+    network = row.get("mcc", "") + row.get("mnc", "")
+    match = row.get("mvno_match_data", "").strip()
+    kind = row.get("mvno_type", "")
+    if not kind:
+        return network
+    if kind == "gid":
+        return f"{network}#{match.upper()}" if match.strip("0Ff") else None
+    if kind == "spn":
+        return f"{network}={match}" if match else None
+    digits = match.rstrip("xX").lower()
+    return digits + "*" if len(digits) > len(network) or kind == "iccid" else None
+
+
+def read_android(path, countries):
+    """The rows that carry internet traffic, those of virtual operators included."""
+    for row in xml.etree.ElementTree.parse(path).getroot().iter("apn"):
+        types = [name.strip() for name in row.get("type", "default").split(",")]
+        apn = row.get("apn", "").strip()
+        key = android_key(row)
+        if key is None or not {"default", "hipri", "*", ""} & set(types):
+            continue
+        if not is_apn(apn) or is_foreign(row.get("mcc"), apn, countries):
+            continue
+        auth = ANDROID_AUTH.get(row.get("authtype"), "")
+        ip = ANDROID_IP.get(row.get("protocol"), "")
+        yield key, login_of(apn, row.get("user", "").strip(), row.get("password", "").strip(), auth, ip)
+
+
+def provider_logins(networks, countries):
+    for (mcc, mnc), listed in networks.items():
+        for apn in [apn for provider in listed for apn in provider.apns]:
+            if (apn.type is None or "default" in apn.type) and is_apn(apn.apn):
+                if not is_foreign(mcc, apn.apn, countries):
+                    yield mcc + mnc + ("#" + apn.group if apn.group else ""), login_of(apn.apn, apn.user, apn.password)
+
+
+def apn_table(rows):
+    """The rows of each key in the order in which they come, sorted by the keys' bytes."""
+    table = collections.defaultdict(dict)
+    for key, login in rows:
+        # Letters of an APN are the same in both cases.
+        table[key].setdefault((login.apn.lower(), login.user, login.password), login)
+    lines = []
+    for key in sorted(table, key=lambda key: key.encode()):
+        for login in list(table[key].values())[:MOST_ROWS_OF_A_KEY]:
+            lines.append("\t".join((key, *login)).rstrip("\t"))
+    return "\n".join(lines) + "\n"
+
+
 def short_name(name):
     plain = " ".join(name.replace(",", " ").split())
     return plain.encode()[:OPERATOR_BYTES].decode(errors="ignore").strip()
@@ -126,11 +241,17 @@ def operator_list(networks):
 
 
 def main():
-    if len(sys.argv) != 3:
+    if len(sys.argv) not in (3, 4):
         sys.exit(__doc__)
     networks = networks_of(read_providers(sys.argv[1]))
+    countries = countries_of(sys.argv[1])
+    logins = list(read_facts())
+    if len(sys.argv) == 4:
+        logins += read_android(sys.argv[3], countries)
+    logins += provider_logins(networks, countries)
+    texts = {"apn-config.js": apn_database(networks), "apns": apn_table(logins), "operator.dat": operator_list(networks)}
     os.makedirs(sys.argv[2], exist_ok=True)
-    for name, text in (("apn-config.js", apn_database(networks)), ("operator.dat", operator_list(networks))):
+    for name, text in texts.items():
         with open(os.path.join(sys.argv[2], name), "w", encoding="utf-8", newline="\n") as file:
             file.write(text)
 

@@ -17,6 +17,7 @@ make -s -C "$repository/packaging/openwrt" TOPDIR="$repository/tests/data/openwr
 (cd "$root/packages" && find . -type f ! -name '*.control' -printf '%m %P\n' | sort -k 2) >"$root/files"
 diff -u - "$root/files" <<EOF
 755 modemctl-api/usr/lib/libmodemapi.so
+644 modemctl-data/usr/share/modem/apns
 644 modemctl-data/usr/share/modem/operator.dat
 644 modemctl-data/www/src/lib/apn-config.js
 755 modemctl/etc/hotplug.d/usb/30-modemctl
@@ -30,7 +31,7 @@ EOF
 libraries="+libjson-c +libubus +libubox +libblobmsg-json +libuci"
 diff -u - "$root/control" <<EOF
 ==> modemctl.control <==
-Manager for USB cellular modems|$libraries||/etc/config/cellconf /etc/config/devconf /etc/config/smsrelay /etc/modemctl/models
+Manager for USB cellular modems|$libraries||/etc/config/cellconf /etc/config/devconf /etc/config/smsrelay /etc/modemctl/models /etc/modemctl/worked-apns
 
 ==> modemctl-api.control <==
 Modem endpoints for a web back end|+modemctl $libraries||
