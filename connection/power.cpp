@@ -45,3 +45,9 @@ void power_cycle_modem(const char *bus)
     if (!file.empty())
         execCommand(compose_power_pulse(file.c_str(), is_high));
 }
+
+bool can_power_cycle(const char *bus)
+{
+    const Board &board = this_board();
+    return !board.power_line.empty() || board.place_of(bus) != nullptr || !probe_power_file(bus).empty();
+}

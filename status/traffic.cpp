@@ -1,5 +1,6 @@
 #include "status/traffic.h"
 
+#include <cinttypes>
 #include <ifaddrs.h>
 #include <linux/if_link.h>
 #include <linux/ppp-ioctl.h>
@@ -110,4 +111,20 @@ void add_net_dev_traffic(json_object *result, const char *device, const char *pa
         kjson_add_string(result, "upload", sent.view());
         return;
     }
+}
+
+DeviceCounters read_device_counters(std::string_view device)
+{
+    DeviceCounters counters;
+    const File file = open_regular_file("/proc/net/dev");
+    Text<256> line;
+    while (file != nullptr && fgets(line.data(), static_cast<int>(line.capacity()), file.get()) != nullptr) {
+        Text<32> name;
+        DeviceCounters found;
+        if (sscanf(line.c_str(), " %31[^:]: %" SCNu64 " %" SCNu64 " %*s %*s %*s %*s %*s %*s %" SCNu64 " %" SCNu64,
+                   name.data(), &found.rx_bytes, &found.rx_packets, &found.tx_bytes, &found.tx_packets) == 5 &&
+            name == device)
+            counters = found;
+    }
+    return counters;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "platform/json.h"
 
@@ -13,3 +14,14 @@ int add_traffic(json_object *result, const char *device);
 
 /// Adds "download" and "upload" as texts from the first line of a file like /proc/net/dev that begins with device.
 void add_net_dev_traffic(json_object *result, const char *device, const char *path);
+
+/// What the kernel has counted on a network device since it came up, 64 bits wide.
+struct DeviceCounters {
+    uint64_t rx_bytes = 0;
+    uint64_t rx_packets = 0;
+    uint64_t tx_bytes = 0;
+    uint64_t tx_packets = 0;
+};
+
+/// By /proc/net/dev; all 0 without such a device.
+DeviceCounters read_device_counters(std::string_view device);

@@ -128,9 +128,9 @@ constexpr Row rows[] = {
     {s_online,             0,                    0,            same,       Deed::none,       ""},
     // Starting, and waiting for what a stage has brought.
     {s_begin | s_suspect,  0,                    looked,       same,       Deed::look,       ""},
+    {s_begin,              0,                    told | no_ports, same,    Deed::ask,        ""},
     {s_begin | s_suspect,  up,                   probed,       same,       Deed::probe,      ""},
     {s_any,                alive,                0,            online,     Deed::none,       "the network answers"},
-    {s_begin,              0,                    told | no_ports, same,    Deed::ask,        ""},
     {s_begin,              may_send_pin,         0,            same,       Deed::enter_pin,  "the PIN is sent"},
     {s_begin,              locked,               0,            blocked,    Deed::none,       ""},
     {s_begin,              due,                  0,            suspect,    Deed::again,      "not online in time"},
@@ -204,6 +204,8 @@ class Decider {
             }
         if (seen_.is_there)
             memory_.there = 1;
+        if (seen_.link == WatchLink::up || seen_.link == WatchLink::pending)
+            memory_.downed = 0;
     }
 
     template <size_t N> static void shift(std::array<uint8_t, N> &counts)
@@ -279,7 +281,8 @@ class Decider {
         const bool probes = config_.probe != static_cast<uint32_t>(WatchProbe::none);
         const bool is_alive = seen_.is_answered || (is_up && (has_moved_ || (!probes && !is_stalled()))) ||
                               (is_online && has_moved_ && seen_.has_device);
-        const bool is_taken_down = seen_.link == WatchLink::down && !seen_.is_started && !seen_.is_misset;
+        const bool is_taken_down =
+            seen_.link == WatchLink::down && !seen_.is_started && !seen_.is_misset && memory_.downed == 0;
         const struct {
             uint32_t fact;
             bool holds;
@@ -385,6 +388,7 @@ class Decider {
             return;
         case Deed::connect:
             memory_.connected = 1;
+            memory_.downed = 0;
             memory_.due = memory_.clock + std::max(config_.grace, memory_.due - memory_.clock);
             break;
         case Deed::enter_pin:
@@ -396,7 +400,9 @@ class Decider {
         case Deed::look:
         case Deed::probe:
         case Deed::ask:
+            break;
         case Deed::disconnect:
+            memory_.downed = 1;
             break;
         }
         decision_.action = pick_action(row.deed);
@@ -499,6 +505,9 @@ class Decider {
         memory_.by_hour[index][0]++;
         decision_.action = WatchAction::stage;
         decision_.stage = stage;
+        memory_.quiet = memory_.clock; // what was sent in vain before does not speak against what the stage brings
+        memory_.received = seen_.received;
+        memory_.sent = seen_.sent;
         const WatchState before = state();
         const WatchState to =
             before == WatchState::absent || before == WatchState::no_service ? before : WatchState::recovering;
@@ -571,6 +580,7 @@ constexpr MemoryRow memory_rows[] = {
     {"round",     &WatchMemory::round,     UINT32_MAX},
     {"tries",     &WatchMemory::tries,     UINT32_MAX},
     {"connected", &WatchMemory::connected, 1},
+    {"downed",    &WatchMemory::downed,    1},
     {"asked",     &WatchMemory::asked,     1},
     {"facts",     &WatchMemory::facts,     3},
     {"cause",     &WatchMemory::cause,     static_cast<uint32_t>(WatchCause::count) - 1},

@@ -113,6 +113,7 @@ struct WatchMemory {
     uint32_t round = 0;     ///< how often the ladder was done in this outage
     uint32_t tries = 0;     ///< rounds of probes in this suspicion
     uint32_t connected = 0; ///< 1 if this start has brought the interface up
+    uint32_t downed = 0;    ///< 1 if the watch itself took the interface down
     uint32_t asked = 0;     ///< 1 if the modem was asked in this suspicion
     uint32_t facts = 0;     ///< what it said then: 1 silent, 2 another address
     uint32_t cause = 0;     ///< WatchCause

@@ -11,6 +11,7 @@
 #include "core/cli/info_command.h"
 #include "core/cli/modems.h"
 #include "core/cli/record_command.h"
+#include "core/cli/watch_command.h"
 #include "core/model/modem.h"
 #include "discovery/record/summary.h"
 #include "discovery/usb/ports.h"
@@ -209,6 +210,7 @@ constexpr Command commands[] = {
     {"info",                  run_info,                  "[--json] [--all]: all about the modem",    no_slot, true},
     {"apn",                   run_apn,                   "[--json]: APNs that fit the SIM card",     no_slot, true},
     {"record",                run_record,                "FILE: what the modem says, for a report",  no_slot, true},
+    {"watch",                 run_watch,                 "[status|pause 30m|resume]: keep online",    no_slot, true},
     {"modems",                run_modems,                "[--json]: buses with a modem",             no_slot, true},
     {"help",                  print_help,                "this list, also --help and -h",            no_slot, true},
     {"--version",             print_version,             "version of this program",                  no_slot, true},

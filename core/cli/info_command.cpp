@@ -10,17 +10,14 @@
 
 #include "core/cli/info_page.h"
 #include "core/cli/modems.h"
-#include "core/model/state_dir.h"
 #include "discovery/record/info.h"
-#include "platform/clock.h"
+#include "discovery/record/snapshot.h"
 #include "platform/files.h"
 #include "platform/tell_person.h"
 
 namespace {
 
 constexpr int exit_usage = 64;
-constexpr char snapshot_file[] = "info.json";
-constexpr size_t longest_snapshot = size_t{64} * 1024;
 
 struct Options {
     bool json = false;
@@ -52,35 +49,6 @@ bool read_options(std::span<char *const> words, Options &options)
     return true;
 }
 
-const char *one_line(json_object *object)
-{
-    return json_object_to_json_string_ext(object, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
-}
-
-// The newest report stays in the modem's state folder, for readers that must not disturb the modem. It contains the
-// numbers of a person's card, so only its owner may read it.
-void keep_snapshot(const char *bus, json_object *report)
-{
-    write_state(bus, snapshot_file, one_line(report), 0600);
-}
-
-// @return null without a report
-Json read_snapshot(const char *bus)
-{
-    HeapText text{static_cast<char *>(calloc(1, longest_snapshot))};
-    if (text == nullptr || read_state(bus, snapshot_file, longest_snapshot - 1, {text.get(), longest_snapshot}) <= 0)
-        return nullptr;
-    Json report{json_tokener_parse(text.get())};
-    if (!json_object_is_type(report.get(), json_type_object))
-        return nullptr;
-    const int64_t made = json_object_get_int64(kjson_get_object(report.get(), "uptime_s"));
-    const int64_t age = monotonic_ms() / 1000 - made;
-    if (age < 0)
-        return nullptr;
-    kjson_add_int(report.get(), "age_s", static_cast<int32_t>(age));
-    return report;
-}
-
 InfoResult report_of(const char *bus, const Options &options, Json &report)
 {
     if (options.cached) {
@@ -91,7 +59,7 @@ InfoResult report_of(const char *bus, const Options &options, Json &report)
     report.reset(json_object_new_object());
     const InfoResult result = add_info(report.get(), bus);
     if (result == InfoResult::reported)
-        keep_snapshot(bus, report.get());
+        write_snapshot(bus, report.get());
     return result;
 }
 

@@ -69,6 +69,18 @@ int read_state(const char *bus, const char *file, size_t max_length, TextOut out
     return read_file_in(open_state_dir(bus), file, max_length, out);
 }
 
+Fd open_state(const char *bus, const char *file, int flags)
+{
+    if ((flags & O_CREAT) != 0)
+        mkdir(state_dir(bus).c_str(), 0755);
+    const Fd folder = open_state_dir(bus);
+    struct stat status;
+    if (!folder)
+        return Fd{};
+    Fd opened{openat(folder.get(), file, flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600)};
+    return opened && fstat(opened.get(), &status) == 0 && S_ISREG(status.st_mode) ? std::move(opened) : Fd{};
+}
+
 void remove_state(const char *bus, const char *file)
 {
     if (const Fd folder = open_state_dir(bus); folder)

@@ -3,6 +3,7 @@
 #include <string_view>
 #include <sys/types.h>
 
+#include "platform/files.h"
 #include "platform/shell_line.h"
 #include "platform/text.h"
 
@@ -31,6 +32,10 @@ bool has_state(const char *bus, const char *file);
 
 /// Reads a file of the folder as read_file does; -1 too if the folder is missing or not ours.
 int read_state(const char *bus, const char *file, size_t max_length, TextOut out);
+
+/// Opens a file of the folder (made with mode 0600 if flags has O_CREAT, and then the folder too), never through a link
+/// and never waiting. None if the folder is not ours or it is no regular file.
+Fd open_state(const char *bus, const char *file, int flags);
 
 /// Removes the file; a missing one and a folder of another user stay as they are.
 void remove_state(const char *bus, const char *file);

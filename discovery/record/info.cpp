@@ -48,6 +48,8 @@ void keep_identity(const char *bus, const Text<16> &plug, const Report &report)
 
 struct Conversation {
     AtSession &session;
+    const char *port_path;
+    PortUse use;
     int64_t deadline_ms;
     bool has_answered = false;
 };
@@ -59,7 +61,13 @@ AskResult ask(void *context, const Question &question, TextOut reply)
     if (left <= 0)
         return AskResult::stopped;
     const int limit = left < question.limit_ms ? static_cast<int>(left) : question.limit_ms;
-    switch (conversation.session.ask(question.command, reply, limit)) {
+    if (conversation.use == PortUse::one_question &&
+        conversation.session.open(conversation.port_path) != AtSession::Opened::ready)
+        return AskResult::stopped;
+    const AtSession::Answer answer = conversation.session.ask(question.command, reply, limit);
+    if (conversation.use == PortUse::one_question)
+        conversation.session.close();
+    switch (answer) {
     case AtSession::Answer::complete:
         conversation.has_answered = true;
         return AskResult::answered;
@@ -209,12 +217,17 @@ void add_head(json_object *object, const char *bus)
 
 } // namespace
 
-InfoResult add_info(json_object *object, const char *bus)
+InfoResult add_info(json_object *object, const char *bus, PortUse use, Report *told)
 {
     add_head(object, bus);
     ModemPort modem{};
-    Conversation conversation{.session = modem.session, .deadline_ms = monotonic_ms() + report_limit_ms};
+    Conversation conversation{.session = modem.session,
+                              .port_path = modem.path.c_str(),
+                              .use = use,
+                              .deadline_ms = monotonic_ms() + report_limit_ms};
     const InfoResult result = open_modem(bus, modem);
+    if (use == PortUse::one_question)
+        modem.session.close();
     if (result == InfoResult::no_modem) {
         add_only_miss(object, "no modem on this bus");
         return result;
@@ -232,12 +245,15 @@ InfoResult add_info(json_object *object, const char *bus)
     const bool knows_identity = read_identity(bus, plug, report);
     const Dialect &dialect =
         ask_all({.ask = ask, .context = &conversation}, modem.usb_vendor, knows_identity, report, misses);
-    modem.session.close();
+    if (use == PortUse::whole_report)
+        modem.session.close();
     if (!knows_identity)
         keep_identity(bus, plug, report);
     add_model(object, rec, conversation.has_answered ? dialect.name : nullptr);
     add_report(object, report);
     add_router_facts(object, rec, bus);
     add_misses(object, misses);
+    if (told != nullptr)
+        *told = report;
     return conversation.has_answered ? InfoResult::reported : InfoResult::no_answer;
 }

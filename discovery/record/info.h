@@ -2,9 +2,13 @@
 
 #include "discovery/record/modem_port.h"
 #include "platform/json.h"
+#include "readings/report.h"
 
-/// Adds all that is known about the modem on bus to object: the members of docs/info.md. The AT port is opened once,
-/// for 10 s at most. What the modem did not report in time is listed in "missing". Its identity is asked once while it
-/// is plugged in, and kept in its state folder.
+/// How long the port is kept. one_question lets other programs have it after each answer.
+enum class PortUse : uint8_t { whole_report, one_question };
+
+/// Adds all that is known about the modem on bus to object: the members of docs/info.md. The AT port is opened once or
+/// once for each question; all takes 10 s at most. What the modem did not report in time is listed in "missing". Its
+/// identity is asked once while it is plugged in, and kept in its state folder. told, if given, gets the modem's words.
 /// @return no_answer and port_busy leave an object without the modem's own words
-InfoResult add_info(json_object *object, const char *bus);
+InfoResult add_info(json_object *object, const char *bus, PortUse use = PortUse::whole_report, Report *told = nullptr);

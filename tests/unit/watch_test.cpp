@@ -139,6 +139,7 @@ const Row rows[] = {
     {"blocked, silent",     in(blocked),  {but(quiet(), [](auto &o) { o.is_silent = true; })}, blocked, Act::none, "", "la"},
     {"settings changed",    in(blocked, false), {but(quiet(), [](auto &o) { o.is_changed = true; })}, starting, Act::connect, "blocked -> starting: something was changed", "la"},
     {"abroad",              in(starting, false), {but(quiet(), [](auto &o) { o.is_roaming_forbidden = true; })}, blocked, Act::disconnect, "starting -> blocked: roaming is not allowed", "la"},
+    {"home again", with(in(blocked), &WatchMemory::downed, 1), {but(quiet(), [](auto &o) { o.is_started = false; })}, starting, Act::connect, "blocked -> starting: the cause is gone", "la"},
     {"still abroad",        in(blocked),  {but(quiet(), [](auto &o) { o.is_roaming_forbidden = true; })}, blocked, Act::none, "", "la"},
     // Online.
     {"packets come",        in(online),   {but(quiet(), [](auto &o) { o.received++; })}, online, Act::none, ""},
@@ -152,8 +153,8 @@ const Row rows[] = {
     {"no address",          in(online),   {but(quiet(), [](auto &o) { o.has_device = false; })}, suspect, Act::none, "online -> suspect: the interface has no address", "la"},
     {"counters start anew", in(online),   {but(quiet(), [](auto &o) { o.received = o.sent = 3; })}, online, Act::none, ""},
     // Starting.
-    {"up by itself",        in(starting, false), {quiet(), up, true}, online, Act::none, "starting -> online: the network answers", "lp"},
-    {"up without answer",   in(starting, false), {quiet(), up}, starting, Act::none, "", "lpa"},
+    {"up by itself",        in(starting, false), {quiet(), up, true}, online, Act::none, "starting -> online: the network answers", "lap"},
+    {"up without answer",   in(starting, false), {quiet(), up}, starting, Act::none, "", "lap"},
     {"netifd is at it",     in(starting, false), {quiet(), pending}, starting, Act::none, "", "la"},
     {"down",                in(starting, false), {quiet()}, starting, Act::connect, "", "la"},
     {"down, connected once", with(in(starting, false), &WatchMemory::connected, 1), {quiet()}, starting, Act::none, "", "la"},

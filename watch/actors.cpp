@@ -1,0 +1,221 @@
+#include "watch/actors.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <syslog.h>
+
+#include "at/at_session.h"
+#include "connection/power.h"
+#include "core/model/modem.h"
+#include "discovery/record/modem_port.h"
+#include "platform/files.h"
+#include "platform/interface_state.h"
+#include "platform/shell.h"
+#include "platform/ubus.h"
+#include "readings/fields.h"
+#include "watch/shell_lines.h"
+
+namespace {
+
+constexpr int ubus_limit_ms = 10'000;
+constexpr int down_polls = 10;
+constexpr int radio_pause_s = 3;
+constexpr int usb_pause_s = 2;
+constexpr char reconnect_script[] = "/usr/libexec/modemctl-reconnect";
+constexpr char hooks_folder[] = "/etc/hotplug.d/modem";
+constexpr char full_restart[] = "AT+CFUN=1,1"; // 3GPP TS 27.007: full functionality, after a reset
+
+Text<64> authorized_file(const char *bus)
+{
+    return Text<64>::format("/sys/bus/usb/devices/%s/authorized", bus);
+}
+
+Text<64> kept_file(const char *bus)
+{
+    return Text<64>::format("/etc/modemctl.%s", bus);
+}
+
+// A file of sysfs takes no draft beside it.
+void put(const char *path, std::string_view text)
+{
+    const Fd file{open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)};
+    if (file && write(file.get(), text.data(), text.size()) < 0)
+        syslog(LOG_WARNING, "%s cannot be written\n", path);
+}
+
+void call_interface(const char *iface, const char *method)
+{
+    ubus_call(Text<80>::format("network.interface.%s", iface).c_str(), method, ubus_limit_ms);
+}
+
+// The port is open for one command only.
+void tell_modem(const char *bus, const char *command, int limit_ms)
+{
+    ModemPort modem{};
+    Text<256> reply;
+    if (open_modem(bus, modem) == InfoResult::reported)
+        modem.session.ask(command, reply, limit_ms);
+}
+
+void reconnect(const char *iface)
+{
+    call_interface(iface, "down");
+    for (int i = 0; i < down_polls && interface_state(iface, 2) != interface_is_down; i++)
+        sleep(1);
+    call_interface(iface, "up"); // this also ends the network daemon's own refusal to try again
+}
+
+void restart_radio(const char *bus, const char *iface)
+{
+    tell_modem(bus, "AT+CFUN=4", 5000);
+    sleep(radio_pause_s);
+    tell_modem(bus, "AT+CFUN=1", 10'000);
+    reconnect(iface);
+}
+
+void switch_usb(const char *bus)
+{
+    put(authorized_file(bus).c_str(), "0");
+    sleep(usb_pause_s);
+    put(authorized_file(bus).c_str(), "1");
+}
+
+void refresh(const char *iface)
+{
+    for (const char *companion : {"", "_4", "_6"})
+        call_interface(Text<64>::format("%s%s", iface, companion).c_str(), "renew");
+}
+
+void run_stage(const char *bus, const ModemDriver &rec, const char *iface, WatchStage stage)
+{
+    switch (stage) {
+    case WatchStage::refresh:
+        return refresh(iface);
+    case WatchStage::reconnect:
+        return reconnect(iface);
+    case WatchStage::radio:
+        return restart_radio(bus, iface);
+    case WatchStage::modem: {
+        // A command that switches the modem off would need the power line after it.
+        const ModemTraits &traits = rec.traits;
+        const bool has_own = !traits.restart_command.empty() && traits.restart_command != "AT+QPOWD";
+        return tell_modem(bus, has_own ? traits.restart_command.c_str() : full_restart, 5000);
+    }
+    case WatchStage::usb:
+        return switch_usb(bus);
+    case WatchStage::power:
+        return power_cycle_modem(bus);
+    case WatchStage::router:
+        execCommand(reboot_router);
+        return;
+    case WatchStage::count:
+        return;
+    }
+}
+
+void do_action(const char *bus, const ModemDriver &rec, const WatchSettings &settings, WatchAction action,
+               WatchStage stage)
+{
+    const char *iface = settings.iface.c_str();
+    if (action == WatchAction::stage)
+        run_stage(bus, rec, iface, stage);
+    else if (action == WatchAction::disconnect)
+        call_interface(iface, "down");
+    else if (action == WatchAction::enter_pin)
+        tell_modem(bus, Text<24>::format("AT+CPIN=\"%s\"", settings.pin.c_str()).c_str(), 10'000);
+    else if (access(reconnect_script, X_OK) == 0)
+        execCommand(compose_reconnect(bus));
+    else
+        call_interface(iface, "up");
+}
+
+// This one and the milder ones.
+uint32_t allowed_stages(std::string_view last_stage)
+{
+    for (unsigned i = 0; i < watch_stages; i++)
+        if (last_stage == watch_stage_name(static_cast<WatchStage>(i)))
+            return (2U << i) - 1;
+    return (2U << static_cast<unsigned>(WatchStage::modem)) - 1;
+}
+
+} // namespace
+
+uint32_t find_stages(const ModemDriver &rec, const char *bus, std::string_view last_stage)
+{
+    const auto bit = [](WatchStage stage, bool holds) { return holds ? 1U << static_cast<unsigned>(stage) : 0U; };
+    const uint32_t allowed = allowed_stages(last_stage);
+    // An unlisted device may take a command for something else.
+    const bool is_listed = !is_unknown_device(rec);
+    const uint32_t power = bit(WatchStage::power, true) & allowed;
+    return allowed &
+           (bit(WatchStage::refresh, true) | bit(WatchStage::reconnect, true) | bit(WatchStage::radio, is_listed) |
+            bit(WatchStage::modem, is_listed) | bit(WatchStage::usb, access(authorized_file(bus).c_str(), W_OK) == 0) |
+            bit(WatchStage::power, power != 0 && can_power_cycle(bus)) | bit(WatchStage::router, true));
+}
+
+void act(const char *bus, const ModemDriver &rec, const WatchSettings &settings, WatchAction action, WatchStage stage)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        setsid();
+        for (const int number : {SIGTERM, SIGINT, SIGHUP})
+            signal(number, SIG_IGN);
+        do_action(bus, rec, settings, action, stage);
+        _exit(0);
+    }
+    while (child > 0 && waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
+
+void call_hooks(const char *what, const char *bus, const char *iface, const char *state, std::string_view reason)
+{
+    if (access(hooks_folder, X_OK) != 0)
+        return;
+    Text<100> plain{reason};
+    for (char *character = plain.data(); *character != '\0'; character++)
+        if (!is_made_of({character, 1}, "_-. "))
+            *character = ' ';
+    fork_exec2(compose_call_hooks(what, bus, iface, state, plain.view()));
+}
+
+void show_on_led(std::string_view led, bool is_online)
+{
+    if (led.empty() || !is_made_of(led, "_-.:"))
+        return;
+    const Text<32> name{led};
+    put(Text<96>::format("/sys/class/leds/%s/trigger", name.c_str()).c_str(), "none");
+    put(Text<96>::format("/sys/class/leds/%s/brightness", name.c_str()).c_str(), is_online ? "255" : "0");
+}
+
+void read_kept(const char *bus, WatchMemory &memory)
+{
+    Text<64> text;
+    read_file(kept_file(bus).c_str(), text.capacity() - 1, text);
+    std::string_view rest = text.view();
+    const auto take = [&rest](const char *name) {
+        if (take_until(rest, " ") != name)
+            return uint32_t{0};
+        return static_cast<uint32_t>(decimal(take_until(rest, "\n")).value_or(0));
+    };
+    memory.reboots = take("reboots");
+    memory.pin_sent = take("pin");
+    memory.by_hour[static_cast<size_t>(WatchStage::power)][0] = static_cast<uint8_t>(std::min(take("power"), 4U));
+}
+
+void keep(const char *bus, const WatchMemory &memory)
+{
+    const auto &powers = memory.by_hour[static_cast<size_t>(WatchStage::power)];
+    uint32_t power = 0;
+    for (const uint8_t count : powers)
+        power += count;
+    const bool is_refused = memory.cause == static_cast<uint32_t>(WatchCause::pin_refused);
+    const auto text =
+        Text<64>::format("reboots %u\npin %u\npower %u\n", memory.reboots, is_refused ? memory.pin_sent : 0, power);
+    Text<64> before;
+    const bool is_kept = read_file(kept_file(bus).c_str(), before.capacity() - 1, before) > 0;
+    if (before != text.view() && (is_kept || memory.reboots != 0 || is_refused || power != 0))
+        write_file(kept_file(bus).c_str(), text.view(), 0600);
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "core/model/modem_driver.h"
+#include "watch/decide.h"
+#include "watch/settings.h"
+
+// What the watch does. Each runs in a process of its own that SIGTERM does not end, so that a modem is never left with
+// its radio or its USB port switched off. The caller waits for it, and may be killed meanwhile.
+
+/// The stages that this modem and this board have, and that the user allows, as a set of bits.
+uint32_t find_stages(const ModemDriver &rec, const char *bus, std::string_view last_stage);
+
+/// Runs connect, disconnect, enter_pin or a stage.
+void act(const char *bus, const ModemDriver &rec, const WatchSettings &settings, WatchAction action, WatchStage stage);
+
+/// The hooks in /etc/hotplug.d/modem, in the background: ACTION is what happened.
+void call_hooks(const char *what, const char *bus, const char *iface, const char *state, std::string_view reason);
+
+/// Lights the LED, or makes it dark; an empty name is no LED.
+void show_on_led(std::string_view led, bool is_online);
+
+// What must outlive the router's start: how often it was started in vain, and the PIN that was refused.
+
+void read_kept(const char *bus, WatchMemory &memory);
+/// Writes the flash only if something has changed.
+void keep(const char *bus, const WatchMemory &memory);

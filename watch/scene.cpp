@@ -1,0 +1,343 @@
+#include "watch/scene.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <ctime>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include "at/at_session.h"
+#include "core/model/state_dir.h"
+#include "discovery/record/info.h"
+#include "discovery/record/snapshot.h"
+#include "discovery/usb/ports.h"
+#include "platform/clock.h"
+#include "platform/interface_state.h"
+#include "platform/ubus.h"
+#include "readings/fields.h"
+#include "status/traffic.h"
+#include "watch/actors.h"
+#include "watch/probe.h"
+
+namespace {
+
+constexpr int ubus_limit_s = 2;
+constexpr char scene_file[] = "watch";
+constexpr char pause_file[] = "watch.pause";
+constexpr char upgrade_file[] = "/tmp/modem_upgrade_status";
+constexpr time_t longest_upgrade_pause_s = 600; // its progress is written far more often
+
+using SceneText = Text<longest_watch_memory + 256>;
+
+// The texts of a scene, a line each, before the memory.
+template <typename Visit> void each_text(Scene &scene, Visit visit)
+{
+    visit(scene.device.out());
+    visit(scene.server.out());
+    visit(scene.address.out());
+    visit(scene.plug.out());
+    visit(scene.stamp.out());
+    visit(scene.sampled.out());
+    visit(scene.reason.out());
+}
+
+bool has_file(const char *path)
+{
+    return access(path, F_OK) == 0;
+}
+
+// A short mark of when the files were last written.
+Text<16> stamp_of_settings()
+{
+    uint32_t sum = 0;
+    for (const char *path : {"/etc/config/modemctl", "/etc/config/network"}) {
+        struct stat status = {};
+        stat(path, &status);
+        sum = sum * 31 + static_cast<uint32_t>(status.st_mtim.tv_sec) * 7 +
+              static_cast<uint32_t>(status.st_mtim.tv_nsec / 1000) + static_cast<uint32_t>(status.st_ino);
+    }
+    return Text<16>::format("%x", sum);
+}
+
+bool is_upgrading()
+{
+    struct stat status;
+    const time_t now = time(nullptr);
+    return stat(upgrade_file, &status) == 0 && status.st_mtime <= now &&
+           now - status.st_mtime < longest_upgrade_pause_s;
+}
+
+void count_packets(const Scene &scene, WatchObservation &seen)
+{
+    const DeviceCounters counters = read_device_counters(scene.device.view());
+    seen.received = static_cast<uint32_t>(counters.rx_packets);
+    seen.sent = static_cast<uint32_t>(counters.tx_packets);
+}
+
+// Without a process and without ubus: is the device up, and what is its IPv4 address?
+bool ask_device(const Text<16> &device, Text<16> &address)
+{
+    const Fd any{socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    ifreq request = {};
+    TextOut{request.ifr_name, sizeof request.ifr_name}.assign(device.view());
+    address.clear();
+    if (!any || ioctl(any.get(), SIOCGIFFLAGS, &request) != 0 || (request.ifr_flags & IFF_UP) == 0)
+        return false;
+    if (ioctl(any.get(), SIOCGIFADDR, &request) == 0)
+        inet_ntop(AF_INET, &reinterpret_cast<sockaddr_in *>(&request.ifr_addr)->sin_addr, address.data(),
+                  address.capacity());
+    return true;
+}
+
+bool is_our_device(const char *name)
+{
+    return name != nullptr && *name != '\0' && strlen(name) < 16 && is_made_of(name, "_-.") &&
+           strstr(name, "..") == nullptr;
+}
+
+size_t length_of(json_object *list)
+{
+    return json_object_is_type(list, json_type_array) ? json_object_array_length(list) : 0;
+}
+
+bool has_address(json_object *status)
+{
+    return length_of(kjson_get_object(status, "ipv4-address")) + length_of(kjson_get_object(status, "ipv6-address")) +
+               length_of(kjson_get_object(status, "ipv6-prefix")) >
+           0;
+}
+
+// The handlers' words for settings that no try makes right.
+bool is_settings_error(const char *code)
+{
+    for (const char *known : {"UNSUPPORTED_MODEM", "INVALID_OPTIONS", "MISSING_OPTION", "NO_HANDLER"})
+        if (strcmp(code, known) == 0)
+            return true;
+    return false;
+}
+
+// True if another interface than ours, one of its companions or the loopback has a way out.
+bool has_other_way_out(std::string_view iface)
+{
+    const UbusResult dump = ubus_call("network.interface", "dump", ubus_limit_s * 1000);
+    json_object *list = kjson_get_object(dump.reply.get(), "interface");
+    for (size_t i = 0; i < length_of(list); i++) {
+        json_object *entry = json_object_array_get_idx(list, i);
+        const char *name = kjson_get_string(entry, "interface");
+        if (name == nullptr || std::string_view{name}.starts_with(iface) || !kjson_get_boolean(entry, "up"))
+            continue;
+        json_object *routes = kjson_get_object(entry, "route");
+        for (size_t route = 0; route < length_of(routes); route++)
+            if (kjson_get_int(json_object_array_get_idx(routes, route), "mask") == 0)
+                return true;
+    }
+    return false;
+}
+
+WatchSim sim_of(SimState state)
+{
+    switch (state) {
+    case SimState::ready:
+    case SimState::puk2:
+        return WatchSim::ready;
+    case SimState::pin:
+        return WatchSim::pin;
+    case SimState::puk:
+        return WatchSim::puk;
+    case SimState::busy:
+        return WatchSim::wait;
+    case SimState::not_inserted:
+    case SimState::network_lock:
+    case SimState::failure:
+    case SimState::error:
+        return WatchSim::missing;
+    case SimState::untold:
+        break;
+    }
+    return WatchSim::untold;
+}
+
+WatchService service_of(Registration registration)
+{
+    if (registration <= Registration::registered)
+        return WatchService::registered;
+    if (registration == Registration::denied)
+        return WatchService::denied;
+    return registration == Registration::untold ? WatchService::untold : WatchService::searching;
+}
+
+// +CGPADDR: 1,"10.64.1.2"     (EC25; the addresses of all contexts)
+bool has_other_address(const char *bus, const Text<16> &address)
+{
+    ModemPort modem{};
+    Text<512> reply;
+    if (address.empty() || open_modem(bus, modem) != InfoResult::reported)
+        return false;
+    modem.session.ask("AT+CGPADDR", reply, 2000);
+    std::string_view rest = reply.view();
+    bool has_any = false;
+    for (std::string_view record; next_record(rest, "+CGPADDR:", record);) {
+        const Fields fields{record};
+        if (fields[1] == address.view())
+            return false;
+        has_any = has_any || (!fields[1].empty() && fields[1] != "0.0.0.0");
+    }
+    return has_any;
+}
+
+int16_t in_units(std::optional<int64_t> hundredths, int64_t unit)
+{
+    return hundredths ? static_cast<int16_t>(std::clamp<int64_t>(*hundredths / unit, -32767, 32767)) : not_measured;
+}
+
+void fill_sample(HistorySample &sample, const Report &report)
+{
+    const Cell &cell = report.serving;
+    sample.technology = static_cast<uint8_t>(report.technology);
+    sample.cell_id = cell.get(Quantity::cell_id).value_or(0);
+    sample.rsrp_dbm = in_units(cell.get(Quantity::rsrp), 100);
+    sample.rsrq_db10 = in_units(cell.get(Quantity::rsrq), 10);
+    sample.sinr_db10 = in_units(cell.get(Quantity::sinr), 10);
+    const auto rssi = cell.get(Quantity::rssi);
+    sample.rssi_dbm = rssi ? in_units(rssi, 100) : in_units(report.csq_rssi_dbm, 1);
+}
+
+} // namespace
+
+void read_scene(const char *bus, Scene &scene)
+{
+    SceneText text;
+    if (read_state(bus, scene_file, text.capacity() - 1, text) <= 0) {
+        read_kept(bus, scene.memory);
+        return;
+    }
+    std::string_view rest = text.view();
+    each_text(scene, [&rest](TextOut out) { out.assign(take_until(rest, "\n")); });
+    scene.memory = read_watch_memory(rest);
+}
+
+void write_scene(const char *bus, const Scene &scene)
+{
+    SceneText text;
+    Scene copy = scene;
+    each_text(copy, [&text](TextOut part) {
+        text.append(part.view());
+        text.append("\n");
+    });
+    Text<longest_watch_memory> memory;
+    write_watch_memory(scene.memory, memory);
+    text.append(memory.view());
+    write_state(bus, scene_file, text.view(), 0600);
+}
+
+int64_t paused_seconds(const char *bus)
+{
+    Text<24> end;
+    if (read_state(bus, pause_file, 20, end) <= 0)
+        return 0;
+    return std::max<int64_t>(decimal(trim(end.view())).value_or(0) - monotonic_ms() / 1000, 0);
+}
+
+WatchObservation observe(const char *bus, Scene &scene, WatchSettings &settings)
+{
+    const bool is_online = scene.memory.state == static_cast<uint32_t>(WatchState::online);
+    WatchObservation seen{.now = static_cast<uint32_t>(monotonic_ms() / 1000)};
+    const auto stamp = stamp_of_settings();
+    const auto plug = plug_number(bus);
+    seen.is_changed = stamp != scene.stamp.view() || (!plug.empty() && plug != scene.plug.view());
+    if (stamp != scene.stamp.view() || settings.iface.empty())
+        settings = read_watch_settings(bus);
+    scene.stamp = stamp;
+    scene.plug = plug;
+    seen.is_wanted = settings.is_enabled && !settings.is_disabled;
+    seen.is_paused = paused_seconds(bus) > 0;
+    seen.is_upgrading = is_upgrading();
+    seen.is_there = has_file(Text<64>::format("/sys/bus/usb/devices/%s", bus).c_str());
+    seen.has_ports = is_online;
+    if (seen.is_there && !is_online) {
+        const Json ports{json_object_new_array()};
+        seen.has_ports = bus_own_ports(bus, ports.get()) > 0;
+    }
+    Text<16> address;
+    const bool is_up = !scene.device.empty() && ask_device(scene.device, address);
+    seen.has_device = scene.device.empty() || (is_up && (scene.address.empty() || !address.empty()));
+    count_packets(scene, seen);
+    return seen;
+}
+
+void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen)
+{
+    seen.link = WatchLink::down;
+    bool has_companion = false;
+    bool is_addressed = false;
+    scene.server.clear();
+    for (const char *companion : {"", "_4", "_6"}) {
+        const auto name = Text<32>::format("%s%s", settings.iface.c_str(), companion);
+        const Json status = interface_status(name.c_str(), ubus_limit_s);
+        const bool is_main = *companion == '\0';
+        if (status == nullptr) {
+            if (is_main)
+                break; // never connected so far
+            continue;
+        }
+        json_object *errors = kjson_get_object(status.get(), "errors");
+        if (is_main) {
+            static constexpr WatchLink links[] = {WatchLink::up, WatchLink::pending, WatchLink::down};
+            seen.link = links[parse_interface_state(status.get())];
+            // A handler that has given up for good clears "autostart" too, and leaves its error.
+            seen.is_started = length_of(errors) > 0 || !kjson_contain_key(status.get(), "autostart") ||
+                              kjson_get_boolean(status.get(), "autostart");
+        }
+        for (size_t i = 0; i < length_of(errors); i++) {
+            const char *code = kjson_get_string(json_object_array_get_idx(errors, i), "code");
+            seen.is_misset = seen.is_misset || (code != nullptr && is_settings_error(code));
+        }
+        has_companion = has_companion || !is_main;
+        is_addressed = is_addressed || has_address(status.get());
+        if (const char *device = kjson_get_string(status.get(), "l3_device"); is_our_device(device))
+            scene.device.assign(device);
+        json_object *servers = kjson_get_object(status.get(), "dns-server");
+        if (scene.server.empty() && length_of(servers) > 0)
+            scene.server.assign(json_object_get_string(json_object_array_get_idx(servers, 0)));
+    }
+    if (seen.link == WatchLink::up && has_companion && !is_addressed)
+        seen.link = WatchLink::pending;
+    if (!ask_device(scene.device, scene.address))
+        scene.address.clear();
+    seen.has_other_wan = settings.last_stage.view() != "router" || has_other_way_out(settings.iface.view());
+    // A device that was not known before has counted from its own beginning.
+    count_packets(scene, seen);
+}
+
+void probe(const Scene &scene, const WatchSettings &settings, WatchObservation &seen)
+{
+    const Text<46> addresses[] = {settings.targets[0].empty() ? scene.server : settings.targets[0],
+                                  settings.targets[1]};
+    seen.is_probed = true;
+    seen.is_answered = probe_network(static_cast<WatchProbe>(settings.config.probe), scene.device.c_str(), addresses);
+}
+
+void ask_modem(const char *bus, const Scene &scene, WatchSettings &settings, WatchObservation &seen,
+               HistorySample &sample)
+{
+    const Json info{json_object_new_object()};
+    Report report;
+    const InfoResult result = add_info(info.get(), bus, PortUse::one_question, &report);
+    seen.is_told = true;
+    seen.is_silent = result == InfoResult::no_answer;
+    if (result != InfoResult::reported)
+        return;
+    write_snapshot(bus, info.get());
+    fill_sample(sample, report);
+    seen.sim = sim_of(report.sim_state);
+    seen.service = service_of(report.registration);
+    seen.pin_tries = static_cast<int32_t>(report.pin_tries.value_or(-1));
+    seen.is_roaming_forbidden = report.registration == Registration::roaming &&
+                                is_roaming_forbidden(settings.roaming.view(), report.serving.mcc.view());
+    settings.config.pin_hash = hash_pin(report.iccid.view(), settings.pin.view());
+    const bool is_suspect = scene.memory.state == static_cast<uint32_t>(WatchState::suspect);
+    seen.has_other_address = is_suspect && has_other_address(bus, scene.address);
+}

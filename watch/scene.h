@@ -1,0 +1,38 @@
+#pragma once
+
+#include "discovery/record/modem_record.h"
+#include "status/history.h"
+#include "watch/decide.h"
+#include "watch/settings.h"
+
+// What a step of the watch knows: what it remembers, the settings, and what was seen.
+
+/// Kept as a file of the state folder from step to step.
+struct Scene {
+    WatchMemory memory;
+    Text<16> device;  ///< the interface's network device, as the network daemon last said
+    Text<46> server;  ///< its first name server
+    Text<16> address; ///< IPv4, of the device itself; empty if it has none
+    Text<16> plug;    ///< plug number of the modem
+    Text<16> stamp;   ///< of the configuration files
+    Text<16> sampled; ///< uptime of the last sample
+    Text<64> reason;  ///< of the last change
+};
+void read_scene(const char *bus, Scene &scene);
+void write_scene(const char *bus, const Scene &scene);
+
+/// The seconds for which the watch is paused; 0 if it is not.
+int64_t paused_seconds(const char *bus);
+
+/// What costs no process and no question. It reads the settings again if their files have changed.
+WatchObservation observe(const char *bus, Scene &scene, WatchSettings &settings);
+
+/// Asks the network daemon about the interface and its companions.
+void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen);
+
+/// Asks a name server, or for an echo.
+void probe(const Scene &scene, const WatchSettings &settings, WatchObservation &seen);
+
+/// Asks the modem, a question at a time, keeps the answers as the snapshot, and fills the sample's signal.
+void ask_modem(const char *bus, const Scene &scene, WatchSettings &settings, WatchObservation &seen,
+               HistorySample &sample);

@@ -1,0 +1,287 @@
+#include "watch/watch.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
+#include <sys/mman.h>
+#include <syslog.h>
+
+#include "core/model/state_dir.h"
+#include "discovery/record/snapshot.h"
+#include "platform/clock.h"
+#include "readings/fields.h"
+#include "status/traffic.h"
+#include "watch/actors.h"
+#include "watch/scene.h"
+
+namespace {
+
+constexpr uint32_t sample_interval_s = 60;
+constexpr uint32_t read_interval_s = 5;
+constexpr int most_calls = 12;
+constexpr char pause_file[] = "watch.pause";
+constexpr char lock_file[] = "watch.lock";
+
+uint32_t uptime_s()
+{
+    return static_cast<uint32_t>(monotonic_ms() / 1000);
+}
+
+struct Watcher {
+    const char *bus;
+    Scene scene{};
+    WatchSettings settings{};
+    ModemDriver rec{};
+    bool is_read = false; ///< somebody has read the snapshot since the last step
+};
+
+Fd take_lock(const char *bus)
+{
+    Fd lock = open_state(bus, lock_file, O_RDWR | O_CREAT);
+    return lock && flock(lock.get(), LOCK_EX | LOCK_NB) == 0 ? std::move(lock) : Fd{};
+}
+
+// What the modem and the board have for the ladder. A healthy step does not need it.
+void find_means(Watcher &watcher)
+{
+    const Json ignored{json_object_new_object()};
+    detect_modem(watcher.rec, ignored.get(), watcher.bus);
+    watcher.settings.config.stages = find_stages(watcher.rec, watcher.bus, watcher.settings.last_stage.view());
+}
+
+std::string_view reason_of(std::string_view line)
+{
+    const size_t colon = line.find(": ");
+    return without_first(line, colon == std::string_view::npos ? 0 : colon + 2);
+}
+
+// A change is worth a line in the log, a call of the hooks, and the LED.
+void tell(Watcher &watcher, const WatchDecision &decision, WatchState before)
+{
+    const auto after = static_cast<WatchState>(watcher.scene.memory.state);
+    syslog(LOG_NOTICE, "%s: %s", watcher.bus, decision.line.c_str());
+    watcher.scene.reason.assign(reason_of(decision.line.view()));
+    call_hooks(decision.action == WatchAction::stage ? "stage" : "state", watcher.bus, watcher.settings.iface.c_str(),
+               watch_state_name(after), watcher.scene.reason.view());
+    if (before != after)
+        show_on_led(watcher.settings.led.view(), after == WatchState::online);
+}
+
+bool must_be_kept(const WatchMemory &before, const WatchDecision &decision)
+{
+    const bool is_last_stage = decision.action == WatchAction::stage && decision.stage >= WatchStage::power;
+    const bool is_refused = decision.memory.state == static_cast<uint32_t>(WatchState::blocked) &&
+                            before.state != decision.memory.state &&
+                            decision.memory.cause == static_cast<uint32_t>(WatchCause::pin_refused);
+    return is_last_stage || is_refused || before.reboots > decision.memory.reboots;
+}
+
+// @return false if the decision ends the step
+bool answer(Watcher &watcher, const WatchDecision &decision, WatchObservation &seen, HistorySample &sample)
+{
+    switch (decision.action) {
+    case WatchAction::again:
+        return true;
+    case WatchAction::look:
+        look(watcher.scene, watcher.settings, seen);
+        find_means(watcher);
+        return true;
+    case WatchAction::probe:
+        probe(watcher.scene, watcher.settings, seen);
+        return true;
+    case WatchAction::ask:
+        seen.is_told = true;
+        if (!watcher.rec.traits.drops_when_asked || seen.link != WatchLink::up)
+            ask_modem(watcher.bus, watcher.scene, watcher.settings, seen, sample);
+        return true;
+    case WatchAction::none:
+        return false;
+    default:
+        // Remembered first, so that a process that is killed meanwhile does not act twice.
+        write_scene(watcher.bus, watcher.scene);
+        act(watcher.bus, watcher.rec, watcher.settings, decision.action, decision.stage);
+        return false;
+    }
+}
+
+bool may_ask(const Watcher &watcher, WatchState state)
+{
+    const bool is_at_work = state != WatchState::off && state != WatchState::absent && state != WatchState::blocked;
+    return is_at_work && !(watcher.rec.traits.drops_when_asked && state == WatchState::online);
+}
+
+HistorySample new_sample()
+{
+    constexpr time_t year_2025 = 1'735'689'600; // an earlier time is that of a router whose clock is not set
+    const time_t now = time(nullptr);
+    return {.uptime_s = uptime_s(),
+            .time_s = now > year_2025 ? static_cast<uint32_t>(now) : 0,
+            .cell_id = 0,
+            .rx_bytes = 0,
+            .tx_bytes = 0,
+            .rssi_dbm = not_measured,
+            .rsrp_dbm = not_measured,
+            .rsrq_db10 = not_measured,
+            .sinr_db10 = not_measured,
+            .technology = 0,
+            .state = 0,
+            .spare = {}};
+}
+
+// Seconds to the next step.
+uint32_t take_step(Watcher &watcher)
+{
+    Scene &scene = watcher.scene;
+    WatchObservation seen = observe(watcher.bus, scene, watcher.settings);
+    if (!seen.is_there || (seen.is_changed && seen.has_ports))
+        find_means(watcher);
+    HistorySample sample = new_sample();
+    const uint32_t age = uptime_s() - static_cast<uint32_t>(decimal(scene.sampled.view()).value_or(0));
+    const bool is_due = scene.sampled.empty() || age >= sample_interval_s;
+    watcher.is_read = take_snapshot_mark(watcher.bus);
+    const auto state = static_cast<WatchState>(scene.memory.state);
+    if ((is_due || watcher.is_read) && seen.is_there && may_ask(watcher, state))
+        ask_modem(watcher.bus, scene, watcher.settings, seen, sample);
+    uint32_t wait = 1;
+    for (int calls = 0; calls < most_calls; calls++) {
+        const WatchMemory before = scene.memory;
+        const WatchDecision decision = decide(watcher.settings.config, scene.memory, seen);
+        scene.memory = decision.memory;
+        wait = decision.wait;
+        if (!decision.line.empty())
+            tell(watcher, decision, static_cast<WatchState>(before.state));
+        if (must_be_kept(before, decision))
+            keep(watcher.bus, decision.memory);
+        if (!answer(watcher, decision, seen, sample))
+            break;
+    }
+    if (is_due) {
+        sample.state = static_cast<uint8_t>(scene.memory.state);
+        const DeviceCounters counters = read_device_counters(scene.device.view());
+        sample.rx_bytes = counters.rx_bytes;
+        sample.tx_bytes = counters.tx_bytes;
+        add_history(watcher.bus, sample);
+        scene.sampled = Text<16>::format("%u", uptime_s());
+    }
+    write_scene(watcher.bus, scene);
+    return watcher.is_read ? std::min(wait, read_interval_s) : wait;
+}
+
+// What another process leaves in the state folder for the watch: a pause, its end, or that the snapshot was read.
+bool is_call(const char *name)
+{
+    return strcmp(name, pause_file) == 0 || strcmp(name, "info.read") == 0;
+}
+
+// Asleep, unless another process calls.
+void rest(const char *bus, uint32_t seconds)
+{
+    const Fd calls{inotify_init1(IN_CLOEXEC | IN_NONBLOCK)};
+    inotify_add_watch(calls.get(), state_dir(bus).c_str(), IN_MOVED_TO | IN_CREATE | IN_DELETE);
+    const int64_t end = monotonic_ms() + int64_t{seconds} * 1000;
+    for (int64_t left = end - monotonic_ms(); left > 0; left = end - monotonic_ms()) {
+        pollfd input{.fd = calls.get(), .events = POLLIN, .revents = 0};
+        if (poll(&input, 1, static_cast<int>(left)) <= 0)
+            continue;
+        alignas(inotify_event) std::array<char, 1024> events;
+        const ssize_t got = read(calls.get(), events.data(), events.size());
+        for (ssize_t at = 0; at + static_cast<ssize_t>(sizeof(inotify_event)) <= got;) {
+            const auto *event = reinterpret_cast<const inotify_event *>(events.data() + at);
+            if (event->len > 0 && is_call(event->name))
+                return;
+            at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+        }
+    }
+}
+
+// A step needs a document of the modem's report and deep calls; asleep, the process gives that memory back.
+void give_back_memory()
+{
+    constexpr size_t used_at_most = size_t{128} * 1024;
+    const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+    const auto here = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
+    const uintptr_t end = here / page * page - page; // the pages below are of calls that have returned
+    madvise(reinterpret_cast<void *>(end - used_at_most), used_at_most, MADV_DONTNEED);
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
+}
+
+void add_budgets(json_object *object, const WatchSettings &settings, const WatchMemory &memory)
+{
+    Json list{json_object_new_object()};
+    for (unsigned i = 0; i < watch_stages; i++) {
+        const auto stage = static_cast<WatchStage>(i);
+        kjson_add_int(list.get(), watch_stage_name(stage),
+                      static_cast<int32_t>(watch_budget(settings.config, memory, stage)));
+    }
+    kjson_add_object(object, "budgets", std::move(list));
+}
+
+} // namespace
+
+int watch_once(const char *bus)
+{
+    const Fd lock = take_lock(bus);
+    if (!lock)
+        return -1;
+    Watcher watcher{.bus = bus};
+    read_scene(bus, watcher.scene);
+    watcher.settings = read_watch_settings(bus);
+    find_means(watcher);
+    return static_cast<int>(take_step(watcher));
+}
+
+int watch_forever(const char *bus)
+{
+    const Fd lock = take_lock(bus);
+    if (!lock)
+        return -1;
+    Watcher watcher{.bus = bus};
+    read_scene(bus, watcher.scene);
+    watcher.settings = read_watch_settings(bus);
+    find_means(watcher);
+    for (;;) {
+        const uint32_t wait = take_step(watcher);
+        give_back_memory();
+        rest(bus, wait);
+    }
+}
+
+int pause_watch(const char *bus, int64_t seconds)
+{
+    return write_state(bus, pause_file, Text<24>::format("%lld\n", monotonic_ms() / 1000LL + seconds).view());
+}
+
+void resume_watch(const char *bus)
+{
+    remove_state(bus, pause_file);
+}
+
+bool add_watch_status(json_object *object, const char *bus)
+{
+    if (!has_state(bus, "watch"))
+        return false;
+    Scene scene;
+    read_scene(bus, scene);
+    const WatchMemory &memory = scene.memory;
+    const WatchSettings settings = read_watch_settings(bus);
+    kjson_add_string(object, "bus", bus);
+    kjson_add_string(object, "interface", settings.iface.view());
+    kjson_add_string(object, "state", watch_state_name(static_cast<WatchState>(memory.state)));
+    kjson_add_int(object, "since_s", static_cast<int32_t>(memory.clock - memory.since + uptime_s() - memory.seen));
+    kjson_add_string(object, "reason", scene.reason.view());
+    if (memory.next != 0)
+        kjson_add_string(object, "last_stage", watch_stage_name(static_cast<WatchStage>(memory.next - 1)));
+    kjson_add_int(object, "round", static_cast<int32_t>(memory.round));
+    kjson_add_int(object, "paused_s", static_cast<int32_t>(paused_seconds(bus)));
+    kjson_add_string(object, "device", scene.device.view());
+    add_budgets(object, settings, memory);
+    return true;
+}
