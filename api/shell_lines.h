@@ -7,6 +7,8 @@
 
 inline constexpr char find_mail_client[] = "opkg list-installed | grep ssmtp";
 inline constexpr char find_running_upgrade[] = "ps -w | grep modem_fw_flash | grep -v grep";
+// Only makers of routers have it.
+inline constexpr char upgrade_program[] = "/usr/bin/modem_fw_flash";
 inline constexpr char ask_sim_ready[] = "modemctl AT AT+CPIN? | grep READY";
 inline constexpr char ask_ep06_version[] = "modemctl AT AT+QGMR | grep EP06";
 inline constexpr char ask_ec25_version[] = "modemctl AT AT+QGMR | grep EC25";

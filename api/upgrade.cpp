@@ -8,6 +8,7 @@
 #include "api/request.h"
 #include "api/shell_lines.h"
 #include "core/model/printable.h"
+#include "platform/board.h"
 #include "platform/shell.h"
 
 namespace {
@@ -60,6 +61,10 @@ int32_t start_upgrade(const UpgradeRequest &wanted, json_object *response)
     if (command.empty()) {
         kjson_add_string(response, "msg", "The upgrade command is too long.");
         return modem_api_parameter_or_sim;
+    }
+    if (cmm_check_file_is_exist(upgrade_program) == 0) {
+        kjson_add_string(response, "msg", "This router cannot upgrade a modem: /usr/bin/modem_fw_flash is missing.");
+        return modem_api_not_supported;
     }
     Text<512> shown = command.c_str();
     hide_login(shown);

@@ -3,7 +3,7 @@
 namespace {
 
 // In the order of TextUse.
-constexpr std::string_view refused_characters[] = {"", "\"", " *?[\\", " \"$&'();<>\\`|~"};
+constexpr std::string_view refused_characters[] = {"", "\"", " *?[", " \"$&'();<>\\`|~"};
 
 // The web interface offers it. A handler that splits it sees a method and two words that it passes over.
 constexpr std::string_view both_methods = "PAP or CHAP";

@@ -1,6 +1,7 @@
 #include "connection/power.h"
 
 #include "connection/shell_lines.h"
+#include "platform/board.h"
 #include "platform/boards.h"
 #include "platform/shell.h"
 
@@ -44,6 +45,8 @@ void power_cycle_modem(const char *bus)
     const bool is_high = place != nullptr ? place->is_pulse_high : board.is_pulse_high;
     if (!file.empty())
         execCommand(compose_power_pulse(file.c_str(), is_high));
+    else if (cmm_check_file_is_exist(power_program) != 0)
+        execCommand(compose_power_program(bus));
 }
 
 bool can_power_cycle(const char *bus)

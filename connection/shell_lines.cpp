@@ -1,5 +1,15 @@
 #include "connection/shell_lines.h"
 
+ShellLine<100> compose_complete_section(const char *iface)
+{
+    return ShellLine<100>{"/usr/libexec/modemctl/section {}", Piece::interface(iface)};
+}
+
+ShellLine<64> compose_power_program(const char *bus)
+{
+    return ShellLine<64>{"/usr/libexec/modemctl/power {}", Piece::bus(bus)};
+}
+
 ShellLine<100> compose_interface_up(const char *iface)
 {
     return ShellLine<100>{"ubus call network.interface.{} up", Piece::interface(iface)};

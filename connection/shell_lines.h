@@ -12,6 +12,14 @@ inline constexpr char restart_multi_wan[] = "mwan3 restart";
 inline constexpr char kill_qmi_clients[] = "killall uqmi 2>/dev/null";
 inline constexpr char stop_shortcuts[] = "/etc/init.d/shortcut-fe stop";
 
+/// Programs of the OpenWrt package. Elsewhere they are missing, and not run.
+inline constexpr char complete_section_program[] = "/usr/libexec/modemctl/section";
+inline constexpr char power_program[] = "/usr/libexec/modemctl/power";
+
+/// Adds to the interface's section what OpenWrt's handlers read and the program does not write.
+ShellLine<100> compose_complete_section(const char *iface);
+/// Switches the power of the modem on bus off and on again, where the board has a switch of a known name.
+ShellLine<64> compose_power_program(const char *bus);
 /// Asks the network daemon to bring the interface up.
 ShellLine<100> compose_interface_up(const char *iface);
 /// Keeps the interface from coming up again by itself.

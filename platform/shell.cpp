@@ -63,10 +63,23 @@ void close_descriptors_from(unsigned first)
         close(static_cast<int>(descriptor));
 }
 
+// The OpenWrt package has its own programs of names that a stock OpenWrt lacks, or has with other arguments. They are
+// for this program's commands only, so their folder is in no other process's path. No memory is taken from the heap.
+void prefer_package_programs()
+{
+    static constexpr std::string_view name = "PATH=";
+    static Text<1024> path; // outlives this function, up to the exec
+    for (char **variable = environ; variable != nullptr && *variable != nullptr; variable++)
+        if (std::string_view{*variable}.starts_with(name) && path.append("PATH=/usr/libexec/modemctl/bin:") &&
+            path.append(*variable + name.size()))
+            *variable = path.data();
+}
+
 [[noreturn]] void become_shell(ShellCommand command)
 {
     close_descriptors_from(STDERR_FILENO + 1);
     reset_signals();
+    prefer_package_programs();
     execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
     _exit(127);
 }

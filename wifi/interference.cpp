@@ -11,7 +11,18 @@
 
 namespace {
 
+// The 2.4 GHz radio is "wifi0" on makers' routers. On OpenWrt it is the radio with this band, usually "radio0".
+Text<8> radio_section(const Uci &uci)
+{
+    for (const char *name : {"radio0", "radio1"})
+        if (uci.text<4>(Text<32>::format("wireless.%s.band", name).c_str()) == "2g" &&
+            uci.text<12>("wireless.wifi0").empty())
+            return name;
+    return "wifi0";
+}
+
 struct Radio {
+    Text<8> section;
     bool is_main_off;
     bool is_off; ///< the guests' network too
     Text<16> channel;
@@ -23,7 +34,8 @@ Radio read_radio()
     Radio radio;
     radio.is_main_off = uci.is_on("wireless.@wifi-iface[0].disabled");
     radio.is_off = radio.is_main_off && uci.is_on("wireless.guest2g.disabled");
-    radio.channel = uci.text<16>("wireless.wifi0.channel");
+    radio.section = radio_section(uci);
+    radio.channel = uci.text<16>(Text<32>::format("wireless.%s.channel", radio.section.c_str()).c_str());
     return radio;
 }
 
@@ -33,14 +45,18 @@ int32_t read_live_channel()
     if (!is_channel_free(radio.is_off, radio.channel.view()))
         return -1;
     Text<16> channel;
-    getShellCommandReturnLine(compose_read_channel(radio.is_main_off ? "ath3" : "ath0"), channel);
+    const char *device = radio.is_main_off ? "ath3" : "ath0";
+    if (radio.section != "wifi0")
+        device = radio.section.c_str(); // OpenWrt's iwinfo knows a radio by its section
+    getShellCommandReturnLine(compose_read_channel(device), channel);
     return text_to_int(channel.c_str());
 }
 
 void set_channel(int32_t channel)
 {
     const Uci uci = kuci2_init();
-    kuci2_set(uci, "wireless.wifi0.channel", Text<12>::format("%d", channel).c_str());
+    kuci2_set(uci, Text<32>::format("wireless.%s.channel", radio_section(uci).c_str()).c_str(),
+              Text<12>::format("%d", channel).c_str());
     kuci2_commit(uci, "wireless");
     wifi_restart();
 }

@@ -20,8 +20,10 @@ diff -u - "$root/files" <<EOF
 644 modemctl-data/usr/share/modem/apns
 644 modemctl-data/usr/share/modem/operator.dat
 644 modemctl-data/www/src/lib/apn-config.js
+755 modemctl/etc/hotplug.d/iface/19-modemctl
 755 modemctl/etc/hotplug.d/usb/30-modemctl
 755 modemctl/etc/init.d/modemctl
+755 modemctl/etc/init.d/modemctl-signal
 755 modemctl/etc/uci-defaults/30-modemctl
 755 modemctl/usr/bin/modemctl
 755 modemctl/usr/libexec/modemctl-reconnect
@@ -29,9 +31,10 @@ diff -u - "$root/files" <<EOF
 EOF
 (cd "$root/packages" && head -n 99 modemctl.control modemctl-api.control modemctl-data.control) >"$root/control"
 libraries="+libjson-c +libubus +libubox +libblobmsg-json +libuci"
+connections="+uqmi +comgt +kmod-usb-net-qmi-wwan +kmod-usb-serial-option"
 diff -u - "$root/control" <<EOF
 ==> modemctl.control <==
-Manager for USB cellular modems|$libraries||/etc/config/cellconf /etc/config/devconf /etc/config/smsrelay /etc/modemctl/models /etc/modemctl/worked-apns
+Manager for USB cellular modems|$libraries $connections||/etc/config/cellconf /etc/config/devconf /etc/config/smsrelay /etc/modemctl/models /etc/modemctl/worked-apns
 
 ==> modemctl-api.control <==
 Modem endpoints for a web back end|+modemctl $libraries||

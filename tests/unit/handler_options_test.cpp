@@ -39,7 +39,7 @@ struct UseRow {
     const char *refused; ///< of the printable characters
 };
 
-constexpr char splits[] = " *?[\\";
+constexpr char splits[] = " *?[";
 constexpr char runs[] = " \"$&'();<>\\`|~";
 constexpr char ends_at_text[] = "\"";
 

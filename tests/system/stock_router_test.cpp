@@ -1,0 +1,284 @@
+#include <algorithm>
+#include <set>
+
+#include <gtest/gtest.h>
+
+#include "tests/paths.h"
+#include "tests/system/harness.h"
+
+// What the OpenWrt package supplies in place of the programs of the routers' makers.
+
+namespace {
+
+using Lines = std::vector<std::string>;
+using Names = std::set<std::string>;
+
+const std::string files = SOURCE_ROOT "/packaging/openwrt/files";
+const std::string stand_ins = SOURCE_ROOT "/tests/data/openwrt";
+
+/// A router with the package. Programs that the simulator records, and a stock OpenWrt lacks, are taken away.
+RouterRun stock_router(Lines options, const std::string &script, const std::string &missing = "")
+{
+    options.insert(options.end(), {"--put", files + "/etc:/etc", "--put", files + "/usr:/usr", "--put",
+                                   stand_ins + "/logger:/usr/sbin/logger", "--put-text", "/tmp/sim_status=ready"});
+    const std::string take = missing.empty() ? "" : "for name in " + missing + "; do rm -f $(which -a $name); done; ";
+    return run_shell(options, take + script);
+}
+
+// What OpenWrt's handlers read, as each says itself when it is asked ("dump"), and what the network daemon reads of
+// every interface.
+const std::map<std::string, Names> read_by = {
+    {"qmi",
+     {"device", "apn", "v6apn", "auth", "username", "password", "pincode", "delay", "modes", "pdptype", "profile",
+      "v6profile", "dhcp", "dhcpv6", "autoconnect", "plmn", "timeout", "mtu"}},
+    {"mbim",
+     {"device", "apn", "pincode", "delay", "allow_roaming", "allow_partner", "auth", "username", "password", "dhcp",
+      "dhcpv6", "pdptype", "mtu"}},
+    {"ncm",
+     {"device", "ifname", "apn", "auth", "username", "password", "pincode", "delay", "mode", "pdptype", "profile"}},
+    {"directip", {"device", "apn", "pincode", "auth", "username", "password"}},
+    {"3g",
+     {"username", "password", "keepalive", "demand", "pppd_options", "ipv6", "mtu", "device", "apn", "service",
+      "pincode", "delay", "dialnumber"}},
+};
+const Names read_of_all = {"proto", "metric", "disabled", "auto", "defaultroute", "peerdns", "dns"};
+/// Makers' handlers and this program read these. Every connect writes them.
+const Names read_by_others = {"ifname", "node", "service", "raw_ip"};
+/// What a connection needs to be whole there.
+const std::map<std::string, Names> needed_by = {
+    {"qmi", {"device", "apn", "pdptype", "metric"}},
+    {"mbim", {"device", "apn", "pdptype", "metric"}},
+    {"ncm", {"device", "apn", "pdptype", "metric"}},
+    {"directip", {"device", "apn"}},
+    {"3g", {"device", "apn"}},
+};
+
+struct SectionRow {
+    const char *modem;
+    const char *connect;
+    const char *proto;
+    const char *device;
+};
+const SectionRow section_rows[] = {
+    {"EC25", "connect qmi /dev/cdc-wdm0 fdd_lte internet", "qmi", "/dev/cdc-wdm0"},
+    {"EC25", "connect serial /dev/ttyUSB3 fdd_lte internet", "3g", "/dev/ttyUSB3"},
+    {"EP06", "connect qmi /dev/cdc-wdm0 fdd_lte internet", "qmi", "/dev/cdc-wdm0"},
+    {"EC200T", "connect serial /dev/ttyUSB2 fdd_lte internet", "ncm", "/dev/ttyUSB2"},
+    {"ME3630", "connect serial /dev/ttyUSB1 fdd_lte internet", "ncm", "/dev/ttyUSB1"},
+    {"MC7430", "connect serial /dev/ttyUSB2 fdd_lte internet", "directip", "/dev/ttyUSB2"},
+    {"SIMCOM7600", "connect serial /dev/ttyUSB3 fdd_lte internet", "qmi", "/dev/cdc-wdm0"}, // its kernel driver's
+    {"BG95", "connect serial /dev/ttyUSB2 fdd_lte internet", "3g", "/dev/ttyUSB2"},
+};
+
+TEST(StockRouter, GetsASectionWithWhatItsHandlersReadAndNothingElse)
+{
+    for (const SectionRow &row : section_rows) {
+        const RouterRun run = stock_router({"--modem", row.modem, "--link", "setup=never"},
+                                           std::string{"modemctl "} + row.connect +
+                                               " >/dev/null; uci show network.modem_1_1_2 | sed -n "
+                                               "\"s/^network.modem_1_1_2.\\([^=]*\\)='\\(.*\\)'$/\\1 \\2/p\"");
+        std::map<std::string, std::string> section;
+        std::istringstream lines{run.out};
+        for (std::string line; std::getline(lines, line);)
+            section[line.substr(0, line.find(' '))] = line.substr(line.find(' ') + 1);
+        EXPECT_EQ(section["proto"], row.proto) << row.modem;
+        EXPECT_EQ(section["device"], row.device) << row.modem;
+        for (const auto &[option, value] : section)
+            EXPECT_TRUE(read_by.at(row.proto).contains(option) || read_of_all.contains(option) ||
+                        read_by_others.contains(option))
+                << row.modem << " " << row.proto << ": nobody reads " << option;
+        for (const std::string &option : needed_by.at(row.proto))
+            EXPECT_FALSE(section[option].empty()) << row.modem << " " << row.proto << " lacks " << option;
+        const bool has_ip_type = read_by.at(row.proto).contains("pdptype");
+        EXPECT_EQ(section["pdptype"], has_ip_type ? "ipv4v6" : "") << row.modem;
+    }
+}
+
+TEST(StockRouter, TakesTheUsersIpTypeAndModesOverEveryConnect)
+{
+    const RouterRun run =
+        stock_router({"--modem", "EC25", "--link", "setup=100"},
+                     "uci set devconf.modem_1_1_2=interface; uci set devconf.modem_1_1_2.pdptype=ipv6; "
+                     "uci set devconf.modem_1_1_2.modes=lte,umts; uci commit devconf; for i in 1 2; do "
+                     "modemctl connect qmi /dev/cdc-wdm0 fdd_lte internet >/dev/null; "
+                     "uci get network.modem_1_1_2.pdptype; uci get network.modem_1_1_2.modes; uci changes; done");
+    EXPECT_EQ(run.out, "ipv6\nlte,umts\nipv6\nlte,umts\n") << run.err;
+}
+
+const std::string iface_event = "; . /etc/hotplug.d/iface/19-modemctl); ";
+
+std::string event(const std::string &action, const std::string &device = "wwan0")
+{
+    return "(ACTION=" + action + "; INTERFACE=modem_1_1_2; DEVICE=" + device + iface_event;
+}
+
+TEST(StockRouter, TriesIpv4AloneWhereBothAreRefusedAndTheOtherWayRound)
+{
+    const std::string type = "uci get network.modem_1_1_2.pdptype; ";
+    const RouterRun run = stock_router({"--modem", "EC25", "--link", "setup=never"},
+                                       "modemctl connect qmi /dev/cdc-wdm0 fdd_lte internet >/dev/null; " + type +
+                                           event("ifup-failed", "") + type +
+                                           "modemctl connect qmi /dev/cdc-wdm0 fdd_lte internet >/dev/null; " + type +
+                                           event("ifup-failed", "") + type +
+                                           "uci set devconf.modem_1_1_2=interface; "
+                                           "uci set devconf.modem_1_1_2.pdptype=ipv4v6; uci commit; " +
+                                           event("ifup-failed", "") + type + "cat /tmp/log");
+    EXPECT_EQ(run.out, "ipv4v6\nip\nip\nipv4v6\nipv4v6\n"
+                       "modem_1_1_2: not connected with IPv4 and IPv6, trying IPv4 alone\n")
+        << run.err;
+}
+
+TEST(StockRouter, ForcesTheTtlOfTheDeviceThatTheInterfaceHasUntilTheSettingGoes)
+{
+    const std::string set = R"(modemapi post /modem/set '{"modem_id":3,"device":"/dev/cdc-wdm0")";
+    const std::string show = "cat /var/run/modemctl-ttl.* 2>/dev/null; echo .; ";
+    const RouterRun run =
+        stock_router({"--modem", "EC25", "--link", "setup=100"},
+                     set + ",\"ttl\":65}' >/dev/null; " + event("ifup", "wwan3") + show + event("ifup", "wwan4") +
+                         event("ifup", "wwan4") + show + event("ifup", "'wwan4\";'") + show + set + "}' >/dev/null; " +
+                         event("ifup") + show);
+    EXPECT_EQ(run.out, "oifname \"wwan3\" ip ttl set 65\noifname \"wwan3\" ip6 hoplimit set 65\n.\n"
+                       "oifname \"wwan4\" ip ttl set 65\noifname \"wwan4\" ip6 hoplimit set 65\n.\n"
+                       ".\n.\n")
+        << run.err;
+    const auto commands = run.journal_of("run");
+    EXPECT_EQ(std::count(commands.begin(), commands.end(), "/etc/init.d/firewall reload") -
+                  std::count(run.journal.begin(), run.journal.end(), "shell\tmodemapi\t/etc/init.d/firewall reload"),
+              3)
+        << "once for each change";
+}
+
+TEST(StockRouter, SendsAMessageByTheDaemonsSpoolAndNotByTheDaemonsScript)
+{
+    const std::string daemons_script =
+        "mkdir -p /var/spool/sms/outgoing; printf '#!/bin/sh\\n# a sms file in the outgoing "
+        "queue.\\ntouch /tmp/wrong\\n' >/usr/bin/sendsms; chmod 755 /usr/bin/sendsms; ";
+    const std::string show =
+        "cd /var/spool/sms/outgoing; for file in *; do cat $file; echo; rm $file; done; ls /tmp/wrong "
+        "/var/spool/sms/send* 2>/dev/null; ";
+    const auto send = [](const std::string &members) {
+        return "modemapi post /modem/sms/send '{\"modem_id\":3," + members + "}' >/dev/null; ";
+    };
+    const RouterRun run = stock_router(
+        {"--modem", "EC25"},
+        daemons_script + send("\"number\":\"+4917012345\",\"message\":\"hello world $(touch /tmp/wrong)\"") + show +
+            send("\"number\":\"110\",\"message\":\"Grüße\",\"type\":\"national\"") + show +
+            send("\"number\":\"1;2\",\"message\":\"no number\"") +
+            send("\"number\":\"110\",\"message\":\"a\",\"type\":\"b\\nc\"") + "ls /var/spool/sms/outgoing",
+        "sendsms");
+    EXPECT_EQ(run.out, "To: 4917012345\nTo_TOA: international\n\nhello world $(touch /tmp/wrong)\n"
+                       "To: 110\nTo_TOA: national\nAlphabet: UTF-8\n\nGrüße\n");
+}
+
+TEST(StockRouter, LooksForMessagesInTheSpoolThatIsInMemory)
+{
+    const std::string message = "From: 49170\\nSent: 26-11-22 05:00:00\\n\\nhello";
+    const RouterRun run = stock_router(
+        {"--modem", "EC25"}, "rm -rf /etc/spool/sms; sh /etc/uci-defaults/30-modemctl; readlink /etc/spool/sms; "
+                             "printf '" +
+                                 message +
+                                 "' >/var/spool/sms/incoming/GMS99.abc; "
+                                 "modemapi get /modem/sms/list '{\"modem_id\":3}' | grep -c hello; "
+                                 "sh /etc/uci-defaults/30-modemctl; ls -d /var/spool/sms/sms 2>/dev/null");
+    EXPECT_EQ(run.out, "/var/spool/sms\n1\n") << run.err;
+}
+
+TEST(StockRouter, LeavesSendingToTheMakersProgramWhereThereIsOne)
+{
+    const RouterRun run =
+        stock_router({"--modem", "EC25"}, "modemapi post /modem/sms/send "
+                                          "'{\"modem_id\":3,\"number\":\"110\",\"message\":\"hello\"}'");
+    EXPECT_EQ(run.journal_of("run"), Lines{"/usr/sbin/sendsms 110 hello international"});
+}
+
+TEST(StockRouter, MailsByMsmtpWhereSsmtpIsGone)
+{
+    const std::string account = R"(modemapi post /modem/sms/account '{"account":"me@example.org",)"
+                                R"("password":"secret","smtp":"mail.example.org:587"}'; )";
+    const std::string put = "program() { mkdir -p /usr/bin; printf '#!/bin/sh\\n%s\\n' \"$2\" >/usr/bin/$1; chmod 755 "
+                            "/usr/bin/$1; }; program apk 'echo \"base-files-1~abc x86_64 {base} [installed]\"'; ";
+    const RouterRun none = stock_router({"--modem", "EC25"}, put + account, "opkg ssmtp");
+    EXPECT_NE(none.out.find("ssmtp don't exist"), std::string::npos) << none.out;
+    const RouterRun run =
+        stock_router({"--modem", "EC25"},
+                     put + "mkdir -p /etc/ssmtp; program msmtp 'echo \"$@\" >/tmp/mailed; cat >>/tmp/mailed'; " +
+                         account + "cat /tmp/mailed",
+                     "opkg ssmtp timeout");
+    EXPECT_EQ(run.out.find("ssmtp don't exist"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("--port=587 --host=mail.example.org --from=me@example.org --user=me@example.org --auth=on "
+                           "--timeout=15 --passwordeval=sed -n 's/^AuthPass=//p' /etc/ssmtp/ssmtp.conf --tls=on "
+                           "--tls-starttls=on -- me@example.org\n"),
+              std::string::npos)
+        << run.out << run.err;
+    EXPECT_EQ(run.out.find("secret"), std::string::npos);
+}
+
+TEST(StockRouter, SaysThatItCannotUpgradeAModem)
+{
+    const RouterRun run = stock_router(
+        {"--modem", "EP06"},
+        R"(modemapi post /modem/upgrade '{"modem_url":"http://example.org/fw.zip","target_version":"EP06_2",)"
+        R"("current_version":"EP06ELAR03A08M4G_01.001.01.001","firmware_upload":"0","hash_type":"md5","hash_value":"d4"}')",
+        "modem_fw_flash");
+    EXPECT_EQ(run.out.find("-17"), 0u) << run.out;
+    EXPECT_NE(run.out.find("modem_fw_flash is missing"), std::string::npos) << run.out;
+}
+
+TEST(StockRouter, MovesTheRadioThatOpenWrtCallsByItsOwnName)
+{
+    const RouterRun run = stock_router(
+        {"--modem", "EC25", "--answer", "iwinfo radio1 info:0:          Mode: Master  Channel: 1 (2.412 GHz)"},
+        "uci set wireless.radio0=wifi-device; uci set wireless.radio0.band=5g; uci set wireless.radio1=wifi-device; "
+        "uci set wireless.radio1.band=2g; uci set wireless.radio1.channel=auto; uci set devconf.modem.dev1=40; uci "
+        "commit; "
+        "modemctl wifi_lte_interference; uci get wireless.radio1.channel");
+    EXPECT_EQ(run.out, "11\n") << run.err;
+}
+
+TEST(StockRouter, SwitchesThePowerByTheNamesThatLinesHave)
+{
+    const std::string none = "rm -rf /sys/class/leds/*:usbpow* /sys/class/leds/*:3gcontrol /sys/class/gpio/*; ";
+    const std::string cycle = "(sleep 0.5; cat /sys/class/gpio/*/value) & " + built("call_operation") +
+                              " 3 1-1.2 power_cycle; cat /sys/class/gpio/*/value; tail -n 1 /tmp/log; ";
+    const auto line = [](const std::string &name, const std::string &level) {
+        return "mkdir -p /sys/class/gpio/" + name + "; echo " + level + " >/sys/class/gpio/" + name + "/value; ";
+    };
+    EXPECT_EQ(stock_router({"--modem", "EC25"}, none + line("modem-reset", "0") + cycle).out,
+              "1\n0 \n0\n1-1.2: switching /sys/class/gpio/modem-reset/value\n");
+    EXPECT_EQ(stock_router({"--modem", "EC25"}, none + line("gpio407", "1") +
+                                                    "uci add system gpio_switch >/dev/null; "
+                                                    "uci set system.@gpio_switch[0].name='USB Power'; "
+                                                    "uci set system.@gpio_switch[0].gpio_pin=407; uci commit; " +
+                                                    cycle)
+                  .out,
+              "0\n0 \n1\n1-1.2: switching /sys/class/gpio/gpio407/value\n");
+    EXPECT_EQ(stock_router({"--modem", "EC25"}, none + line("led_blue", "1") + cycle.substr(cycle.find("& ") + 2)).out,
+              "0 \n1\n1-1.2: this board has no power switch with the name of a modem\n");
+}
+
+TEST(StockRouter, HasTheLevelsOfModemsThatHaveNoOperationForThem)
+{
+    const std::string state =
+        "/usr/libexec/modemctl/state 1-1.2; cat /tmp/modem.1-1.2/signal; modemctl signal | tr -d ' \\n'";
+    const RouterRun run = stock_router({"--modem", "SIMCOM7600"}, "modemctl carrier >/dev/null; " + state);
+    EXPECT_EQ(run.out,
+              "{\"type\":\"lte\",\"rsrp\":-109,\"rsrq\":-18,\"snr\":80,\"rssi\":-74}\n"
+              "{\"signals\":[{\"type\":\"LTE\",\"rssi\":\"-74\",\"rsrp\":\"-109\",\"rsrq\":\"-18\",\"sinr\":\"80\"}],"
+              "\"strength\":2,\"mode\":\"4G\"}")
+        << run.err;
+    EXPECT_EQ(stock_router({"--modem", "EC25"}, "modemctl carrier >/dev/null; /usr/libexec/modemctl/state 1-1.2; "
+                                                "ls /tmp/modem.1-1.2/signal 2>/dev/null")
+                  .out,
+              "")
+        << "it has an operation for them";
+}
+
+TEST(StockRouter, NamesTheCardThatItsModemMustKnow)
+{
+    const std::string state = "/usr/libexec/modemctl/state 1-1.2; cat /tmp/sim_type 2>/dev/null; ";
+    EXPECT_EQ(stock_router({"--modem", "EC25,imsi=311480123456789"}, state + state).out, "verizon\nverizon\n");
+    EXPECT_EQ(stock_router({"--modem", "EC25,imsi=232031234567890"}, "echo verizon >/tmp/sim_type; " + state).out, "")
+        << "another card";
+}
+
+} // namespace
