@@ -10,7 +10,8 @@ int digit_of(char character)
     return digit ? static_cast<int>(*digit) : -1;
 }
 
-// The lowest bit of the last digit is band 1.
+} // namespace
+
 bool add_mask(std::string_view mask, BandSet &bands)
 {
     constexpr size_t longest = 128; // 512 bands
@@ -29,7 +30,6 @@ bool add_mask(std::string_view mask, BandSet &bands)
     return true;
 }
 
-// "1:3:7:20"
 bool add_list(std::string_view list, BandSet &bands)
 {
     bool understood = false;
@@ -40,8 +40,6 @@ bool add_list(std::string_view list, BandSet &bands)
         }
     return understood;
 }
-
-} // namespace
 
 // +QCFG: "band",0x5af0,0x2000001e0bb1f39df,0x0       (EM12: GSM and WCDMA, LTE, TD-SCDMA)
 // +QCFG: "band",0xf,0x100002000000000f0e189f,0x...   (BG95: GSM, eMTC, NB-IoT)

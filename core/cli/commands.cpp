@@ -10,6 +10,7 @@
 #include "core/cli/connect_commands.h"
 #include "core/cli/info_command.h"
 #include "core/cli/modems.h"
+#include "core/cli/radio_commands.h"
 #include "core/cli/record_command.h"
 #include "core/cli/watch_command.h"
 #include "core/model/modem.h"
@@ -209,6 +210,8 @@ constexpr Command commands[] = {
     {"wifi_lte_interference", run_wifi_lte_interference, "move Wi-Fi away from the LTE band in use"},
     {"info",                  run_info,                  "[--json] [--all]: all about the modem",    no_slot, true},
     {"apn",                   run_apn,                   "[--json]: APNs that fit the SIM card",     no_slot, true},
+    {"bands",                 run_bands,                 "[--set B3,n78|auto | --restore] [--keep]",  no_slot, true},
+    {"mode",                  run_mode,                  "[auto|4g|5g|4g+5g|3g|2g | --restore]",     no_slot, true},
     {"record",                run_record,                "FILE: what the modem says, for a report",  no_slot, true},
     {"watch",                 run_watch,                 "[status|pause 30m|resume]: keep online",    no_slot, true},
     {"modems",                run_modems,                "[--json]: buses with a modem",             no_slot, true},
