@@ -13,7 +13,8 @@
 namespace {
 
 constexpr int probe_limit_ms = 300;
-constexpr char port_file[] = "at-port"; // the plug number and the path, a line each
+constexpr int kept_port_limit_ms = 2000; // this port has answered before
+constexpr char port_file[] = "at-port";  // the plug number and the path, a line each
 
 InfoResult open_path(ModemPort &modem)
 {
@@ -46,6 +47,12 @@ void keep_path(const char *bus, const Text<16> &plug, const Text<30> &path)
         write_state(bus, port_file, Text<64>::format("%s\n%s\n", plug.c_str(), path.c_str()).view());
 }
 
+bool answers(ModemPort &modem, int limit_ms)
+{
+    Text<64> reply;
+    return modem.session.ask("AT", reply, limit_ms) == AtSession::Answer::complete;
+}
+
 // Each port once, in the order of the interfaces. A port that prints of itself (NMEA) does not answer, nor does one
 // that is busy; if none answers, the busy one may be it.
 InfoResult find_answering_port(const char *bus, ModemPort &modem)
@@ -62,8 +69,7 @@ InfoResult find_answering_port(const char *bus, ModemPort &modem)
             result = opened;
         if (opened != InfoResult::reported)
             continue;
-        Text<64> reply;
-        if (modem.session.ask("AT", reply, probe_limit_ms) == AtSession::Answer::complete)
+        if (answers(modem, probe_limit_ms))
             return InfoResult::reported;
         modem.session.close();
     }
@@ -73,9 +79,12 @@ InfoResult find_answering_port(const char *bus, ModemPort &modem)
 InfoResult open_answering_port(const char *bus, ModemPort &modem)
 {
     const Text<16> plug = plug_number(bus);
-    if (read_kept_path(bus, plug, modem.path))
-        if (const InfoResult opened = open_path(modem); opened != InfoResult::no_answer)
+    if (read_kept_path(bus, plug, modem.path)) {
+        const InfoResult opened = open_path(modem);
+        if (opened == InfoResult::port_busy || (opened == InfoResult::reported && answers(modem, kept_port_limit_ms)))
             return opened;
+        modem.session.close();
+    }
     const InfoResult result = find_answering_port(bus, modem);
     if (result == InfoResult::reported)
         keep_path(bus, plug, modem.path);

@@ -119,6 +119,18 @@ TEST(ModernModem, IsReportedTheSameWithoutARow)
     EXPECT_TRUE(has(run.out, R"("technology":"NR5G-NSA")")) << run.out;
 }
 
+// The kernel can give the ports other names, and a modem can move its AT port.
+TEST(ModernModem, IsFoundAgainWhenItsPortNoLongerAnswers)
+{
+    const RouterRun run =
+        run_with_models("RM520N",
+                        {"sh", "-c",
+                         "modemctl info >/dev/null; sed -i s/ttyUSB2/ttyUSB0/ /tmp/modem.1-1.2/at-port; "
+                         "modemctl info --json | grep -o '\"dialect\":\"[a-z]*\"'; tail -n 1 /tmp/modem.1-1.2/at-port"},
+                        {});
+    EXPECT_EQ(run.out, "\"dialect\":\"quectel\"\n/dev/ttyUSB2\n");
+}
+
 TEST(ModelsFile, MakesTheFixedCommandsServeItsModels)
 {
     EXPECT_EQ(run_with_models("RM520N", {"modemctl", "get_mode"}).out, "get_mode: 5G\n");
