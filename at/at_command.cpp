@@ -106,20 +106,20 @@ AtCommand AtCommand::format(const char *format, ...)
     return AtCommand{text.view()};
 }
 
-int at_command(const char *port_path, AtCommand command, TextOut reply, int capacity)
+int at_command(const char *port_path, const AtCommand &command, TextOut reply, int capacity)
 {
     const size_t wanted = static_cast<size_t>(capacity > 0 ? capacity : default_capacity);
     const size_t room = std::min(wanted, reply.capacity());
     reply.clear();
-    const int budget = silence_budget(command.view());
-    command.append_line_end();
+    AtCommand line = command;
+    line.append_line_end();
 
     SerialPort port;
     if (const int opened = serial_open(port, port_path, line_rate, 0, port_timeout_ms, lock_port); opened < 0)
         return opened == serial_held ? -2 : -1;
     serial_flush(port);
-    serial_write_all(port, command.view().size(), command.view().data());
-    const size_t total = collect(port, reply.data(), room, budget);
+    serial_write_all(port, line.view().size(), line.view().data());
+    const size_t total = collect(port, reply.data(), room, silence_budget(command.view()));
     reply.data()[room - 1] = '\0';
     return total > 0 ? 0 : -1;
 }

@@ -32,7 +32,7 @@ class AtCommand {
 /// @param capacity  0 or less means 4096; never more than reply holds
 /// @return 0 when anything arrived, which says nothing about the command's success (see reply_has_ok); -1 when the port
 /// cannot be opened or nothing arrived; -2 when another process holds the port. reply is empty unless 0 is returned
-[[gnu::noinline]] int at_command(const char *port_path, AtCommand command, TextOut reply, int capacity);
+[[gnu::noinline]] int at_command(const char *port_path, const AtCommand &command, TextOut reply, int capacity);
 int at_command(const char *port_path, const AtCommand &command, TextOut reply);
 
 /// After how many half-seconds of silence in total a transaction with that command gives up.

@@ -134,7 +134,7 @@ def own_bytes(folder):
     total = {False: 0, True: 0}
     of_info = info_objects()
     for line in text.splitlines():
-        member = re.search(r"\blibrooms\.a\(([^)]*)\)|/core/cli/(main\.cpp\.o)", line)
+        member = re.search(r"\blib(?:program_)?rooms\.a\(([^)]*)\)|/core/cli/(main\.cpp\.o)", line)
         if not member:
             continue
         # lld: address, load address, size, alignment; ld: address, size. What is left out has no address.

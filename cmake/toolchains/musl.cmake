@@ -14,6 +14,10 @@ set(leave_out "-s -Wl,-T,\"${CMAKE_CURRENT_LIST_DIR}/leave_out.ld\"")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static ${leave_out}")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "${leave_out}")
 set(POSITION_INDEPENDENT_PROGRAM OFF CACHE BOOL "")
+# Without a table of addresses, which every call would go through, code for MIPS is a seventh smaller.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^mips")
+    set(PROGRAM_OPTIONS -fno-pic -mno-abicalls -mno-gpopt CACHE STRING "")
+endif()
 
 set(CMAKE_FIND_ROOT_PATH "${CROSS_CACHE}/${TARGET}")
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

@@ -68,6 +68,18 @@ TEST_P(Product, HasNoConstructorsThatRunAtStart)
     EXPECT_LE(size / sizeof(void *), 1u);
 }
 
+TEST_P(Product, IsHardened)
+{
+    const std::string file = BUILD_ROOT "/" + std::string{GetParam()};
+    EXPECT_NE(output_of("readelf -dW " + file).find("NOW"), std::string::npos) << "addresses are looked up later";
+    const std::string segments = output_of("readelf -lW " + file);
+    EXPECT_NE(segments.find("GNU_RELRO"), std::string::npos) << segments;
+    EXPECT_TRUE(std::regex_search(segments, std::regex{R"(GNU_STACK +[0-9a-fx ]+RW )"})) << segments;
+    const std::string symbols = output_of("readelf --dyn-syms -W " + file);
+    EXPECT_NE(symbols.find("__stack_chk_fail"), std::string::npos) << "no stack protector";
+    EXPECT_TRUE(std::regex_search(symbols, std::regex{"__(?!stack)[a-z]+_chk"})) << "no buffer is checked";
+}
+
 INSTANTIATE_TEST_SUITE_P(All, Product, testing::Values("modemctl", "libmodemapi.so"));
 
 TEST(ModemApiLibrary, ExportsItsGetterAndNothingElse)
