@@ -6,7 +6,7 @@
 #include "connection/multi_wan.h"
 #include "connection/setting_options.h"
 #include "connection/shell_lines.h"
-#include "discovery/usb/usb_node.h"
+#include "discovery/usb/ports.h"
 #include "drivers/sim_watcher.h"
 #include "platform/boards.h"
 #include "platform/shell.h"

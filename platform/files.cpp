@@ -102,16 +102,15 @@ int write_at(int folder, const char *path, std::string_view content, mode_t new_
 
 } // namespace
 
-bool entry_is_dots(const dirent &entry)
+bool entry_is_dots(const char *name)
 {
-    const std::string_view name = entry.d_name;
-    return name == "." || name == "..";
+    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
-bool entry_is_directory(const char *path, const dirent &entry)
+bool entry_is_directory(const char *path, uint8_t type)
 {
-    if (entry.d_type != DT_UNKNOWN)
-        return entry.d_type == DT_DIR;
+    if (type != DT_UNKNOWN)
+        return type == DT_DIR;
     struct stat status;
     return lstat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }

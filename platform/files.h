@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <dirent.h>
 #include <memory>
@@ -43,12 +44,12 @@ struct DirectoryClose {
 };
 using Directory = std::unique_ptr<DIR, DirectoryClose>;
 
-/// True if entry is "." or "..".
-bool entry_is_dots(const dirent &entry);
+/// True if an entry's name is "." or "..".
+bool entry_is_dots(const char *name);
 
-/// True if entry, whose whole path is path, is a directory. If the entry has no type, the file system is asked. A
-/// symbolic link is not a directory.
-bool entry_is_directory(const char *path, const dirent &entry);
+/// True if the entry of that type (DT_DIR), whose whole path is path, is a directory. If the entry has no type, the
+/// file system is asked. A symbolic link is not a directory.
+bool entry_is_directory(const char *path, uint8_t type);
 
 /// Opens a regular file for reading, and never blocks on a FIFO. Null if path is not a regular file or cannot be
 /// opened.

@@ -40,7 +40,7 @@ template <typename Visit> bool for_each_name(const char *folder, const char *par
     if (!directory)
         return false;
     while (const dirent *entry = readdir(directory.get()))
-        if (!entry_is_dots(*entry) && strstr(entry->d_name, part) != nullptr)
+        if (!entry_is_dots(entry->d_name) && strstr(entry->d_name, part) != nullptr)
             visit(entry->d_name);
     return true;
 }

@@ -107,7 +107,7 @@ int run_command_line(std::span<char *const> words)
         return run_command(command, run);
 
     const Json info{json_object_new_object()};
-    detect_modem(rec, info.get(), line.bus);
+    detect_modem(rec, info.get(), line.bus, line.debug ? RecordForm::basic : RecordForm::ports);
     if (rec.modem_id < 0) {
         if (person_watches())
             tell_what_is_missing(line.bus);

@@ -6,7 +6,6 @@
 #include "core/model/state_dir.h"
 #include "core/table/modem_table.h"
 #include "discovery/usb/ports.h"
-#include "discovery/usb/usb_ids.h"
 #include "platform/files.h"
 #include "readings/fields.h"
 
@@ -95,12 +94,13 @@ InfoResult open_answering_port(const char *bus, ModemPort &modem)
 
 InfoResult open_modem(const char *bus, ModemPort &modem)
 {
-    if (read_usb_ids(bus, modem.usb_vendor, modem.usb_product) != 0)
+    const UsbDevice device{bus};
+    if (device.read_ids(modem.usb_vendor, modem.usb_product) != 0)
         return InfoResult::no_modem;
     const ModemDriver *listed = find_model_by_usb(modem.usb_vendor, modem.usb_product);
     modem.rec = *(listed != nullptr ? listed : find_driver_by_id(modem_drivers(), unknown_modem_id));
     driver_bind_bus(modem.rec, bus);
-    if (is_unknown_device(modem.rec) || at_port_path(bus, modem.rec.control_port, modem.path) <= 0)
+    if (is_unknown_device(modem.rec) || device.port_path(modem.rec.control_port, modem.path) <= 0)
         return open_answering_port(bus, modem);
     return open_path(modem);
 }

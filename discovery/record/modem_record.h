@@ -5,6 +5,7 @@
 /// How much of a modem is described. An unknown device gets the same description in every form: "ports", "modem_id",
 /// "name", "bus", carrier and status record.
 enum class RecordForm {
+    ports,     ///< "ports"
     basic,     ///< "ports", "modem_id", "data_port", "control_port", and "qmi_port" if the model has one
     brief,     ///< basic, "name" (the model's in the table) and "bus"
     app_brief, ///< brief, the carrier and the status record

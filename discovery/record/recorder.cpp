@@ -141,7 +141,7 @@ Text<16> netdev_of(const char *bus, int interface_number)
     const Directory directory{
         opendir(Text<80>::format("/sys/bus/usb/devices/%s:1.%d/net", bus, interface_number).c_str())};
     while (const dirent *entry = directory ? readdir(directory.get()) : nullptr)
-        if (!entry_is_dots(*entry))
+        if (!entry_is_dots(entry->d_name))
             return Text<16>{entry->d_name};
     return {};
 }

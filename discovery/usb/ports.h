@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "platform/json.h"
 #include "platform/text.h"
 
@@ -44,3 +46,29 @@ int bus_own_ports(const char *bus, json_object *array);
 
 /// The first network device of the bus's own USB interfaces ("usb0"). @return whether there is one
 bool bus_own_netdev(const char *bus, TextOut out);
+
+/// Searches directory and below (1000 visits at most, counted by visits) for directories named name. out (50 bytes)
+/// becomes the nearest directory above the match whose name looks like a USB bus or interface ("1-1.2:1.4").
+/// @return matches; 0 or below when there is none
+int find_usb_node(const char *directory, const char *name, TextOut out, int &visits);
+
+/// The device on a bus, found by one walk of the tree. Its functions return what read_usb_ids, bus_list_ports and
+/// at_port_path return, which walk the whole tree each, and their budgets count the same visits: an interface's folder
+/// is in its device's folder, so only that one is searched again, on top of what was visited outside.
+class UsbDevice {
+  public:
+    explicit UsbDevice(const char *bus, const char *root = platform_devices);
+
+    int read_ids(uint32_t &vid, uint32_t &pid) const;
+    int list_ports(json_object *array) const;
+    int port_path(int ifnum, TextOut out) const;
+
+  private:
+    int find_folder(TextOut out) const;
+
+    const char *bus_;
+    const char *root_;
+    Text<512> path_; ///< empty: not there, or the tree is an odd one and each function searches by itself
+    int visits_ = 0; ///< outside of the device's folder
+    bool is_there_ = false;
+};

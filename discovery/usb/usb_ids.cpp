@@ -44,7 +44,13 @@ int read_usb_ids(const char *bus, uint32_t &vid, uint32_t &pid)
     int visits = 0;
     if (find_sysfs_dir(platform_devices, bus, directory, visits) <= 0)
         return -1;
-    if (!read_id(Text<530>::format("%s/idProduct", directory.c_str()).c_str(), pid))
-        return -1;
-    return read_id(Text<530>::format("%s/idVendor", directory.c_str()).c_str(), vid) ? 0 : -1;
+    return read_ids_in(directory.c_str(), vid, pid);
+}
+
+int read_ids_in(const char *directory, uint32_t &vid, uint32_t &pid)
+{
+    const auto read = [&](const char *file, uint32_t &out) {
+        return read_id(Text<530>::format("%s/%s", directory, file).c_str(), out);
+    };
+    return read("idProduct", pid) && read("idVendor", vid) ? 0 : -1;
 }

@@ -7,3 +7,6 @@
 /// @return 0; -1 when there is no such device or an id file cannot be read (the product id may have been written by
 /// then)
 int read_usb_ids(const char *bus, uint32_t &vid, uint32_t &pid);
+
+/// The same of the device whose sysfs folder is directory.
+int read_ids_in(const char *directory, uint32_t &vid, uint32_t &pid);

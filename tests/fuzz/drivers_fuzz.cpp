@@ -325,6 +325,23 @@ int read_usb_ids(const char *, uint32_t &, uint32_t &)
     return -1;
 }
 
+UsbDevice::UsbDevice(const char *bus, const char *root) : bus_(bus), root_(root) {}
+
+int UsbDevice::read_ids(uint32_t &, uint32_t &) const
+{
+    return -1;
+}
+
+int UsbDevice::list_ports(json_object *) const
+{
+    return 0;
+}
+
+int UsbDevice::port_path(int ifnum, TextOut out) const
+{
+    return at_port_path(bus_, ifnum, out);
+}
+
 // No shell; what a command would print comes from the replies too.
 int getShellCommandReturn(ShellCommand, TextOut out, Duration)
 {

@@ -1,5 +1,5 @@
 #include "connection/interface_config.h"
-#include "discovery/usb/usb_node.h"
+#include "discovery/usb/ports.h"
 
 #include <filesystem>
 

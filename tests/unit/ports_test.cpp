@@ -172,6 +172,89 @@ TEST_F(SysfsWalk, ListsNothingWhereThereIsNothing)
     EXPECT_EQ(ports(), "");
 }
 
+// What the searches find that walk the whole tree each.
+struct Found {
+    int result = 0;
+    std::string port;
+    bool operator==(const Found &) const = default;
+};
+
+Found search_port(const std::string &root, const char *bus, int interface)
+{
+    Text<512> path;
+    Text<30> port;
+    int visits = 0;
+    const std::string name = std::string{bus} + ":1." + std::to_string(interface);
+    int result = find_sysfs_dir(root.c_str(), name.c_str(), path, visits);
+    visits = 0;
+    if (result > 0)
+        result = find_tty_in(path.c_str(), port, visits);
+    return {result, port.c_str()};
+}
+
+Found search_list(const std::string &root, const char *bus)
+{
+    Text<512> path;
+    int visits = 0;
+    const Json ports{json_object_new_array()};
+    int result = find_sysfs_dir(root.c_str(), bus, path, visits);
+    visits = 0;
+    if (result > 0)
+        result = list_ports_in(path.c_str(), ports.get(), visits);
+    return {result, json_object_to_json_string(ports.get())};
+}
+
+class DeviceInATree : public SysfsWalk {
+  protected:
+    void expect_same_as_single_searches(const std::string &what) const
+    {
+        for (const char *bus : {"1-1.2", "1-1", "1-1.3"}) {
+            const std::string at = root();
+            const UsbDevice device{bus, at.c_str()};
+            for (int interface = -1; interface < 5; interface++) {
+                Text<30> port;
+                const int result = device.port_path(interface, port);
+                EXPECT_EQ((Found{result, port.c_str()}), search_port(at, bus, interface))
+                    << what << ", " << bus << ", " << interface;
+            }
+            const Json ports{json_object_new_array()};
+            const int result = device.list_ports(ports.get());
+            const Found list = search_list(at, bus);
+            EXPECT_EQ(json_object_to_json_string(ports.get()), list.port) << what << ", " << bus;
+            EXPECT_EQ(result > 0 ? result : 0, list.result > 0 ? list.result : 0) << what << ", " << bus;
+        }
+    }
+};
+
+TEST_F(DeviceInATree, IsWhatSingleSearchesFind)
+{
+    const char *const additions[] = {
+        "soc/usb1/1-1/1-1.2/1-1.2:1.2/ttyUSB2/tty/ttyUSB2",
+        "soc/usb1/1-1/1-1.2/1-1.2:1.4/usbmisc/cdc-wdm0",
+        "soc/usb1/1-1/1-1.3/1-1.3:1.0/tty/ttyACM0",
+        "soc/usb1/1-1/1-1.2/1-1.2:1.3/deep/1-1.2:1.2/ttyUSB7",
+        "other/1-1.2:1.2/ttyUSB9",
+        "second/usb1/1-1/1-1.2/1-1.2:1.2/ttyUSB8",
+        "soc/usb1/1-1/1-1.2/1-1.2/1-1.2:1.2/ttyUSB6",
+    };
+    expect_same_as_single_searches("an empty tree");
+    for (const char *addition : additions) {
+        make(addition);
+        expect_same_as_single_searches(std::string{"with "} + addition);
+    }
+}
+
+TEST_F(DeviceInATree, IsSearchedWithTheBudgetOfSingleSearches)
+{
+    make("soc/usb1/1-1/1-1.2/1-1.2:1.2/ttyUSB2/tty/ttyUSB2");
+    make("soc/usb1/1-1/1-1.2/1-1.2:1.3/power");
+    for (int i = 0; i < 1000; i++) {
+        make("d" + std::to_string(i));
+        if (i > 983)
+            expect_same_as_single_searches(std::to_string(i) + " more folders");
+    }
+}
+
 TEST(PortsOfABus, AreNoneWithoutABus)
 {
     Text<30> port = "before";
