@@ -39,6 +39,29 @@ class JsonReader {
         return true;
     }
 
+    // Takes an object of texts without escapes in which member is missing or is not text. Most of a database is this,
+    // and to parse it would take twenty times as long. Anything else is left for take_value.
+    bool pass_object_without(std::string_view member, std::string_view text)
+    {
+        pass_blanks();
+        std::string_view rest = rest_;
+        bool is_without = true;
+        if (!take_mark(rest, '{'))
+            return false;
+        do {
+            std::string_view key;
+            std::string_view value;
+            if (!take_plain_text(rest, key) || !take_mark(rest, ':') || !take_plain_text(rest, value))
+                return false;
+            if (key == member)
+                is_without = value != text;
+        } while (take_mark(rest, ','));
+        if (!take_mark(rest, '}') || !is_without)
+            return false;
+        rest_ = rest;
+        return true;
+    }
+
     // Calls on_item before each item of a list between open and close; it takes the item and returns false if it
     // cannot.
     template <typename OnItem> bool take_list(char open, char close, OnItem on_item)
@@ -69,6 +92,30 @@ class JsonReader {
     }
 
   private:
+    static bool take_mark(std::string_view &rest, char mark)
+    {
+        while (!rest.empty() && (rest[0] == ' ' || rest[0] == '\t' || rest[0] == '\r' || rest[0] == '\n'))
+            rest.remove_prefix(1);
+        if (!rest.starts_with(mark))
+            return false;
+        rest.remove_prefix(1);
+        return true;
+    }
+
+    static bool take_plain_text(std::string_view &rest, std::string_view &text)
+    {
+        if (!take_mark(rest, '"'))
+            return false;
+        size_t length = 0;
+        for (; length < rest.size() && rest[length] != '"'; length++)
+            if (rest[length] == '\\' || static_cast<unsigned char>(rest[length]) < ' ')
+                return false;
+        text = first_characters(rest, length);
+        const bool has_end = length < rest.size();
+        rest = without_first(rest, length + 1);
+        return has_end;
+    }
+
     // A comment without an end leaves an empty rest, so no list can end after it.
     void pass_blanks()
     {
@@ -108,6 +155,8 @@ int pick_apn_entries(std::string_view database, std::string_view mcc, std::strin
     Json whole;       // entries of the network code as it is; null until there is a list
     Json shortened{}; // entries of the shorter one
     const auto sort_entry = [&] {
+        if (reader.pass_object_without("-mcc", mcc))
+            return true;
         Json entry;
         if (!reader.take_value(entry))
             return false;

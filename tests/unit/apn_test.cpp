@@ -173,6 +173,42 @@ TEST(ApnEntries, AreNoneWhereNothingFits)
     EXPECT_EQ(picked(R"({"apns":{"apn":[{}, [[]], 3, "-mcc", true]}})", "310", "410"), "");
 }
 
+// Entries of other countries are passed over unread if they are plain. What they may be is what json-c takes.
+TEST(ApnEntries, AreTheSameWhateverTheOthersLookLike)
+{
+    const struct {
+        const char *other;
+        const char *picked;
+    } rows[] = {
+        {R"({"-mcc":"262","-mnc":"01","-apn":"x"})", "ours "},
+        {R"( { "-mcc" : "262" , "-apn" : "x" } )", "ours "},
+        {R"({"carrier":"\u0041","-mcc":"262"})", "ours "},
+        {R"({"carrier":"a \"b\" c","-mcc":"262"})", "ours "},
+        {R"({"-mcc":"262",})", "ours "},
+        {R"({"-mcc":"262"/* why */,"-apn":"x"})", "ours "},
+        {R"({"-mcc":262,"-mnc":null,"-apn":["x",{"y":true}]})", "ours "},
+        {R"({"-mcc":"262","-apn":"-mcc\":\"310"})", "ours "},
+        {R"({"-mcc":"262","-mcc":"310","-mnc":"410","-apn":"last"})", "last ours "},
+        {R"({"-mcc":"310","-mcc":"262","-mnc":"410","-apn":"first"})", "ours "},
+        {R"({"\u002dmcc":"310","-mnc":"410","-apn":"escaped"})", "escaped ours "},
+        {R"({"-mcc":"262","-apn":})", "failed"},
+        {R"({"-mcc":"262" "-apn":"x"})", "failed"},
+        {R"({"-mcc":"262")", "failed"},
+        {R"({"-mcc":"262)", "failed"},
+        {R"({"-mcc")", "failed"},
+        {R"({,})", "failed"},
+    };
+    for (const auto &row : rows) {
+        const std::string database =
+            R"({"apns":{"apn":[)" + std::string{row.other} + R"(,{"-mcc":"310","-mnc":"410","-apn":"ours"}]}})";
+        EXPECT_EQ(picked(database.c_str(), "310", "410"), row.picked) << row.other;
+    }
+    EXPECT_EQ(
+        picked("{\"apns\":{\"apn\":[{\"-mcc\":\"2\n62\"},{\"-mcc\":\"310\",\"-mnc\":\"410\",\"-apn\":\"ours\"}]}}",
+               "310", "410"),
+        "ours ");
+}
+
 TEST(ApnEntries, FailWhereTheTextIsNoJsonOrHasNoList)
 {
     const std::string good = R"({"apns":{"apn":[{"-mcc":"310","-mnc":"410","-apn":"a"}]}})";
