@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <charconv>
 #include <net/route.h>
+#include <sys/stat.h>
 
 #include "platform/board_sources.h"
 #include "platform/files.h"
@@ -97,7 +98,11 @@ int read_gateway(const char *routes_path, const char *device, TextOut out)
 
 void get_model_name(TextOut out)
 {
-    read_model_name("/tmp/sysinfo/board_name", out);
+    // The system makes the folder at boot. Where it does not, any user of the router could name a board.
+    struct stat folder;
+    out.clear();
+    if (lstat("/tmp/sysinfo", &folder) == 0 && (folder.st_uid == 0 || folder.st_uid == geteuid()))
+        read_model_name("/tmp/sysinfo/board_name", out);
 }
 
 int get_gateway_by_ifname(const char *device, TextOut out)

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
@@ -80,6 +81,8 @@ void prefer_package_programs()
     close_descriptors_from(STDERR_FILENO + 1);
     reset_signals();
     prefer_package_programs();
+    // A server may have no umask, but nobody else may write into a file that a command makes.
+    umask(umask(0) | S_IWGRP | S_IWOTH);
     execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
     _exit(127);
 }

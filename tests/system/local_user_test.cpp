@@ -159,6 +159,35 @@ TEST(SlowLocalUser, HoldsNobodyUpByAPipeThatComesBetweenALookAndCat)
     EXPECT_LE(run.duration.count(), 60'000);
 }
 
+// A removal of the state folder and the line that keeps the IMSI in it wait for each other.
+TEST(SlowLocalUser, FindsNoMomentBetweenARemovalAndTheKeepingOfAnImsi)
+{
+    const std::string files = SOURCE_ROOT "/packaging/openwrt/files";
+    const RouterRun run = run_shell(
+        {"--modem", "EC25,rat=NOSERVICE,imsi=260021234567890", "--put", files + "/etc/hotplug.d:/etc/hotplug.d",
+         "--put", SOURCE_ROOT "/tests/data/openwrt/hotplug-call:/usr/sbin/hotplug-call"},
+        "umask 077; exec 9>/var/run/modem_state.lock; flock 9; modemctl carrier >/dev/null 9>&- & keeper=$!; sleep 1; "
+        "ls /tmp/modem.1-1.2/cimi 2>/dev/null; flock -u 9; wait $keeper; cat /tmp/modem.1-1.2/cimi; "
+        "flock 9; hotplug-call usb remove usb_device 1-1.2 9>&- & sleep 1; ls /tmp/modem.1-1.2; "
+        "flock -u 9; wait $!; ls -d /tmp/modem.* 2>/dev/null; "
+        "flock 9; modemctl carrier >/dev/null 9>&-; ls /tmp/modem.1-1.2/cimi 2>/dev/null");
+    EXPECT_EQ(run.out, "260021234567890\ncimi\n") << run.err;
+    EXPECT_GE(run.duration.count(), 7000) << "the last one waits for 5 s";
+}
+
+TEST(LocalUser, CannotNameTheBoard)
+{
+    // On that board the list of modems is not supported.
+    const RouterRun run =
+        run_after("rm -r /tmp/sysinfo; mkdir /tmp/sysinfo; echo norvane,vole >/tmp/sysinfo/board_name; "
+                  "chown -R 65534 /tmp/sysinfo",
+                  "modemapi get /modem/info | head -n 1; chown -R 0 /tmp/sysinfo; "
+                  "modemapi get /modem/info | head -n 1");
+    if (run.out == "alone\n")
+        GTEST_SKIP() << "There is one user only.";
+    EXPECT_EQ(run.out, "0\n-17\nunchanged\n") << run.err;
+}
+
 // hostile_user.cpp does what a user can do, while every command, endpoint and script of the package runs.
 // HOSTILE_SECONDS=600 LONGEST_RUN=900 makes it ten minutes, with the endpoints that take half a minute each.
 const char everything_beside_a_hostile_user[] = R"sh(

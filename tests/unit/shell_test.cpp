@@ -334,6 +334,26 @@ TEST(ShellCommand, HasTheSignalsThatScriptsRelyOn)
     EXPECT_EQ(sigismember(&after, SIGUSR2), 1) << "the process's own mask was changed";
 }
 
+TEST(ShellCommand, MakesNoFileThatOthersCanWriteInto)
+{
+    const TemporaryDirectory directory;
+    const struct {
+        mode_t of_the_server;
+        mode_t of_the_file;
+    } rows[] = {{0, 0644}, {022, 0644}, {077, 0600}, {002, 0644}};
+    for (const auto &row : rows) {
+        const std::string path = directory.entry(std::to_string(row.of_the_server).c_str());
+        const int mode = in_child([&] {
+            umask(row.of_the_server);
+            execCommand(made_here("echo x >" + path));
+            struct stat status;
+            const bool is_kept = umask(0) == row.of_the_server;
+            return is_kept && stat(path.c_str(), &status) == 0 ? static_cast<int>((status.st_mode & 0777) >> 2) : -1;
+        });
+        EXPECT_EQ(mode, static_cast<int>(row.of_the_file >> 2)) << row.of_the_server;
+    }
+}
+
 TEST(ShellCommand, StaysProtectedByNohup)
 {
     const Disposition ignored{SIGHUP, SIG_IGN};
