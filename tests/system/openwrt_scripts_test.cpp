@@ -355,6 +355,22 @@ TEST(Boot, CommitsNoChangesOfAnotherUser)
     EXPECT_EQ(run.out, "0 700\n1-1.2\n") << run.err;
 }
 
+// The removal of all messages names the spool's files by a pattern.
+TEST(Boot, MakesTheSpoolWhereNobodyElseCanPutALink)
+{
+    const RouterRun run = router(
+        {"--modem", sim},
+        "rm -rf /var/spool /etc/spool; mkdir -p /etc/spool /etc/kept /var/spool/sms; echo 1 >/etc/kept/file; "
+        "ln -s /var/spool/sms /etc/spool/sms; ln -s /etc/kept /var/spool/sms/incoming; "
+        "ln -s /etc/kept /var/spool/sms/storage; chown -hR 65534 /var/spool 2>/dev/null || { echo alone; exit; }; "
+        "/etc/init.d/modemctl-signal start; modemapi post /modem/sms/delete_all '{\"modem_id\":3}' 2>/dev/null | head "
+        "-n "
+        "1; cat /etc/kept/file; stat -c %u /var/spool /var/spool/sms /var/spool/sms/incoming");
+    if (run.out == "alone\n")
+        GTEST_SKIP() << "There is one user only.";
+    EXPECT_EQ(run.out, "0\n1\n0\n0\n0\n") << run.err;
+}
+
 TEST(Boot, WithoutAModemIsQuiet)
 {
     const RouterRun run =
