@@ -4,7 +4,7 @@ jobs := $(shell nproc)
 rooms := $(shell sed -n 's/^\([a-z/]*\) .*/\1/p' rooms.txt)
 space := $(subst ,, )
 
-.PHONY: all setup build demo check test test-all test-sanitized sanitized target test-target fuzz bench format tidy clean
+.PHONY: all setup build demo check test test-all test-sanitized sanitized target test-target fuzz bench format tidy dist clean
 
 all: build
 
@@ -89,3 +89,7 @@ tidy: build
 
 clean:
 	rm -rf build build-debug build-sanitized build-fuzz build-target/*
+
+# The release archive, and the Makefile for a feed that names it: the same bytes on every machine.
+dist:
+	@tools/dist.sh build/dist

@@ -20,6 +20,9 @@ diff -u - "$root/files" <<EOF
 644 modemctl-data/usr/share/modem/apns
 644 modemctl-data/usr/share/modem/operator.dat
 644 modemctl-data/www/src/lib/apn-config.js
+600 modemctl/etc/config/cellconf
+600 modemctl/etc/config/devconf
+600 modemctl/etc/config/smsrelay
 755 modemctl/etc/hotplug.d/iface/19-modemctl
 755 modemctl/etc/hotplug.d/usb/30-modemctl
 755 modemctl/etc/init.d/modemctl
@@ -27,7 +30,14 @@ diff -u - "$root/files" <<EOF
 755 modemctl/etc/uci-defaults/30-modemctl
 755 modemctl/usr/bin/modemctl
 755 modemctl/usr/libexec/modemctl-reconnect
+755 modemctl/usr/libexec/modemctl/bin/opkg
+755 modemctl/usr/libexec/modemctl/bin/sendsms
+755 modemctl/usr/libexec/modemctl/bin/ssmtp
+755 modemctl/usr/libexec/modemctl/power
+755 modemctl/usr/libexec/modemctl/section
+755 modemctl/usr/libexec/modemctl/state
 644 modemctl/usr/share/modemctl/models
+644 modemctl/usr/share/nftables.d/chain-post/mangle_postrouting/30-modemctl.nft
 EOF
 (cd "$root/packages" && head -n 99 modemctl.control modemctl-api.control modemctl-data.control) >"$root/control"
 libraries="+libjson-c +libubus +libubox +libblobmsg-json +libuci"
@@ -40,10 +50,27 @@ Manager for USB cellular modems|$libraries $connections||/etc/config/cellconf /e
 Modem endpoints for a web back end|+modemctl $libraries||
 
 ==> modemctl-data.control <==
-APNs and operator names for modemctl||all|/www/src/lib/apn-config.js
+APNs and operator names for modemctl||all|
 EOF
 (cd "$root/staging" && find . -type f | sort) | diff -u - /dev/fd/3 3<<EOF
 ./usr/include/modem_api.h
 ./usr/lib/libmodemapi.so
 EOF
 "$root/packages/modemctl/usr/bin/modemctl" | grep -q '^Usage:<modemctl>'
+
+# The release: the same bytes twice, from any place and with any umask, under the name that the feed's Makefile says.
+if git -C "$repository" rev-parse HEAD >/dev/null 2>&1; then
+    (cd "$repository" && umask 077 && tools/dist.sh "$root/first")
+    (cd "$repository" && umask 002 && TZ=Asia/Tokyo LC_ALL=C tools/dist.sh "$root/second")
+    diff -r "$root/first" "$root/second"
+    archive=$(ls "$root/first"/*.tar.gz)
+    tar -tzf "$archive" | sed 's|/.*||' | sort -u | grep -qx "$(basename "$archive" .tar.gz)"
+    sum=$(sha256sum "$archive" | cut -d ' ' -f 1)
+    grep -qx "PKG_HASH:=$sum" "$root/first/Makefile"
+    mkdir -p "$root/feed/net/modemctl"
+    cp "$root/first/Makefile" "$root/feed/net/modemctl/"
+    # shellcheck disable=SC2016 # make expands it
+    printf 'names:\n\t@echo $(PKG_SOURCE)\ninclude Makefile\n' >"$root/feed/net/modemctl/names.mk"
+    make -s -C "$root/feed/net/modemctl" -f names.mk TOPDIR="$repository/tests/data/openwrt/sdk" ROOT="$root/none" names |
+        grep -qx "$(basename "$archive")"
+fi

@@ -6,4 +6,5 @@ PKG_INSTALL_DIR=$(PKG_BUILD_DIR)/ipkg-install
 INSTALL_DIR:=install -d -m0755
 INSTALL_BIN:=install -m0755
 INSTALL_DATA:=install -m0644
+INSTALL_CONF:=install -m0600
 CP:=cp -fpR

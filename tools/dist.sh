@@ -1,0 +1,30 @@
+#!/bin/sh
+# Makes the release archive of the last commit, and the feed's Makefile with its sum: dist.sh <folder>
+# The bytes are the same on every machine: one order, one owner, one time, two modes. The feed's Makefile stays out, since
+# it names the archive's sum.
+set -eu
+
+out=$1
+version=$(sed -n 's/^project(modemctl VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
+grep -qx "PKG_VERSION:=$version" packaging/openwrt/Makefile || {
+    echo "CMakeLists.txt and packaging/openwrt/Makefile name different versions" >&2
+    exit 1
+}
+day=$(sed -n "s/^## $version (\([0-9-]*\))$/\1/p" CHANGELOG.md)
+[ -n "$day" ] || {
+    echo "CHANGELOG.md has no \"## $version (YYYY-MM-DD)\"" >&2
+    exit 1
+}
+
+name=modemctl-$version
+root=$(mktemp -d)
+trap 'rm -rf "$root"' EXIT
+mkdir -p "$root/$name" "$out"
+git archive --format=tar HEAD | tar -C "$root/$name" -xf -
+rm "$root/$name/packaging/openwrt/Makefile"
+LC_ALL=C tar -C "$root" --sort=name --format=ustar --mtime="$day 00:00Z" --owner=0 --group=0 --numeric-owner \
+    --mode='u=rwX,go=rX' -cf - "$name" | gzip -9n >"$out/$name.tar.gz"
+sum=$(sha256sum "$out/$name.tar.gz" | cut -d ' ' -f 1)
+git show HEAD:packaging/openwrt/Makefile | sed "s/^PKG_HASH:=skip$/PKG_HASH:=$sum/" >"$out/Makefile"
+chmod 644 "$out/$name.tar.gz" "$out/Makefile"
+echo "$sum  $out/$name.tar.gz"
