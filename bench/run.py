@@ -312,8 +312,24 @@ def many(build):
     require(own + len(others) == len(lines), "commands without a reply")
 
 
+def watch(build):
+    """Four weeks in simulated worlds (bench/watch_worlds.cpp): time online, connections, restarts, bytes of probes."""
+    online = {}
+    for line in subprocess.run([os.path.join(build, "watch_worlds")], capture_output=True, text=True,
+                               check=True).stdout.splitlines():
+        world, keeper, share, connects, resets, reboots, probes = line.split("\t")
+        online[world, keeper] = float(share)
+        row(f"{world}: {keeper}", f"{share} % online, {connects} connects, {resets} resets, {reboots} reboots, "
+                                  f"{int(probes):,} bytes of probes")
+        if keeper == "watch":
+            require(int(resets) <= 28 * 8, f"{world}: more resets than the budget")
+            require(int(probes) <= 2_000_000, f"{world}: more than 2 MB of probes")
+    for (world, keeper), share in online.items():
+        require(online[world, "watch"] >= share - 0.5, f"{world}: {keeper} is longer online than the watch")
+
+
 SECTIONS = {"commands": commands, "processors": processors, "sizes": sizes, "sysfs": sysfs, "apns": apns,
-            "web": web, "spool": spool, "uci": uci, "many": many}
+            "web": web, "spool": spool, "uci": uci, "many": many, "watch": watch}
 
 
 def main():

@@ -355,13 +355,23 @@ class Decider {
         }
     }
 
+    // After the first round each round has one reset: the mildest that can help, and in the next round the harshest
+    // short of the router's, since one that did not help will not help again.
     WatchStage pick_stage() const
     {
+        const bool wants_harshest = seen_.is_there && memory_.round > 0 && memory_.round % 2 == 0 &&
+                                    memory_.next >= static_cast<uint32_t>(WatchStage::modem);
+        WatchStage found = WatchStage::count;
         for (auto stage = static_cast<WatchStage>(memory_.next); stage < WatchStage::count;
-             stage = static_cast<WatchStage>(static_cast<unsigned>(stage) + 1))
-            if (has(stage) && can_help(stage) && (stage != WatchStage::router || may_reboot()))
-                return stage;
-        return WatchStage::count;
+             stage = static_cast<WatchStage>(static_cast<unsigned>(stage) + 1)) {
+            if (!has(stage) || !can_help(stage) || (stage == WatchStage::router && !may_reboot()))
+                continue;
+            if (found == WatchStage::count || stage <= WatchStage::power)
+                found = stage;
+            if (!wants_harshest)
+                break;
+        }
+        return found;
     }
 
     bool may_reboot() const { return !seen_.has_other_wan && memory_.reboots < most_reboots; }
