@@ -34,7 +34,8 @@ AREAS = (
     ("info and record", 87_000, ("readings/*", "at/at_session.cpp", "core/cli/info*", "core/cli/record*",
                                  "discovery/record/info.cpp", "discovery/record/modem_port.cpp",
                                  "discovery/record/record*")),
-    ("watch", 20_000, ("watch/*", "core/cli/watch*")),
+    ("watch", 20_000, ("watch/*", "core/cli/watch*", "core/cli/history*", "status/history.cpp", "status/usage.cpp",
+                       "discovery/record/snapshot.cpp")),
     ("modemctl apn", 10_800, ("apn/card.cpp", "apn/choices.cpp", "apn/tables.cpp", "core/cli/apn*")),
     ("models files", 5_700, ("core/table/models_file.cpp",)),
 )

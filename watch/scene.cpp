@@ -30,7 +30,7 @@ constexpr char pause_file[] = "watch.pause";
 constexpr char upgrade_file[] = "/tmp/modem_upgrade_status";
 constexpr time_t longest_upgrade_pause_s = 600; // its progress is written far more often
 
-using SceneText = Text<longest_watch_memory + 256>;
+using SceneText = Text<longest_watch_memory + 400>;
 
 // The texts of a scene, a line each, before the memory.
 template <typename Visit> void each_text(Scene &scene, Visit visit)
@@ -41,6 +41,11 @@ template <typename Visit> void each_text(Scene &scene, Visit visit)
     visit(scene.plug.out());
     visit(scene.stamp.out());
     visit(scene.sampled.out());
+    visit(scene.iccid.out());
+    visit(scene.received.out());
+    visit(scene.sent.out());
+    visit(scene.kept.out());
+    visit(scene.warned.out());
     visit(scene.reason.out());
 }
 
@@ -321,8 +326,7 @@ void probe(const Scene &scene, const WatchSettings &settings, WatchObservation &
     seen.is_answered = probe_network(static_cast<WatchProbe>(settings.config.probe), scene.device.c_str(), addresses);
 }
 
-void ask_modem(const char *bus, const Scene &scene, WatchSettings &settings, WatchObservation &seen,
-               HistorySample &sample)
+void ask_modem(const char *bus, Scene &scene, WatchSettings &settings, WatchObservation &seen, HistorySample &sample)
 {
     const Json info{json_object_new_object()};
     Report report;
@@ -333,6 +337,8 @@ void ask_modem(const char *bus, const Scene &scene, WatchSettings &settings, Wat
         return;
     write_snapshot(bus, info.get());
     fill_sample(sample, report);
+    if (!report.iccid.empty())
+        scene.iccid = report.iccid;
     seen.sim = sim_of(report.sim_state);
     seen.service = service_of(report.registration);
     seen.pin_tries = static_cast<int32_t>(report.pin_tries.value_or(-1));

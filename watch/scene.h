@@ -10,13 +10,18 @@
 /// Kept as a file of the state folder from step to step.
 struct Scene {
     WatchMemory memory;
-    Text<16> device;  ///< the interface's network device, as the network daemon last said
-    Text<46> server;  ///< its first name server
-    Text<16> address; ///< IPv4, of the device itself; empty if it has none
-    Text<16> plug;    ///< plug number of the modem
-    Text<16> stamp;   ///< of the configuration files
-    Text<16> sampled; ///< uptime of the last sample
-    Text<64> reason;  ///< of the last change
+    Text<16> device;   ///< the interface's network device, as the network daemon last said
+    Text<46> server;   ///< its first name server
+    Text<16> address;  ///< IPv4, of the device itself; empty if it has none
+    Text<16> plug;     ///< plug number of the modem
+    Text<16> stamp;    ///< of the configuration files
+    Text<16> sampled;  ///< uptime of the last sample
+    Text<24> iccid;    ///< of the card, as the modem last said
+    Text<24> received; ///< the device's bytes up to which usage is counted
+    Text<24> sent;
+    Text<16> kept;   ///< uptime at which the flash last got the usage
+    Text<8> warned;  ///< the last warning of the limit, in per cent
+    Text<64> reason; ///< of the last change
 };
 void read_scene(const char *bus, Scene &scene);
 void write_scene(const char *bus, const Scene &scene);
@@ -34,5 +39,4 @@ void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen);
 void probe(const Scene &scene, const WatchSettings &settings, WatchObservation &seen);
 
 /// Asks the modem, a question at a time, keeps the answers as the snapshot, and fills the sample's signal.
-void ask_modem(const char *bus, const Scene &scene, WatchSettings &settings, WatchObservation &seen,
-               HistorySample &sample);
+void ask_modem(const char *bus, Scene &scene, WatchSettings &settings, WatchObservation &seen, HistorySample &sample);

@@ -17,6 +17,7 @@
 #include "platform/clock.h"
 #include "readings/fields.h"
 #include "status/traffic.h"
+#include "status/usage.h"
 #include "watch/actors.h"
 #include "watch/scene.h"
 
@@ -38,6 +39,8 @@ struct Watcher {
     Scene scene{};
     WatchSettings settings{};
     ModemDriver rec{};
+    UsageBook kept{};     ///< in the flash
+    UsageBook fresh{};    ///< not there yet
     bool is_read = false; ///< somebody has read the snapshot since the last step
 };
 
@@ -134,6 +137,66 @@ HistorySample new_sample()
             .spare = {}};
 }
 
+uint64_t number_of(const Text<24> &text)
+{
+    return static_cast<uint64_t>(decimal(text.view()).value_or(0));
+}
+
+// The flash gets the usage at most once an hour, and only if there is enough of it.
+void keep_fresh_usage(Watcher &watcher)
+{
+    constexpr uint64_t worth_a_write = 1'000'000;
+    constexpr int64_t between_writes_s = 3600;
+    Scene &scene = watcher.scene;
+    const int64_t age = uptime_s() - decimal(scene.kept.view()).value_or(0);
+    if (watcher.fresh.total() >= worth_a_write && age >= between_writes_s && keep_usage(watcher.fresh)) {
+        watcher.fresh = {};
+        watcher.kept = read_kept_usage();
+        scene.kept = Text<16>::format("%u", uptime_s());
+        write_new_usage(watcher.bus, watcher.fresh);
+    }
+}
+
+// Counts what went through the device since the last step. @return true if the limit is reached and ends the session
+bool count_usage(Watcher &watcher, const DeviceCounters &counters)
+{
+    Scene &scene = watcher.scene;
+    const WatchSettings &settings = watcher.settings;
+    const uint32_t month = billing_month(time(nullptr), settings.first_day);
+    watcher.fresh.add(scene.iccid.view(), month, counted_since(number_of(scene.received), counters.rx_bytes),
+                      counted_since(number_of(scene.sent), counters.tx_bytes));
+    if (number_of(scene.received) != counters.rx_bytes || number_of(scene.sent) != counters.tx_bytes)
+        write_new_usage(watcher.bus, watcher.fresh);
+    scene.received = Text<24>::format("%llu", static_cast<unsigned long long>(counters.rx_bytes));
+    scene.sent = Text<24>::format("%llu", static_cast<unsigned long long>(counters.tx_bytes));
+    if (settings.limit_mb == 0)
+        return false;
+    const uint64_t used =
+        watcher.kept.total(scene.iccid.view(), month) + watcher.fresh.total(scene.iccid.view(), month);
+    const auto percent = static_cast<int64_t>(used / (uint64_t{settings.limit_mb} * 10'000));
+    const int64_t before = decimal(scene.warned.view()).value_or(0);
+    int64_t reached = percent >= 100 ? 100 : 0;
+    for (std::string_view rest = settings.warnings.view(); !rest.empty();)
+        if (const auto warning = decimal(take_until(rest, " ")); warning && *warning <= percent)
+            reached = std::max(reached, *warning);
+    if (reached > before) {
+        const auto words = Text<64>::format("%lld per cent of the data limit", static_cast<long long>(reached));
+        syslog(LOG_NOTICE, "%s: %s", watcher.bus, words.c_str());
+        call_hooks("quota", watcher.bus, settings.iface.c_str(),
+                   watch_state_name(static_cast<WatchState>(scene.memory.state)), words.view());
+    }
+    scene.warned = Text<8>::format("%d", static_cast<int>(std::min<int64_t>(reached, 999)));
+    return settings.is_limit_hard && percent >= 100;
+}
+
+void start(Watcher &watcher)
+{
+    read_scene(watcher.bus, watcher.scene);
+    watcher.settings = read_watch_settings(watcher.bus);
+    watcher.kept = read_kept_usage();
+    watcher.fresh = read_new_usage(watcher.bus);
+}
+
 // Seconds to the next step.
 uint32_t take_step(Watcher &watcher)
 {
@@ -148,6 +211,8 @@ uint32_t take_step(Watcher &watcher)
     const auto state = static_cast<WatchState>(scene.memory.state);
     if ((is_due || watcher.is_read) && seen.is_there && may_ask(watcher, state))
         ask_modem(watcher.bus, scene, watcher.settings, seen, sample);
+    const DeviceCounters counters = read_device_counters(scene.device.view());
+    seen.is_over_limit = count_usage(watcher, counters);
     uint32_t wait = 1;
     for (int calls = 0; calls < most_calls; calls++) {
         const WatchMemory before = scene.memory;
@@ -163,10 +228,10 @@ uint32_t take_step(Watcher &watcher)
     }
     if (is_due) {
         sample.state = static_cast<uint8_t>(scene.memory.state);
-        const DeviceCounters counters = read_device_counters(scene.device.view());
         sample.rx_bytes = counters.rx_bytes;
         sample.tx_bytes = counters.tx_bytes;
         add_history(watcher.bus, sample);
+        keep_fresh_usage(watcher);
         scene.sampled = Text<16>::format("%u", uptime_s());
     }
     write_scene(watcher.bus, scene);
@@ -232,8 +297,7 @@ int watch_once(const char *bus)
     if (!lock)
         return -1;
     Watcher watcher{.bus = bus};
-    read_scene(bus, watcher.scene);
-    watcher.settings = read_watch_settings(bus);
+    start(watcher);
     find_means(watcher);
     return static_cast<int>(take_step(watcher));
 }
@@ -244,8 +308,7 @@ int watch_forever(const char *bus)
     if (!lock)
         return -1;
     Watcher watcher{.bus = bus};
-    read_scene(bus, watcher.scene);
-    watcher.settings = read_watch_settings(bus);
+    start(watcher);
     find_means(watcher);
     for (;;) {
         const uint32_t wait = take_step(watcher);

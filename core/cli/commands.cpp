@@ -8,6 +8,7 @@
 #include "at/at_command.h"
 #include "core/cli/apn_command.h"
 #include "core/cli/connect_commands.h"
+#include "core/cli/history_command.h"
 #include "core/cli/info_command.h"
 #include "core/cli/modems.h"
 #include "core/cli/radio_commands.h"
@@ -214,6 +215,8 @@ constexpr Command commands[] = {
     {"mode",                  run_mode,                  "[auto|4g|5g|4g+5g|3g|2g | --restore]",     no_slot, true},
     {"record",                run_record,                "FILE: what the modem says, for a report",  no_slot, true},
     {"watch",                 run_watch,                 "[status|pause 30m|resume]: keep online",    no_slot, true},
+    {"history",               run_history,               "[--json] [--since 2h]: what watch saw",    no_slot, true},
+    {"usage",                 run_usage,                 "[--json]: data used, by SIM and month",    no_slot, true},
     {"modems",                run_modems,                "[--json]: buses with a modem",             no_slot, true},
     {"help",                  print_help,                "this list, also --help and -h",            no_slot, true},
     {"--version",             print_version,             "version of this program",                  no_slot, true},

@@ -1,14 +1,12 @@
 #include "core/cli/watch_command.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <optional>
 
+#include "core/cli/history_command.h"
 #include "core/model/modem.h"
 #include "discovery/record/snapshot.h"
 #include "platform/tell_person.h"
-#include "readings/fields.h"
 #include "watch/watch.h"
 
 namespace {
@@ -16,27 +14,6 @@ namespace {
 constexpr int exit_usage = 64;
 constexpr int exit_busy = 3;
 constexpr int64_t usual_pause_s = 1800;
-constexpr int64_t longest_pause_s = 7 * 86400;
-
-// "90", "90s", "30m", "2h", "1d".
-std::optional<int64_t> parse_time(std::string_view text)
-{
-    int64_t unit = 1;
-    constexpr struct {
-        char letter;
-        int64_t seconds;
-    } units[] = {{'s', 1}, {'m', 60}, {'h', 3600}, {'d', 86400}};
-    for (const auto &row : units)
-        if (text.ends_with(row.letter)) {
-            unit = row.seconds;
-            text.remove_suffix(1);
-            break;
-        }
-    const auto count = decimal(text);
-    if (!count || *count <= 0 || *count > longest_pause_s / unit)
-        return std::nullopt;
-    return *count * unit;
-}
 
 int print_status(const char *bus, bool as_json)
 {
@@ -72,11 +49,7 @@ bool is_plain_bus(std::string_view bus)
 int run_watch(const CommandRun &run)
 {
     std::span<char *const> words = run.arguments;
-    const char *bus = run.bus;
-    if (!words.empty() && is_plain_bus(words.front())) {
-        bus = words.front();
-        words = words.last(words.size() - 1);
-    }
+    const char *bus = take_bus(words, run.bus);
     const std::string_view verb = words.empty() ? "" : words[0];
     const std::string_view detail = words.size() < 2 ? "" : words[1];
     int result = 0;

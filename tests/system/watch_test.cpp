@@ -212,6 +212,37 @@ TEST(Watch, EndsAtOnceAndKeepsASnapshot)
     EXPECT_EQ(run.out, "1\n143\n0\n") << all(run);
 }
 
+TEST(Watch, LeavesAHistoryAndCountsBytes)
+{
+    const RouterRun run =
+        watch({"--modem", "EC25", "--link", "modem_1_1_2,setup=100,traffic=3000/500"},
+              "modemctl history; echo $?; set_option usage_limit 1; modemctl watch & wait_for online; sleep 2; "
+              "modemctl history --json --since 1h;"
+              "modemctl history | cut -d ' ' -f 3-4; modemctl history --since 5x; echo $?; kill $!; wait $!;"
+              "sleep 1; modemctl watch --once; modemctl usage --json; modemctl usage | cut -c 1-21; stat -c '%a' "
+              "/tmp/modem.1-1.2/history");
+    const auto lines = lines_of(run.out);
+    ASSERT_EQ(lines.size(), 7U) << all(run);
+    EXPECT_EQ(lines[0], "1") << "nothing yet";
+    EXPECT_NE(lines[1].find(R"("state":)"), std::string::npos) << lines[1];
+    EXPECT_EQ(lines[3], "64");
+    EXPECT_NE(lines[4].find(R"("rx_bytes":3000,"tx_bytes":500)"), std::string::npos) << lines[4];
+    EXPECT_EQ(lines[5], "89430300001234567890 ");
+    EXPECT_EQ(lines[6], "600");
+}
+
+TEST(Watch, TakesTheInterfaceDownAtTheDataLimit)
+{
+    const RouterRun run =
+        watch({"--modem", "EC25", "--link", "modem_1_1_2,setup=100"},
+              "echo '89430300001234567890 '$(date +%Y%m)' 999000 2000' >/etc/modemctl.usage; set_option usage_limit 1;"
+              "set_option usage_warn '80'; set_option usage_action disconnect; modemctl watch & wait_for blocked; say;"
+              "ifstatus modem_1_1_2 | grep '\"up\"'; set_option usage_limit 5; wait_for online; say");
+    EXPECT_EQ(run.out, "blocked;the data limit is reached;\n\t\"up\": false,\nonline;the network answers;\n")
+        << all(run);
+    EXPECT_TRUE(has_line(run, "100 per cent of the data limit")) << all(run);
+}
+
 TEST(Watch, RefusesWhatItDoesNotUnderstand)
 {
     for (const char *words : {"--twice", "pause 30x", "pause -5", "pause 99999999999999999999", "status --yaml",

@@ -2,7 +2,12 @@
 
 #include <random>
 
+#include <netinet/in.h>
+
+#include "status/usage.h"
 #include "tests/fuzz/watch_walk.h"
+#include "watch/probe.h"
+#include "watch/settings.h"
 
 namespace {
 
@@ -317,6 +322,122 @@ TEST(WatchMemoryText, ReadsBackAndTakesNothingElse)
     EXPECT_EQ(read_watch_memory(replaced("state 7", "state 9")), WatchMemory{}) << "no such state";
     EXPECT_EQ(read_watch_memory(replaced("clock 50000", "clock 50000000")), WatchMemory{}) << "slots of another time";
     EXPECT_EQ(read_watch_memory(replaced("sent 1000", "sent 99999999999")), WatchMemory{});
+}
+TEST(Usage, CountsByCardAndMonth)
+{
+    UsageBook book;
+    book.add("8943", 202611, 100, 10);
+    book.add("8943", 202611, 50, 5);
+    book.add("8944", 202611, 1, 1);
+    book.add("8943", 202612, 7, 7);
+    book.add("8943", 202612, 0, 0);
+    EXPECT_EQ(compose_usage(book).view(), "8943 202611 150 15\n8944 202611 1 1\n8943 202612 7 7\n");
+    EXPECT_EQ(book.total("8943", 202611), 165U);
+    EXPECT_EQ(book.total(), 181U);
+    EXPECT_EQ(compose_usage(parse_usage(compose_usage(book).view())).view(), compose_usage(book).view());
+}
+
+TEST(Usage, GivesBytesWithoutCardOrDateToTheNextThatIsKnown)
+{
+    UsageBook book;
+    book.add("", 0, 5, 5);
+    book.add("8943", 0, 10, 10);
+    book.add("8944", 0, 1, 1);
+    EXPECT_EQ(book.size, 3U);
+    book.add("8943", 202611, 100, 100);
+    EXPECT_EQ(compose_usage(book).view(), "8944 0 1 1\n8943 202611 115 115\n");
+}
+
+TEST(Usage, ForgetsTheOldestMonthWhenTheBookIsFull)
+{
+    UsageBook book;
+    for (uint32_t month = 1; month <= 13; month++)
+        book.add("8943", 202500 + month, 1, 0);
+    EXPECT_EQ(book.size, 12U);
+    EXPECT_EQ(book.total("8943", 202501), 0U);
+    EXPECT_EQ(book.total("8943", 202513), 1U);
+}
+
+TEST(Usage, TakesACounterThatWentBackForANewStart)
+{
+    EXPECT_EQ(counted_since(100, 150), 50U);
+    EXPECT_EQ(counted_since(150, 20), 20U);
+    EXPECT_EQ(counted_since(0xfffffff0, 0x100000010), 0x20U) << "no overflow at 4 GiB";
+}
+
+TEST(Usage, BeginsAMonthOnItsDay)
+{
+    setenv("TZ", "UTC", 1);
+    tzset();
+    EXPECT_EQ(billing_month(1'800'000'000, 1), 202701U) << "2027-01-15";
+    EXPECT_EQ(billing_month(1'800'000'000, 15), 202701U);
+    EXPECT_EQ(billing_month(1'800'000'000, 16), 202612U);
+    EXPECT_EQ(billing_month(1'000, 1), 0U) << "a clock that is not set";
+}
+
+TEST(Usage, LeavesOutLinesThatAreNotItsOwn)
+{
+    for (const char *bad :
+         {"", "8943", "8943 202611 1\n", "8943 202611 1 x\n", "8943 202611 1 2 3\n", "$(x) 202611 1 2\n",
+          "8943 99999999999 1 2\n", "8943 202611 99999999999999999999999 2\n", " 1 2 3\n", "8943 202611 -1 2\n"})
+        EXPECT_EQ(parse_usage(bad).size, 0U) << bad;
+    EXPECT_EQ(parse_usage("rubbish\n- 0 5 6\n").total(), 11U);
+}
+
+TEST(WatchSettings, KnowsWhereRoamingIsForbidden)
+{
+    EXPECT_FALSE(is_roaming_forbidden("", "232"));
+    EXPECT_FALSE(is_roaming_forbidden("allow", "232"));
+    EXPECT_TRUE(is_roaming_forbidden("deny", "232"));
+    EXPECT_FALSE(is_roaming_forbidden("262 232", "232"));
+    EXPECT_TRUE(is_roaming_forbidden("262 228", "232"));
+    EXPECT_TRUE(is_roaming_forbidden("262", "")) << "a country that is not known is not allowed";
+}
+
+TEST(WatchSettings, KnowsAPinAgainWithItsCardOnly)
+{
+    EXPECT_EQ(hash_pin("8943", ""), 0U);
+    EXPECT_NE(hash_pin("8943", "1234"), 0U);
+    EXPECT_EQ(hash_pin("8943", "1234"), hash_pin("8943", "1234"));
+    EXPECT_NE(hash_pin("8944", "1234"), hash_pin("8943", "1234"));
+}
+
+TEST(WatchProbe, AsksAQuestionOf36Bytes)
+{
+    std::array<uint8_t, 40> out{};
+    ASSERT_EQ(compose_dns_question(0x1234, out), 36U);
+    const std::string question{out.begin(), out.begin() + 36};
+    EXPECT_EQ(question, std::string("\x12\x34\x01\0\0\1\0\0\0\0\0\0\1a\14root-servers\3net\0\0\1\0\1", 36));
+}
+
+TEST(WatchProbe, TakesAnyAnswerForLifeButNoOtherPacket)
+{
+    using Packet = std::vector<uint8_t>;
+    EXPECT_TRUE(is_dns_answer(Packet{0x12, 0x34, 0x81, 0x82, 0, 1, 0, 0, 0, 0, 0, 0}, 0x1234)) << "SERVFAIL";
+    EXPECT_FALSE(is_dns_answer(Packet{0x12, 0x34, 0x01, 0x00, 0, 1, 0, 0, 0, 0, 0, 0}, 0x1234)) << "a question";
+    EXPECT_FALSE(is_dns_answer(Packet{0x12, 0x35, 0x81, 0x80, 0, 1, 0, 0, 0, 0, 0, 0}, 0x1234)) << "another one's";
+    EXPECT_FALSE(is_dns_answer(Packet{0x12, 0x34, 0x81}, 0x1234));
+    EXPECT_FALSE(is_dns_answer({}, 0x1234));
+    Packet echo(20, 0);
+    echo[0] = 0x45;
+    echo.insert(echo.end(), {0, 0, 0, 0, 0x12, 0x34, 0, 0});
+    EXPECT_TRUE(is_echo_answer(AF_INET, echo, 0x1234));
+    EXPECT_FALSE(is_echo_answer(AF_INET, echo, 0x1235));
+    EXPECT_FALSE(is_echo_answer(AF_INET, std::span{echo}.first(24), 0x1234));
+    echo[0] = 0x4f; // a header longer than the packet
+    EXPECT_FALSE(is_echo_answer(AF_INET, echo, 0x1234));
+    EXPECT_TRUE(is_echo_answer(AF_INET6, Packet{129, 0, 0, 0, 0x12, 0x34, 0, 0}, 0x1234));
+    EXPECT_FALSE(is_echo_answer(AF_INET6, {}, 0x1234));
+}
+
+TEST(WatchProbe, MakesAnEchoWithAValidSum)
+{
+    std::array<uint8_t, 40> out{};
+    ASSERT_EQ(compose_echo(AF_INET, 0x1234, out), 16U);
+    uint32_t sum = 0;
+    for (size_t i = 0; i < 16; i += 2)
+        sum += static_cast<uint32_t>(out[i] << 8 | out[i + 1]);
+    EXPECT_EQ((sum & 0xffff) + (sum >> 16), 0xffffU);
 }
 
 } // namespace
