@@ -12,15 +12,9 @@ namespace {
 
 constexpr char lte_service[] = "fdd_lte";
 
-// One candidate: by QMI if the model has it, then by serial.
-int try_candidate(const ModemDriver &rec, json_object *entry)
+// By QMI if the model has it, then by serial.
+int try_settings(const ModemDriver &rec, const ConnectSettings &settings)
 {
-    const ConnectSettings settings = {
-        .service = lte_service,
-        .apn = kjson_get_string(entry, "-apn"),
-        .username = kjson_get_string(entry, "-user"),
-        .password = kjson_get_string(entry, "-password"),
-    };
     const auto announce = [&](const char *way) { tell_person("trying APN \"%s\" by %s", settings.apn, way); };
     if (rec.qmi_port >= 0) {
         announce("QMI");
@@ -31,7 +25,31 @@ int try_candidate(const ModemDriver &rec, json_object *entry)
     return serial_connect(rec, settings) == 0 ? 0 : -1;
 }
 
+int try_candidate(const ModemDriver &rec, json_object *entry)
+{
+    return try_settings(rec, {
+                                 .service = lte_service,
+                                 .apn = kjson_get_string(entry, "-apn"),
+                                 .username = kjson_get_string(entry, "-user"),
+                                 .password = kjson_get_string(entry, "-password"),
+                             });
+}
+
 } // namespace
+
+int connect_with_login(const ModemDriver &rec, const ApnLogin &login)
+{
+    // The modem keeps the authentication of the APN that was tried before, so that none is needed is written, too.
+    // OpenWrt's QMI handler does not know the word for both methods, and tries both by itself.
+    const bool is_left_out = login.auth == "PAP or CHAP" && rec.qmi_port >= 0;
+    ConnectSettings settings = {
+        .service = lte_service, .apn = login.apn.c_str(), .auth = is_left_out ? nullptr : login.auth.c_str()};
+    if (!login.username.empty()) {
+        settings.username = login.username.c_str();
+        settings.password = login.password.c_str();
+    }
+    return try_settings(rec, settings);
+}
 
 bool is_internet_apn(json_object *entry)
 {

@@ -3,14 +3,23 @@
 #include <cstdio>
 #include <cstring>
 
+#include "apn/candidates.h"
+#include "apn/proof.h"
 #include "apn/tables.h"
 #include "core/cli/info_command.h"
+#include "core/model/modem.h"
+#include "platform/clock.h"
 #include "platform/json.h"
 #include "platform/tell_person.h"
 
 namespace {
 
+constexpr int exit_offline = 4;
+constexpr int exit_unproved = 5;
 constexpr int exit_usage = 64;
+
+// A wrong APN can cost half a minute. What comes late in the list is rarely right.
+constexpr int64_t longest_search_ms = 150'000;
 
 Json describe(const ApnChoice &choice)
 {
@@ -50,13 +59,42 @@ void print_as_json(const ApnChoices &choices)
     puts(json_pretty(list.get()));
 }
 
+// With a private network nothing public answers, however right the APN is. So the first that came up is taken if none
+// is proved.
+int connect_by_choices(const ModemDriver &rec, const SimCard &card, const ApnTables &tables, const ApnChoices &choices)
+{
+    const int64_t deadline = monotonic_ms() + longest_search_ms;
+    const ApnChoice *first_up = nullptr;
+    const ApnChoice *tried = nullptr;
+    for (size_t i = 0; i < choices.size && monotonic_ms() < deadline; i++) {
+        tried = &choices.items[i];
+        if (connect_with_login(rec, *tried) != 0)
+            continue;
+        if (carries_traffic(rec.iface.c_str())) {
+            keep_worked(tables, card, *tried);
+            puts("\nconnect success");
+            return 0;
+        }
+        tell_person("APN \"%s\" is accepted, but nothing answers", tried->apn.c_str());
+        if (first_up == nullptr)
+            first_up = tried;
+    }
+    if (first_up == nullptr)
+        return exit_offline;
+    if (first_up != tried)
+        connect_with_login(rec, *first_up);
+    return exit_unproved;
+}
+
 } // namespace
 
 int run_apn(const CommandRun &run)
 {
-    const bool wants_json = run.arguments.size() == 1 && strcmp(run.arguments[0], "--json") == 0;
-    if (!run.arguments.empty() && !wants_json) {
-        tell_person("apn [--json]: \"%s\" is not understood", run.arguments.back());
+    const std::string_view option = run.arguments.size() == 1 ? run.arguments[0] : "";
+    const bool wants_json = option == "--json";
+    const bool wants_connection = option == "--connect";
+    if (!run.arguments.empty() && !wants_json && !wants_connection) {
+        tell_person("apn [--json | --connect]: \"%s\" is not understood", run.arguments.back());
         return exit_usage;
     }
     ModemPort modem{};
@@ -72,6 +110,10 @@ int run_apn(const CommandRun &run)
         return static_cast<int>(result);
     const ApnTables tables = read_apn_tables(modem.rec, card);
     const ApnChoices choices = pick_apn_choices(card, tables.sources());
+    if (wants_connection) {
+        set_current_modem_id(modem.rec.modem_id);
+        return connect_by_choices(modem.rec, card, tables, choices);
+    }
     if (wants_json)
         print_as_json(choices);
     else

@@ -210,7 +210,7 @@ constexpr Command commands[] = {
     {"convert",               run_convert,               "FILE N: N characters of UCS-2 as UTF-8"},
     {"wifi_lte_interference", run_wifi_lte_interference, "move Wi-Fi away from the LTE band in use"},
     {"info",                  run_info,                  "[--json] [--all]: all about the modem",    no_slot, true},
-    {"apn",                   run_apn,                   "[--json]: APNs that fit the SIM card",     no_slot, true},
+    {"apn",                   run_apn,                   "[--json|--connect]: APNs of the SIM card",    no_slot, true},
     {"bands",                 run_bands,                 "[--set B3,n78|auto | --restore] [--keep]",  no_slot, true},
     {"mode",                  run_mode,                  "[auto|4g|5g|4g+5g|3g|2g | --restore]",     no_slot, true},
     {"record",                run_record,                "FILE: what the modem says, for a report",  no_slot, true},

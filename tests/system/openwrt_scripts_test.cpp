@@ -18,11 +18,12 @@ const std::string stand_ins = SOURCE_ROOT "/tests/data/openwrt";
 /// A router with the package, its data and the service enabled.
 RouterRun router(Lines options, const std::string &script)
 {
-    options.insert(options.end(), {"--put", files + "/etc:/etc", "--put", files + "/usr:/usr", "--put",
-                                   stand_ins + "/rc.common:/etc/rc.common", "--put",
-                                   stand_ins + "/hotplug-call:/usr/sbin/hotplug-call", "--put",
-                                   stand_ins + "/logger:/usr/sbin/logger", "--put-text", "/etc/rc.d/S95modemctl=",
-                                   "--put", BUILD_ROOT "/packaging/apn-config.js:/www/src/lib/apn-config.js"});
+    options.insert(options.end(),
+                   {"--put", files + "/etc:/etc", "--put", files + "/usr:/usr", "--put",
+                    stand_ins + "/rc.common:/etc/rc.common", "--put",
+                    stand_ins + "/hotplug-call:/usr/sbin/hotplug-call", "--put", stand_ins + "/logger:/usr/sbin/logger",
+                    "--put", stand_ins + "/ping:/usr/bin/ping", "--put-text", "/etc/rc.d/S95modemctl=", "--put",
+                    BUILD_ROOT "/packaging/apn-config.js:/www/src/lib/apn-config.js"});
     return run_shell(options, script);
 }
 
@@ -147,13 +148,17 @@ TEST(Hotplug, KeepsWhatSomebodyAddedToSettingsThatWereFound)
 
 TEST(Hotplug, LooksForTheApnAgainWhereItWasFoundAutomatically)
 {
-    // The card was of another network.
-    const RouterRun run =
-        router({"--modem", sim, "--link", "setup=100", "--put-text", "/tmp/sim_status=ready"},
-               "echo 262011234567890 >/tmp/cimi; mkdir -p /tmp/modem.1-1.2; cp /tmp/cimi /tmp/modem.1-1.2; " + appears +
-                   "uci get network.modem_1_1_2.apn; " + go_down + "hotplug-call usb remove usb_device 1-1.2; " +
-                   appears + "uci get network.modem_1_1_2.apn");
-    EXPECT_EQ(run.out, "internet.t-d1.de\ngprsinternet\n") << run.err;
+    // The card was of another network: its APN stands in the section, and the mark says that nobody set it.
+    const std::string mark = "$(for o in service apn username password pincode; do printf '%s/' "
+                             "\"$(uci -q get network.modem_1_1_2.$o)\"; done | sha256sum | cut -d ' ' -f 1)";
+    const RouterRun run = router({"--modem", sim, "--link", "setup=100"},
+                                 appears +
+                                     "uci set network.modem_1_1_2.apn=internet.t-d1.de; uci commit network; "
+                                     "rm /etc/modemctl/worked-apns; uci set devconf.modem_auto.modem_1_1_2=" +
+                                     mark + "; uci commit devconf; " + go_down +
+                                     "hotplug-call usb remove usb_device 1-1.2; rm /tmp/log; " + appears +
+                                     "head -n 1 /tmp/log; uci get network.modem_1_1_2.apn");
+    EXPECT_EQ(run.out, "1-1.2: connecting with the APN of the SIM's network\ngprsinternet\n") << run.err;
 }
 
 TEST(Hotplug, FindsTheDeviceOfAConfiguredModemByItsUsbInterface)
@@ -382,11 +387,35 @@ TEST(Boot, WithoutAModemIsQuiet)
 
 TEST(Boot, WithoutAnApnDatabaseSaysSo)
 {
-    const RouterRun run =
-        router({"--modem", sim}, "rm /www/src/lib/apn-config.js; /etc/init.d/modemctl start; " + show_log);
+    const RouterRun run = router({"--modem", sim, "--link", "setup=100"},
+                                 "rm /www/src/lib/apn-config.js; /etc/init.d/modemctl start; " + show_log);
     EXPECT_EQ(run.out, "1-1.2: connecting with the APN of the SIM's network\n"
                        "1-1.2: no APN database: install modemctl-data, or connect with an APN of your own\n"
-                       "1-1.2: not online yet\n")
+                       "1-1.2: online\n")
+        << run.err;
+}
+
+TEST(Boot, GoesOnToTheApnWithWhichSomethingAnswersAndKeepsItForTheCard)
+{
+    const RouterRun run = router({"--modem", "EC25,imsi=310260123456789,ef_ad=00000003,iccid=8901260000000000001",
+                                  "--link", "setup=100", "--put", BUILD_ROOT "/packaging/apns:/usr/share/modem/apns"},
+                                 "echo epc.tmobile.com >/tmp/walled; /etc/init.d/modemctl start; " + show_log +
+                                     "uci get network.modem_1_1_2.apn; cat /etc/modemctl/worked-apns; "
+                                     "modemctl apn | sed -n 2p | tr -s ' '");
+    EXPECT_EQ(run.out, "1-1.2: connecting with the APN of the SIM's network\n1-1.2: online\nepc.tmobile.com\n"
+                       "8901260000000000001\tepc.tmobile.com\t\t\tnone\tipv4v6\n"
+                       "epc.tmobile.com NONE ipv4v6 worked before\n")
+        << run.err;
+}
+
+TEST(Boot, TakesTheFirstApnThatIsAcceptedIfNothingAnswers)
+{
+    const RouterRun run = router({"--modem", "EC25,imsi=310260123456789,ef_ad=00000003", "--link", "setup=100", "--put",
+                                  BUILD_ROOT "/packaging/apns:/usr/share/modem/apns"},
+                                 "echo none >/tmp/walled; /etc/init.d/modemctl start; " + show_log +
+                                     "uci get network.modem_1_1_2.apn; ls /etc/modemctl/worked-apns");
+    EXPECT_EQ(run.out, "1-1.2: connecting with the APN of the SIM's network\n1-1.2: connected, but nothing answers\n"
+                       "1-1.2: online\nfast.t-mobile.com\n")
         << run.err;
 }
 
