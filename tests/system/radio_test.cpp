@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "tests/paths.h"
 #include "tests/system/harness.h"
 
 // Bands and modes: read, set, brought back, and undone when the modem loses its network.
