@@ -56,11 +56,13 @@ TEST(SlowHostileInput, InEveryWordOfACommandIsOnlyAWord)
             "for file in /run/words/*; do word=$(cat $file; echo .); word=${word%.}\n"
             "    try \"$word\"; try -D \"$word\"; try -B \"$word\"; try -D -B \"$word\" signal; try \"1-1$word\" "
             "signal\n"
-            "    for command in sim-status carrier iccid convert info record modems connect; do try $command "
+            "    for command in sim-status carrier iccid convert info record modems connect apn bands mode watch; do "
+            "try $command "
             "\"$word\"; "
             "done\n"
             "    try convert \"$word\" \"$word\"; try convert /etc/passwd \"$word\"; try AT \"$word\" AT; "
-            "try AT a b \"$word\"; try connect \"$word\" \"$word\" \"$word\"; try info --json \"$word\"\n"
+            "try AT a b \"$word\"; try connect \"$word\" \"$word\" \"$word\"; try info --json \"$word\"; "
+            "try bands --set \"$word\"; try watch pause \"$word\"; try watch \"$word\" status\n"
             "done\n"
             "ls /run/words | wc -l" +
             show_damage);

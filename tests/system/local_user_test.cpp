@@ -289,6 +289,12 @@ connect qmi /dev/cdc-wdm0 fdd_lte internet
 connect-auto
 new-connect-auto
 wifi_lte_interference
+apn --json
+bands
+mode
+watch status
+watch pause 1m
+watch resume
 END
     for line in $(seq "$(wc -l </run/own/requests)"); do
         timed 60 served "$line"
