@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <syslog.h>
 
 #include "apn/candidates.h"
 #include "apn/database.h"
@@ -9,6 +10,8 @@
 #include "connection/setting_options.h"
 #include "core/model/modem.h"
 #include "core/table/modem_table.h"
+#include "discovery/usb/port_holder.h"
+#include "discovery/usb/ports.h"
 #include "platform/debug.h"
 #include "platform/shell.h"
 #include "platform/tell_person.h"
@@ -18,6 +21,21 @@ namespace {
 
 constexpr int exit_no_database = 255;
 constexpr int sim_wants_pin = -2;
+
+// Two managers of one modem undo each other's work, which looks like a fault of the modem. The user decides which one
+// it is to be.
+void name_other_manager(const ModemDriver &rec)
+{
+    const Json ports{json_object_new_array()};
+    bus_own_ports(rec.bus.c_str(), ports.get());
+    const auto manager = other_manager_of(ports.get());
+    if (manager.empty())
+        return;
+    syslog(LOG_WARNING, "%s holds the modem on bus %s too: stop it, or tell it to leave this modem alone",
+           manager.c_str(), rec.bus.c_str());
+    tell_person("%s holds the modem on bus %s too: stop it, or tell it to leave this modem alone", manager.c_str(),
+                rec.bus.c_str());
+}
 
 int report_connect(int result)
 {
@@ -42,6 +60,7 @@ int run_connect(const CommandRun &run)
         puts("\nUsage:<modemctl> <connect> <serial/qmi> <device> <server> <apn>");
         return 0;
     }
+    name_other_manager(run.rec);
     const ConnectSettings settings = {
         .device = run.arguments[1],
         .service = run.arguments[2],
@@ -62,6 +81,7 @@ int run_connect_auto(const CommandRun &run)
         release_apn_database();
         return exit_no_database;
     }
+    name_other_manager(run.rec);
     Json candidates{json_object_new_array()};
     const bool is_selected = select_apn_candidates(run.rec, candidates.get()) == 0;
     const int result = connect_with_candidates(run.rec, is_selected ? candidates.get() : nullptr);
@@ -75,6 +95,7 @@ int run_connect_auto(const CommandRun &run)
 int run_new_connect_auto(const CommandRun &run)
 {
     const Uci uci = kuci2_init();
+    name_other_manager(run.rec);
     Text<20> iface;
     getShellCommandReturnLine(find_configured_interface, iface);
     std::array<Text<64>, setting_options.size()> texts;

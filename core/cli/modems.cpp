@@ -6,6 +6,7 @@
 #include "core/model/modem.h"
 #include "core/table/modem_table.h"
 #include "discovery/usb/buses.h"
+#include "discovery/usb/port_holder.h"
 #include "discovery/usb/ports.h"
 #include "discovery/usb/usb_ids.h"
 #include "platform/tell_person.h"
@@ -31,7 +32,10 @@ Json describe_usb_device(const char *bus)
     kjson_add_string(modem.get(), "bus", bus);
     kjson_add_string(modem.get(), "model", is_listed ? model->name : "unlisted");
     kjson_add_string(modem.get(), "usb", Text<10>::format("%04x:%04x", vid, pid).view());
+    const auto manager = other_manager_of(ports.get());
     kjson_add_object(modem.get(), "ports", std::move(ports));
+    if (!manager.empty())
+        kjson_add_string(modem.get(), "held_by", manager.view());
     return modem;
 }
 
@@ -42,6 +46,8 @@ void print_modem(json_object *modem)
     json_object *ports = kjson_get_object(modem, "ports");
     for (size_t i = 0; i < json_object_array_length(ports); i++)
         printf(" %s", json_object_get_string(json_object_array_get_idx(ports, i)));
+    if (const char *manager = kjson_get_string(modem, "held_by"); manager != nullptr)
+        printf(" held by %s", manager);
     puts("");
 }
 

@@ -281,4 +281,22 @@ TEST(StockRouter, NamesTheCardThatItsModemMustKnow)
         << "another card";
 }
 
+TEST(StockRouter, NamesAnotherManagerThatHoldsTheModem)
+{
+    const std::string manager =
+        "cp $(which sleep) /tmp/ModemManager; /tmp/ModemManager 60 3<>/dev/ttyUSB2 & sleep 0.2; ";
+    const std::string all = "modemctl modems; modemctl modems --json | grep held_by; "
+                            "modemctl connect qmi /dev/cdc-wdm0 fdd_lte internet >/dev/null; kill %1; ";
+    const RouterRun run = stock_router({"--modem", "EC25", "--link", "setup=100"}, manager + all);
+    EXPECT_NE(run.out.find(" held by ModemManager\n"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("\"held_by\":\"ModemManager\""), std::string::npos) << run.out;
+    EXPECT_EQ(run.journal_of("syslog"),
+              Lines{"warning ModemManager holds the modem on bus 1-1.2 too: stop it, or tell it "
+                    "to leave this modem alone"});
+    const RouterRun uqmi = stock_router({"--modem", "EC25", "--link", "setup=100"},
+                                        "cp $(which sleep) /tmp/uqmi; /tmp/uqmi 60 3<>/dev/cdc-wdm0 & sleep 0.2; "
+                                        "modemctl modems | grep held; kill %1");
+    EXPECT_EQ(uqmi.out, "") << "it works for a connection";
+}
+
 } // namespace
