@@ -13,6 +13,7 @@
 #include "drivers/sierra.h"
 #include "drivers/sierra_report.h"
 #include "platform/text.h"
+#include "readings/radio_settings.h"
 #include "tests/fuzz/check.h"
 
 namespace {
@@ -103,6 +104,39 @@ void try_others(std::string_view reply, std::string_view second)
     parse_zpas(reply);
 }
 
+void check_commands(const CommandLines &commands)
+{
+    bool begins_line = true;
+    for (size_t i = 0; i < commands.size(); i++) {
+        const char character = commands.c_str()[i];
+        check(!begins_line || commands.view().substr(i).starts_with("AT"), "each line is a command");
+        check(character == '\n' || (character >= ' ' && character <= '~' && character != ';'), "it is one command");
+        begins_line = character == '\n';
+    }
+}
+
+// What a modem says becomes a part of the commands that it gets.
+void try_radio(std::string_view reply, std::string_view second)
+{
+    for (const BandFamily &family : band_families()) {
+        BandSettings now;
+        BandSettings has;
+        if (!family.read(family, reply, now))
+            continue;
+        if (family.read_supported != nullptr)
+            family.read_supported(family, second, has);
+        CommandLines commands;
+        family.compose(family, all_bands(family, now, has), has, commands);
+        check_commands(commands);
+    }
+    for (const ModeFamily &family : mode_families()) {
+        if (const auto setting = read_mode(family, reply))
+            check_commands(compose_mode(family, setting->value.view()));
+        if (const Text<40> values = values_of(family, RadioMode::only_4g, second); family.names != nullptr)
+            check(values.size() <= 2 && is_made_of(values.view(), ""), "an index is two digits");
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
@@ -117,5 +151,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
     try_common(reply);
     try_quectel(reply);
     try_others(reply, front);
+    try_radio(reply, front);
     return 0;
 }
