@@ -37,6 +37,7 @@ AREAS = (
     ("watch", 20_000, ("watch/*", "core/cli/watch*", "core/cli/history*", "status/history.cpp", "status/usage.cpp",
                        "discovery/record/snapshot.cpp")),
     ("modemctl apn", 10_800, ("apn/card.cpp", "apn/choices.cpp", "apn/tables.cpp", "core/cli/apn*")),
+    ("bands and mode", 32_600, ("readings/radio_settings.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
     ("models files", 5_700, ("core/table/models_file.cpp",)),
 )
 LIMITED_TARGET = "mips-linux-musl"
