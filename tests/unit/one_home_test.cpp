@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <regex>
 
+#include "tests/unit/documents.h"
 #include "tests/unit/sources.h"
 
 // What is known about one board or one model is written in one file. These tests read the sources.
@@ -58,6 +59,22 @@ TEST(OneHome, AModelsNumberIsComparedInTheTableOnly)
                              {"core/table/modem_table.cpp", "core/model/modem.h"}),
               std::vector<std::string>{})
         << "Give the model's row in core/table/modem_table.cpp a trait, and ask for that; or is_unknown_device().";
+}
+
+TEST(OneHome, EveryTableOfTheArchitectureIsWhereItSays)
+{
+    const std::vector<Row> tables = rows_under("architecture.md", "table");
+    EXPECT_GE(tables.size(), 6u);
+    // constexpr Kind name[] = {, or std::array<Kind, ...> name = {
+    static const std::regex table{R"re((\w+\[[^\]\n]*\]|std::array(<[^;={]*>)? \w+)(\{| = *\{))re"};
+    for (Row row : tables) {
+        const Lines files = found_in(row["file"], "`([^`]+)`");
+        ASSERT_FALSE(files.empty()) << row["file"];
+        const std::string text = content_of(source_root / files[0]);
+        EXPECT_FALSE(text.empty()) << files[0];
+        if (files[0].ends_with(".cpp") || files[0].ends_with(".h"))
+            EXPECT_TRUE(std::regex_search(text, table)) << files[0];
+    }
 }
 
 } // namespace

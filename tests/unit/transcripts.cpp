@@ -1,9 +1,13 @@
-#include "tests/paths.h"
-#include "transcripts.h"
+#include "tests/unit/transcripts.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <map>
+
+#include "readings/dialects.h"
+#include "readings/interview.h"
+#include "tests/paths.h"
 
 namespace {
 
@@ -94,6 +98,31 @@ std::vector<TranscriptScene> read_scenes()
     return scenes;
 }
 
+uint32_t vendor_of(const std::string &driver)
+{
+    static const std::map<std::string, uint32_t> vendors = {{"EC20", 0x05c6},   {"UC20", 0x05c6},
+                                                            {"MC7430", 0x1199}, {"SIMCOM7600", 0x1e0e},
+                                                            {"ME3630", 0x19d2}, {"NL678E", 0x2cb7}};
+    const auto found = vendors.find(driver);
+    return found == vendors.end() ? 0x2c7c : found->second;
+}
+
+// How the modem of a scene answers: "ERROR" to what the scene does not have.
+struct Answers {
+    const TranscriptScene &scene;
+    std::function<std::string(std::string)> change;
+};
+
+AskResult answer_question(void *context, const Question &question, TextOut reply)
+{
+    const auto &answers = *static_cast<Answers *>(context);
+    std::string text = answer(answers.scene, question.command);
+    if (text.empty())
+        text = "\r\nERROR\r\n";
+    reply.assign(answers.change ? answers.change(text) : text);
+    return AskResult::answered;
+}
+
 } // namespace
 
 const std::vector<TranscriptScene> &transcript_scenes()
@@ -111,4 +140,13 @@ std::string answer(const TranscriptScene &scene, const std::string &command)
             replies += block.reply;
     }
     return replies;
+}
+
+Report report_of(const TranscriptScene &scene, std::function<std::string(std::string)> change)
+{
+    Answers answers{scene, std::move(change)};
+    Report report;
+    Misses misses;
+    ask_all({.ask = answer_question, .context = &answers}, vendor_of(scene.driver), false, report, misses);
+    return report;
 }

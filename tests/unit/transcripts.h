@@ -1,9 +1,11 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "platform/json.h"
+#include "readings/report.h"
 
 /// A command and its reply, as bytes.
 struct TranscriptBlock {
@@ -24,3 +26,6 @@ const std::vector<TranscriptScene> &transcript_scenes();
 
 /// What the scene answers to command: the replies to it, also if it was asked together with others; empty without one.
 std::string answer(const TranscriptScene &scene, const std::string &command);
+
+/// What a modem reports that answers as the scene does, and ERROR to all other questions. change alters each reply.
+Report report_of(const TranscriptScene &scene, std::function<std::string(std::string)> change = nullptr);

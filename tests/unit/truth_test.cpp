@@ -17,40 +17,6 @@ namespace {
 
 using Facts = std::map<std::string, json_object *>;
 
-uint32_t vendor_of(const std::string &driver)
-{
-    static const std::map<std::string, uint32_t> vendors = {{"EC20", 0x05c6},   {"UC20", 0x05c6},
-                                                            {"MC7430", 0x1199}, {"SIMCOM7600", 0x1e0e},
-                                                            {"ME3630", 0x19d2}, {"NL678E", 0x2cb7}};
-    const auto found = vendors.find(driver);
-    return found == vendors.end() ? 0x2c7c : found->second;
-}
-
-// How the modem of a scene answers: "ERROR" to what the scene does not have.
-struct Answers {
-    const TranscriptScene &scene;
-    std::function<std::string(std::string)> change;
-};
-
-AskResult answer_question(void *context, const Question &question, TextOut reply)
-{
-    const auto &answers = *static_cast<Answers *>(context);
-    std::string text = answer(answers.scene, question.command);
-    if (text.empty())
-        text = "\r\nERROR\r\n";
-    reply.assign(answers.change ? answers.change(text) : text);
-    return AskResult::answered;
-}
-
-Report report_of(const TranscriptScene &scene, std::function<std::string(std::string)> change = nullptr)
-{
-    Answers answers{scene, std::move(change)};
-    Report report;
-    Misses misses;
-    ask_all({.ask = answer_question, .context = &answers}, vendor_of(scene.driver), false, report, misses);
-    return report;
-}
-
 Json json_of(const Report &report)
 {
     Json object{json_object_new_object()};
