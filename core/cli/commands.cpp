@@ -9,6 +9,7 @@
 #include "core/cli/apn_command.h"
 #include "core/cli/connect_commands.h"
 #include "core/cli/history_command.h"
+#include "core/cli/fleet_commands.h"
 #include "core/cli/info_command.h"
 #include "core/cli/modems.h"
 #include "core/cli/radio_commands.h"
@@ -217,6 +218,8 @@ constexpr Command commands[] = {
     {"watch",                 run_watch,                 "[status|pause 30m|resume]: keep online",    no_slot, true},
     {"history",               run_history,               "[--json] [--since 2h]: what watch saw",    no_slot, true},
     {"usage",                 run_usage,                 "[--json]: data used, by SIM and month",    no_slot, true},
+    {"metrics",               run_metrics,               "all modems' values, for Prometheus",       no_slot, true},
+    {"openwisp",              run_openwisp,              "the modem as OpenWISP's \"mobile\"",       no_slot, true},
     {"modems",                run_modems,                "[--json]: buses with a modem",             no_slot, true},
     {"help",                  print_help,                "this list, also --help and -h",            no_slot, true},
     {"--version",             print_version,             "version of this program",                  no_slot, true},

@@ -49,20 +49,6 @@ bool read_options(std::span<char *const> words, Options &options)
     return true;
 }
 
-InfoResult report_of(const char *bus, const Options &options, Json &report)
-{
-    if (options.cached) {
-        report = read_snapshot(bus);
-        if (report != nullptr)
-            return InfoResult::reported;
-    }
-    report.reset(json_object_new_object());
-    const InfoResult result = add_info(report.get(), bus);
-    if (result == InfoResult::reported)
-        write_snapshot(bus, report.get());
-    return result;
-}
-
 bool wants_colour()
 {
     const char *no_colour = getenv("NO_COLOR");
@@ -77,6 +63,15 @@ void print_report(json_object *report, const Options &options)
         print_info_page(report, wants_colour());
 }
 
+// How old a report may be for these options. Who reads without disturbing the modem has the watch look more often.
+int64_t oldest_for(const Options &options, const char *bus)
+{
+    if (!options.cached)
+        return no_age;
+    mark_snapshot(bus);
+    return any_age;
+}
+
 // Each modem is asked in a separate process, so that all together take no longer than the slowest. The report comes
 // back over a pipe, followed by the exit status.
 struct Inquiry {
@@ -84,7 +79,7 @@ struct Inquiry {
     Fd answer;
 };
 
-Inquiry start_inquiry(const char *bus, const Options &options)
+Inquiry start_inquiry(const char *bus, int64_t oldest_s)
 {
     int ends[2];
     Inquiry inquiry;
@@ -96,7 +91,7 @@ Inquiry start_inquiry(const char *bus, const Options &options)
     if (inquiry.child != 0)
         return inquiry;
     Json report;
-    const InfoResult result = report_of(bus, options, report);
+    const InfoResult result = newest_report(bus, oldest_s, report);
     const char *text = one_line(report.get());
     const bool is_written = write(writing.get(), text, strlen(text)) == static_cast<ssize_t>(strlen(text));
     _exit(is_written ? static_cast<int>(result) : static_cast<int>(InfoResult::no_answer));
@@ -117,32 +112,59 @@ InfoResult finish_inquiry(const Inquiry &inquiry, Json &report)
 
 int run_for_all(const Options &options)
 {
+    InfoResult worst = InfoResult::reported;
+    const Json reports = reports_of_all(options.cached ? any_age : no_age, worst);
+    for (size_t i = 0; i < json_object_array_length(reports.get()); i++) {
+        json_object *report = json_object_array_get_idx(reports.get(), i);
+        if (options.cached)
+            mark_snapshot(kjson_get_string(report, "bus"));
+        if (options.json)
+            continue;
+        if (i > 0)
+            puts("");
+        print_report(report, options);
+    }
+    if (options.json)
+        print_report(reports.get(), options);
+    return static_cast<int>(worst);
+}
+
+} // namespace
+
+InfoResult newest_report(const char *bus, int64_t oldest_s, Json &report)
+{
+    if (oldest_s > no_age) {
+        report = read_snapshot(bus);
+        if (report != nullptr && kjson_get_int(report.get(), "age_s") <= oldest_s)
+            return InfoResult::reported;
+    }
+    report.reset(json_object_new_object());
+    const InfoResult result = add_info(report.get(), bus);
+    if (result == InfoResult::reported)
+        write_snapshot(bus, report.get());
+    return result;
+}
+
+Json reports_of_all(int64_t oldest_s, InfoResult &worst)
+{
     constexpr size_t most_modems = 16;
     const Json modems = list_modems();
     const size_t count = std::min(json_object_array_length(modems.get()), most_modems);
     std::array<Inquiry, most_modems> inquiries;
     for (size_t i = 0; i < count; i++)
-        inquiries[i] = start_inquiry(kjson_get_string(json_object_array_get_idx(modems.get(), i), "bus"), options);
-    InfoResult worst = count == 0 ? InfoResult::no_modem : InfoResult::reported;
-    const Json list{json_object_new_array()};
+        inquiries[i] = start_inquiry(kjson_get_string(json_object_array_get_idx(modems.get(), i), "bus"), oldest_s);
+    worst = count == 0 ? InfoResult::no_modem : InfoResult::reported;
+    Json list{json_object_new_array()};
     for (size_t i = 0; i < count; i++) {
         Json report;
         const InfoResult result = finish_inquiry(inquiries[i], report);
         if (worst == InfoResult::reported)
             worst = result;
-        if (!options.json && report != nullptr) {
-            if (i > 0)
-                puts("");
-            print_report(report.get(), options);
-        }
-        kjson_array_add(list.get(), std::move(report));
+        if (report != nullptr)
+            kjson_array_add(list.get(), std::move(report));
     }
-    if (options.json)
-        print_report(list.get(), options);
-    return static_cast<int>(worst);
+    return list;
 }
-
-} // namespace
 
 void tell_reason(InfoResult result, const char *bus)
 {
@@ -162,7 +184,7 @@ int run_info(const CommandRun &run)
     if (options.all)
         return run_for_all(options);
     Json report;
-    const InfoResult result = report_of(run.bus, options, report);
+    const InfoResult result = newest_report(run.bus, oldest_for(options, run.bus), report);
     if (result != InfoResult::no_modem || options.json)
         print_report(report.get(), options);
     tell_reason(result, run.bus);

@@ -26,7 +26,6 @@ Json read_snapshot(const char *bus)
     HeapText text{static_cast<char *>(calloc(1, longest_snapshot))};
     if (text == nullptr || read_state(bus, snapshot_file, longest_snapshot - 1, {text.get(), longest_snapshot}) <= 0)
         return nullptr;
-    write_state(bus, mark_file, {}, 0600);
     Json report{json_tokener_parse(text.get())};
     if (!json_object_is_type(report.get(), json_type_object))
         return nullptr;
@@ -36,6 +35,11 @@ Json read_snapshot(const char *bus)
         return nullptr;
     kjson_add_int(report.get(), "age_s", static_cast<int32_t>(age));
     return report;
+}
+
+void mark_snapshot(const char *bus)
+{
+    write_state(bus, mark_file, {}, 0600);
 }
 
 bool take_snapshot_mark(const char *bus)

@@ -12,8 +12,11 @@ const char *one_line(json_object *object);
 
 void write_snapshot(const char *bus, json_object *report);
 
-/// The report with its age as "age_s"; null without one. It leaves a mark that somebody reads it.
+/// The report with its age as "age_s"; null without one.
 Json read_snapshot(const char *bus);
 
-/// True if somebody has read the snapshot since the mark was last taken away. Takes it away.
+/// Leaves a mark that somebody looks at the modem, so that the watch refreshes the report more often.
+void mark_snapshot(const char *bus);
+
+/// True if the mark was left since it was last taken away. Takes it away.
 bool take_snapshot_mark(const char *bus);

@@ -72,8 +72,8 @@ TEST(OneHome, EveryTableOfTheArchitectureIsWhereItSays)
         ASSERT_FALSE(files.empty()) << row["file"];
         const std::string text = content_of(source_root / files[0]);
         EXPECT_FALSE(text.empty()) << files[0];
-        if (files[0].ends_with(".cpp") || files[0].ends_with(".h"))
-            EXPECT_TRUE(std::regex_search(text, table)) << files[0];
+        const bool is_source = files[0].ends_with(".cpp") || files[0].ends_with(".h");
+        EXPECT_TRUE(!is_source || std::regex_search(text, table)) << files[0];
     }
 }
 
