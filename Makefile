@@ -10,7 +10,7 @@ all: build
 
 # Installs every Debian package that any of these needs. Only demo, test and test-all install some of them by themselves.
 setup:
-	@tools/setup.sh build test targets lint fuzz
+	@tools/setup.sh build test targets fleet lint fuzz
 
 build:
 	@tools/setup.sh -n build
@@ -39,7 +39,7 @@ test:
 
 # What make test has passed is counted and not run again, unless a file has changed since.
 test-all:
-	@tools/setup.sh build test targets
+	@tools/setup.sh build test targets fleet
 	@[ -f build/passed ] && [ -z "$$(find . -mindepth 1 \( -name 'build*' -o -name .git \) -prune -o -newer build/passed -print -quit)" ] \
 		|| $(MAKE) test
 	@cmake --build build -j$(jobs)

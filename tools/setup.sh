@@ -15,20 +15,22 @@ packages_of() {
         echo dpkg-dev qemu-user-static libgtest-dev
         command -v npm >/dev/null || echo npm
         ;;
+    fleet) ;;
     lint) echo git clang-format clang-tidy ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     *) echo "setup.sh: \"$1\" is no group of packages" >&2 && exit 64 ;;
     esac
 }
 
-# The mail client's package would replace the machine's own mail server, so the tests only unpack its program. One attempt
-# is made; without the program its test is skipped.
-fetch_mail_client() {
-    folder=build/mail-client
+# Programs whose packages would start a service on this machine, or replace its mail server: the tests only unpack them.
+# One attempt is made; without the program its test is skipped.
+fetch_programs() {
+    folder=build/$1
+    shift
     [ ! -d "$folder" ] || return 0
     mkdir -p "$folder"
-    (cd "$folder" && apt-get -qq download ssmtp >download.log 2>&1 && dpkg-deb -x ssmtp_*.deb .) ||
-        echo "The mail client ssmtp cannot be fetched: its one test will be skipped."
+    (cd "$folder" && apt-get -qq download "$@" >download.log 2>&1 && for package in *.deb; do dpkg-deb -x "$package" . && rm "$package"; done) ||
+        echo "These cannot be fetched, and their test will be skipped: $*"
 }
 
 only_say=
@@ -73,6 +75,10 @@ if [ -n "$missing" ]; then
     esac
 fi
 
-case " $* " in
-*" test "*) [ -n "$only_say" ] || fetch_mail_client ;;
-esac
+[ -z "$only_say" ] || exit 0
+for group in "$@"; do
+    case $group in
+    test) fetch_programs mail-client ssmtp ;;
+    fleet) fetch_programs prometheus prometheus prometheus-node-exporter ;;
+    esac
+done

@@ -26,6 +26,7 @@ diff -u - "$root/files" <<EOF
 755 modemctl/etc/hotplug.d/iface/19-modemctl
 755 modemctl/etc/hotplug.d/usb/30-modemctl
 755 modemctl/etc/init.d/modemctl
+755 modemctl/etc/init.d/modemctl-metrics
 755 modemctl/etc/init.d/modemctl-signal
 755 modemctl/etc/init.d/modemctl-watch
 755 modemctl/etc/uci-defaults/30-modemctl
