@@ -41,6 +41,7 @@ struct Watcher {
     ModemDriver rec{};
     UsageBook kept{};     ///< in the flash
     UsageBook fresh{};    ///< not there yet
+    uint32_t asked_s = 0; ///< uptime at which the modem was last asked
     bool is_read = false; ///< somebody has read the snapshot since the last step
 };
 
@@ -102,6 +103,7 @@ bool answer(Watcher &watcher, const WatchDecision &decision, WatchObservation &s
         seen.is_told = true;
         if (!watcher.rec.traits.drops_when_asked || seen.link != WatchLink::up)
             ask_modem(watcher.bus, watcher.scene, watcher.settings, seen, sample);
+        watcher.asked_s = uptime_s();
         return true;
     case WatchAction::none:
         return false;
@@ -113,10 +115,11 @@ bool answer(Watcher &watcher, const WatchDecision &decision, WatchObservation &s
     }
 }
 
+// A model whose connection ends when it is asked for its card is asked only when it is not connected anyway.
 bool may_ask(const Watcher &watcher, WatchState state)
 {
     const bool is_at_work = state != WatchState::off && state != WatchState::absent && state != WatchState::blocked;
-    return is_at_work && !(watcher.rec.traits.drops_when_asked && state == WatchState::online);
+    return is_at_work && !watcher.rec.traits.drops_when_asked;
 }
 
 HistorySample new_sample()
@@ -209,8 +212,12 @@ uint32_t take_step(Watcher &watcher)
     const bool is_due = scene.sampled.empty() || age >= sample_interval_s;
     watcher.is_read = take_snapshot_mark(watcher.bus);
     const auto state = static_cast<WatchState>(scene.memory.state);
-    if ((is_due || watcher.is_read) && seen.is_there && may_ask(watcher, state))
+    // However often somebody reads the snapshot, the modem is not asked more often than this.
+    const bool is_stale = watcher.is_read && uptime_s() - watcher.asked_s >= read_interval_s;
+    if ((is_due || is_stale) && seen.is_there && may_ask(watcher, state)) {
         ask_modem(watcher.bus, scene, watcher.settings, seen, sample);
+        watcher.asked_s = uptime_s();
+    }
     const DeviceCounters counters = read_device_counters(scene.device.view());
     seen.is_over_limit = count_usage(watcher, counters);
     uint32_t wait = 1;

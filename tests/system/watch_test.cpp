@@ -82,7 +82,8 @@ const Fault faults[] = {
      ""},
     {"session dead, interface up",
      {"--modem", "EC25", "--link", "modem_1_1_2,setup=100,traffic=0/3000"},
-     "set_option stall_packets 2; modemctl watch & wait_for online; wait_for recovering; wait_for online; say",
+     "set_option stall_packets 2; set_option stall 6; modemctl watch & wait_for online; wait_for recovering 400; "
+     "wait_for online; say",
      "online;the network answers;\n",
      "suspect -> recovering: reconnect, 5 of 6 left this hour"},
     {"the interface fails and is not tried again",
