@@ -29,20 +29,21 @@ GUEST_BASE = "0x100000000"  # where the programs that qemu runs have their memor
 
 
 # What commands that came after the first ones add to the program is counted apart: an area's name, its sources, and the
-# bytes that it may have in a program for MIPS. A new area is a new line; what is in no area is the program itself.
+# bytes that it may have in a program for MIPS. A new area is a new line, and takes its sources from the
+# areas above it; what is in no area is the program itself.
 AREAS = (
     ("info and record", 87_000, ("readings/*", "at/at_session.cpp", "core/cli/info*", "core/cli/record*",
                                  "discovery/record/info.cpp", "discovery/record/modem_port.cpp",
                                  "discovery/record/record*")),
-    ("watch", 20_000, ("watch/*", "core/cli/watch*", "core/cli/history*", "status/history.cpp", "status/usage.cpp",
+    ("watch", 49_500, ("watch/*", "core/cli/watch*", "core/cli/history*", "status/history.cpp", "status/usage.cpp",
                        "discovery/record/snapshot.cpp")),
     ("modemctl apn", 10_800, ("apn/card.cpp", "apn/choices.cpp", "apn/tables.cpp", "core/cli/apn*")),
     ("bands and mode", 32_600, ("readings/radio_settings.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
     ("models files", 5_700, ("core/table/models_file.cpp",)),
 )
 LIMITED_TARGET = "mips-linux-musl"
-PRODUCT_LIMIT = 440 << 10
-OWN_LIMIT = 131_000
+PRODUCT_LIMIT = 515_000
+OWN_LIMIT = 135_500
 
 # Instructions and system calls of commands on this machine, with one modem.
 COMMAND_LIMITS = {"modemctl signal": (500_000, 800), "modemctl cells": (700_000, 1_500)}
