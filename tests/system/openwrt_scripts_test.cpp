@@ -408,7 +408,7 @@ TEST(Boot, GoesOnToTheApnWithWhichSomethingAnswersAndKeepsItForTheCard)
         << run.err;
 }
 
-TEST(Boot, TakesTheFirstApnThatIsAcceptedIfNothingAnswers)
+TEST(SlowBoot, TakesTheFirstApnThatIsAcceptedIfNothingAnswers)
 {
     const RouterRun run = router({"--modem", "EC25,imsi=310260123456789,ef_ad=00000003", "--link", "setup=100", "--put",
                                   BUILD_ROOT "/packaging/apns:/usr/share/modem/apns"},
