@@ -319,6 +319,7 @@ TEST(SlowHostileUser, ChangesNothingOfRootsHoldsNothingAndLearnsNoSecret)
         run_in_router({"--modem",    "EC25,imsi=232031234567890",
                        "--modem",    "ME3630@2-1.2",
                        "--link",     "setup=100",
+                       "--put",      stand_ins + "/ping:/usr/bin/ping",
                        "--put",      files + "/etc:/etc",
                        "--put",      files + "/usr:/usr",
                        "--put",      stand_ins + "/rc.common:/etc/rc.common",
