@@ -325,6 +325,21 @@ int read_usb_ids(const char *, uint32_t &, uint32_t &)
     return -1;
 }
 
+bool bus_own_netdev(const char *, TextOut)
+{
+    return false;
+}
+
+int bus_own_ports(const char *, json_object *)
+{
+    return 0;
+}
+
+int find_usb_node(const char *, const char *, TextOut, int &)
+{
+    return 0;
+}
+
 UsbDevice::UsbDevice(const char *bus, const char *root) : bus_(bus), root_(root) {}
 
 int UsbDevice::read_ids(uint32_t &, uint32_t &) const

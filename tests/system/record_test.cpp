@@ -107,11 +107,16 @@ TEST(Record, WritesNothingOfAModemThatSaysNothing)
     EXPECT_EQ(run.out, "2\n");
 }
 
-// What is not in the record of a modem without a row: where its AT port is. It is found once while it is plugged in.
+// What is not in the record of a modem without a row: where its AT port is. It is looked for once while it is plugged
+// in; later only the port that was found is asked whether it still answers.
 TEST(Record, LooksForThePortOnce)
 {
     const RouterRun run = run_shell({"--modem", "unlisted"}, "modemctl info >/dev/null; cat /tmp/modem.1-1.2/at-port\n"
+                                                             "sed -i s/ttyUSB0/ttyUSB2/ /tmp/modem.1-1.2/at-port\n"
+                                                             "modemctl info >/dev/null; cat /tmp/modem.1-1.2/at-port\n"
                                                              "modemctl info >/dev/null");
-    EXPECT_EQ(lines_of(run.out).at(1), "/dev/ttyUSB0");
-    EXPECT_EQ(run.sent_to("ttyUSB0").find("AT\r"), run.sent_to("ttyUSB0").rfind("AT\r"));
+    const std::vector<std::string> kept = lines_of(run.out);
+    EXPECT_EQ(kept.at(1), "/dev/ttyUSB0");
+    EXPECT_EQ(kept.at(3), "/dev/ttyUSB0") << "found again after the wrong port was silent";
+    EXPECT_EQ(run.sent_to("ttyUSB2"), "AT\r\n") << "asked the once that it was taken for the port";
 }
