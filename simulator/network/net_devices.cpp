@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
+#include <cstring>
 #include <fcntl.h>
 #include <ifaddrs.h>
 #include <linux/if_link.h>
@@ -35,6 +36,19 @@ IpAddress parse_address(const std::string &text)
             return {family, bytes};
     }
     return {};
+}
+
+/// In the machine's byte order.
+uint32_t ipv4_number(const IpAddress &ip)
+{
+    uint32_t number = 0;
+    memcpy(&number, ip.bytes.data(), sizeof number);
+    return ntohl(number);
+}
+
+uint32_t netmask(int length)
+{
+    return length == 0 ? 0 : ~uint32_t{0} << (32 - length);
 }
 
 /// Takes what the kernel has sent; only then does it count as sent.
@@ -153,10 +167,34 @@ bool NetDevices::add_address(const std::string &name, const NetAddress &address)
     header.ifa_flags = ip.family == AF_INET6 ? IFA_F_NODAD : 0;
     if (ip.family == AF_UNSPEC || header.ifa_index == 0)
         return false;
+    const IpAddress peer = parse_address(address.peer);
+    const bool has_subnet = ip.family == AF_INET && peer.family == AF_UNSPEC && address.mask < 31;
     NetlinkRequest request(RTM_NEWADDR, NLM_F_CREATE | NLM_F_REPLACE, header);
     request.add(IFA_LOCAL, ip.bytes);
-    request.add(IFA_ADDRESS, ip.bytes);
+    request.add(IFA_ADDRESS, peer.family == ip.family ? peer.bytes : ip.bytes);
     request.add_number(IFA_RT_PRIORITY, static_cast<uint32_t>(address.metric));
+    if (has_subnet) {
+        // netifd writes the route to the subnet itself.
+        request.add_number(IFA_FLAGS, IFA_F_NOPREFIXROUTE);
+        request.add(IFA_BROADCAST, netlink_bytes(htonl(ipv4_number(ip) | ~netmask(address.mask))));
+    }
+    return kernel_.send(request) && (!has_subnet || add_subnet_route(header.ifa_index, address));
+}
+
+bool NetDevices::add_subnet_route(unsigned index, const NetAddress &address)
+{
+    rtmsg header{};
+    header.rtm_family = AF_INET;
+    header.rtm_dst_len = static_cast<uint8_t>(address.mask);
+    header.rtm_table = RT_TABLE_MAIN;
+    header.rtm_protocol = RTPROT_STATIC;
+    header.rtm_scope = RT_SCOPE_LINK;
+    header.rtm_type = RTN_UNICAST;
+    NetlinkRequest request(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_REPLACE, header);
+    const uint32_t subnet = ipv4_number(parse_address(address.address)) & netmask(address.mask);
+    request.add(RTA_DST, netlink_bytes(htonl(subnet)));
+    request.add_number(RTA_OIF, index);
+    request.add_number(RTA_PRIORITY, static_cast<uint32_t>(address.metric));
     return kernel_.send(request);
 }
 
@@ -198,7 +236,6 @@ bool NetDevices::add_default_route(const std::string &name, const std::string &g
     header.rtm_protocol = RTPROT_STATIC;
     header.rtm_scope = RT_SCOPE_UNIVERSE;
     header.rtm_type = RTN_UNICAST;
-    header.rtm_flags = RTNH_F_ONLINK;
     NetlinkRequest request(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_REPLACE, header);
     request.add(RTA_GATEWAY, ip.bytes);
     request.add_number(RTA_OIF, index);

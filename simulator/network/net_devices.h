@@ -16,7 +16,8 @@ namespace simulator {
 struct NetAddress {
     std::string address; ///< IPv4 or IPv6
     int mask = 0;
-    int metric = 0; ///< of the route to its subnet
+    int metric = 0;     ///< of the route to its subnet
+    std::string peer{}; ///< the other end of a point-to-point line
 };
 
 /// Network devices of the router's namespace: real ones of the kernel, so that counters, addresses and routes are the
@@ -51,6 +52,7 @@ class NetDevices {
     bool create_tunnel(const std::string &name);
     bool create_pair(const std::string &name);
     bool create_simple(const std::string &name);
+    bool add_subnet_route(unsigned index, const NetAddress &address);
     bool receive(const std::string &name, size_t bytes);
     bool send(const std::string &name, size_t bytes);
 

@@ -33,6 +33,7 @@ struct LinkBehaviour {
 struct InterfaceAddress {
     std::string address;
     int mask = 0;
+    std::string peer{}; ///< the other end of a dial-up connection
 };
 
 /// A change to a network device: it must be there, up and have these addresses, or lose them and go down.

@@ -14,6 +14,7 @@ namespace {
 using Interface = NetworkDaemon::Interface;
 
 constexpr std::array modem_protocols{"3g", "callip", "directip", "mbim", "ncm", "qcm", "qmi", "wwan"};
+constexpr std::array dial_up_protocols{"3g"};
 constexpr std::array wired_protocols{"dhcp", "dhcpv6", "pppoe"};
 
 bool is_one_of(const auto &names, const std::string &name)
@@ -68,6 +69,8 @@ Json address_array(const std::vector<InterfaceAddress> &addresses, bool ipv6)
         json_object *entry = json_object_new_object();
         add(entry, "address", address.address);
         add(entry, "mask", address.mask);
+        if (!address.peer.empty())
+            add(entry, "ptpaddress", address.peer);
         json_object_array_add(array.get(), entry);
     }
     return array;
@@ -254,7 +257,10 @@ std::vector<InterfaceAddress> addresses_of(const Interface &interface)
         for (const std::string &address : values_of(interface.section, "ip6addr"))
             addresses.push_back(parse_address(address, 128));
     } else if (runs_script(interface) && !interface.link.companion && !interface.link.address.empty()) {
-        addresses.push_back({interface.link.address, interface.link.mask});
+        // pppd gives the address of the line, and the other end's.
+        const bool is_dialled = is_one_of(dial_up_protocols, option_of(interface.section, "proto"));
+        addresses.push_back(is_dialled ? InterfaceAddress{interface.link.address, 32, interface.link.gateway}
+                                       : InterfaceAddress{interface.link.address, interface.link.mask});
     }
     return addresses;
 }

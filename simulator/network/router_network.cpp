@@ -151,7 +151,7 @@ void RouterNetwork::change_device(const DeviceChange &change)
     // netifd gives the interface's metric to the subnet's route too, but pppd's address and its route are pppd's.
     const int subnet_metric = kind_of(change.device) == NetDevices::Kind::point_to_point ? 0 : change.metric;
     for (const InterfaceAddress &address : change.addresses)
-        devices_.add_address(change.device, {address.address, address.mask, subnet_metric});
+        devices_.add_address(change.device, {address.address, address.mask, subnet_metric, address.peer});
     if (!change.gateway.empty())
         devices_.add_default_route(change.device, change.gateway, change.metric);
     devices_.move_traffic(change.device, change.traffic);

@@ -24,7 +24,7 @@ TEST(SimulatedNetwork, CountsADialUpConnectionsTrafficOnAPointToPointDevice)
         configure("proto=3g device=/dev/ttyUSB3 metric=40") + wait_until_up +
             "grep modem /proc/net/dev | tr -s ' ' | cut -d ' ' -f 1,2,10; grep modem /proc/net/route | cut -f 1-3,7;"
             "ifconfig 3g-modem | grep -o 'Link encap:[A-Z]*\\|inet addr:[0-9.]*\\|POINTOPOINT'");
-    EXPECT_EQ(run.out, "3g-modem: 123456 7890\n3g-modem\t00000000\t0101400A\t40\n3g-modem\t0001400A\t00000000\t0\n"
+    EXPECT_EQ(run.out, "3g-modem: 123456 7890\n3g-modem\t00000000\t0101400A\t40\n3g-modem\t0101400A\t00000000\t0\n"
                        "Link encap:UNSPEC\ninet addr:10.64.1.2\nPOINTOPOINT\n");
 }
 

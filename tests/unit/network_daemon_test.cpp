@@ -52,8 +52,8 @@ class Network {
     void note(const DeviceChange &change)
     {
         std::string text = change.interface + " " + change.device + (change.up ? " up" : " down");
-        for (const auto &[address, mask] : change.addresses)
-            text += " " + address + "/" + std::to_string(mask);
+        for (const auto &[address, mask, peer] : change.addresses)
+            text += " " + address + "/" + std::to_string(mask) + (peer.empty() ? "" : " peer " + peer);
         text += change.gateway.empty() ? "" : " via " + change.gateway;
         if (change.traffic != Traffic{})
             text += " moves " + std::to_string(change.traffic.received) + "/" + std::to_string(change.traffic.sent);
