@@ -13,6 +13,7 @@ The exit status is 1 when something is larger or grows faster than it may, or wh
 import argparse
 import fnmatch
 import glob
+import gzip
 import os
 import platform
 import re
@@ -39,6 +40,7 @@ AREAS = (
                        "discovery/record/snapshot.cpp")),
     ("modemctl apn", 10_800, ("apn/card.cpp", "apn/choices.cpp", "apn/tables.cpp", "core/cli/apn*")),
     ("bands and mode", 32_600, ("readings/radio_settings.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
+    ("metrics and openwisp", 12_000, ("discovery/record/metrics.cpp", "discovery/record/openwisp.cpp", "core/cli/fleet*")),
     ("models files", 5_700, ("core/table/models_file.cpp",)),
 )
 LIMITED_TARGET = "mips-linux-musl"
@@ -331,8 +333,21 @@ def watch(build):
         require(online[world, "watch"] >= share - 0.5, f"{world}: {keeper} is longer online than the watch")
 
 
+def fleet(build):
+    """What a scrape takes: the text of all modems, from reports that the watch has made."""
+    growth = Growth("modemctl metrics, modems")
+    for modems in amounts(1, 2, 4, 8):
+        plugged = [word for number in range(1, modems + 1) for word in ("--modem", f"EC25@1-1.{number}")]
+        router = Router(build, *plugged)
+        report = "modemctl info --all >/dev/null"
+        growth.row(modems, router.instructions("modemctl metrics", report))
+        text = router.run("sh", "-c", report + "; modemctl metrics").stdout.encode()
+        row(f"text of {modems} modems", f"{len(gzip.compress(text)):,} compressed", bytes=len(text))
+    row("the object for OpenWISP", bytes=len(Router(build, "--modem", "EC25").run("modemctl", "openwisp").stdout))
+
+
 SECTIONS = {"commands": commands, "processors": processors, "sizes": sizes, "sysfs": sysfs, "apns": apns,
-            "web": web, "spool": spool, "uci": uci, "many": many, "watch": watch}
+            "web": web, "spool": spool, "uci": uci, "many": many, "watch": watch, "fleet": fleet}
 
 
 def main():

@@ -237,8 +237,11 @@ TEST(StockRouter, MovesTheRadioThatOpenWrtCallsByItsOwnName)
 TEST(StockRouter, SwitchesThePowerByTheNamesThatLinesHave)
 {
     const std::string none = "rm -rf /sys/class/leds/*:usbpow* /sys/class/leds/*:3gcontrol /sys/class/gpio/*; ";
-    const std::string cycle = "(sleep 0.5; cat /sys/class/gpio/*/value) & " + built("call_operation") +
-                              " 3 1-1.2 power_cycle; cat /sys/class/gpio/*/value; tail -n 1 /tmp/log; ";
+    // The level while the power is off, however late a busy machine lets us look.
+    const std::string cycle =
+        "(was=$(cat /sys/class/gpio/*/value); while [ \"$(cat /sys/class/gpio/*/value)\" = $was ]; do "
+        "sleep 0.05; done; cat /sys/class/gpio/*/value) & " +
+        built("call_operation") + " 3 1-1.2 power_cycle; cat /sys/class/gpio/*/value; tail -n 1 /tmp/log; ";
     const auto line = [](const std::string &name, const std::string &level) {
         return "mkdir -p /sys/class/gpio/" + name + "; echo " + level + " >/sys/class/gpio/" + name + "/value; ";
     };
