@@ -38,14 +38,14 @@ AREAS = (
                                  "discovery/record/record*")),
     ("watch", 49_500, ("watch/*", "core/cli/watch*", "core/cli/history*", "status/history.cpp", "status/usage.cpp",
                        "discovery/record/snapshot.cpp")),
-    ("modemctl apn", 10_800, ("apn/card.cpp", "apn/choices.cpp", "apn/tables.cpp", "core/cli/apn*")),
+    ("modemctl apn", 12_500, ("apn/card.cpp", "apn/choices.cpp", "apn/tables.cpp", "core/cli/apn*")),
     ("bands and mode", 32_600, ("readings/radio_settings.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
-    ("metrics and openwisp", 12_000, ("discovery/record/metrics.cpp", "discovery/record/openwisp.cpp", "core/cli/fleet*")),
+    ("metrics and openwisp", 11_100, ("discovery/record/metrics.cpp", "discovery/record/openwisp.cpp", "core/cli/fleet*")),
     ("models files", 5_700, ("core/table/models_file.cpp",)),
 )
 LIMITED_TARGET = "mips-linux-musl"
-PRODUCT_LIMIT = 515_000
-OWN_LIMIT = 135_500
+PRODUCT_LIMIT = 522_500
+OWN_LIMIT = 136_800
 
 # Instructions and system calls of commands on this machine, with one modem.
 COMMAND_LIMITS = {"modemctl signal": (500_000, 800), "modemctl cells": (700_000, 1_500)}

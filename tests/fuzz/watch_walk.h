@@ -222,12 +222,13 @@ class WatchWalk {
         times_.push_back({memory_.clock, index});
         while (times_.front().clock + 86400 <= memory_.clock)
             times_.pop_front();
-        static constexpr int hours[] = {6, 6, 3, 2, 2, 1, 1};
-        static constexpr int days[] = {60, 40, 12, 8, 6, 4, 1};
+        static constexpr uint32_t hours[] = {6, 6, 3, 2, 2, 1, 1};
+        static constexpr uint32_t days[] = {60, 40, 12, 8, 6, 4, 1};
         const auto count = [this](uint32_t within, int least, int most) {
-            return std::count_if(times_.begin(), times_.end(), [&](const Ran &ran) {
+            const auto ran_then = [&](const Ran &ran) {
                 return ran.clock + within > memory_.clock && ran.stage >= least && ran.stage <= most;
-            });
+            };
+            return static_cast<uint32_t>(std::count_if(times_.begin(), times_.end(), ran_then));
         };
         require(count(3600, index, index) <= hours[index], "an hour's budget");
         require(count(86400, index, index) <= days[index], "a day's budget");

@@ -114,7 +114,6 @@ struct Row {
 using enum WatchState;
 using Act = WatchAction;
 constexpr auto up = WatchLink::up;
-constexpr auto down = WatchLink::down;
 constexpr auto pending = WatchLink::pending;
 constexpr auto unregistered = WatchService::searching;
 
