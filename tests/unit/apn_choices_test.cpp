@@ -353,7 +353,7 @@ TEST(WhatWorked, IsKeptPerCardTheNewestFirst)
         kept.view(),
         "8944110000000000001\ttwo.example\tme\t\tboth\tipv4\n8944110000000000002\ttwo.example\tme\t\tboth\tipv4\n");
     for (int i = 0; i < 200; i++)
-        kept = add_worked(kept.view(), std::to_string(8'944'110'000'000'100'000 + i), login);
+        kept = add_worked(kept.view(), "8944110000000" + std::to_string(100'000 + i), login);
     EXPECT_TRUE(kept.view().ends_with('\n'));
     EXPECT_LT(kept.size(), 2048U);
     EXPECT_TRUE(kept.view().starts_with("8944110000000100199\t"));
