@@ -14,10 +14,11 @@ else
     runner=$(command -v "qemu-$processor-static")
 fi
 # What differs between processors and C libraries: terminals, files, numbers, texts, ubus, a whole connection.
-units_left_out=None
+# The table of APNs is made by this machine's build only.
+units_left_out='ApnTable.*'
 system_tests="*"
 if [ "${3:-}" = --some ]; then
-    units_left_out="*UciCommand.*"
+    units_left_out="$units_left_out:*UciCommand.*"
     system_tests='At.*:Signal.*:Cells.*:Carrier.*:Status.*:Summary.*:Convert.*:Connect.*:ConnectAuto.*:NewConnectAuto.*'
     system_tests="$system_tests:Disconnect.*:All/*:WifiStep.*:Thermal.*:Iccid.*:SmsDaemon.*:SmsList.*:Forward.*:Usage.*"
 fi
