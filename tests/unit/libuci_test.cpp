@@ -57,7 +57,7 @@ class Session {
     }
     int run(const std::vector<std::string> &arguments)
     {
-        std::string command = BUILD_ROOT "/uci -c " + path("c") + " -t " + path("s");
+        std::string command = "'" BUILD_ROOT "/uci' -c " + path("c") + " -t " + path("s");
         for (const auto &argument : arguments)
             command += " " + quoted(argument);
         const int status = system((command + " >" + path("out") + " 2>" + path("err")).c_str());

@@ -36,7 +36,7 @@ class UbusTool : public testing::Test {
             server.set_silent("stopped", true);
         });
     }
-    Outcome ubus(const std::string &words) { return run(BUILD_ROOT "/ubus -s " + ubus_.path() + " " + words); }
+    Outcome ubus(const std::string &words) { return run("'" BUILD_ROOT "/ubus' -s " + ubus_.path() + " " + words); }
     ServedUbus ubus_;
 };
 
@@ -102,10 +102,10 @@ TEST_F(UbusTool, PrintsItsUsageForAnInvalidArgument)
 
 TEST_F(UbusTool, SaysThatThereIsNoUbusd)
 {
-    const Outcome outcome = run(BUILD_ROOT "/ubus -s /nowhere list");
+    const Outcome outcome = run("'" BUILD_ROOT "/ubus' -s /nowhere list");
     EXPECT_EQ(outcome.output, "Failed to connect to ubus\n");
     EXPECT_EQ(outcome.status, 255);
-    EXPECT_EQ(run(BUILD_ROOT "/ubus -S -s /nowhere list").output, "");
+    EXPECT_EQ(run("'" BUILD_ROOT "/ubus' -S -s /nowhere list").output, "");
 }
 
 struct Recording {
@@ -140,7 +140,7 @@ TEST(RecordedUbus, SendsWhatTheRealClientSendsAndPrintsWhatItPrints)
             }
         }
         ScriptedUbusd ubusd(ubusd_says);
-        EXPECT_EQ(run(BUILD_ROOT "/ubus -s " + ubusd.path() + " " + recording.words).output, output) << recording.file;
+        EXPECT_EQ(run("'" BUILD_ROOT "/ubus' -s " + ubusd.path() + " " + recording.words).output, output) << recording.file;
         EXPECT_EQ(ubusd.finish(), client_says) << recording.file;
     }
 }
@@ -156,12 +156,12 @@ class Ifstatus : public testing::Test {
                               });
             server.add_object("network.interface.lan", {}, nullptr);
         });
-        directory_.script("ubus", "exec " BUILD_ROOT "/ubus -s " + ubus_.path() + " \"$@\"");
+        directory_.script("ubus", "exec '" BUILD_ROOT "/ubus' -s " + ubus_.path() + " \"$@\"");
     }
     Outcome ifstatus(const std::string &words)
     {
         const CommandPath path(directory_);
-        return run(BUILD_ROOT "/ifstatus " + words);
+        return run("'" BUILD_ROOT "/ifstatus' " + words);
     }
     ServedUbus ubus_;
     TemporaryDirectory directory_;
