@@ -29,7 +29,7 @@ const fs::path stage = "/sys";
 constexpr const char *stage_options = "mode=755,size=128m,nr_inodes=60000";
 const fs::path config = "/etc/config";
 
-constexpr const char *own_folders[] = {"/dev", "/proc", "/run", "/sys", "/tmp"};
+constexpr const char *own_folders[] = {"/dev", "/proc", "/run", "/sys", "/tmp", "/var"};
 constexpr const char *devices[] = {"null", "zero", "full", "random", "urandom", "tty"};
 constexpr uintmax_t copied_file_bytes = 65536;
 
@@ -105,6 +105,10 @@ void RootBuilder::make_stage()
     for (const char *folder : own_folders)
         fs::create_directory(inside(folder));
     fs::permissions(inside("/tmp"), fs::perms(01777));
+    for (const char *folder : {"/run/lock", "/var/lib", "/var/log", "/var/spool"})
+        fs::create_directory(inside(folder));
+    fs::create_symlink("../run", inside("/var/run"));
+    fs::create_symlink("../run/lock", inside("/var/lock"));
 }
 
 /// A separate mount, so that it can be small, and so that the machine's own configuration is not visible.

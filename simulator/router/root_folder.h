@@ -15,7 +15,7 @@ struct RootPlan {
 };
 
 /// Builds the router's root and enters it, in the first process of run_isolated. The machine's own files are all there,
-/// but what is written goes to memory; /dev, /proc, /sys, /run, /tmp and /etc/config are the router's own. Throws
+/// but what is written goes to memory; /dev, /proc, /sys, /run, /tmp, /var and /etc/config are the router's own. Throws
 /// NotAllowed, std::system_error.
 void enter_router_root(const RootPlan &plan, Rights rights);
 
