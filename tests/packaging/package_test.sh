@@ -11,7 +11,10 @@ trap 'rm -rf "$root"' EXIT
 mkdir -p "$root/dl" "$root/list"
 cp "$providers" "$root/list/serviceproviders.xml"
 tar -C "$root" -cf "$root/dl/mobile-broadband-provider-info_20230416.orig.tar.bz2" list
-make -s -C "$repository/packaging/openwrt" TOPDIR="$repository/tests/data/openwrt/sdk" ROOT="$root"
+# A copy, as make takes no path with a blank.
+mkdir "$root/source"
+tar -C "$repository" --exclude=./.git --exclude='./build*' -cf - . | tar -C "$root/source" -xf -
+make -s -C "$root/source/packaging/openwrt" TOPDIR="$root/source/tests/data/openwrt/sdk" ROOT="$root"
 
 # Mode and name of every file, and what the packages say of themselves.
 (cd "$root/packages" && find . -type f ! -name '*.control' -printf '%m %P\n' | sort -k 2) >"$root/files"

@@ -218,7 +218,7 @@ TEST(Connect, OfAWwanDeviceTakesItsNetworkDevice)
 {
     const auto connect = [](const char *model, const char *modem_id, const char *flags) {
         const RouterRun run =
-            router({"--modem", model}, built("call_operation") + " " + modem_id + " 1-1.2 serial_connect " + flags +
+            router({"--modem", model}, built_word("call_operation") + " " + modem_id + " 1-1.2 serial_connect " + flags +
                                            " /dev/ttyUSB3 internet; for option in proto ifname device; do uci get "
                                            "network.modem_1_1_2.$option; done");
         EXPECT_EQ(run.err, "");

@@ -101,7 +101,7 @@ TEST(FirewallZone, FollowsTheInterfaceByTheseCommands)
                 {"--modem", "EC25", "--board", row.board, "--link", "setup=100"},
                 "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi; uci commit network;"
                 "uci set firewall.@zone[1].network=\"" +
-                    std::string(row.zone) + "\"; uci commit firewall;" + built("call_operation") + " 3 1-1.2 " +
+                    std::string(row.zone) + "\"; uci commit firewall;" + built_word("call_operation") + " 3 1-1.2 " +
                     row.call + "; uci get firewall.@zone[1].network");
         });
     const auto results = run_at_once(runs);
@@ -120,7 +120,7 @@ TEST(FirewallZone, IsLeftAsItIsWithAWordInTheLogWhenItCannotBeWritten)
                    "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi;"
                    "uci commit network; uci set firewall.@zone[1].network='wan \"x'; uci commit "
                    "firewall;" +
-                       built("call_operation") + " 3 1-1.2 iface_up 15 modem_1_1_2; uci get firewall.@zone[1].network");
+                       built_word("call_operation") + " 3 1-1.2 iface_up 15 modem_1_1_2; uci get firewall.@zone[1].network");
     EXPECT_EQ(run.out, "0 \nwan \"x\n");
     bool is_logged = false;
     for (const std::string &line : run.journal_of("syslog"))
@@ -131,7 +131,7 @@ TEST(FirewallZone, IsLeftAsItIsWithAWordInTheLogWhenItCannotBeWritten)
 TEST(SlowInterfaceUp, GivesUpAfterItsBudget)
 {
     const auto up_twice = [](const char *link) {
-        const std::string up = built("call_operation") + " 3 1-1.2 iface_up ";
+        const std::string up = built_word("call_operation") + " 3 1-1.2 iface_up ";
         return run_online({"--modem", "EC25", "--link", link},
                           "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi;" + up +
                               "1 modem_1_1_2;" + up + "15 modem_1_1_2");

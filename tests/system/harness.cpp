@@ -288,3 +288,8 @@ std::string built(const std::string &name)
         return name;
     return std::string(BUILD_ROOT) + "/" + name;
 }
+
+std::string built_word(const std::string &name)
+{
+    return "'" + built(name) + "'";
+}

@@ -60,3 +60,5 @@ std::string read_text(const std::string &path);
 std::vector<std::string> lines_of(const std::string &text);
 /// BUILD_ROOT/name
 std::string built(const std::string &name);
+/// The same as a word of a shell script: the project's folder may have a blank in its name.
+std::string built_word(const std::string &name);

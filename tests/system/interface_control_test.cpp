@@ -15,7 +15,7 @@ const std::string make_interface =
 RouterRun control(const char *zone, Lines options, const std::string &call)
 {
     options.insert(options.end(), {"--modem", "EC25"});
-    return run_shell(options, std::string{"ZONE='"} + zone + "'; " + make_interface + built("call_operation") +
+    return run_shell(options, std::string{"ZONE='"} + zone + "'; " + make_interface + built_word("call_operation") +
                                   " 3 1-1.2 " + call);
 }
 
@@ -107,7 +107,7 @@ TEST(InterfaceDown, LeavesTheZoneOfAnInterfaceThatStaysUp)
                   "modemctl connect qmi /dev/cdc-wdm0 internet >/dev/null; uci set firewall.@zone[1].network='wan "
                   "modem_1_1_2_4'; "
                   "uci commit; " +
-                      built("call_operation") +
+                      built_word("call_operation") +
                       " 3 1-1.2 iface_down 5 modem_1_1_2_4; "
                       "uci get firewall.@zone[1].network");
     EXPECT_EQ(run.out, "0 \nwan modem_1_1_2_4\n");

@@ -212,7 +212,7 @@ TEST(SierraModem, IsLeftAloneWhileItsInterfaceIsPending)
         "uci commit network; ubus call network reload; ubus call network.interface.modem_1_1_2 up; ";
     const RouterRun run = run_shell({"--modem", "MC7430", "--link", "modem_1_1_2,setup=never"},
                                     network + "modemctl sim-status; modemctl check_register; " +
-                                        built("call_operation") + " 5 1-1.2 get_csq");
+                                        built_word("call_operation") + " 5 1-1.2 get_csq");
     EXPECT_EQ(run.out, "READY\ncheck_register=0\n-1 -77\n");
     for (const char *port : {"ttyUSB0", "ttyUSB1", "ttyUSB2", "ttyUSB3"})
         EXPECT_EQ(run.sent_to(port), "") << port;

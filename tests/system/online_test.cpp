@@ -333,7 +333,7 @@ TEST(ConnectAuto, GivesANetworkTheUserAndThePasswordThatItWants)
 TEST(Connect, UsesTheUserAndThePasswordThatTheModemHas)
 {
     const RouterRun run = run_online({"--modem", "EC25", "--link", "setup=100,username=me,password=secret"},
-                                     built("call_operation") + " 3 1-1.2 set_auth internet me secret pap;"
+                                     built_word("call_operation") + " 3 1-1.2 set_auth internet me secret pap;"
                                                                "modemctl connect serial /dev/ttyUSB3 any internet;"
                                                                "ifstatus modem_1_1_2 | sed -n 2p");
     EXPECT_EQ(run.out, "0 \n\nconnect success\n\t\"up\": true,\n");

@@ -9,7 +9,7 @@ namespace {
 RouterRun cut_power(const std::string &before, const std::string &times_and_command)
 {
     return run_online({"--modem", "EC25", "--link", "setup=100"},
-                      before + "exec " + built("cut_power") + " " + times_and_command);
+                      before + "exec " + built_word("cut_power") + " " + times_and_command);
 }
 
 TEST(SlowPowerFailure, LeavesEveryPackageWholeAsItWasOrAsItBecomes)
@@ -44,7 +44,7 @@ TEST(SlowKill, LeavesTheNextRunNothingToMend)
     for (const char *first : {"0", "3", "6", "9"})
         runs.emplace_back([first] {
             return run_online({"--modem", "EC25", "--link", "setup=100"},
-                              "exec " + built("kill_at_call") + " changes " + first +
+                              "exec " + built_word("kill_at_call") + " changes " + first +
                                   " 12 modemctl connect qmi /dev/cdc-wdm0 fdd_lte internet");
         });
     for (const RouterRun &run : run_at_once(runs))
@@ -54,8 +54,8 @@ TEST(SlowKill, LeavesTheNextRunNothingToMend)
 TEST(SlowKill, LeavesNoHalfNameOrImei)
 {
     for (const char *operation : {"get_model", "get_imei"}) {
-        const RouterRun run = run_shell({"--modem", "EC25"}, "exec " + built("kill_at_call") + " changes 0 1 " +
-                                                                 built("call_operation") + " 3 1-1.2 " + operation);
+        const RouterRun run = run_shell({"--modem", "EC25"}, "exec " + built_word("kill_at_call") + " changes 0 1 " +
+                                                                 built_word("call_operation") + " 3 1-1.2 " + operation);
         EXPECT_EQ(run.out, "few\n") << operation; // about thirty
         ASSERT_EQ(run.err.find("killed "), 0u) << run.err;
         EXPECT_GE(std::stoi(run.err.substr(7)), 20) << operation;

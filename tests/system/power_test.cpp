@@ -61,7 +61,7 @@ TEST(PowerCycle, PulsesTheLineOfTheBoardAndTheBus)
                                         "/sys/class/gpio/usbpow /sys/class/gpio/gpio0 /sys/class/gpio/gpio2; "
                                         "cd /sys/class; for file in " +
                                             std::string{row.files} + "; do mkdir -p ${file%/*}; echo 1 >$file; done; " +
-                                            built("call_operation") + " 3 " + row.bus + " power_cycle");
+                                            built_word("call_operation") + " 3 " + row.bus + " power_cycle");
         EXPECT_EQ(run.out, "0 \n") << row.board << " " << row.bus;
         EXPECT_EQ(run.journal_of("shell", "call_operation"), row.shell) << row.board << " " << row.bus;
     }

@@ -126,7 +126,7 @@ TEST(SimulatedRouter, DiesWithTheProcessThatWasStarted)
     const std::string fifo = folder.path() + "/fifo";
     const RouterRun run =
         run_program({"sh", "-c",
-                     "mkfifo " + fifo + "; " + built("simrouter") + " -- sh -c 'echo ready; exec sleep 1000' >" + fifo +
+                     "mkfifo " + fifo + "; " + built_word("simrouter") + " -- sh -c 'echo ready; exec sleep 1000' >" + fifo +
                          " & exec 3<" + fifo + "; read line <&3; kill -9 $!; cat <&3; echo $line gone"});
     EXPECT_EQ(run.out, "ready gone\n");
 }
@@ -164,9 +164,11 @@ TEST(SimulatedRouter, KeepsDeletedAndWrittenFilesOfTheMachineWhole)
     const std::string canary = built("simrouter-test-canary-" + std::to_string(getpid()));
     std::filesystem::create_directories(canary);
     std::ofstream(canary + "/file") << "whole";
-    const RouterRun run = run_shell({}, "cat " + canary + "/file; echo broken >" + canary + "/file; rm -rf " + canary +
-                                            " /tmp/* /etc/config/*; ls " + canary + " 2>/dev/null; echo; cat " +
-                                            unseen.path() + "/file 2>/dev/null || echo not there");
+    const RouterRun run =
+        run_shell({}, "canary='" + canary +
+                          "'; cat \"$canary/file\"; echo broken >\"$canary/file\"; rm -rf \"$canary\" /tmp/* "
+                          "/etc/config/*; ls \"$canary\" 2>/dev/null; echo; cat " +
+                          unseen.path() + "/file 2>/dev/null || echo not there");
     EXPECT_EQ(run.out, "whole\nnot there\n");
     EXPECT_EQ(read_text(canary + "/file"), "whole");
     EXPECT_EQ(read_text(unseen.path() + "/file"), "unseen");
@@ -238,7 +240,7 @@ TEST(SimulatedRouter, SaysSoWhereNamespacesAreNotAllowed)
         GTEST_SKIP() << "user namespaces are not allowed here";
     const RouterRun run =
         run_program({"unshare", "-Ur", "sh", "-c",
-                     "echo 0 >/proc/sys/user/max_mnt_namespaces && exec " + built("simrouter") + " -- echo never"});
+                     "echo 0 >/proc/sys/user/max_mnt_namespaces && exec " + built_word("simrouter") + " -- echo never"});
     EXPECT_EQ(run.status, 77);
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err, "simrouter: namespaces are not allowed here (unshare: No space left on device)\n");
@@ -304,7 +306,7 @@ TEST(SimulatedRouter, StartsInTheFolderWhereItWasCalled)
     const TemporaryFolder folder;
     std::ofstream(folder.path() + "/file") << "here";
     const RouterRun run = run_program(
-        {"sh", "-c", "cd " + folder.path() + " && " + built("simrouter") + " -- sh -c 'pwd; cat file; rm file'"});
+        {"sh", "-c", "cd " + folder.path() + " && " + built_word("simrouter") + " -- sh -c 'pwd; cat file; rm file'"});
     EXPECT_EQ(run.out, folder.path() + "\nhere");
     EXPECT_EQ(read_text(folder.path() + "/file"), "here");
 }

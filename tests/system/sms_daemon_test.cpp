@@ -20,11 +20,11 @@ mkdir -p /etc/spool/sms && cd /etc/spool/sms && mkdir -p incoming storage outgoi
 printf 'To: 441632960009\n\nOn my way' >outgoing/reply
 /usr/sbin/smsd -c/tmp/smsd.conf -t >/dev/null 2>&1 &
 until [ "$(grep -c 'Wrote an incoming message file' /tmp/smsd.log)" = 9 ] && [ -e sent/reply ]; do sleep 0.1; done
-$CALL sms_count_unread 1-1.2
-$CALL sms_count_unread 1-1.3
-$CALL sms_mark_read "$(cd incoming && grep -l 'From: 70007' GMS99.*)"
-$CALL sms_list | sed 's/"GMS99\.[^"]*"/"GMS99.*"/' | sort
-$CALL sms_remove "$(ls storage)"
+CALL sms_count_unread 1-1.2
+CALL sms_count_unread 1-1.3
+CALL sms_mark_read "$(cd incoming && grep -l 'From: 70007' GMS99.*)"
+CALL sms_list | sed 's/"GMS99\.[^"]*"/"GMS99.*"/' | sort
+CALL sms_remove "$(ls storage)"
 ls storage
 )sh";
 
@@ -61,7 +61,7 @@ TEST(SmsDaemon, DeliversMessagesThatAreListedCountedMarkedAndRemoved)
         "1-1.2/0791447700090000062A0C91446123690090621013214365406210132153754000",
         "--sms",
         "1-1.3/+441632960006:For the other modem"};
-    const std::string script = "CALL='" + built("call_operation") + " 3 1-1.2'" + daemon_script;
+    const std::string script = "CALL() { " + built_word("call_operation") + " 3 1-1.2 \"$@\"; }" + daemon_script;
     const RouterRun run = run_shell(options, script);
     EXPECT_EQ(run.err, "");
     EXPECT_EQ(run.status, 0);

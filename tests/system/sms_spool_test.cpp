@@ -14,7 +14,7 @@ const Lines spool{"--put-text", "/etc/spool/sms/incoming/GMS99.a=new", "--put-te
 RouterRun in_spool(const std::string &call)
 {
     return run_shell(spool,
-                     built("call_operation") + " 3 1-1.2 " + call + "; cd /etc/spool/sms; ls incoming storage | sort");
+                     built_word("call_operation") + " 3 1-1.2 " + call + "; cd /etc/spool/sms; ls incoming storage | sort");
 }
 
 TEST(SmsRemove, TakesAMessageFromWhicheverFolderHasIt)
@@ -40,7 +40,7 @@ TEST(SmsRemoveAll, EmptiesBothFolders)
 
 TEST(SmsRemoveAll, RemovesNothingWhereAFolderIsMissing)
 {
-    const RouterRun run = run_shell(spool, "rm -r /etc/spool/sms/storage; " + built("call_operation") +
+    const RouterRun run = run_shell(spool, "rm -r /etc/spool/sms/storage; " + built_word("call_operation") +
                                                " 3 1-1.2 sms_remove_all; ls /etc/spool/sms/incoming");
     EXPECT_EQ(run.out, "-1 \nGMS99.a\n");
 }

@@ -101,7 +101,8 @@ TEST(Status, HasThePppStatisticsOfAPppDeviceAsNumbers)
 {
     if (!has_tunnels())
         GTEST_SKIP() << "TUN devices are not allowed here";
-    const std::string with_ppp = "export LD_PRELOAD=" + built("ppp_statistics.so") +
+    const std::string with_ppp = "cp " + built_word("ppp_statistics.so") +
+                                 " /tmp; export LD_PRELOAD=/tmp/ppp_statistics.so"
                                  " ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0; exec ";
     const RouterRun run =
         connected({"--modem", "EC25", "--link", "setup=100,traffic=3000000/140"}, with_ppp + ask_report);

@@ -241,7 +241,7 @@ TEST(StockRouter, SwitchesThePowerByTheNamesThatLinesHave)
     const std::string cycle =
         "(was=$(cat /sys/class/gpio/*/value); while [ \"$(cat /sys/class/gpio/*/value)\" = $was ]; do "
         "sleep 0.05; done; cat /sys/class/gpio/*/value) & " +
-        built("call_operation") + " 3 1-1.2 power_cycle; cat /sys/class/gpio/*/value; tail -n 1 /tmp/log; ";
+        built_word("call_operation") + " 3 1-1.2 power_cycle; cat /sys/class/gpio/*/value; tail -n 1 /tmp/log; ";
     const auto line = [](const std::string &name, const std::string &level) {
         return "mkdir -p /sys/class/gpio/" + name + "; echo " + level + " >/sys/class/gpio/" + name + "/value; ";
     };

@@ -73,7 +73,7 @@ TEST(TwoModems, HaveNetworkDevicesAndRoutesOfTheirOwn)
 TEST(TwoModems, StayConnectedWhenTheOtherOneGoesDown)
 {
     const RouterRun run = run_online(
-        two_modems, "{ " + std::string(both_online) + "} >/dev/null; " + built("call_operation") +
+        two_modems, "{ " + std::string(both_online) + "} >/dev/null; " + built_word("call_operation") +
                         " 1 2-1.2 iface_down 5 modem_2_1_2; ifstatus modem_1_1_2 | sed -n 2p; ifstatus modem_2_1_2;"
                         "uci get firewall.@zone[1].network; grep -c wwan1 /proc/net/route");
     EXPECT_EQ(run.out, "2 \n\t\"up\": true,\nInterface modem_2_1_2 not found\nwan wan6 modem_1_1_2\n0\n");
