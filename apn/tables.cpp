@@ -65,8 +65,8 @@ HeapText read_web_database(const SimCard &card)
     return table;
 }
 
-// What the automatic connection wrote is not the user's choice. An APN that is missing is a choice if there is a device
-// to use it with.
+} // namespace
+
 bool read_user_login(const char *iface, ApnLogin &login)
 {
     const Uci uci = kuci2_init();
@@ -92,8 +92,6 @@ bool read_user_login(const char *iface, ApnLogin &login)
     getShellCommandReturnLine(compose_settings_digest(iface), digest);
     return digest != found.view();
 }
-
-} // namespace
 
 ApnSources ApnTables::sources() const
 {

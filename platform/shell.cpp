@@ -76,15 +76,21 @@ void prefer_package_programs()
             *variable = path.data();
 }
 
-[[noreturn]] void become_shell(ShellCommand command)
+[[noreturn]] void become(const char *program, const char *const *words)
 {
     close_descriptors_from(STDERR_FILENO + 1);
     reset_signals();
     prefer_package_programs();
     // A server may have no umask, but nobody else may write into a file that a command makes.
     umask(umask(0) | S_IWGRP | S_IWOTH);
-    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    execvp(program, const_cast<char *const *>(words));
     _exit(127);
+}
+
+[[noreturn]] void become_shell(ShellCommand command)
+{
+    const char *const words[] = {"sh", "-c", command.c_str(), nullptr};
+    become("/bin/sh", words);
 }
 
 void set_standard_output(int descriptor)
@@ -98,7 +104,8 @@ void set_standard_output(int descriptor)
 
 void open_null_streams()
 {
-    const int null_device = open("/dev/null", O_RDWR); // 0: all descriptors are closed
+    const int null_device = open("/dev/null", O_RDWR); // 0 if all descriptors are closed
+    dup2(null_device, STDIN_FILENO);
     dup2(null_device, STDOUT_FILENO);
     dup2(null_device, STDERR_FILENO);
 }
@@ -273,6 +280,17 @@ int execCommand(ShellCommand command)
     const pid_t child = fork();
     if (child == 0)
         become_shell(command);
+    return child < 0 ? -1 : wait_for(child);
+}
+
+int run_program(const char *const *words)
+{
+    const ChildSignalBlocked guard;
+    const pid_t child = fork();
+    if (child == 0) {
+        open_null_streams();
+        become(words[0], words);
+    }
     return child < 0 ? -1 : wait_for(child);
 }
 

@@ -98,12 +98,8 @@ void run_stage(const char *bus, const ModemDriver &rec, const char *iface, Watch
         return reconnect(iface);
     case WatchStage::radio:
         return restart_radio(bus, iface);
-    case WatchStage::modem: {
-        // A command that switches the modem off would need the power line after it.
-        const ModemTraits &traits = rec.traits;
-        const bool has_own = !traits.restart_command.empty() && traits.restart_command != "AT+QPOWD";
-        return tell_modem(bus, has_own ? traits.restart_command.c_str() : full_restart, 5000);
-    }
+    case WatchStage::modem:
+        return restart_modem(bus, rec);
     case WatchStage::usb:
         return switch_usb(bus);
     case WatchStage::power:
@@ -123,13 +119,11 @@ void do_action(const char *bus, const ModemDriver &rec, const WatchSettings &set
     if (action == WatchAction::stage)
         run_stage(bus, rec, iface, stage);
     else if (action == WatchAction::disconnect)
-        call_interface(iface, "down");
+        take_offline(iface);
     else if (action == WatchAction::enter_pin)
         tell_modem(bus, Text<24>::format("AT+CPIN=\"%s\"", settings.pin.c_str()).c_str(), 10'000);
-    else if (access(reconnect_script, X_OK) == 0)
-        execCommand(compose_reconnect(bus));
     else
-        call_interface(iface, "up");
+        bring_online(bus, iface);
 }
 
 // This one and the milder ones.
@@ -154,6 +148,27 @@ uint32_t find_stages(const ModemDriver &rec, const char *bus, std::string_view l
            (bit(WatchStage::refresh, true) | bit(WatchStage::reconnect, true) | bit(WatchStage::radio, is_listed) |
             bit(WatchStage::modem, is_listed) | bit(WatchStage::usb, access(authorized_file(bus).c_str(), W_OK) == 0) |
             bit(WatchStage::power, power != 0 && can_power_cycle(bus)) | bit(WatchStage::router, true));
+}
+
+void bring_online(const char *bus, const char *iface)
+{
+    if (access(reconnect_script, X_OK) == 0)
+        execCommand(compose_reconnect(bus));
+    else
+        call_interface(iface, "up");
+}
+
+void take_offline(const char *iface)
+{
+    call_interface(iface, "down");
+}
+
+void restart_modem(const char *bus, const ModemDriver &rec)
+{
+    // A command that switches the modem off would need the power line after it.
+    const ModemTraits &traits = rec.traits;
+    const bool has_own = !traits.restart_command.empty() && traits.restart_command != "AT+QPOWD";
+    tell_modem(bus, has_own ? traits.restart_command.c_str() : full_restart, 5000);
 }
 
 void act(const char *bus, const ModemDriver &rec, const WatchSettings &settings, WatchAction action, WatchStage stage)

@@ -13,6 +13,12 @@ uint32_t find_stages(const ModemDriver &rec, const char *bus, std::string_view l
 /// Runs connect, disconnect, enter_pin or a stage.
 void act(const char *bus, const ModemDriver &rec, const WatchSettings &settings, WatchAction action, WatchStage stage);
 
+/// What connect and disconnect do, in this process.
+void bring_online(const char *bus, const char *iface);
+void take_offline(const char *iface);
+/// Restarts the modem by its model's command.
+void restart_modem(const char *bus, const ModemDriver &rec);
+
 /// The hooks in /etc/hotplug.d/modem, in the background: ACTION is what happened.
 void call_hooks(const char *what, const char *bus, const char *iface, const char *state, std::string_view reason);
 

@@ -8,17 +8,11 @@
 
 namespace {
 
-struct NumberOption {
-    char name[16];
-    uint32_t WatchConfig::*number;
-    uint32_t least, most;
-};
-
 constexpr uint32_t day = 86400;
 
 // What is out of its range keeps the default.
 // clang-format off
-constexpr NumberOption numbers[] = {
+constexpr WatchNumber numbers[] = {
     {"interval",        &WatchConfig::interval,        1, 600},
     {"idle",            &WatchConfig::idle,            0, day},
     {"stall",           &WatchConfig::stall,           1, day},
@@ -67,11 +61,16 @@ class Reader {
 
 } // namespace
 
+std::span<const WatchNumber> watch_numbers()
+{
+    return numbers;
+}
+
 WatchSettings read_watch_settings(const char *bus)
 {
     const Reader reader{bus};
     WatchSettings settings;
-    for (const NumberOption &option : numbers)
+    for (const WatchNumber &option : numbers)
         reader.number(option.name, settings.config.*option.number, option.least, option.most);
     const auto probe = reader.text<8>("probe");
     for (uint32_t i = 0; i < std::size(probes); i++)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "platform/text.h"
 #include "watch/decide.h"
 
@@ -22,6 +24,14 @@ struct WatchSettings {
 };
 
 WatchSettings read_watch_settings(const char *bus);
+
+/// An option that is a number. What is out of its range counts as not set.
+struct WatchNumber {
+    char name[16];
+    uint32_t WatchConfig::*number;
+    uint32_t least, most;
+};
+std::span<const WatchNumber> watch_numbers();
 
 /// A number for the PIN together with the card, so that one that was refused is known again. 0 without a PIN.
 uint32_t hash_pin(std::string_view iccid, std::string_view pin);

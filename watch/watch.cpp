@@ -28,6 +28,9 @@ constexpr uint32_t read_interval_s = 5;
 constexpr int most_calls = 12;
 constexpr char pause_file[] = "watch.pause";
 constexpr char lock_file[] = "watch.lock";
+constexpr char log_file[] = "watch.log";
+constexpr size_t longest_log = 8192;
+constexpr time_t year_2025 = 1'735'689'600; // an earlier time is that of a router whose clock is not set
 
 uint32_t uptime_s()
 {
@@ -65,11 +68,28 @@ std::string_view reason_of(std::string_view line)
     return without_first(line, colon == std::string_view::npos ? 0 : colon + 2);
 }
 
+// The last changes, for who looks after the event: "uptime text", a line each.
+void note_change(const char *bus, std::string_view line)
+{
+    const HeapText text{static_cast<char *>(calloc(1, longest_log))};
+    if (text == nullptr)
+        return;
+    read_state(bus, log_file, longest_log - 1, {text.get(), longest_log});
+    const auto added = Text<200>::format("%u %.*s\n", uptime_s(), static_cast<int>(line.size()), line.data());
+    std::string_view kept = text.get();
+    while (kept.size() + added.size() >= longest_log)
+        take_until(kept, "\n");
+    memmove(text.get(), kept.data(), kept.size());
+    memcpy(text.get() + kept.size(), added.c_str(), added.size() + 1);
+    write_state(bus, log_file, text.get(), 0600);
+}
+
 // A change is worth a line in the log, a call of the hooks, and the LED.
 void tell(Watcher &watcher, const WatchDecision &decision, WatchState before)
 {
     const auto after = static_cast<WatchState>(watcher.scene.memory.state);
     syslog(LOG_NOTICE, "%s: %s", watcher.bus, decision.line.c_str());
+    note_change(watcher.bus, decision.line.view());
     watcher.scene.reason.assign(reason_of(decision.line.view()));
     call_hooks(decision.action == WatchAction::stage ? "stage" : "state", watcher.bus, watcher.settings.iface.c_str(),
                watch_state_name(after), watcher.scene.reason.view());
@@ -124,7 +144,6 @@ bool may_ask(const Watcher &watcher, WatchState state)
 
 HistorySample new_sample()
 {
-    constexpr time_t year_2025 = 1'735'689'600; // an earlier time is that of a router whose clock is not set
     const time_t now = time(nullptr);
     return {.uptime_s = uptime_s(),
             .time_s = now > year_2025 ? static_cast<uint32_t>(now) : 0,
@@ -332,6 +351,29 @@ int pause_watch(const char *bus, int64_t seconds)
 void resume_watch(const char *bus)
 {
     remove_state(bus, pause_file);
+}
+
+void read_watch_log(const char *bus, json_object *list, size_t most)
+{
+    const HeapText text{static_cast<char *>(calloc(1, longest_log))};
+    if (text == nullptr)
+        return;
+    read_state(bus, log_file, longest_log - 1, {text.get(), longest_log});
+    std::string_view rest = text.get();
+    size_t lines = static_cast<size_t>(std::count(rest.begin(), rest.end(), '\n'));
+    const time_t now = time(nullptr);
+    for (; !rest.empty(); lines--) {
+        std::string_view line = take_until(rest, "\n");
+        const auto at_s = decimal(take_until(line, " "));
+        if (!at_s || lines > most)
+            continue;
+        Json entry{json_object_new_object()};
+        if (now > year_2025)
+            kjson_add_object(entry.get(), "time", Json{json_object_new_int64(now - (uptime_s() - *at_s))});
+        kjson_add_object(entry.get(), "uptime_s", Json{json_object_new_int64(*at_s)});
+        kjson_add_string(entry.get(), "text", line);
+        kjson_array_add(list, std::move(entry));
+    }
 }
 
 bool add_watch_status(json_object *object, const char *bus)

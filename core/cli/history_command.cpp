@@ -118,6 +118,13 @@ std::optional<int64_t> parse_time(std::string_view text)
     return *count * unit;
 }
 
+Json list_history(const char *bus, int64_t since_s)
+{
+    Json list{json_object_new_array()};
+    read_history(bus, since_s, print_sample, list.get());
+    return list;
+}
+
 const char *take_bus(std::span<char *const> &words, const char *usual)
 {
     if (words.empty() || !is_digit(words.front()[0]) || strchr(words.front(), '-') == nullptr)
@@ -136,13 +143,35 @@ int run_history(const CommandRun &run)
         tell_person("history [BUS] [--json] [--since TIME]");
         return exit_usage;
     }
-    const Json list{options.json ? json_object_new_array() : nullptr};
-    const int count = read_history(bus, options.since_s, print_sample, list.get());
-    if (options.json)
+    if (options.json) {
+        const Json list = list_history(bus, options.since_s);
         puts(one_line(list.get()));
-    else if (count == 0)
+        return json_object_array_length(list.get()) > 0 ? 0 : exit_nothing;
+    }
+    const int count = read_history(bus, options.since_s, print_sample, nullptr);
+    if (count == 0)
         tell_person("nothing has watched the modem on bus %s", bus);
     return count > 0 ? 0 : exit_nothing;
+}
+
+Json list_usage(const char *bus)
+{
+    UsageBook book = read_kept_usage();
+    book.add(read_new_usage(bus));
+    Json list{json_object_new_array()};
+    for (size_t i = 0; i < book.size; i++) {
+        const UsageEntry &entry = book.entries[i];
+        Json object{json_object_new_object()};
+        if (!entry.iccid.empty())
+            kjson_add_string(object.get(), "iccid", entry.iccid.view());
+        if (entry.month != 0)
+            kjson_add_string(object.get(), "month",
+                             Text<12>::format("%04u-%02u", entry.month / 100, entry.month % 100).view());
+        kjson_add_object(object.get(), "rx_bytes", Json{json_object_new_int64(static_cast<int64_t>(entry.rx_bytes))});
+        kjson_add_object(object.get(), "tx_bytes", Json{json_object_new_int64(static_cast<int64_t>(entry.tx_bytes))});
+        kjson_array_add(list.get(), std::move(object));
+    }
+    return list;
 }
 
 int run_usage(const CommandRun &run)
@@ -154,28 +183,19 @@ int run_usage(const CommandRun &run)
         tell_person("usage [BUS] [--json]");
         return exit_usage;
     }
-    UsageBook book = read_kept_usage();
-    book.add(read_new_usage(bus));
-    const Json list{json_object_new_array()};
-    for (size_t i = 0; i < book.size; i++) {
-        const UsageEntry &entry = book.entries[i];
-        const auto month = Text<12>::format("%04u-%02u", entry.month / 100, entry.month % 100);
-        if (!options.json) {
-            printf("%-22s  %s  received %llu  sent %llu\n", entry.iccid.empty() ? "-" : entry.iccid.c_str(),
-                   entry.month == 0 ? "-      " : month.c_str(), static_cast<unsigned long long>(entry.rx_bytes),
-                   static_cast<unsigned long long>(entry.tx_bytes));
-            continue;
-        }
-        Json object{json_object_new_object()};
-        if (!entry.iccid.empty())
-            kjson_add_string(object.get(), "iccid", entry.iccid.view());
-        if (entry.month != 0)
-            kjson_add_string(object.get(), "month", month.view());
-        kjson_add_object(object.get(), "rx_bytes", Json{json_object_new_int64(static_cast<int64_t>(entry.rx_bytes))});
-        kjson_add_object(object.get(), "tx_bytes", Json{json_object_new_int64(static_cast<int64_t>(entry.tx_bytes))});
-        kjson_array_add(list.get(), std::move(object));
-    }
-    if (options.json)
+    const Json list = list_usage(bus);
+    if (options.json) {
         puts(one_line(list.get()));
+        return 0;
+    }
+    const auto text = [](json_object *entry, const char *key, const char *otherwise) {
+        const char *found = kjson_get_string(entry, key);
+        return found == nullptr ? otherwise : found;
+    };
+    for (size_t i = 0; i < json_object_array_length(list.get()); i++) {
+        json_object *entry = json_object_array_get_idx(list.get(), i);
+        printf("%-22s  %s  received %s  sent %s\n", text(entry, "iccid", "-"), text(entry, "month", "-      "),
+               text(entry, "rx_bytes", ""), text(entry, "tx_bytes", ""));
+    }
     return 0;
 }

@@ -38,13 +38,13 @@ int print_status(const char *bus, bool as_json)
     return 0;
 }
 
+} // namespace
+
 bool is_plain_bus(std::string_view bus)
 {
     return !bus.empty() && is_digit(bus[0]) && bus.find('-') != std::string_view::npos && is_made_of(bus, "-.") &&
            fits_record(bus);
 }
-
-} // namespace
 
 int run_watch(const CommandRun &run)
 {

@@ -168,6 +168,24 @@ void add_dns(json_object *object, json_object *servers)
     kjson_add_object(object, "dns", std::move(list));
 }
 
+void add_router_facts(json_object *object, const ModemDriver &rec, const char *bus)
+{
+    add_interface(object, rec.iface.c_str());
+    Json sms{json_object_new_object()};
+    kjson_add_int(sms.get(), "unread", sms_count_unread(bus));
+    kjson_add_object(object, "sms", std::move(sms));
+}
+
+void add_head(json_object *object, const char *bus)
+{
+    kjson_add_int(object, "schema", 1);
+    kjson_add_string(object, "bus", bus);
+    kjson_add_object(object, "uptime_s", Json{json_object_new_int64(monotonic_ms() / 1000)});
+    kjson_add_int(object, "age_s", 0);
+}
+
+} // namespace
+
 void add_interface(json_object *object, const char *iface)
 {
     static constexpr const char *states[] = {"up", "pending", "down"};
@@ -198,24 +216,6 @@ void add_interface(json_object *object, const char *iface)
         add_text_of(member.get(), "error", json_object_array_get_idx(errors, 0), "code");
     kjson_add_object(object, "interface", std::move(member));
 }
-
-void add_router_facts(json_object *object, const ModemDriver &rec, const char *bus)
-{
-    add_interface(object, rec.iface.c_str());
-    Json sms{json_object_new_object()};
-    kjson_add_int(sms.get(), "unread", sms_count_unread(bus));
-    kjson_add_object(object, "sms", std::move(sms));
-}
-
-void add_head(json_object *object, const char *bus)
-{
-    kjson_add_int(object, "schema", 1);
-    kjson_add_string(object, "bus", bus);
-    kjson_add_object(object, "uptime_s", Json{json_object_new_int64(monotonic_ms() / 1000)});
-    kjson_add_int(object, "age_s", 0);
-}
-
-} // namespace
 
 InfoResult add_info(json_object *object, const char *bus, PortUse use, Report *told)
 {

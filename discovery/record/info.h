@@ -12,3 +12,6 @@ enum class PortUse : uint8_t { whole_report, one_question };
 /// identity is asked once while it is plugged in, and kept in its state folder. told, if given, gets the modem's words.
 /// @return no_answer and port_busy leave an object without the modem's own words
 InfoResult add_info(json_object *object, const char *bus, PortUse use = PortUse::whole_report, Report *told = nullptr);
+
+/// Adds "interface", what the network daemon says about the interface; nothing if it does not know it.
+void add_interface(json_object *object, const char *iface);
