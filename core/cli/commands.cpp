@@ -14,6 +14,7 @@
 #include "core/cli/modems.h"
 #include "core/cli/radio_commands.h"
 #include "core/cli/record_command.h"
+#include "core/cli/rpcd_command.h"
 #include "core/cli/watch_command.h"
 #include "core/model/modem.h"
 #include "discovery/record/summary.h"
@@ -220,6 +221,7 @@ constexpr Command commands[] = {
     {"usage",                 run_usage,                 "[--json]: data used, by SIM and month",    no_slot, true},
     {"metrics",               run_metrics,               "all modems' values, for Prometheus",       no_slot, true},
     {"openwisp",              run_openwisp,              "the modem as OpenWISP's \"mobile\"",       no_slot, true},
+    {"rpcd",                  run_rpcd,                  "list | call METHOD: the ubus object",       no_slot, true},
     {"modems",                run_modems,                "[--json]: buses with a modem",             no_slot, true},
     {"help",                  print_help,                "this list, also --help and -h",            no_slot, true},
     {"--version",             print_version,             "version of this program",                  no_slot, true},

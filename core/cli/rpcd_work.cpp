@@ -1,0 +1,131 @@
+#include "core/cli/rpcd_work.h"
+
+#include <unistd.h>
+
+#include "core/cli/info_command.h"
+#include "core/model/state_dir.h"
+#include "discovery/record/recorder.h"
+#include "discovery/record/snapshot.h"
+#include "platform/clock.h"
+#include "platform/interface_state.h"
+#include "platform/uci.h"
+#include "watch/actors.h"
+#include "watch/settings.h"
+#include "watch/watch.h"
+
+namespace {
+
+constexpr int status_failed = 4;
+constexpr int reload_timeout_s = 5;
+
+bool add_up(const char *iface, json_object *result)
+{
+    const bool is_up = interface_state(iface, 2) == interface_is_up;
+    kjson_add_boolean(result, "up", is_up);
+    return is_up;
+}
+
+// An interface that a person has disabled stays down whoever asks for it.
+void enable_interface(const char *iface)
+{
+    const Uci uci = kuci2_init();
+    kuci2_set_name(uci, "network", iface, "disabled", "0");
+    kuci2_commit(uci, "network");
+    reload_network(reload_timeout_s);
+}
+
+} // namespace
+
+int work_refresh(const RpcdCall &call, json_object *result)
+{
+    Json report;
+    const InfoResult status = newest_report(call.bus.c_str(), no_age, report);
+    json_object_object_foreach(report.get(), name, value) kjson_add_object(result, name, json_share(value));
+    return static_cast<int>(status);
+}
+
+int work_connect(const RpcdCall &call, json_object *result)
+{
+    constexpr int longest_wait_s = 40;
+    const WatchSettings settings = read_watch_settings(call.bus.c_str());
+    const char *iface = settings.iface.c_str();
+    if (settings.is_disabled)
+        enable_interface(iface);
+    resume_watch(call.bus.c_str());
+    bring_online(call.bus.c_str(), iface);
+    for (int i = 0; i < longest_wait_s && interface_state(iface, 2) == interface_is_pending; i++)
+        sleep(1);
+    return add_up(iface, result) ? 0 : status_failed;
+}
+
+// The watch leaves alone what a person has taken down.
+int work_disconnect(const RpcdCall &call, json_object *result)
+{
+    constexpr int longest_wait_s = 20;
+    const auto iface = read_watch_settings(call.bus.c_str()).iface;
+    take_offline(iface.c_str());
+    for (int i = 0; i < longest_wait_s && interface_state(iface.c_str(), 2) != interface_is_down; i++)
+        sleep(1);
+    return add_up(iface.c_str(), result) ? status_failed : 0;
+}
+
+int work_restart(const RpcdCall &call, json_object *result)
+{
+    constexpr unsigned goes_after_s = 5;
+    constexpr unsigned look_again_s = 2;
+    constexpr int64_t longest_start_ms = 120'000;
+    const char *bus = call.bus.c_str();
+    const int64_t begin_ms = monotonic_ms();
+    InfoResult found = InfoResult::no_modem;
+    {
+        ModemPort modem{};
+        found = open_modem(bus, modem);
+        modem.session.close();
+        if (found != InfoResult::reported)
+            return static_cast<int>(found);
+        restart_modem(bus, modem.rec);
+    }
+    sleep(goes_after_s);
+    while (monotonic_ms() - begin_ms < longest_start_ms) {
+        ModemPort modem{};
+        Text<64> reply;
+        if (open_modem(bus, modem) == InfoResult::reported &&
+            modem.session.ask("AT", reply, 1000) == AtSession::Answer::complete) {
+            kjson_add_int(result, "back_after_s", static_cast<int32_t>((monotonic_ms() - begin_ms) / 1000));
+            return 0;
+        }
+        modem.session.close();
+        sleep(look_again_s);
+    }
+    return status_failed;
+}
+
+int work_at(const RpcdCall &call, json_object *result)
+{
+    constexpr int limit_ms = 180'000; // a search for networks takes three minutes
+    ModemPort modem{};
+    Text<4096> reply;
+    const InfoResult found = open_modem(call.bus.c_str(), modem);
+    if (found != InfoResult::reported)
+        return static_cast<int>(found);
+    const bool is_complete =
+        modem.session.ask(call.text(RpcdArgument::command), reply, limit_ms) == AtSession::Answer::complete;
+    kjson_add_string(result, "reply", reply.view());
+    return static_cast<int>(is_complete ? InfoResult::reported : InfoResult::no_answer);
+}
+
+int work_record(const RpcdCall &call, json_object *result)
+{
+    constexpr char jobs[] = "jobs";
+    constexpr size_t longest_transcript = size_t{128} * 1024;
+    const auto name = Text<24>::format("record.%d", getpid());
+    bool is_written = true;
+    const auto path = Text<128>::format("%s/%s", state_dir(jobs).c_str(), name.c_str());
+    const InfoResult found = record_modem(call.bus.c_str(), path.c_str(), is_written);
+    const HeapText text{static_cast<char *>(calloc(1, longest_transcript))};
+    if (found == InfoResult::reported && text != nullptr &&
+        read_state(jobs, name.c_str(), longest_transcript - 1, {text.get(), longest_transcript}) > 0)
+        kjson_add_string(result, "transcript", text.get());
+    remove_state(jobs, name.c_str());
+    return found == InfoResult::reported && !is_written ? status_failed : static_cast<int>(found);
+}
