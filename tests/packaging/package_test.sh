@@ -17,7 +17,7 @@ tar -C "$repository" --exclude=./.git --exclude='./build*' -cf - . | tar -C "$ro
 make -s -C "$root/source/packaging/openwrt" TOPDIR="$root/source/tests/data/openwrt/sdk" ROOT="$root"
 
 # Mode and name of every file, and what the packages say of themselves.
-(cd "$root/packages" && find . -type f ! -name '*.control' -printf '%m %P\n' | sort -k 2) >"$root/files"
+(cd "$root/packages" && find . ! -type d ! -name '*.control' -printf '%m %P\n' | sort -k 2) >"$root/files"
 diff -u - "$root/files" <<EOF
 755 modemctl-api/usr/lib/libmodemapi.so
 644 modemctl-data/usr/share/modem/apns
@@ -41,8 +41,10 @@ diff -u - "$root/files" <<EOF
 755 modemctl/usr/libexec/modemctl/power
 755 modemctl/usr/libexec/modemctl/section
 755 modemctl/usr/libexec/modemctl/state
+777 modemctl/usr/libexec/rpcd/modemctl
 644 modemctl/usr/share/modemctl/models
 644 modemctl/usr/share/nftables.d/chain-post/mangle_postrouting/30-modemctl.nft
+644 modemctl/usr/share/rpcd/acl.d/modemctl.json
 EOF
 (cd "$root/packages" && head -n 99 modemctl.control modemctl-api.control modemctl-data.control) >"$root/control"
 libraries="+libjson-c +libubus +libubox +libblobmsg-json +libuci"
@@ -62,6 +64,7 @@ EOF
 ./usr/lib/libmodemapi.so
 EOF
 "$root/packages/modemctl/usr/bin/modemctl" | grep -q '^Usage:<modemctl>'
+"$root/packages/modemctl/usr/libexec/rpcd/modemctl" list | grep -q '"status":{"bus":""}'
 
 # The release: the same bytes twice, from any place and with any umask, under the name that the feed's Makefile says.
 if git -C "$repository" rev-parse HEAD >/dev/null 2>&1; then
