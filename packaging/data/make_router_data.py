@@ -44,6 +44,9 @@ MOST_ROWS_OF_A_KEY = 6
 ANDROID_AUTH = {"0": "none", "1": "pap", "2": "chap", "3": "both"}
 ANDROID_IP = {"IP": "ipv4", "IPV6": "ipv6", "IPV4V6": "ipv4v6"}
 
+# A card has no room for a longer name of its provider (EF_SPN, 3GPP TS 31.102).
+SPN_BYTES = 16
+
 # Ends of names that are countries' but used everywhere.
 OPEN_DOMAINS = {"ai", "bm", "cc", "co", "fm", "io", "me", "ng", "tv", "ws"}
 
@@ -147,6 +150,10 @@ def is_apn(name):
     return re.fullmatch(r"[A-Za-z0-9._-]{1,63}", name) is not None and name.lower() not in services
 
 
+def is_on_a_card(name):
+    return 0 < len(name.encode()) <= SPN_BYTES and name.isprintable()
+
+
 def login_of(apn, user, password, auth="", ip=""):
     """Without a user that only stands for the subscriber's own number or name."""
     stands_for = r"\*|.*[ ()].*|.*(?i:msisdn|mobilenumber|phone ?number|mdn@).*|65"
@@ -196,18 +203,26 @@ def read_android(path, countries):
 
 
 def provider_logins(networks, countries):
+    """The rows of each network, and for a provider that rents it, the same again for cards that bear its name."""
     for (mcc, mnc), listed in networks.items():
-        for apn in [apn for provider in listed for apn in provider.apns]:
-            if (apn.type is None or "default" in apn.type) and is_apn(apn.apn):
-                if not is_foreign(mcc, apn.apn, countries):
-                    yield mcc + mnc + ("#" + apn.group if apn.group else ""), login_of(apn.apn, apn.user, apn.password)
+        for provider in listed:
+            for apn in provider.apns:
+                carries_traffic = apn.type is None or "default" in apn.type
+                if not carries_traffic or not is_apn(apn.apn) or is_foreign(mcc, apn.apn, countries):
+                    continue
+                login = login_of(apn.apn, apn.user, apn.password)
+                yield mcc + mnc + ("#" + apn.group if apn.group else ""), login
+                if provider != listed[0] and not apn.group and is_on_a_card(provider.name):
+                    yield f"{mcc}{mnc}={provider.name}", login
 
 
 def apn_table(rows):
     """The rows of each key in the order in which they come, sorted by the keys' bytes."""
     table = collections.defaultdict(dict)
+    spelling = {}
     for key, login in rows:
-        # Letters of an APN are the same in both cases.
+        # Names and APNs are the same in capital and small letters.
+        key = spelling.setdefault(key.lower(), key)
         table[key].setdefault((login.apn.lower(), login.user, login.password), login)
     lines = []
     for key in sorted(table, key=lambda key: key.encode()):
