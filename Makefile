@@ -40,6 +40,7 @@ test:
 # What make test has passed is counted and not run again, unless a file has changed since.
 test-all:
 	@tools/setup.sh build test targets fleet
+	@tools/setup.sh browser || echo "The tests in a browser will be skipped."
 	@[ -f build/passed ] && [ -z "$$(find . -mindepth 1 \( -name 'build*' -o -name .git \) -prune -o -newer build/passed -print -quit)" ] \
 		|| $(MAKE) test
 	@cmake --build build -j$(jobs)

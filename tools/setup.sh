@@ -16,6 +16,12 @@ packages_of() {
         command -v npm >/dev/null || echo npm
         ;;
     fleet) ;;
+    page) command -v node >/dev/null || echo nodejs ;;
+    browser)
+        command -v chromium >/dev/null || echo chromium
+        command -v node >/dev/null || echo nodejs
+        command -v npm >/dev/null || echo npm
+        ;;
     lint) echo git clang-format clang-tidy ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     *) echo "setup.sh: \"$1\" is no group of packages" >&2 && exit 64 ;;
@@ -35,6 +41,15 @@ fetch_programs() {
 
 only_say=
 [ "$1" != -n ] || { only_say=yes && shift; }
+
+# The modules that drive the browser, in the versions of tests/web/package-lock.json.
+fetch_modules() {
+    cmp -s tests/web/package-lock.json build/web/package-lock.json && [ -d build/web/node_modules ] && return 0
+    mkdir -p build/web
+    cp tests/web/package.json build/web/
+    (cd build/web && cp ../../tests/web/package-lock.json . && npm ci --no-audit --no-fund >npm.log 2>&1) ||
+        { rm -f build/web/package-lock.json && echo "The modules of the browser tests cannot be fetched (build/web/npm.log)" && return 1; }
+}
 
 missing=
 for group in "$@"; do
@@ -80,5 +95,6 @@ for group in "$@"; do
     case $group in
     test) fetch_programs mail-client ssmtp ;;
     fleet) fetch_programs prometheus prometheus prometheus-node-exporter ;;
+    browser) fetch_modules ;;
     esac
 done

@@ -1,0 +1,416 @@
+'use strict';
+'require baseclass';
+
+// What the page shows, computed from what the router says: no document and no network here, so that it can be tested alone.
+
+// The watch and the modem speak English words; a word that is not here is shown as it came.
+function dictionary() {
+	return {
+		'not wanted': _('it was switched off'),
+		'paused': _('it is paused'),
+		'a firmware upgrade': _('firmware is being upgraded'),
+		'it stays away': _('the modem stays away'),
+		'no modem on the bus': _('no modem is plugged in'),
+		'wanted': _('it was switched on'),
+		'the modem is there': _('the modem was plugged in'),
+		'the data limit is reached': _('the data limit is reached'),
+		'roaming is not allowed': _('roaming is not allowed'),
+		'something was changed': _('something was changed'),
+		'the cause is gone': _('the cause is gone'),
+		'the interface has no address': _('the interface has no address'),
+		'packets out and none in': _('packets go out and none come in'),
+		'no name server answers': _('no name server answers'),
+		'the network answers': _('the network answers'),
+		'the PIN is sent': _('the PIN is sent'),
+		'not online in time': _('it was not online in time'),
+		'not registered': _('the modem is not registered with a network'),
+		'the modem does not answer': _('the modem does not answer'),
+		'registered': _('the modem is registered'),
+		'no network for long': _('there has been no network for a long time'),
+		'the wait is over': _('the wait is over'),
+		'nothing more to try': _('everything has been tried'),
+		'budget spent': _('everything allowed for now has been tried'),
+		'no SIM card': _('there is no SIM card'),
+		'the SIM card wants its PUK': _('the SIM card wants its PUK'),
+		'the PIN is not configured': _('the SIM card wants its PIN'),
+		'the PIN was refused': _('the SIM card refused the PIN'),
+		'the tries for the PIN are too few': _('too few tries are left for the PIN'),
+		'the network refuses the SIM card': _('the network refuses the SIM card'),
+		'the settings are refused': _('the settings are refused'),
+		'refresh': _('renews the address'),
+		'reconnect': _('connects again'),
+		'radio': _('restarts the radio'),
+		'modem': _('restarts the modem'),
+		'usb': _('restarts the USB port'),
+		'power': _('switches the power off and on'),
+		'router': _('restarts the router'),
+		'ready': _('ready'),
+		'pin': _('wants its PIN'),
+		'puk': _('wants its PUK'),
+		'puk2': _('wants its PUK2'),
+		'network_lock': _('is locked to another network'),
+		'not_inserted': _('is missing'),
+		'failure': _('is broken'),
+		'busy': _('is busy'),
+		'error': _('cannot be read'),
+		'home': _('registered'),
+		'roaming': _('registered, roaming'),
+		'searching': _('searching'),
+		'denied': _('the network refuses it'),
+		'not_registered': _('not registered'),
+		'unknown': _('not known'),
+		'up': _('up'),
+		'pending': _('connecting'),
+		'down': _('down'),
+		'none': _('none'),
+		'very weak': _('very weak'),
+		'weak': _('weak'),
+		'fair': _('fair'),
+		'good': _('good'),
+		'excellent': _('excellent'),
+		'auto': _('automatic'),
+		'other': _('another choice of the modem'),
+	};
+}
+
+function word(text) {
+	const words = dictionary();
+	return Object.hasOwn(words, text) ? words[text] : String(text ?? '');
+}
+
+// Good from the second number, poor below the first.
+const levels = {
+	rsrp: { unit: 'dBm', poor: -105, good: -95, least: -140, most: -44 },
+	rsrq: { unit: 'dB', poor: -15, good: -12, least: -20, most: -3 },
+	sinr: { unit: 'dB', poor: 3, good: 10, least: -20, most: 30 },
+	rssi: { unit: 'dBm', poor: -90, good: -80, least: -113, most: -51 },
+	rscp: { unit: 'dBm', poor: -90, good: -80, least: -120, most: -25 },
+	ecio: { unit: 'dB', poor: -12, good: -9, least: -24, most: 0 },
+};
+
+const key_of = { rsrp: 'rsrp_dbm', rsrq: 'rsrq_db', sinr: 'sinr_db', rssi: 'rssi_dbm', rscp: 'rscp_dbm', ecio: 'ecio_db' };
+
+const registered = [ 'home', 'roaming', 'registered' ];
+
+// GSM 03.38: characters of one unit, and those that need an escape before them.
+const gsm = new Set('@£$¥èéùìòÇ\nØø\rÅåΔ_ΦΓΛΩΠΨΣΘΞÆæßÉ !"#¤%&\'()*+,-./0123456789:;<=>?¡ABCDEFGHIJKLMNOPQRSTUVWXYZÄÖÑÜ§¿abcdefghijklmnopqrstuvwxyzäöñüà');
+const gsm_escaped = new Set('\f^{}\\[~]|€');
+
+// Units of each character, filled into parts: none is cut in two.
+function fill(sizes, alone, each) {
+	const total = sizes.reduce((sum, size) => sum + size, 0);
+	if (total <= alone)
+		return { parts: total ? 1 : 0, left: alone - total };
+	let parts = 1, used = 0;
+	for (const size of sizes) {
+		if (used + size > each) {
+			parts++;
+			used = 0;
+		}
+		used += size;
+	}
+	return { parts, left: each - used };
+}
+
+function is_number(value) {
+	return typeof value === 'number' && Number.isFinite(value);
+}
+
+return baseclass.extend({
+	word,
+
+	seconds(value) {
+		const total = Math.max(0, Math.floor(value));
+		const days = Math.floor(total / 86400), hours = Math.floor(total / 3600) % 24, minutes = Math.floor(total / 60) % 60;
+		if (days)
+			return _('%d d %d h').format(days, hours);
+		if (hours)
+			return _('%d h %d min').format(hours, minutes);
+		return minutes ? _('%d min').format(minutes) : _('%d s').format(total);
+	},
+
+	bytes(value) {
+		if (!is_number(value) || value < 0)
+			return '–';
+		const units = [ 'B', 'kB', 'MB', 'GB', 'TB' ];
+		let unit = 0;
+		while (value >= 999.5 && unit < units.length - 1) {
+			value /= 1000;
+			unit++;
+		}
+		return '%s %s'.format(unit && value < 99.95 ? value.toFixed(1) : Math.round(value), units[unit]);
+	},
+
+	// "2026-11-22 08:00" by the browser's clock.
+	time(unix_seconds) {
+		const date = new Date(unix_seconds * 1000), two = number => String(number).padStart(2, '0');
+		return '%s-%s-%s %s:%s'.format(date.getFullYear(), two(date.getMonth() + 1), two(date.getDate()), two(date.getHours()), two(date.getMinutes()));
+	},
+
+	levels() { return Object.keys(levels); },
+
+	// The values of a cell, in the order of the table above: { name, label, value, unit, share (0 to 1), tone }.
+	values(cell) {
+		return Object.keys(levels).filter(name => is_number(cell?.[key_of[name]])).map(name => {
+			const value = cell[key_of[name]], { unit, poor, good, least, most } = levels[name];
+			return { name, label: name.toUpperCase(), value, unit, good,
+				share: Math.min(1, Math.max(0, (value - least) / (most - least))),
+				tone: value >= good ? 'good' : value >= poor ? 'fair' : 'bad' };
+		});
+	},
+
+	// What a person can do about the signal.
+	advice(info) {
+		const quality = info?.quality, cell = info?.serving ?? {};
+		if (!quality || !is_number(quality.level) || quality.level >= 4)
+			return '';
+		if (quality.limit === 'sinr' || quality.limit === 'rsrq' || quality.limit === 'ecio') {
+			const strong = (cell.rsrp_dbm ?? -200) >= levels.rsrp.good || (cell.rscp_dbm ?? -200) >= levels.rscp.good;
+			return strong
+				? _('Strong but noisy: another direction of the antenna or another cell helps more than a bigger antenna.')
+				: _('Noisy: turn the antenna away from other cells, or try other bands.');
+		}
+		return quality.level ? _('Weak: a place near a window or an antenna outside helps.') : '';
+	},
+
+	operator(info) {
+		const network = info?.network ?? {};
+		return network.operator_name || (network.mcc ? `${network.mcc}-${network.mnc}` : '');
+	},
+
+	technology(info) {
+		const names = { 'NR5G-SA': '5G', 'NR5G-NSA': '5G + 4G', 'LTE': '4G (LTE)', 'WCDMA': '3G', 'GSM': '2G' };
+		const technology = info?.network?.technology;
+		if (!technology || technology === 'none')
+			return '';
+		const name = names[technology] ?? technology;
+		return technology === 'LTE' && this.carriers(info).length > 1 ? '4G+ (LTE)' : name;
+	},
+
+	// The carriers in use: { role, band, bandwidth_mhz, values }. A modem without a list has its serving cell.
+	carriers(info) {
+		const listed = (info?.carriers ?? []).filter(carrier => carrier.active !== false);
+		if (listed.length)
+			return listed;
+		const serving = info?.serving;
+		const cells = serving?.band ? [ { ...serving, role: 'PCC', bandwidth_mhz: serving.bandwidth_dl_mhz } ] : [];
+		if (info?.nr?.band)
+			cells.push({ ...info.nr, role: 'SCC', bandwidth_mhz: info.nr.bandwidth_dl_mhz });
+		return cells;
+	},
+
+	carrier_text(info) {
+		const carriers = this.carriers(info);
+		const width = carriers.reduce((sum, carrier) => sum + (carrier.bandwidth_mhz ?? 0), 0);
+		const bands = carriers.map(carrier => carrier.band ?? '?').join(' + ');
+		return width ? _('%s, %s MHz').format(bands, Math.round(width * 10) / 10) : bands;
+	},
+
+	// The registration in words, with the operator's name if there is one.
+	network_text(info) {
+		const registration = info?.network?.registration;
+		if (!registration)
+			return '';
+		const text = word(registration === 'registered' ? 'home' : registration), operator = this.operator(info);
+		return registered.includes(registration) && operator ? _('%s, %s').format(operator, text) : text;
+	},
+
+	sim_text(info) {
+		const sim = info?.sim ?? {};
+		const text = word(sim.state);
+		if (sim.state === 'pin' && is_number(sim.pin_tries))
+			return _('%s (%d tries left)').format(text, sim.pin_tries);
+		if (sim.state === 'puk' && is_number(sim.puk_tries))
+			return _('%s (%d tries left)').format(text, sim.puk_tries);
+		return text;
+	},
+
+	// How long the snapshot is from now: it says nothing any more after some minutes.
+	is_old(info) {
+		return (info?.age ?? info?.age_s ?? 0) > 300;
+	},
+
+	// The way to the Internet, link by link, as far as it is known: [{ name, state: ok|bad|wait|unknown, text }].
+	chain(info, status) {
+		const link = status?.interface_status ?? info?.interface;
+		const watch = status?.state, sim = info?.sim?.state, registration = info?.network?.registration;
+		const silent = info?.error || (status?.reason === 'the modem does not answer' && watch !== 'online');
+		const addresses = [].concat(link?.ipv4 ?? [], link?.ipv6 ?? []);
+		const chain = [
+			watch === 'absent' ? [ _('Modem'), 'bad', _('not plugged in') ]
+				: silent ? [ _('Modem'), 'bad', info?.error === 'no-snapshot' ? _('not asked yet') : _('does not answer') ]
+				: [ _('Modem'), info?.modem || info?.sim ? 'ok' : 'unknown', info?.modem?.model ?? '' ],
+			[ _('SIM card'), !sim ? 'unknown' : sim === 'ready' ? 'ok' : sim === 'busy' ? 'wait' : 'bad', this.sim_text(info) ],
+			[ _('Network'), !registration || registration === 'unknown' ? 'unknown' : registered.includes(registration) ? 'ok' : registration === 'searching' ? 'wait' : 'bad', this.network_text(info) ],
+			[ _('Address'), !link ? 'unknown' : link.state === 'up' && addresses.length ? 'ok' : link.state === 'pending' ? 'wait' : 'bad',
+				addresses.join(', ') || word(link?.state) ],
+			[ _('Internet'), watch === 'online' ? 'ok' : [ 'suspect', 'recovering', 'slow' ].includes(watch) ? 'bad' : watch === 'starting' ? 'wait' : 'unknown',
+				watch === 'online' ? _('answers') : '' ],
+		].map(([ name, state, text ]) => ({ name, state, text }));
+		// Nothing is known behind a broken link.
+		const broken = chain.findIndex(entry => entry.state === 'bad');
+		return broken < 0 ? chain : chain.map((entry, i) => i > broken && entry.state !== 'ok' ? { ...entry, state: 'unknown', text: '' } : entry);
+	},
+
+	// { tone: good|busy|bad|off, text, action: connect|resume|settings|refresh|'' }
+	state(info, status) {
+		const link = status?.interface_status ?? info?.interface, watch = status?.state, reason = word(status?.reason);
+		const because = text => reason ? _('%s: %s').format(text, reason) : text;
+		const since = is_number(status?.since_s) ? status.since_s : link?.uptime_s;
+		const left = (stage) => {
+			const count = status?.budgets?.[stage];
+			return is_number(count) ? _('%d more tries this hour').format(count) : '';
+		};
+		if (status?.paused_s > 0)
+			return { tone: 'off', text: _('Paused for %s more').format(this.seconds(status.paused_s)), action: 'resume' };
+		switch (watch) {
+		case 'off':
+			return { tone: 'off', text: because(_('Not online')), action: 'connect' };
+		case 'absent':
+			return { tone: 'bad', text: _('Not online: no modem is plugged in'), action: '' };
+		case 'blocked':
+			return { tone: 'bad', text: because(_('Not online')), action: /PIN|roaming|limit|settings/.test(status.reason) ? 'settings' : '' };
+		case 'no-service':
+			return { tone: 'busy', text: _('No network: the modem is searching'), action: '' };
+		case 'starting':
+			return { tone: 'busy', text: _('Connecting'), action: '' };
+		case 'online':
+			return { tone: 'good', text: this.technology(info)
+				? _('Online by %s for %s').format(this.technology(info), this.seconds(since ?? 0)) : _('Online for %s').format(this.seconds(since ?? 0)), action: '' };
+		case 'suspect':
+			return { tone: 'busy', text: because(_('The connection is being checked')), action: '' };
+		case 'recovering':
+			return { tone: 'busy', text: [ because(_('Reconnecting')), left('reconnect') ].filter(Boolean).join(', '), action: '' };
+		case 'slow':
+			return { tone: 'bad', text: because(_('Not online, the next try is later')), action: 'connect' };
+		}
+		if (info?.error === 'no-snapshot')
+			return { tone: 'off', text: _('Nothing is known yet'), action: 'refresh' };
+		if (info?.sim?.state && info.sim.state !== 'ready')
+			return { tone: 'bad', text: _('Not online: the SIM card %s').format(this.sim_text(info)), action: info.sim.state === 'pin' ? 'settings' : '' };
+		if (link?.state === 'up')
+			return { tone: 'good', text: this.technology(info)
+				? _('Connected by %s for %s').format(this.technology(info), this.seconds(link.uptime_s ?? 0)) : _('Connected for %s').format(this.seconds(link.uptime_s ?? 0)), action: '' };
+		if (link?.state === 'pending')
+			return { tone: 'busy', text: _('Connecting'), action: '' };
+		if (link?.error)
+			return { tone: 'bad', text: _('Not online: %s').format([].concat(link.error).join(', ')), action: 'connect' };
+		if (info?.error)
+			return { tone: 'bad', text: _('The modem does not answer'), action: 'refresh' };
+		return { tone: 'off', text: info?.network ? _('Not online: %s').format(this.network_text(info)) : _('Not online'), action: 'connect' };
+	},
+
+	// The data of the current month and its limit: { used, limit, share, text }; null if nothing was counted.
+	month(usage, settings) {
+		const rows = (usage ?? []).filter(row => is_number(row.rx_bytes));
+		if (!rows.length)
+			return null;
+		const newest = rows.reduce((month, row) => (row.month ?? '') > month ? row.month : month, '');
+		const used = rows.filter(row => (row.month ?? '') === newest).reduce((sum, row) => sum + row.rx_bytes + (row.tx_bytes ?? 0), 0);
+		const limit = Number(settings?.watch?.usage_limit ?? 0) * 1e6;
+		return { used, limit, share: limit ? Math.min(1, used / limit) : 0,
+			text: limit ? _('%s of %s').format(this.bytes(used), this.bytes(limit)) : this.bytes(used) };
+	},
+
+	// What an idle line costs: a question and an answer of 144 bytes each time.
+	idle_cost(idle_s) {
+		const idle = Number(idle_s);
+		return idle > 0 ? this.bytes(144 * 30 * 86400 / idle) : this.bytes(0);
+	},
+
+	// Lines of a plot for samples with a "time" in seconds: { lines: [[x, y]...], marks, ticks, y(value) }. A gap in time or a
+	// missing value ends a line.
+	plot(samples, name, { from, to, width, height, least = levels[name].least, most = levels[name].most, gap = 180 }) {
+		const key = key_of[name];
+		const x = time => Math.round((time - from) / (to - from) * width * 10) / 10;
+		const y = value => Math.round((1 - (Math.min(most, Math.max(least, value)) - least) / (most - least)) * height * 10) / 10;
+		const lines = [], marks = [];
+		let line = null, before = null;
+		for (const sample of samples) {
+			if (!is_number(sample.time) || sample.time < from || sample.time > to)
+				continue;
+			const value = sample[key];
+			if (before && is_number(sample.cell_id) && is_number(before.cell_id) && sample.cell_id !== before.cell_id)
+				marks.push({ x: x(sample.time), what: 'cell', time: sample.time });
+			if (before && sample.state !== before.state && sample.state !== 'online')
+				marks.push({ x: x(sample.time), what: 'state', time: sample.time, text: sample.state });
+			if (!is_number(value))
+				line = null;
+			else if (line && sample.time - before.time <= gap)
+				line.push([ x(sample.time), y(value) ]);
+			else
+				lines.push(line = [ [ x(sample.time), y(value) ] ]);
+			before = sample;
+		}
+		return { lines, marks, y };
+	},
+
+	// Round values between least and most for the axis: at most five.
+	ticks(least, most) {
+		const step = [ 5, 10, 20, 50, 100 ].find(size => (most - least) / size <= 5) ?? 200;
+		const ticks = [];
+		for (let value = Math.ceil(least / step) * step; value <= most; value += step)
+			ticks.push(value);
+		return ticks;
+	},
+
+	// The least, the newest and the most of a value: for those who do not see the plot.
+	summary(samples, name) {
+		const values = samples.map(sample => sample[key_of[name]]).filter(is_number);
+		if (!values.length)
+			return null;
+		return { least: values.reduce((one, other) => Math.min(one, other)), most: values.reduce((one, other) => Math.max(one, other)), last: values[values.length - 1] };
+	},
+
+	// The parts of a text message: { alphabet: gsm|ucs2, units, parts, left, costly: { character, why } | null }.
+	message_cost(text) {
+		const characters = Array.from(String(text).replace(/\r\n?/g, '\n'));
+		const foreign = characters.find(character => !gsm.has(character) && !gsm_escaped.has(character));
+		if (foreign === undefined) {
+			const sizes = characters.map(character => gsm.has(character) ? 1 : 2);
+			const escaped = characters.find(character => gsm_escaped.has(character));
+			return { alphabet: 'gsm', units: sizes.reduce((sum, size) => sum + size, 0), ...fill(sizes, 160, 153),
+				costly: escaped === undefined ? null : { character: escaped, why: _('counts as two characters') } };
+		}
+		const sizes = characters.map(character => character.length);
+		return { alphabet: 'ucs2', units: sizes.reduce((sum, size) => sum + size, 0), ...fill(sizes, 70, 67),
+			costly: { character: foreign, why: _('is not in the short alphabet: a part has 70 characters instead of 160') } };
+	},
+
+	// Messages by the number at the other end, those with the newest message first; the messages of each from old to new.
+	conversations(messages) {
+		const by_number = new Map();
+		for (const message of messages ?? []) {
+			const number = String(message.number ?? '');
+			if (!by_number.has(number))
+				by_number.set(number, { number, messages: [], unread: 0 });
+			const conversation = by_number.get(number);
+			conversation.messages.push(message);
+			conversation.unread += message.unread ? 1 : 0;
+		}
+		const time = message => String(message.time ?? '');
+		const list = Array.from(by_number.values());
+		for (const conversation of list) {
+			conversation.messages.sort((one, other) => time(one) < time(other) ? -1 : time(one) > time(other) ? 1 : 0);
+			conversation.last = conversation.messages[conversation.messages.length - 1];
+		}
+		return list.sort((one, other) => time(one.last) < time(other.last) ? 1 : time(one.last) > time(other.last) ? -1 : 0);
+	},
+
+	is_number_to_send(number) {
+		return /^\+?[0-9]{3,20}$/.test(number);
+	},
+
+	// The last four characters stay: enough to tell two cards apart.
+	mask(text) {
+		const plain = String(text ?? '');
+		return plain.length > 4 ? '•'.repeat(plain.length - 4) + plain.slice(-4) : plain;
+	},
+
+	// Why a job failed, from its exit status.
+	job_error(status) {
+		return { 1: _('No modem is there.'), 2: _('The modem does not answer.'), 3: _('Another program uses the modem. Try again.'),
+			4: _('The modem refused it, or found no network; nothing was changed.'), 64: _('An argument was not understood.'),
+			124: _('It took too long and was ended.'), '-1': _('It was ended from outside.') }[status] ?? _('It failed (status %d).').format(status);
+	},
+});

@@ -1,0 +1,119 @@
+'use strict';
+'require view';
+'require modemctl.model as model';
+'require modemctl.page as page';
+
+// A card for each modem: is it online, and if not, why, and what can be done.
+
+const h = page.h;
+const signs = { good: '✓', busy: '…', bad: '✕', off: '○' };
+const link_signs = { ok: '✓', bad: '✕', wait: '…', unknown: '?' };
+const link_words = () => ({ ok: _('in order'), bad: _('not in order'), wait: _('in progress'), unknown: _('not known') });
+
+function link_to(view, bus, text) {
+	return h('a', { href: L.url('admin/modem', view) + location.search + '#' + encodeURIComponent(bus) }, text);
+}
+
+class Card {
+	constructor(modem, rights) {
+		Object.assign(this, { modem, rights, shown: '', progress: h('span', { 'aria-live': 'polite' }) });
+		this.body = h('div', {}, h('p', { 'class': 'spinning' }, _('Loading…')));
+		this.node = h('section', { 'class': 'cbi-section', 'data-bus': modem.bus, 'aria-label': page.name(modem) }, h('h3', {}, page.name(modem)),
+			modem.held_by ? h('p', {}, _('Another program, %s, has a port of this modem open.').format([].concat(modem.held_by).join(', '))) : '', this.body, this.progress);
+	}
+
+	async ask() {
+		const bus = { bus: this.modem.bus };
+		// What one of them cannot say does not hide the rest.
+		const told = call => call.catch(error => {
+			if (!error.word)
+				throw error;
+			return { error: error.word, message: error.message };
+		});
+		const [ info, status, usage, settings ] = await Promise.all([ 'info', 'status', 'usage', 'settings' ].map(method => told(page.call(method, bus))));
+		// A card that is redrawn loses the focus of the keyboard.
+		const seen = JSON.stringify([ info, status, usage, settings ]);
+		if (seen !== this.shown && !this.body.contains(document.activeElement))
+			page.fill(this.body, this.parts(info, status, usage, settings));
+		this.shown = seen;
+	}
+
+	async act(method) {
+		try {
+			if (method === 'resume')
+				await page.call(method, { bus: this.modem.bus });
+			else
+				await page.job(method, { bus: this.modem.bus }, this.progress);
+			page.tell(this.progress);
+		} catch (error) {
+			page.tell(this.progress, error);
+		}
+		document.activeElement?.blur();
+		await page.guard(() => this.ask());
+	}
+
+	action(name) {
+		const labels = { connect: _('Connect'), resume: _('Resume'), refresh: _('Ask the modem') };
+		if (name === 'settings')
+			return link_to('connection', this.modem.bus, _('Open the settings'));
+		return labels[name] && this.rights[name] ? page.button(labels[name], () => this.act(name), 'cbi-button-action') : '';
+	}
+
+	signal(info) {
+		const quality = info.quality;
+		if (!quality)
+			return '';
+		const text = model.word(quality.words);
+		const values = model.values(info.serving).filter(({ name }) => name !== 'rssi').map(({ label, value, unit }) => `${label} ${value} ${unit}`).join(', ');
+		return [ page.bars(quality.level, _('Signal %d of 5').format(quality.level)), ' ', text, values ? h('div', { 'class': 'modemctl-small' }, values) : '',
+			model.advice(info) ? h('div', { 'class': 'modemctl-small' }, model.advice(info)) : '' ];
+	}
+
+	parts(info, status, usage, settings) {
+		const state = model.state(info, status), month = model.month(usage.usage, settings), link = status.interface_status ?? info.interface ?? {};
+		const words = link_words();
+		return [
+			h('p', { 'class': 'modemctl-state modemctl-' + state.tone, 'data-sign': signs[state.tone], 'data-tone': state.tone }, state.text),
+			h('ul', { 'class': 'modemctl-chain', 'aria-label': _('The way to the Internet') }, model.chain(info, status).map(entry =>
+				h('li', { 'data-state': entry.state }, h('span', { 'aria-hidden': 'true' }, link_signs[entry.state], ' '), entry.name, ' ',
+					entry.text || h('span', { 'class': 'modemctl-small' }, words[entry.state])))),
+			page.facts([
+				[ _('Operator'), model.operator(info) ],
+				[ _('Technology'), model.technology(info) ],
+				[ _('Signal'), this.signal(info) ],
+				[ _('Bands'), model.carrier_text(info) ],
+				[ _('Address'), [].concat(link.ipv4 ?? [], link.ipv6 ?? []).join(', ') ],
+				[ _('This month'), month ? [ month.text, month.limit ? [ ' ', h('meter', { min: 0, max: 1, high: 0.9, value: month.share, 'aria-label': _('Part of the limit') }) ] : '' ].flat() : '' ],
+				[ _('Measured'), model.is_old(info) ? _('%s ago').format(model.seconds(info.age ?? info.age_s)) : '' ],
+			]),
+			h('div', { 'class': 'modemctl-row' }, this.action(state.action),
+				state.tone === 'good' && this.rights.disconnect ? page.button(_('Disconnect'), () => this.act('disconnect')) : '',
+				link_to('signal', this.modem.bus, _('Signal')), link_to('diagnostics', this.modem.bus, _('Diagnostics'))),
+		];
+	}
+}
+
+return view.extend({
+	handleSave: null,
+	handleSaveApply: null,
+	handleReset: null,
+
+	load() {
+		return page.rights('connect', 'disconnect', 'resume', 'refresh');
+	},
+
+	render(rights) {
+		const body = h('div', { 'class': 'modemctl-cards' });
+		let cards = [], listed = null;
+		page.repeat(async () => {
+			const { modems } = await page.call('modems');
+			if (JSON.stringify(modems) !== listed) {
+				listed = JSON.stringify(modems);
+				cards = modems.map(modem => new Card(modem, rights));
+				page.fill(body, cards.length ? cards.map(card => card.node) : page.none());
+			}
+			await Promise.all(cards.map(card => card.ask()));
+		}, 5);
+		return h('div', { 'class': 'modemctl' }, page.style(), h('h2', { name: 'content' }, _('Modems')), page.banner(), body);
+	},
+});
