@@ -5,36 +5,36 @@
 
 namespace {
 
+// +CESQ: 99,99,255,255,20,80                    rxlev, ber, rscp, ecno, rsrq, rsrp
+// +CESQ: 17,99,255,255,4,29,75,52,57            and ss_rsrq, ss_rsrp, ss_sinr          (FM350)
+//        0  1  2   3   4 5  6  7  8
+// +XCESQ: 0,99,99,255,255,26,57,50,255,...      one field in front                     (L860)
+// The scale of the L860's SINR is not settled. The first rule's field shows whether there is such a cell.
+constexpr FieldRule gsm_levels[] = {{0, Quantity::rssi, Scale::rxlev}};
+constexpr FieldRule wcdma_levels[] = {{2, Quantity::rscp, Scale::rscp}, {3, Quantity::ecio, Scale::ecio}};
+constexpr FieldRule lte_levels[] = {{5, Quantity::rsrp, Scale::lte_rsrp}, {4, Quantity::rsrq, Scale::lte_rsrq}};
+constexpr FieldRule nr_levels[] = {
+    {7, Quantity::rsrp, Scale::nr_rsrp}, {6, Quantity::rsrq, Scale::nr_rsrq}, {8, Quantity::sinr, Scale::nr_sinr}};
+
 bool read_levels(const Fields &fields, size_t first, bool has_nr, Report &report)
 {
-    Cell &cell = report.serving;
-    const auto rsrq = level_of_index(fields[first + 4], lte_rsrq_index);
-    const auto rsrp = level_of_index(fields[first + 5], lte_rsrp_index);
-    const auto rscp = level_of_index(fields[first + 2], rscp_index);
-    const auto nr_rsrp = has_nr ? level_of_index(fields[first + 7], nr_rsrp_index) : std::nullopt;
-    if (rsrp) {
-        report.tell_technology(Technology::lte);
-        cell.tell(Quantity::rsrp, rsrp);
-        cell.tell(Quantity::rsrq, rsrq);
-    } else if (rscp) {
-        report.tell_technology(Technology::wcdma);
-        cell.tell(Quantity::rscp, rscp);
-        cell.tell(Quantity::ecio, level_of_index(fields[first + 3], ecio_index));
-    } else if (const auto rxlev = level_of_index(fields[first], rxlev_index); rxlev && !nr_rsrp) {
-        report.tell_technology(Technology::gsm);
-        cell.tell(Quantity::rssi, rxlev);
-    }
-    if (!nr_rsrp)
+    const auto read = [&](FieldRules rules, Technology technology, Cell &cell) {
+        if (!scaled(fields[rules[0].field + first], rules[0].scale))
+            return false;
+        report.tell_technology(technology);
+        tell_fields(fields, rules, cell, first);
         return true;
-    if (rsrp)
-        report.has_nr = true;
-    if (rsrp && report.technology == Technology::lte)
-        report.technology = Technology::nr_nsa;
-    report.tell_technology(Technology::nr_sa);
-    Cell &nr = rsrp ? report.nr : cell;
-    nr.tell(Quantity::rsrq, level_of_index(fields[first + 6], nr_rsrq_index));
-    nr.tell(Quantity::rsrp, nr_rsrp);
-    nr.tell(Quantity::sinr, level_of_index(fields[first + 8], nr_sinr_index));
+    };
+    const bool is_lte = read(lte_levels, Technology::lte, report.serving);
+    if (!is_lte && read(wcdma_levels, Technology::wcdma, report.serving))
+        return true;
+    if (has_nr && read(nr_levels, Technology::nr_sa, is_lte ? report.nr : report.serving)) {
+        if (is_lte)
+            report.tell_nr_beside_lte();
+        return true;
+    }
+    if (!is_lte)
+        read(gsm_levels, Technology::gsm, report.serving);
     return true;
 }
 
@@ -51,8 +51,6 @@ bool read_csq(std::string_view reply, Report &report)
     return true;
 }
 
-// +CESQ: 99,99,255,255,20,80                    rxlev, ber, rscp, ecno, rsrq, rsrp
-// +CESQ: 17,99,255,255,4,29,75,52,57            and ss_rsrq, ss_rsrp, ss_sinr          (FM350)
 bool read_cesq(std::string_view reply, Report &report)
 {
     constexpr size_t fields_with_nr = 9;
@@ -60,7 +58,6 @@ bool read_cesq(std::string_view reply, Report &report)
     return fields.size() >= 6 && read_levels(fields, 0, fields.size() >= fields_with_nr, report);
 }
 
-// +XCESQ: 0,99,99,255,255,26,57,50,255,255,255,255        (L860; the scale of SINR is not settled)
 bool read_xcesq(std::string_view reply, Report &report)
 {
     const Fields fields{record_of(reply, "+XCESQ:")};

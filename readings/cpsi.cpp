@@ -18,6 +18,9 @@ struct Levels {
 
 void tell_levels(const Fields &fields, const Levels &at, bool sinr_in_tenths, Cell &cell)
 {
+    // A76xx print indices whose scale is not settled: no level is above 0 dBm.
+    if (decimal(fields[at.rsrp]).value_or(-1) >= 0)
+        return;
     const Scale scale = is_in_tenths(fields[at.rsrp]) ? Scale::tenths : Scale::decibels;
     tell_value(fields[at.rsrp], Quantity::rsrp, scale, cell);
     tell_value(fields[at.rsrq], Quantity::rsrq, scale, cell);
@@ -111,9 +114,7 @@ void read_line(const Fields &fields, Technology technology, Report &report)
 {
     Cell &cell = report.serving;
     if (technology == Technology::nr_nsa) {
-        report.has_nr = true;
-        if (report.technology == Technology::lte)
-            report.technology = Technology::nr_nsa;
+        report.tell_nr_beside_lte();
         return read_nr_beside_lte(fields, report.nr);
     }
     tell_dashed_network(cell, fields[2]);

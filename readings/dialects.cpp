@@ -18,6 +18,7 @@
 #include "readings/sim.h"
 #include "readings/telit.h"
 #include "readings/temperature.h"
+#include "readings/xmci.h"
 #include "readings/zpas.h"
 
 namespace {
@@ -55,6 +56,11 @@ bool lacks_pin_tries(const Report &report)
 bool lacks_csq(const Report &report)
 {
     return !report.csq_rssi_dbm;
+}
+
+bool lacks_cell(const Report &report)
+{
+    return !report.serving.get(Quantity::cell_id);
 }
 
 bool lacks_lte_bands(const Report &report)
@@ -123,6 +129,7 @@ constexpr Question simcom[] = {
 constexpr Question fibocom[] = {
     {"serving",  "AT+GTCCINFO?", read_gtccinfo, nullptr, true},
     {"carriers", "AT+GTCAINFO?", read_gtcainfo},
+    {"serving",  "AT+XMCI=1",    read_xmci, lacks_cell},
     {"signal",   "AT+XCESQ?",    read_xcesq},
 };
 

@@ -48,6 +48,8 @@ constexpr FieldRule nr_bare_levels[] = {
     {9, Quantity::bandwidth_dl, Scale::nr_bw_fifths},  {10, Quantity::sinr, Scale::decibels},
     {12, Quantity::rsrp, Scale::nr_rsrp},              {13, Quantity::rsrq, Scale::nr_rsrq},
 };
+// Rows of GSM and WCDMA begin alike. The scales of what follows are not settled.
+constexpr FieldRule older_rules[] = {{4, Quantity::lac, Scale::hex}, {5, Quantity::cell_id, Scale::hex}};
 // A neighbour row has no band and no bandwidth:
 // 2,4,,,,,189C,190,,24,24,2
 // 0 1     6    7    9 10 11
@@ -55,32 +57,23 @@ constexpr FieldRule lte_neighbour_levels[] = {{10, Quantity::rsrp, Scale::lte_rs
 constexpr FieldRule nr_neighbour_levels[] = {{10, Quantity::rsrp, Scale::nr_rsrp}, {11, Quantity::rsrq, Scale::nr_rsrq}};
 // clang-format on
 
+// By the technology, then by whether there are labels.
+constexpr FieldRules serving_levels[2][2] = {
+    {lte_bare_levels, lte_labelled_levels},
+    {nr_bare_levels, nr_labelled_levels},
+};
+
 void read_cell(const Fields &fields, bool has_labels, Cell &cell)
 {
-    if (has_labels)
-        tell_fields(fields, labelled_rules, cell);
-    else
-        tell_fields(fields, bare_rules, cell);
-}
-
-void read_serving_cell(const Fields &fields, bool has_labels, Cell &cell)
-{
-    const bool is_nr = cell.rat == Technology::nr_sa;
-    cell.tell_network(fields[2], fields[3]);
-    read_cell(fields, has_labels, cell);
-    tell_band(cell, fields[8], is_nr);
-    const std::span<const FieldRule> levels =
-        is_nr        ? has_labels ? std::span{nr_labelled_levels} : std::span{nr_bare_levels}
-               : has_labels ? std::span{lte_labelled_levels}
-                     : std::span{lte_bare_levels};
-    tell_fields(fields, levels, cell);
+    tell_fields(fields, has_labels ? FieldRules{labelled_rules} : FieldRules{bare_rules}, cell);
 }
 
 void read_neighbour(const Fields &fields, bool has_labels, Cell &cell)
 {
     read_cell(fields, has_labels, cell);
     tell_fields(fields,
-                cell.rat == Technology::nr_sa ? std::span{nr_neighbour_levels} : std::span{lte_neighbour_levels}, cell);
+                cell.rat == Technology::nr_sa ? FieldRules{nr_neighbour_levels} : FieldRules{lte_neighbour_levels},
+                cell);
 }
 
 Technology technology_of_row(std::string_view field)
@@ -97,16 +90,18 @@ Technology technology_of_row(std::string_view field)
 void read_serving(const Fields &fields, Technology technology, bool has_labels, Report &report)
 {
     const bool is_beside_lte = technology == Technology::nr_sa && report.serving.rat == Technology::lte;
-    if (is_beside_lte) {
-        report.has_nr = true;
-        report.technology = Technology::nr_nsa;
-    }
+    if (is_beside_lte)
+        report.tell_nr_beside_lte();
     report.tell_technology(technology);
     Cell &cell = is_beside_lte ? report.nr : report.serving;
     cell.rat = technology;
-    if (technology != Technology::lte && technology != Technology::nr_sa)
-        return;
-    read_serving_cell(fields, has_labels, cell);
+    cell.tell_network(fields[2], fields[3]);
+    const bool is_nr = technology == Technology::nr_sa;
+    if (!is_nr && technology != Technology::lte)
+        return tell_fields(fields, older_rules, cell);
+    read_cell(fields, has_labels, cell);
+    tell_band(cell, fields[8], is_nr);
+    tell_fields(fields, serving_levels[is_nr][has_labels], cell);
 }
 
 } // namespace
@@ -173,7 +168,7 @@ bool read_gtcainfo(std::string_view reply, Report &report)
         cell->primary = is_primary;
         cell->rat = is_nr ? Technology::nr_sa : Technology::lte;
         tell_band(*cell, fields[band], is_nr);
-        tell_fields(fields, is_nr ? std::span{nr_carrier_rules} : std::span{lte_carrier_rules}, *cell, band);
+        tell_fields(fields, is_nr ? FieldRules{nr_carrier_rules} : FieldRules{lte_carrier_rules}, *cell, band);
         if (!is_primary) {
             cell->active = fields[0] == "2";
             continue;

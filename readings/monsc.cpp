@@ -5,13 +5,6 @@
 
 namespace {
 
-// Firmware prints the PCI in decimal or in hexadecimal; only letters show which.
-std::optional<int64_t> pci_of(std::string_view field)
-{
-    const auto number = decimal(field);
-    return number ? number : hexadecimal(field);
-}
-
 Technology technology_of(std::string_view word)
 {
     return word == "NR" ? Technology::nr_sa : technology_of_quectel(word);
@@ -21,81 +14,88 @@ Technology technology_of(std::string_view word)
 
 // ^MONSC: NR,460,00,524910,1,C027F5065,114,14225C,-74,-9,17            (MT5700M)
 //         0  1   2  3      4 5         6   7      8   9  10
+// Firmware prints the PCI in decimal or in hexadecimal; only letters show which.
 constexpr FieldRule nr_rules[] = {
-    {3, Quantity::arfcn, Scale::number},   {5, Quantity::cell_id, Scale::hex},    {7, Quantity::tac, Scale::hex},
-    {8, Quantity::rsrp, Scale::decibels},  {9, Quantity::rsrq, Scale::decibels},  {10, Quantity::sinr, Scale::decibels},
+    {3, Quantity::arfcn, Scale::number},   {5, Quantity::cell_id, Scale::hex},    {6, Quantity::pci, Scale::any_base},
+    {7, Quantity::tac, Scale::hex},        {8, Quantity::rsrp, Scale::decibels},  {9, Quantity::rsrq, Scale::decibels},
+    {10, Quantity::sinr, Scale::decibels},
 };
-constexpr size_t nr_pci = 6;
 // ^MONSC: LTE,460,00,38400,D975244,8,24C8,-85,-10,-54                  (MT5700M; the last is the RSSI)
 //         0   1   2  3     4       5 6    7   8   9
 constexpr FieldRule lte_rules[] = {
-    {3, Quantity::arfcn, Scale::number},   {4, Quantity::cell_id, Scale::hex},    {6, Quantity::tac, Scale::hex},
-    {7, Quantity::rsrp, Scale::decibels},  {8, Quantity::rsrq, Scale::decibels},  {9, Quantity::rssi, Scale::decibels},
+    {3, Quantity::arfcn, Scale::number},   {4, Quantity::cell_id, Scale::hex},    {5, Quantity::pci, Scale::any_base},
+    {6, Quantity::tac, Scale::hex},        {7, Quantity::rsrp, Scale::decibels},  {8, Quantity::rsrq, Scale::decibels},
+    {9, Quantity::rssi, Scale::decibels},
 };
-constexpr size_t lte_pci = 5;
 // ^MONSC: WCDMA,<mcc>,<mnc>,<arfcn>,<psc>,<cell>,<lac>,<rscp>,<rxlev>,<ecio>,...    (ME909s manual)
 constexpr FieldRule wcdma_rules[] = {
     {3, Quantity::arfcn, Scale::number},   {4, Quantity::psc, Scale::number},     {5, Quantity::cell_id, Scale::hex},
     {6, Quantity::lac, Scale::hex},        {7, Quantity::rscp, Scale::decibels},  {8, Quantity::rssi, Scale::decibels},
     {9, Quantity::ecio, Scale::decibels},
 };
+// ^MONSC: GSM,<mcc>,<mnc>,<band>,<arfcn>,<bsic>,<cell>,<lac>,<rxlev>,...            (ME909s manual)
+constexpr FieldRule gsm_rules[] = {
+    {4, Quantity::arfcn, Scale::number},   {6, Quantity::cell_id, Scale::hex},    {7, Quantity::lac, Scale::hex},
+    {8, Quantity::rssi, Scale::decibels},
+};
+
+// ^HCSQ: "NR",77,241,31         (MT5700M: RSRP, SINR, RSRQ)
+constexpr FieldRule nr_levels[] = {
+    {1, Quantity::rsrp, Scale::lte_rsrp},  {2, Quantity::sinr, Scale::huawei_sinr}, {3, Quantity::rsrq, Scale::lte_rsrq},
+};
+// ^HCSQ: "LTE",66,55,166,18     (RSSI, RSRP, SINR, RSRQ)
+constexpr FieldRule lte_levels[] = {
+    {1, Quantity::rssi, Scale::rscp},      {2, Quantity::rsrp, Scale::lte_rsrp},
+    {3, Quantity::sinr, Scale::huawei_sinr}, {4, Quantity::rsrq, Scale::lte_rsrq},
+};
+// ^HCSQ: "WCDMA",30,30,58       (ME909s manual: RSSI, RSCP, Ec/Io)
+constexpr FieldRule wcdma_levels[] = {
+    {1, Quantity::rssi, Scale::rscp},      {2, Quantity::rscp, Scale::rscp},      {3, Quantity::ecio, Scale::huawei_ecio},
+};
 // clang-format on
 
-constexpr IndexScale rssi_scale = {-12100, 100, 0, 96};
-constexpr IndexScale rsrp_scale = {-14100, 100, 0, 97};
-constexpr IndexScale rsrq_scale = {-2000, 50, 0, 34};
-constexpr IndexScale sinr_scale = {-2020, 20, 0, 251};
-constexpr IndexScale ecio_scale = {-3250, 50, 0, 65};
+struct RulesByTechnology {
+    FieldRules nr, lte, wcdma, gsm;
+
+    FieldRules of(Technology technology) const
+    {
+        switch (technology) {
+        case Technology::nr_sa:
+            return nr;
+        case Technology::lte:
+            return lte;
+        case Technology::wcdma:
+            return wcdma;
+        default:
+            return technology == Technology::gsm ? gsm : FieldRules{};
+        }
+    }
+};
 
 } // namespace
 
 bool read_monsc(std::string_view reply, Report &report)
 {
+    static constexpr RulesByTechnology rules = {nr_rules, lte_rules, wcdma_rules, gsm_rules};
     const Fields fields{record_of(reply, "^MONSC:")};
     const Technology technology = technology_of(fields[0]);
     if (technology == Technology::unknown)
         return fields[0] == "NONE";
     report.tell_technology(technology);
     report.serving.tell_network(fields[1], fields[2]);
-    if (technology == Technology::nr_sa) {
-        tell_fields(fields, nr_rules, report.serving);
-        report.serving.tell(Quantity::pci, pci_of(fields[nr_pci]));
-    } else if (technology == Technology::lte) {
-        tell_fields(fields, lte_rules, report.serving);
-        report.serving.tell(Quantity::pci, pci_of(fields[lte_pci]));
-    } else if (technology == Technology::wcdma) {
-        tell_fields(fields, wcdma_rules, report.serving);
-    }
+    tell_fields(fields, rules.of(technology), report.serving);
     return true;
 }
 
-// ^HCSQ: "NR",77,241,31         (MT5700M: RSRP, SINR, RSRQ)
-// ^HCSQ: "LTE",66,55,166,18     (RSSI, RSRP, SINR, RSRQ)
-// ^HCSQ: "WCDMA",30,30,58       (ME909s manual: RSSI, RSCP, Ec/Io)
 bool read_hcsq(std::string_view reply, Report &report)
 {
+    static constexpr RulesByTechnology rules = {nr_levels, lte_levels, wcdma_levels, FieldRules{wcdma_levels}.first(1)};
     const Fields fields{record_of(reply, "^HCSQ:")};
     const Technology technology = technology_of(fields[0]);
     if (technology == Technology::unknown)
         return false;
     report.tell_technology(technology);
-    Cell &cell = report.serving;
-    if (technology == Technology::nr_sa) {
-        cell.tell(Quantity::rsrp, level_of_index(fields[1], rsrp_scale));
-        cell.tell(Quantity::sinr, level_of_index(fields[2], sinr_scale));
-        cell.tell(Quantity::rsrq, level_of_index(fields[3], rsrq_scale));
-        return true;
-    }
-    if (technology != Technology::none)
-        cell.tell(Quantity::rssi, level_of_index(fields[1], rssi_scale));
-    if (technology == Technology::lte) {
-        cell.tell(Quantity::rsrp, level_of_index(fields[2], rsrp_scale));
-        cell.tell(Quantity::sinr, level_of_index(fields[3], sinr_scale));
-        cell.tell(Quantity::rsrq, level_of_index(fields[4], rsrq_scale));
-    } else if (technology == Technology::wcdma) {
-        cell.tell(Quantity::rscp, level_of_index(fields[2], rssi_scale));
-        cell.tell(Quantity::ecio, level_of_index(fields[3], ecio_scale));
-    }
+    tell_fields(fields, rules.of(technology), report.serving);
     return true;
 }
 

@@ -43,6 +43,13 @@ constexpr FieldRule wcdma_rules[] = {
     {8, Quantity::psc, Scale::number},        {10, Quantity::rscp, Scale::decibels},    {11, Quantity::ecio, Scale::decibels},
 };
 
+// +QENG: "servingcell","NOCONN","TDSCDMA",<mcc>,<mnc>,<lac>,<cell>,<channel>,<rssi>,<rscp>,<ecio>          (EC20 manual)
+//         0             1        2         3     4     5     6      7         8      9      10
+constexpr FieldRule tdscdma_rules[] = {
+    {5, Quantity::lac, Scale::hex},           {6, Quantity::cell_id, Scale::hex},       {7, Quantity::arfcn, Scale::number},
+    {8, Quantity::rssi, Scale::decibels},     {9, Quantity::rscp, Scale::decibels},     {10, Quantity::ecio, Scale::decibels},
+};
+
 // +QENG: "servingcell","LIMSRV","GSM",432,11,587,293A,31,98,-,-63,255,255,0,43,43,1,-,-,-,-,-,-,-,-,-,"-"  (EC25)
 //         0             1        2    3   4  5   6    7  8  9 10
 constexpr FieldRule gsm_rules[] = {
@@ -50,7 +57,8 @@ constexpr FieldRule gsm_rules[] = {
     {8, Quantity::arfcn, Scale::number},      {10, Quantity::rssi, Scale::decibels},
 };
 
-// Neighbours, seen from LTE (RSRQ before RSRP), from GSM and WCDMA (RSRP first), and GSM cells seen from GSM:
+// Neighbours, seen from LTE (RSRQ before RSRP), from GSM and WCDMA (RSRP first), and GSM cells seen from GSM. Older
+// firmware prints "neighbourcell" for those seen from LTE too.
 // +QENG: "neighbourcell intra","LTE",275,280,-14,-99,-67,-,-,-,-,-,-            (RM520N-GL)
 //         0                     1     2   3   4   5   6
 // +QENG: "neighbourcell","GSM",94,3,14,50,255,0,0,-1920,0                       (EC25 on LTE: ARFCN first)
@@ -71,10 +79,16 @@ constexpr FieldRule gsm_from_gsm_rules[] = {
 constexpr FieldRule other_neighbour_rules[] = {{2, Quantity::arfcn, Scale::number}};
 // clang-format on
 
+void tell_duplex(std::string_view mode, Cell &cell)
+{
+    if (mode == "FDD" || mode == "TDD")
+        cell.duplex.assign(mode);
+}
+
 // shift is -2 for the anchor's own line, whose duplex mode is field 1.
 void read_lte(const Fields &fields, size_t shift, bool has_bandwidth, Cell &cell)
 {
-    cell.duplex.assign(fields[3 + shift]);
+    tell_duplex(fields[3 + shift], cell);
     cell.tell_network(fields[4 + shift], fields[5 + shift]);
     tell_fields(fields, lte_rules, cell, shift);
     if (has_bandwidth)
@@ -102,15 +116,17 @@ void read_serving_line(const Fields &fields, Report &report)
         // A narrow-band carrier has no bandwidth of the LTE list; its field is 0.
         return read_lte(fields, 0, technology != Technology::nb_iot, cell);
     case Technology::nr_sa:
-        cell.duplex.assign(fields[3]);
+        tell_duplex(fields[3], cell);
         cell.tell_network(fields[4], fields[5]);
         return tell_fields(fields, nr_rules, cell);
     case Technology::wcdma:
     case Technology::gsm:
         cell.tell_network(fields[3], fields[4]);
-        if (technology == Technology::gsm)
-            return tell_fields(fields, gsm_rules, cell);
-        return tell_fields(fields, wcdma_rules, cell);
+        return tell_fields(fields,
+                           technology == Technology::gsm ? FieldRules{gsm_rules}
+                           : fields[2] == "WCDMA"        ? FieldRules{wcdma_rules}
+                                                         : FieldRules{tdscdma_rules},
+                           cell);
     default:
         return;
     }
@@ -119,12 +135,13 @@ void read_serving_line(const Fields &fields, Report &report)
 void read_neighbour(const Fields &fields, Cell &cell)
 {
     constexpr size_t gsm_fields_on_gsm = 13;
-    const bool is_lte_serving = fields[0] == "neighbourcell intra" || fields[0] == "neighbourcell inter";
+    // No RSRP is above -31 dBm, and no RSRQ that low.
+    const bool has_rsrq_first = hundredths(fields[4]).value_or(0) > -3100;
     if (cell.rat == Technology::gsm && fields.size() >= gsm_fields_on_gsm)
         tell_fields(fields, gsm_from_gsm_rules, cell);
     else if (cell.rat != Technology::lte)
         tell_fields(fields, other_neighbour_rules, cell);
-    else if (is_lte_serving)
+    else if (has_rsrq_first)
         tell_fields(fields, lte_neighbour_rules, cell);
     else
         tell_fields(fields, lte_from_older_rules, cell);
@@ -148,9 +165,7 @@ bool read_qeng_serving(std::string_view reply, Report &report)
             report.tell_technology(Technology::lte);
             read_lte(fields, anchor_shift, true, report.serving);
         } else if (is_quoted && fields[0] == "NR5G-NSA") {
-            report.has_nr = true;
-            if (report.technology == Technology::lte || report.technology == Technology::unknown)
-                report.technology = Technology::nr_nsa;
+            report.tell_nr_beside_lte();
             report.nr.tell_network(fields[1], fields[2]);
             tell_fields(fields, nr_beside_lte_rules, report.nr);
         } else {

@@ -17,13 +17,10 @@ bool read_qnwinfo(std::string_view reply, Report &report)
         if (technology == Technology::unknown)
             continue;
         understood = true;
-        const bool is_beside_lte = has_lte && technology == Technology::nr_sa;
-        if (is_beside_lte) {
-            report.has_nr = true;
-            if (report.technology == Technology::lte)
-                report.technology = Technology::nr_nsa;
-        }
-        has_lte = technology == Technology::lte;
+        const bool is_beside_lte = technology == Technology::nr_nsa || (has_lte && technology == Technology::nr_sa);
+        if (is_beside_lte)
+            report.tell_nr_beside_lte();
+        has_lte = has_lte || technology == Technology::lte;
         report.tell_technology(technology);
         const bool is_older = technology == Technology::gsm || technology == Technology::wcdma;
         if (is_older && fields[0] != "GSM" && fields[0] != "WCDMA")

@@ -30,13 +30,27 @@ std::optional<int64_t> act_of(std::string_view field)
     return field.size() <= 2 ? decimal(field) : std::nullopt;
 }
 
-void tell_location(std::string_view area, std::string_view cell_id, std::optional<int64_t> act, Report &report)
+struct Question {
+    std::string_view tag;
+    Quantity area; ///< what the area is if no <AcT> says it
+};
+constexpr Question questions[] = {
+    {"+C5GREG:", Quantity::tac},
+    {"+CEREG:", Quantity::tac},
+    {"+CGREG:", Quantity::lac},
+    {"+CREG:", Quantity::lac},
+};
+
+void tell_location(std::string_view area, std::string_view cell_id, std::optional<int64_t> act, Quantity without_act,
+                   Report &report)
 {
     const Technology technology = technology_of_act(act);
     report.tell_technology(technology);
-    const bool is_older =
-        technology == Technology::unknown || technology == Technology::gsm || technology == Technology::wcdma;
-    report.serving.tell(is_older ? Quantity::lac : Quantity::tac, hexadecimal(area));
+    const bool is_older = technology == Technology::gsm || technology == Technology::wcdma;
+    const Quantity quantity = technology == Technology::unknown ? without_act
+                              : is_older                        ? Quantity::lac
+                                                                : Quantity::tac;
+    report.serving.tell(quantity, hexadecimal(area));
     report.serving.tell(Quantity::cell_id, hexadecimal(cell_id));
 }
 
@@ -45,7 +59,7 @@ void tell_location(std::string_view area, std::string_view cell_id, std::optiona
 // +CEREG: 2,10, 2CA8, 20 ,B5583D ,7                with a routing area between them
 // +C5GREG: 2,1,"14225C","0000000C027F5065",11,1,"01"   <AcT>, then the slices        (MT5700M)
 // +CREG: 5                                         unasked: <stat> alone
-bool read_record(const Fields &fields, bool is_5g, Report &report)
+bool read_record(const Fields &fields, const Question &question, Report &report)
 {
     const int64_t status = fields.size() == 1 ? decimal(fields[0]).value_or(-1) : act_of(fields[1]).value_or(-1);
     if (status < 0 || status >= static_cast<int64_t>(std::size(statuses)))
@@ -58,14 +72,13 @@ bool read_record(const Fields &fields, bool is_5g, Report &report)
         return true;
     const auto act = act_of(fields[4]);
     const auto last = act_of(fields[5]);
-    if (is_5g || fields.size() <= 5 || (act && !last))
-        tell_location(fields[2], fields[3], act, report);
+    const bool is_5g = question.tag == questions[0].tag;
+    if (is_5g || fields.size() <= 5 || (act && (!last || fields.size() == 6)))
+        tell_location(fields[2], fields[3], act, question.area, report);
     else if (!act && last)
-        tell_location(fields[2], fields[4], last, report);
-    else if (fields.size() == 6 && act && last)
-        tell_location(fields[2], fields[3], act, report);
+        tell_location(fields[2], fields[4], last, question.area, report);
     else // the meaning of the fields after the area is not known
-        tell_location(fields[2], {}, std::nullopt, report);
+        tell_location(fields[2], {}, std::nullopt, question.area, report);
     return true;
 }
 
@@ -74,10 +87,10 @@ bool read_record(const Fields &fields, bool is_5g, Report &report)
 bool read_registration(std::string_view reply, Report &report)
 {
     bool understood = false;
-    for (const std::string_view tag : {"+C5GREG:", "+CEREG:", "+CGREG:", "+CREG:"}) {
+    for (const Question &question : questions) {
         std::string_view rest = reply;
-        for (std::string_view record; next_record(rest, tag, record);)
-            understood = read_record(Fields{record}, tag == "+C5GREG:", report) || understood;
+        for (std::string_view record; next_record(rest, question.tag, record);)
+            understood = read_record(Fields{record}, question, report) || understood;
     }
     return understood;
 }

@@ -128,6 +128,13 @@ void Report::tell_technology(Technology told)
         technology = told;
 }
 
+void Report::tell_nr_beside_lte()
+{
+    has_nr = true;
+    if (technology == Technology::lte || technology == Technology::unknown)
+        technology = Technology::nr_nsa;
+}
+
 void Report::tell_registration(Registration told)
 {
     if (told < registration)

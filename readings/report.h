@@ -132,8 +132,10 @@ struct Report {
     BandSet nr_bands;
     Text<8> scan_mode; ///< "auto", "gsm", "wcdma", "lte"
 
-    /// The first reported technology counts. LTE becomes nr_nsa when a later reply measures NR beside it.
+    /// The first reported technology counts.
     void tell_technology(Technology told);
+    /// An NR cell is beside an LTE one. LTE, or no technology yet, becomes nr_nsa.
+    void tell_nr_beside_lte();
     /// The best of all registrations counts.
     void tell_registration(Registration told);
 };

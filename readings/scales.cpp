@@ -31,11 +31,12 @@ constexpr int16_t lte_blocks[] = {6, 15, 25, 50, 75, 100};
 // RG50xQ/RM5xxQ AT manual, AT+QENG, NR_DL_bandwidth.
 constexpr int16_t nr_bandwidths_mhz[] = {5, 10, 15, 20, 25, 30, 40, 50, 60, 70, 80, 90, 100, 200, 400, 35, 45};
 
-template <size_t N> std::optional<int64_t> in_list(std::string_view field, const int16_t (&list)[N])
+std::optional<int64_t> bandwidth_of_index(std::string_view field)
 {
     const auto index = decimal(field);
-    return index && *index >= 0 && *index < static_cast<int64_t>(N) ? std::optional<int64_t>{list[*index]}
-                                                                    : std::nullopt;
+    return index && *index >= 0 && *index < static_cast<int64_t>(std::size(lte_bandwidths))
+               ? std::optional<int64_t>{lte_bandwidths[*index]}
+               : std::nullopt;
 }
 
 std::optional<int64_t> bandwidth_of_blocks(std::string_view field)
@@ -45,6 +46,43 @@ std::optional<int64_t> bandwidth_of_blocks(std::string_view field)
         if (blocks == lte_blocks[i])
             return lte_bandwidths[i];
     return std::nullopt;
+}
+
+// A number beyond the list is one of MHz.
+std::optional<int64_t> nr_bandwidth_of_index(std::string_view field)
+{
+    auto mhz = decimal(field);
+    if (mhz && *mhz >= 0 && *mhz < static_cast<int64_t>(std::size(nr_bandwidths_mhz)))
+        mhz = nr_bandwidths_mhz[*mhz];
+    return mhz ? std::optional<int64_t>{*mhz * 100} : std::nullopt;
+}
+
+std::optional<int64_t> hundredths_of_kilohertz(std::string_view field)
+{
+    const auto number = decimal(field);
+    return number ? std::optional<int64_t>{*number / 10} : std::nullopt;
+}
+
+std::optional<int64_t> above_zero(std::string_view field)
+{
+    const auto number = decimal(field);
+    return number && *number > 0 ? number : std::nullopt;
+}
+
+std::optional<int64_t> decimal_or_hexadecimal(std::string_view field)
+{
+    const auto number = decimal(field);
+    return number ? number : hexadecimal(field);
+}
+
+// What receivers measure ends near -113 dBm, so that a 125 without its sign is no level.
+std::optional<int64_t> without_sign(std::string_view field)
+{
+    constexpr int64_t most = 11300;
+    const auto number = hundredths(field);
+    if (!number || *number <= 0)
+        return number;
+    return *number <= most ? std::optional<int64_t>{-*number} : std::nullopt;
 }
 
 // "01F5C481 (32883841)": both forms have to agree, since people mask one and forget the other.
@@ -57,6 +95,46 @@ std::optional<int64_t> number_in_both_forms(std::string_view value)
     rest.remove_prefix(1);
     return number == decimal(take_until(rest, ")")) ? number : std::nullopt;
 }
+
+// A number from least to most stands for of_zero + number * step; others have no meaning.
+struct LinearScale {
+    int16_t of_zero, step, least, most;
+};
+constexpr LinearScale linear_scales[] = {
+    {0, 10, INT16_MIN, INT16_MAX}, // tenths
+    {0, 50, INT16_MIN, INT16_MAX}, // halves
+    {0, 1, INT16_MIN, INT16_MAX},  // hundredth
+    {0, 20, 0, INT16_MAX},         // nr_bw_fifths
+    {-14100, 100, 0, 97},          // lte_rsrp
+    {-2000, 50, -30, 46},          // lte_rsrq
+    {-15700, 100, 0, 126},         // nr_rsrp
+    {-4350, 50, 0, 126},           // nr_rsrq
+    {-2350, 50, 0, 127},           // nr_sinr
+    {-12100, 100, 0, 96},          // rscp
+    {-2450, 50, 0, 49},            // ecio
+    {-11100, 100, 0, 63},          // rxlev
+    {-2000, 20, 0, 250},           // quectel_sinr: fifths (Quectel AT manuals, AT+QCSQ)
+    {-2020, 20, 0, 251},           // huawei_sinr
+    {-3250, 50, 0, 65},            // huawei_ecio
+};
+
+using ReadNumber = std::optional<int64_t> (*)(std::string_view field);
+constexpr ReadNumber readers[] = {
+    decimal,
+    above_zero,
+    hexadecimal,
+    decimal_or_hexadecimal,
+    number_in_both_forms,
+    hundredths,
+    leading_hundredths,
+    without_sign,
+    bandwidth_of_index,
+    bandwidth_of_blocks,
+    nr_bandwidth_of_index,
+    hundredths_of_kilohertz,
+};
+static_assert(std::size(readers) == static_cast<size_t>(Scale::tenths));
+static_assert(std::size(readers) + std::size(linear_scales) == static_cast<size_t>(Scale::count));
 
 } // namespace
 
@@ -74,64 +152,16 @@ Technology technology_of_act(std::optional<int64_t> act)
                                                                                         : Technology::unknown;
 }
 
-std::optional<int64_t> level_of_index(std::string_view field, const IndexScale &scale)
-{
-    const auto index = decimal(field);
-    if (!index || *index < scale.least_index || *index > scale.most_index)
-        return std::nullopt;
-    return scale.of_zero + *index * scale.step;
-}
-
 std::optional<int64_t> scaled(std::string_view field, Scale scale)
 {
-    const auto times = [&](int64_t factor) {
-        const auto number = decimal(field);
-        return number ? std::optional<int64_t>{*number * factor} : std::nullopt;
-    };
-    switch (scale) {
-    case Scale::hex:
-        return hexadecimal(field);
-    case Scale::decibels:
-        return hundredths(field);
-    case Scale::tenths:
-        return times(10);
-    case Scale::halves:
-        return times(50);
-    case Scale::with_unit:
-        return leading_hundredths(field);
-    case Scale::both_forms:
-        return number_in_both_forms(field);
-    case Scale::lte_bw_index:
-        return in_list(field, lte_bandwidths);
-    case Scale::lte_bw_blocks:
-        return bandwidth_of_blocks(field);
-    case Scale::nr_bw_index: {
-        const auto index = in_list(field, nr_bandwidths_mhz);
-        return index ? std::optional<int64_t>{*index * 100} : times(100);
-    }
-    case Scale::nr_bw_fifths:
-        return times(20);
-    case Scale::kilohertz: {
-        const auto number = decimal(field);
-        return number ? std::optional<int64_t>{*number / 10} : std::nullopt;
-    }
-    case Scale::lte_rsrp:
-        return level_of_index(field, lte_rsrp_index);
-    case Scale::lte_rsrq:
-        return level_of_index(field, lte_rsrq_index);
-    case Scale::nr_rsrp:
-        return level_of_index(field, nr_rsrp_index);
-    case Scale::nr_rsrq:
-        return level_of_index(field, nr_rsrq_index);
-    case Scale::nr_sinr:
-        return level_of_index(field, nr_sinr_index);
-    case Scale::positive: {
-        const auto number = decimal(field);
-        return number && *number > 0 ? number : std::nullopt;
-    }
-    default:
-        return decimal(field);
-    }
+    const auto index = static_cast<size_t>(scale);
+    if (index < std::size(readers))
+        return readers[index](field);
+    const LinearScale &linear = linear_scales[index - std::size(readers)];
+    const auto number = decimal(field);
+    if (!number || *number < linear.least || *number > linear.most)
+        return std::nullopt;
+    return linear.of_zero + static_cast<int32_t>(*number) * linear.step;
 }
 
 void tell_value(std::string_view value, Quantity quantity, Scale scale, Cell &cell)
@@ -147,7 +177,7 @@ void tell_value(std::string_view value, Quantity quantity, Scale scale, Cell &ce
     }
 }
 
-void tell_fields(const Fields &fields, std::span<const FieldRule> rules, Cell &cell, size_t shift)
+void tell_fields(const Fields &fields, FieldRules rules, Cell &cell, size_t shift)
 {
     for (const FieldRule &rule : rules)
         tell_value(fields[rule.field + shift], rule.quantity, rule.scale, cell);

@@ -43,6 +43,22 @@ constexpr FieldRule rfsts_rules[] = {
     {15, {}, Scale::lte_band},
 };
 
+// #RFSTS: "222 10",10736,103,-5.0,-73,-69,9C4A,1,-17,64,19,1,1,000,5AB0F04,"222885500518897","I WIND",3,4   (HE910
+// manual)
+//         0        1     2   3    4   5   6                         14                        16
+constexpr FieldRule wcdma_rfsts_rules[] = {
+    {1, Quantity::arfcn, Scale::number},  {2, Quantity::psc, Scale::number},    {3, Quantity::ecio, Scale::decibels},
+    {4, Quantity::rscp, Scale::decibels}, {5, Quantity::rssi, Scale::decibels}, {6, Quantity::lac, Scale::hex},
+    {14, Quantity::cell_id, Scale::hex},
+};
+
+// #RFSTS: "222 01",1013,-68,9C4A,1,33,5,...       (GE910 manual: on GSM the RSSI comes before the area)
+constexpr FieldRule gsm_rfsts_rules[] = {
+    {1, Quantity::arfcn, Scale::number},
+    {2, Quantity::rssi, Scale::decibels},
+    {3, Quantity::lac, Scale::hex},
+};
+
 // #SERVINFO: 66786,-68,"T-Mobile","310260",3089F02,2D18,640,3,-101       (LM960)
 //            0     1   2          3        4       5    6   7 8
 constexpr FieldRule servinfo_rules[] = {
@@ -52,8 +68,7 @@ constexpr FieldRule servinfo_rules[] = {
 
 bool is_negative(std::string_view field)
 {
-    const auto number = decimal(field);
-    return number && *number < 0;
+    return hundredths(field).value_or(0) < 0;
 }
 
 } // namespace
@@ -86,15 +101,22 @@ bool read_moni(std::string_view reply, Report &report)
 bool read_rfsts(std::string_view reply, Report &report)
 {
     const Fields fields{record_of(reply, "#RFSTS:")};
-    if (!is_negative(fields[2]))
+    const bool is_lte = is_negative(fields[2]) && is_negative(fields[3]);
+    const bool is_gsm = is_negative(fields[2]) && !is_lte;
+    if (!is_negative(fields[2]) && !is_negative(fields[4]))
         return false;
-    report.tell_technology(Technology::lte);
+    report.tell_technology(is_lte ? Technology::lte : is_gsm ? Technology::gsm : Technology::wcdma);
     Cell &cell = report.serving;
     std::string_view network = fields[0];
     const std::string_view mcc = take_until(network, " ");
     cell.tell_network(mcc, network);
-    tell_fields(fields, rfsts_rules, cell);
-    tell_text(report.operator_name, fields[13]);
+    tell_fields(fields,
+                is_lte   ? FieldRules{rfsts_rules}
+                : is_gsm ? FieldRules{gsm_rfsts_rules}
+                         : FieldRules{wcdma_rfsts_rules},
+                cell);
+    if (!is_gsm)
+        tell_text(report.operator_name, fields[is_lte ? 13 : 16]);
     return true;
 }
 
