@@ -259,7 +259,7 @@ constexpr RpcdMethod methods[] = {
     {"missing",        {},               answer_missing,        nullptr, nullptr, 0, false, false},
     {"job",            {job},            answer_job,            nullptr, nullptr, 0, false, false},
     // jobs         arguments                   work                      words                limit control admin
-    {"refresh",        {bus},              nullptr, work_refresh,    nullptr,                 60,  false, false},
+    {"refresh",        {bus},              nullptr, work_refresh,    nullptr,                 30,  false, false},
     {"apn",            {bus},              nullptr, nullptr,         "apn --json",            60,  false, false},
     {"bands",          {bus},              nullptr, nullptr,         "bands --json",          60,  false, false},
     {"bands_set",      {bus, bands, keep}, nullptr, nullptr,         "bands --json --set ?",  300, true,  false},

@@ -102,14 +102,16 @@ int work_restart(const RpcdCall &call, json_object *result)
 
 int work_at(const RpcdCall &call, json_object *result)
 {
-    constexpr int limit_ms = 180'000; // a search for networks takes three minutes
+    constexpr int usual_limit_ms = 60'000;
+    constexpr int search_limit_ms = 180'000; // of AT+COPS=?, which looks at all networks
+    const std::string_view command = call.text(RpcdArgument::command);
+    const int limit_ms = command.ends_with("=?") ? search_limit_ms : usual_limit_ms;
     ModemPort modem{};
     Text<4096> reply;
     const InfoResult found = open_modem(call.bus.c_str(), modem);
     if (found != InfoResult::reported)
         return static_cast<int>(found);
-    const bool is_complete =
-        modem.session.ask(call.text(RpcdArgument::command), reply, limit_ms) == AtSession::Answer::complete;
+    const bool is_complete = modem.session.ask(command.data(), reply, limit_ms) == AtSession::Answer::complete;
     kjson_add_string(result, "reply", reply.view());
     return static_cast<int>(is_complete ? InfoResult::reported : InfoResult::no_answer);
 }
