@@ -79,6 +79,6 @@ if git -C "$repository" rev-parse HEAD >/dev/null 2>&1; then
     cp "$root/first/Makefile" "$root/feed/net/modemctl/"
     # shellcheck disable=SC2016 # make expands it
     printf 'names:\n\t@echo $(PKG_SOURCE)\ninclude Makefile\n' >"$root/feed/net/modemctl/names.mk"
-    make -s -C "$root/feed/net/modemctl" -f names.mk TOPDIR="$repository/tests/data/openwrt/sdk" ROOT="$root/none" names |
+    make -s -C "$root/feed/net/modemctl" -f names.mk TOPDIR="$root/source/tests/data/openwrt/sdk" ROOT="$root/none" names |
         grep -qx "$(basename "$archive")"
 fi

@@ -34,7 +34,7 @@ std::set<std::string> words_of(const std::string &text)
 std::set<std::string> needed_libraries(const std::string &product)
 {
     return words_of(
-        output_of("readelf -d " BUILD_ROOT "/" + product + " | sed -n 's/.*(NEEDED).*\\[\\(.*\\)\\]/\\1/p'"));
+        output_of("readelf -d '" BUILD_ROOT "/" + product + "' | sed -n 's/.*(NEEDED).*\\[\\(.*\\)\\]/\\1/p'"));
 }
 
 const std::set<std::string> allowed_libraries = {
@@ -45,7 +45,7 @@ class Product : public testing::TestWithParam<const char *> {};
 
 TEST_P(Product, NeedsNoLibraryButThoseOfTheRouter)
 {
-    EXPECT_NE(output_of("readelf -d " BUILD_ROOT "/" + std::string{GetParam()}).find("Dynamic section"),
+    EXPECT_NE(output_of("readelf -d '" BUILD_ROOT "/" + std::string{GetParam()} + "'").find("Dynamic section"),
               std::string::npos);
     const auto needed = needed_libraries(GetParam());
     for (const auto &library : needed)
@@ -57,7 +57,7 @@ TEST_P(Product, HasNoConstructorsThatRunAtStart)
 {
     // A static constructor of ours would be a second entry of .init_array: the one that is there comes from the C
     // runtime. Each is a pointer, and the products are built for the processor that runs this test.
-    const std::string sections = output_of("readelf -SW " BUILD_ROOT "/" + std::string{GetParam()});
+    const std::string sections = output_of("readelf -SW '" BUILD_ROOT "/" + std::string{GetParam()} + "'");
     ASSERT_NE(sections.find(" .text "), std::string::npos) << sections;
     std::smatch found;
     size_t size = 0;
@@ -70,7 +70,7 @@ TEST_P(Product, HasNoConstructorsThatRunAtStart)
 
 TEST_P(Product, IsHardened)
 {
-    const std::string file = BUILD_ROOT "/" + std::string{GetParam()};
+    const std::string file = "'" BUILD_ROOT "/" + std::string{GetParam()} + "'";
     EXPECT_NE(output_of("readelf -dW " + file).find("NOW"), std::string::npos) << "addresses are looked up later";
     const std::string segments = output_of("readelf -lW " + file);
     EXPECT_NE(segments.find("GNU_RELRO"), std::string::npos) << segments;
@@ -84,7 +84,7 @@ INSTANTIATE_TEST_SUITE_P(All, Product, testing::Values("modemctl", "libmodemapi.
 
 TEST(ModemApiLibrary, ExportsItsGetterAndNothingElse)
 {
-    const auto symbols = output_of("nm -D --defined-only " BUILD_ROOT "/libmodemapi.so | sed 's/.* //'");
+    const auto symbols = output_of("nm -D --defined-only '" BUILD_ROOT "/libmodemapi.so' | sed 's/.* //'");
     EXPECT_EQ(words_of(symbols), std::set<std::string>{"modem_api_routes"});
 }
 
