@@ -233,19 +233,109 @@ void UbusServer::take_messages(Client &client)
         }
         if (client.input.size() < size)
             return;
-        answer(client, Request(client.input.data()));
+        const std::string bytes = client.input.substr(0, size);
         client.input.erase(0, size);
+        answer(client, Request(bytes.data()), bytes);
     }
 }
 
-void UbusServer::answer(Client &client, const Request &request)
+void UbusServer::answer(Client &client, const Request &request, const std::string &bytes)
 {
-    if (request.type == UBUS_MSG_LOOKUP)
-        look_up(client, request);
-    else if (request.type == UBUS_MSG_INVOKE)
-        invoke(client, request);
-    else if (request.type != UBUS_MSG_STATUS && request.type != UBUS_MSG_DATA)
+    switch (request.type) {
+    case UBUS_MSG_LOOKUP:
+        return look_up(client, request);
+    case UBUS_MSG_INVOKE:
+        return invoke(client, request);
+    case UBUS_MSG_ADD_OBJECT:
+        return add_client_object(client, request);
+    case UBUS_MSG_REMOVE_OBJECT:
+        return remove_client_object(client, request);
+    case UBUS_MSG_STATUS:
+    case UBUS_MSG_DATA:
+        return pass_back(client, request, bytes);
+    default:
         send(client, request.status(UBUS_STATUS_INVALID_COMMAND));
+    }
+}
+
+UbusServer::Client *UbusServer::find_client(uint32_t id)
+{
+    for (auto &[descriptor, client] : clients_)
+        if (client.id == id)
+            return &client;
+    return nullptr;
+}
+
+UbusServer::Object *UbusServer::find_object(const Request &request)
+{
+    const uint32_t id = request.found[UBUS_ATTR_OBJID] ? blob_get_u32(request.found[UBUS_ATTR_OBJID]) : 0;
+    for (auto &[name, object] : objects_)
+        if (object.id == id)
+            return &object;
+    return nullptr;
+}
+
+// A path that is taken is refused, as ubusd refuses it.
+void UbusServer::add_client_object(Client &client, const Request &request)
+{
+    Object object{.id = next_id_++, .methods = {}, .handler = nullptr, .owner = client.id};
+    if (request.found[UBUS_ATTR_OBJPATH])
+        object.path = request.text(UBUS_ATTR_OBJPATH);
+    if (blob_attr *type = request.found[UBUS_ATTR_OBJTYPE]; type != nullptr && blob_len(type) == sizeof(uint32_t))
+        object.type = blob_get_u32(type);
+    else if (blob_attr *signature = request.found[UBUS_ATTR_SIGNATURE]; signature != nullptr) {
+        object.type = object.id;
+        signatures_[object.type] = {static_cast<const char *>(blob_data(signature)), blob_len(signature)};
+    }
+    const std::string name = object.path.empty() ? '\0' + std::to_string(object.id) : object.path;
+    if (objects_.count(name) != 0)
+        return send(client, request.status(UBUS_STATUS_INVALID_ARGUMENT));
+    Message message;
+    blob_put_u32(message, UBUS_ATTR_OBJID, object.id);
+    if (object.type != 0)
+        blob_put_u32(message, UBUS_ATTR_OBJTYPE, object.type);
+    objects_[name] = std::move(object);
+    send(client, request.reply(UBUS_MSG_DATA, message));
+    send(client, request.status(UBUS_STATUS_OK));
+}
+
+void UbusServer::remove_client_object(Client &client, const Request &request)
+{
+    const Object *object = find_object(request);
+    if (object == nullptr || object->owner != client.id)
+        return send(client, request.status(object == nullptr ? UBUS_STATUS_NOT_FOUND : UBUS_STATUS_PERMISSION_DENIED));
+    Message message;
+    blob_put_u32(message, UBUS_ATTR_OBJID, object->id);
+    std::erase_if(objects_, [&](const auto &entry) { return &entry.second == object; });
+    send(client, request.reply(UBUS_MSG_DATA, message));
+    send(client, request.status(UBUS_STATUS_OK));
+}
+
+// The owner gets the call under the caller's number, and answers to that.
+void UbusServer::pass_on(const Object &object, const Client &client, const Request &request)
+{
+    Message message;
+    blob_put_u32(message, UBUS_ATTR_OBJID, object.id);
+    blob_put_string(message, UBUS_ATTR_METHOD, request.text(UBUS_ATTR_METHOD));
+    blob_put_string(message, UBUS_ATTR_USER, "root");
+    blob_put_string(message, UBUS_ATTR_GROUP, "root");
+    if (blob_attr *data = request.found[UBUS_ATTR_DATA]; data != nullptr)
+        blob_put(message, UBUS_ATTR_DATA, blob_data(data), blob_len(data));
+    if (Client *owner = find_client(object.owner); owner != nullptr)
+        send(*owner, compose(UBUS_MSG_INVOKE, request.sequence, client.id, message));
+}
+
+void UbusServer::pass_back(const Client &owner, const Request &request, std::string bytes)
+{
+    const Object *object = find_object(request);
+    Client *caller = find_client(request.peer);
+    if (object == nullptr || object->owner != owner.id || caller == nullptr)
+        return;
+    ubus_msghdr header;
+    memcpy(&header, bytes.data(), sizeof(header));
+    header.peer = htobe32(object->id);
+    memcpy(bytes.data(), &header, sizeof(header));
+    send_later(*caller, std::move(bytes));
 }
 
 void UbusServer::look_up(Client &client, const Request &request)
@@ -262,7 +352,9 @@ void UbusServer::look_up(Client &client, const Request &request)
         pattern.pop_back();
     bool found = !request.found[UBUS_ATTR_OBJPATH];
     for (const auto &[name, object] : objects_)
-        if (prefix ? name.compare(0, pattern.size(), pattern) == 0 : name == pattern) {
+        if (name.front() == '\0')
+            continue;
+        else if (prefix ? name.compare(0, pattern.size(), pattern) == 0 : name == pattern) {
             found = true;
             describe(client, request, name, object);
         }
@@ -274,7 +366,12 @@ void UbusServer::describe(Client &client, const Request &request, const std::str
     Message message;
     blob_put_string(message, UBUS_ATTR_OBJPATH, name.c_str());
     blob_put_u32(message, UBUS_ATTR_OBJID, object.id);
-    blob_put_u32(message, UBUS_ATTR_OBJTYPE, object.id);
+    blob_put_u32(message, UBUS_ATTR_OBJTYPE, object.owner == 0 ? object.id : object.type);
+    if (object.owner != 0) {
+        const std::string &signature = signatures_[object.type];
+        blob_put(message, UBUS_ATTR_SIGNATURE, signature.data(), static_cast<unsigned>(signature.size()));
+        return send(client, request.reply(UBUS_MSG_DATA, message));
+    }
     void *signature = blob_nest_start(message, UBUS_ATTR_SIGNATURE);
     for (const UbusMethod &method : object.methods) {
         void *table = blobmsg_open_table(message, method.name.c_str());
@@ -304,6 +401,8 @@ void UbusServer::invoke(Client &client, const Request &request)
     if (dying_ || silent_.count(found->first) != 0)
         return;
     const Object object = found->second; // the handler may remove it
+    if (object.owner != 0)
+        return pass_on(object, client, request);
     if (std::none_of(object.methods.begin(), object.methods.end(), [&](const auto &m) { return m.name == method; })) {
         send_later(client, request.status(UBUS_STATUS_METHOD_NOT_FOUND, id));
         return;
@@ -378,8 +477,15 @@ void UbusServer::send_late_replies()
 
 void UbusServer::drop_lost_clients()
 {
-    for (auto entry = clients_.begin(); entry != clients_.end();)
-        entry = entry->second.lost ? clients_.erase(entry) : std::next(entry);
+    for (auto entry = clients_.begin(); entry != clients_.end();) {
+        if (!entry->second.lost) {
+            ++entry;
+            continue;
+        }
+        const uint32_t owner = entry->second.id;
+        std::erase_if(objects_, [owner](const auto &object) { return object.second.owner == owner; });
+        entry = clients_.erase(entry);
+    }
 }
 
 } // namespace simulator

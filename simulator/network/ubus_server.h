@@ -33,7 +33,8 @@ using UbusHandler = std::function<UbusReply(const std::string &method, json_obje
 ///     server.add_object("mqtt", {{"notify", {{"text", BLOBMSG_TYPE_STRING}}}}, handler);
 ///     while (poll(server.descriptor()) ...) server.on_ready();
 ///
-/// Clients cannot add objects, subscribe or listen: that is answered "invalid command".
+/// Clients can add objects of their own, which are gone when they disconnect. They cannot subscribe or listen: that is
+/// answered "invalid command".
 class UbusServer {
   public:
     /// Makes the socket's folder and takes the place of a dead socket. Throws std::system_error.
@@ -68,6 +69,9 @@ class UbusServer {
         uint32_t id;
         std::vector<UbusMethod> methods;
         UbusHandler handler;
+        uint32_t owner = 0; ///< the client whose object it is; 0: the server's own
+        uint32_t type = 0;  ///< of the owner's signature
+        std::string path{}; ///< of a client's object; empty: only the id finds it
     };
     struct Client {
         Fd socket;
@@ -86,10 +90,16 @@ class UbusServer {
     void accept_clients();
     void read_from(Client &client);
     void take_messages(Client &client);
-    void answer(Client &client, const Request &request);
+    void answer(Client &client, const Request &request, const std::string &bytes);
     void look_up(Client &client, const Request &request);
     void describe(Client &client, const Request &request, const std::string &name, const Object &object);
     void invoke(Client &client, const Request &request);
+    void add_client_object(Client &client, const Request &request);
+    void remove_client_object(Client &client, const Request &request);
+    void pass_on(const Object &object, const Client &client, const Request &request);
+    void pass_back(const Client &owner, const Request &request, std::string bytes);
+    Client *find_client(uint32_t id);
+    Object *find_object(const Request &request);
     void send(Client &client, const std::string &message);
     void send_later(const Client &client, std::string message);
     void send_late_replies();
@@ -100,8 +110,9 @@ class UbusServer {
     Fd events_;
     Fd listener_;
     Fd timer_;
-    std::map<int, Client> clients_; ///< by descriptor
-    std::map<std::string, Object> objects_;
+    std::map<int, Client> clients_;                  ///< by descriptor
+    std::map<std::string, Object> objects_;          ///< by path; a client's without one by its id, after a zero byte
+    std::map<uint32_t, std::string> signatures_;     ///< of the clients' objects, by type
     std::multimap<int64_t, LateReply> late_replies_; ///< by the time they go out
     uint32_t next_id_;
     bool deaf_ = false;

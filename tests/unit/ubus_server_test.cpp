@@ -2,6 +2,9 @@
 
 #include <random>
 
+extern "C" {
+#include <libubox/blobmsg.h>
+}
 #include <ubusmsg.h>
 
 #include "tests/paths.h"
@@ -148,9 +151,112 @@ TEST(UbusServer, AnswersInvalidCommandToWhatItDoesNotDo)
     ServedUbus ubus;
     RawClient client(ubus.path());
     client.receive();
-    for (const int type : {int{UBUS_MSG_ADD_OBJECT}, int{UBUS_MSG_SUBSCRIBE}, int{UBUS_MSG_NOTIFY}, 99, 255}) {
+    for (const int type : {int{UBUS_MSG_SUBSCRIBE}, int{UBUS_MSG_UNSUBSCRIBE}, int{UBUS_MSG_NOTIFY}, 99, 255}) {
         client.send(frame(static_cast<uint8_t>(type), std::string("\0\0\0\4", 4)));
         EXPECT_EQ(client.receive(), status_message(1)) << type;
+    }
+}
+
+/// A message with some of the attributes that a client sends.
+struct Sent {
+    std::string path{};
+    std::string method{};
+    std::string object{}; ///< four bytes
+    std::string data{};
+};
+
+std::string message(uint8_t type, const std::string &peer, const Sent &sent)
+{
+    blob_buf buffer{};
+    blob_buf_init(&buffer, 0);
+    if (!sent.path.empty()) {
+        blob_put_string(&buffer, UBUS_ATTR_OBJPATH, sent.path.c_str());
+        void *signature = blob_nest_start(&buffer, UBUS_ATTR_SIGNATURE);
+        void *table = blobmsg_open_table(&buffer, "status");
+        blobmsg_add_u32(&buffer, "bus", BLOBMSG_TYPE_STRING);
+        blobmsg_close_table(&buffer, table);
+        blob_nest_end(&buffer, signature);
+    }
+    if (!sent.object.empty())
+        blob_put(&buffer, UBUS_ATTR_OBJID, sent.object.data(), 4);
+    if (!sent.method.empty())
+        blob_put_string(&buffer, UBUS_ATTR_METHOD, sent.method.c_str());
+    if (!sent.data.empty())
+        blob_put(&buffer, UBUS_ATTR_DATA, sent.data.data(), static_cast<unsigned>(sent.data.size()));
+    std::string bytes = std::string("\0", 1) + static_cast<char>(type) + std::string("\0\1", 2) + peer;
+    bytes.append(reinterpret_cast<const char *>(buffer.head), blob_raw_len(buffer.head));
+    blob_buf_free(&buffer);
+    return bytes;
+}
+
+const std::string nobody(4, '\0');
+
+/// Adds an object of the client's. @return its id, four bytes
+std::string add_object(RawClient &client, const std::string &path)
+{
+    client.send(message(UBUS_MSG_ADD_OBJECT, nobody, {.path = path}));
+    const std::string answer = client.receive();
+    EXPECT_EQ(answer[1], UBUS_MSG_DATA);
+    EXPECT_EQ(client.receive().back(), UBUS_STATUS_OK);
+    return answer.substr(16, 4);
+}
+
+TEST(UbusServer, PassesCallsOnToTheClientWhoseObjectItIs)
+{
+    ServedUbus ubus;
+    RawClient owner(ubus.path());
+    RawClient caller(ubus.path());
+    RawClient stranger(ubus.path());
+    owner.receive();
+    const std::string caller_id = caller.receive().substr(4, 4);
+    stranger.receive();
+    const std::string object = add_object(owner, "modemctl");
+    stranger.send(message(UBUS_MSG_ADD_OBJECT, nobody, {.path = "modemctl"}));
+    EXPECT_EQ(stranger.receive().back(), UBUS_STATUS_INVALID_ARGUMENT);
+    stranger.send(message(UBUS_MSG_REMOVE_OBJECT, nobody, {.object = object}));
+    EXPECT_EQ(stranger.receive().back(), UBUS_STATUS_PERMISSION_DENIED);
+
+    caller.send(message(UBUS_MSG_INVOKE, object, {.method = "status", .object = object, .data = "abcd"}));
+    const std::string call = owner.receive();
+    EXPECT_EQ(call[1], UBUS_MSG_INVOKE);
+    EXPECT_EQ(call.substr(2, 6), std::string("\0\1", 2) + caller_id);
+    EXPECT_NE(call.find("status"), std::string::npos);
+    EXPECT_NE(call.find("abcd"), std::string::npos);
+    stranger.send(message(UBUS_MSG_DATA, caller_id, {.object = object, .data = "evil"}));
+    owner.send(message(UBUS_MSG_DATA, caller_id, {.object = object, .data = "good"}));
+    const std::string answer = caller.receive();
+    EXPECT_EQ(answer.substr(4, 4), object);
+    EXPECT_NE(answer.find("good"), std::string::npos);
+}
+
+TEST(UbusServer, ForgetsTheObjectsOfAClientThatLeaves)
+{
+    ServedUbus ubus;
+    RawClient caller(ubus.path());
+    caller.receive();
+    const std::string look_up = frame(UBUS_MSG_LOOKUP, bytes_of_hex("00000014"
+                                                                    "02000010"
+                                                                    "6d6f64656d63746c00000000"));
+    {
+        RawClient owner(ubus.path());
+        owner.receive();
+        const std::string object = add_object(owner, "modemctl");
+        caller.send(look_up);
+        EXPECT_NE(caller.receive().find("modemctl"), std::string::npos);
+        EXPECT_EQ(caller.receive(), status_message(UBUS_STATUS_OK));
+        owner.send(message(UBUS_MSG_REMOVE_OBJECT, nobody, {.object = object}));
+        EXPECT_EQ(owner.receive()[1], UBUS_MSG_DATA);
+        EXPECT_EQ(owner.receive().back(), UBUS_STATUS_OK);
+        caller.send(look_up);
+        EXPECT_EQ(caller.receive(), status_message(UBUS_STATUS_NOT_FOUND));
+        add_object(owner, "modemctl");
+    }
+    for (std::string answer = "found"; answer != status_message(UBUS_STATUS_NOT_FOUND);) {
+        caller.send(look_up);
+        answer = caller.receive();
+        ASSERT_FALSE(answer.empty());
+        if (answer[1] == UBUS_MSG_DATA)
+            caller.receive();
     }
 }
 
