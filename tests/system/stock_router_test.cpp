@@ -15,6 +15,7 @@ using Names = std::set<std::string>;
 
 const std::string files = SOURCE_ROOT "/packaging/openwrt/files";
 const std::string stand_ins = SOURCE_ROOT "/tests/data/openwrt";
+const std::string models_file = SOURCE_ROOT "/packaging/data/models:/usr/share/modemctl/models";
 
 /// A router with the package. Programs that the simulator records, and a stock OpenWrt lacks, are taken away.
 RouterRun stock_router(Lines options, const std::string &script, const std::string &missing = "")
@@ -47,7 +48,7 @@ const Names read_by_others = {"ifname", "node", "service", "raw_ip"};
 /// What a connection needs to be whole there.
 const std::map<std::string, Names> needed_by = {
     {"qmi", {"device", "apn", "pdptype", "metric"}},
-    {"mbim", {"device", "apn", "pdptype", "metric"}},
+    {"mbim", {"device", "apn", "pdptype", "metric", "allow_roaming", "allow_partner"}},
     {"ncm", {"device", "apn", "pdptype", "metric"}},
     {"directip", {"device", "apn"}},
     {"3g", {"device", "apn"}},
@@ -68,12 +69,13 @@ const SectionRow section_rows[] = {
     {"MC7430", "connect serial /dev/ttyUSB2 fdd_lte internet", "directip", "/dev/ttyUSB2"},
     {"SIMCOM7600", "connect serial /dev/ttyUSB3 fdd_lte internet", "qmi", "/dev/cdc-wdm0"}, // its kernel driver's
     {"BG95", "connect serial /dev/ttyUSB2 fdd_lte internet", "3g", "/dev/ttyUSB2"},
+    {"EM9190", "connect serial /dev/cdc-wdm0 fdd_lte internet", "mbim", "/dev/cdc-wdm0"},
 };
 
 TEST(StockRouter, GetsASectionWithWhatItsHandlersReadAndNothingElse)
 {
     for (const SectionRow &row : section_rows) {
-        const RouterRun run = stock_router({"--modem", row.modem, "--link", "setup=never"},
+        const RouterRun run = stock_router({"--modem", row.modem, "--put", models_file, "--link", "setup=never"},
                                            std::string{"modemctl "} + row.connect +
                                                " >/dev/null; uci show network.modem_1_1_2 | sed -n "
                                                "\"s/^network.modem_1_1_2.\\([^=]*\\)='\\(.*\\)'$/\\1 \\2/p\"");
@@ -92,6 +94,38 @@ TEST(StockRouter, GetsASectionWithWhatItsHandlersReadAndNothingElse)
         const bool has_ip_type = read_by.at(row.proto).contains("pdptype");
         EXPECT_EQ(section["pdptype"], has_ip_type ? "ipv4v6" : "") << row.modem;
     }
+}
+
+struct MbimLoginRow {
+    const char *members; ///< of the request beside model and device
+    const char *auth;
+};
+// As umbim takes them: it compares with these words, and sends no login without one.
+const MbimLoginRow mbim_login_rows[] = {
+    {R"("username":"me","password":"pw","ath":"PAP")", "pap"},
+    {R"("username":"me","password":"pw","ath":"CHAP")", "chap"},
+    {R"("username":"me","password":"pw","ath":"PAP or CHAP")", "pap"},
+    {R"("username":"me","password":"pw","ath":"NONE")", "NONE"},
+    {R"("username":"me","password":"pw")", "pap"},
+    {R"("ath":"NONE")", "NONE"},
+    {R"("ath":"")", ""},
+};
+
+TEST(StockRouter, GivesTheMbimHandlerALoginInItsOwnWords)
+{
+    std::string script;
+    std::string expected;
+    for (const MbimLoginRow &row : mbim_login_rows) {
+        script += R"(modemapi post /modem/set '{"modem_id":123,"device":"/dev/cdc-wdm0","apn":"a",)" +
+                  std::string{row.members} + "}' >/dev/null; echo \"$(uci -q get network.modem_1_1_2.auth)\"; ";
+        expected += row.auth + std::string{"\n"};
+    }
+    const RouterRun run =
+        stock_router({"--modem", "EM9190", "--put", models_file, "--link", "setup=10"},
+                     script + "uci set devconf.modem_1_1_2=interface; uci set devconf.modem_1_1_2.allow_roaming=0; "
+                              "uci commit devconf; modemctl connect serial /dev/cdc-wdm0 fdd_lte a >/dev/null; "
+                              "uci get network.modem_1_1_2.allow_roaming; uci get network.modem_1_1_2.allow_partner");
+    EXPECT_EQ(run.out, expected + "0\n1\n") << run.err;
 }
 
 TEST(StockRouter, TakesTheUsersIpTypeAndModesOverEveryConnect)
