@@ -6,7 +6,7 @@ case $1 in
 modemctl)
 	modemctl --version | grep -qx "modemctl $2" || exit 1
 	modemctl help | grep -q connect-auto || exit 1
-	for script in /etc/init.d/modemctl /etc/hotplug.d/*/*modemctl /usr/libexec/modemctl/* /usr/libexec/modemctl/bin/*; do
+	for script in /etc/init.d/modemctl* /etc/hotplug.d/*/*modemctl /usr/libexec/modemctl/* /usr/libexec/modemctl/bin/*; do
 		[ -d "$script" ] || sh -n "$script" || exit 1
 	done
 	;;

@@ -86,6 +86,23 @@ TEST(LocalUser, CannotMakeTheHotplugScriptEmptyOrMakeAFile)
     EXPECT_NE(run.sent_to("ttyUSB2").find("AT+CPIN?"), std::string::npos) << "it went as far as to ask the SIM";
 }
 
+TEST(LocalUser, CannotLeadTheMetricsIntoAnotherFile)
+{
+    const RouterRun run = run_shell(
+        {"--modem", "EC25", "--put", SOURCE_ROOT "/packaging/openwrt/files/usr:/usr", "--put",
+         SOURCE_ROOT "/packaging/openwrt/files/etc:/etc", "--put",
+         SOURCE_ROOT "/tests/data/openwrt/rc.common:/etc/rc.common"},
+        "touch /tmp/x; chown 65534 /tmp/x 2>/dev/null || { echo alone; exit; }; echo kept >/etc/kept; "
+        "mkdir -p /var/prometheus; ln -s /etc/kept /var/prometheus/.modemctl.new; "
+        "ln -s /etc/kept /var/prometheus/modemctl.prom; chown -hR 65534 /var/prometheus; "
+        "/etc/init.d/modemctl-metrics start & "
+        "until [ -e /var/prometheus/modemctl.prom ] && [ ! -L /var/prometheus/modemctl.prom ]; do sleep 0.1; done; "
+        "cat /etc/kept; stat -c '%u %a' /var/prometheus; grep -c '^modem_up' /var/prometheus/modemctl.prom");
+    if (run.out == "alone\n")
+        GTEST_SKIP() << "There is one user only.";
+    EXPECT_EQ(run.out, "kept\n0 755\n1\n") << run.err;
+}
+
 TEST(LocalUser, CannotHoldAConnectUpByAPipe)
 {
     const RouterRun run = run_shell(
