@@ -10,6 +10,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include "platform/clock.h"
 #include "platform/files.h"
 
 namespace {
@@ -124,20 +125,13 @@ int wait_for(pid_t child)
 constexpr int64_t endless = INT64_MAX;
 constexpr int64_t short_time_ms = 5000;
 
-int64_t now_ms()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
-}
-
 // A running command with its standard output. The end of the scope reads and discards the rest of the output, because a
 // command whose reader goes away would be killed halfway, and waits for the command to end.
 class ShellOutput {
   public:
     // A command that must not take long has a process group of its own, to be killed with all that it has started.
     explicit ShellOutput(ShellCommand command, Duration duration)
-        : end_ms_(duration == Duration::any ? endless : now_ms() + short_time_ms)
+        : end_ms_(duration == Duration::any ? endless : monotonic_ms() + short_time_ms)
     {
         int ends[2];
         if (command.empty() || pipe2(ends, O_CLOEXEC) != 0)
@@ -174,9 +168,7 @@ class ShellOutput {
     std::string_view next()
     {
         while (started()) {
-            if (const int64_t left_ms = end_ms_ == endless ? 0 : end_ms_ - now_ms(); left_ms < 0)
-                end_now();
-            else if (left_ms > 0 && readiness_within(static_cast<int>(left_ms)) == 0)
+            if (end_ms_ != endless && !is_ready_in_time())
                 continue;
             const ssize_t got = read(output_.get(), piece_.data(), piece_.size());
             if (got < 0 && errno == EINTR)
@@ -197,6 +189,16 @@ class ShellOutput {
         pollfd output = {.fd = output_.get(), .events = POLLIN, .revents = 0};
         poll(&output, 1, wait_ms);
         return output.revents;
+    }
+
+    // False after a signal, and when the time is over: the command is then killed, and its output comes to an end.
+    bool is_ready_in_time()
+    {
+        const int64_t left_ms = end_ms_ - monotonic_ms();
+        if (left_ms > 0)
+            return readiness_within(static_cast<int>(left_ms)) != 0;
+        end_now();
+        return false;
     }
 
     void end_now()
