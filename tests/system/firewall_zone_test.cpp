@@ -6,6 +6,13 @@
 
 namespace {
 
+// What brings modem_1_1_2 up into the zone "wan wan6".
+Lines lines_of_entering(const char *commit)
+{
+    return {"ubus call network.interface.modem_1_1_2 up", "uci get firewall.@zone[1].network",
+            "uci set firewall.@zone[1].network=\"wan wan6 modem_1_1_2\"", commit, "/etc/init.d/firewall reload"};
+}
+
 struct ZoneRow {
     const char *board;
     const char *zone;
@@ -20,17 +27,19 @@ const ZoneRow zone_rows[] = {
      "wan wan6",
      "iface_up 15 modem_1_1_2",
      "0 \nwan wan6 modem_1_1_2\n",
-     {"ubus call network.interface.modem_1_1_2 up", "uci get firewall.@zone[1].network",
-      "uci set firewall.@zone[1].network=\"wan wan6 modem_1_1_2\"", "uci commit firewall",
-      "/etc/init.d/firewall reload"},
+     lines_of_entering("uci commit firewall"),
      {"/etc/init.d/firewall reload"}},
     {"puffin",
      "wan wan6 ",
      "iface_up 15 modem_1_1_2",
      "0 \nwan wan6 modem_1_1_2\n",
-     {"ubus call network.interface.modem_1_1_2 up", "uci get firewall.@zone[1].network",
-      "uci set firewall.@zone[1].network=\"wan wan6 modem_1_1_2\"", "uci commit firewall;sync",
-      "/etc/init.d/firewall reload"},
+     lines_of_entering("uci commit firewall;sync"),
+     {"/etc/init.d/firewall reload"}},
+    {"generic",
+     "wan\twan6",
+     "iface_up 15 modem_1_1_2",
+     "0 \nwan wan6 modem_1_1_2\n",
+     lines_of_entering("uci commit firewall"),
      {"/etc/init.d/firewall reload"}},
     {"condor",
      "wan",
@@ -51,14 +60,6 @@ const ZoneRow zone_rows[] = {
      "0 \nmodem_1_1_2\n",
      {"ubus call network.interface.modem_1_1_2 up", "uci get firewall.@zone[1].network", "zonewall"},
      {"zonewall"}},
-    {"generic",
-     "wan\twan6",
-     "iface_up 15 modem_1_1_2",
-     "0 \nwan wan6 modem_1_1_2\n",
-     {"ubus call network.interface.modem_1_1_2 up", "uci get firewall.@zone[1].network",
-      "uci set firewall.@zone[1].network=\"wan wan6 modem_1_1_2\"", "uci commit firewall",
-      "/etc/init.d/firewall reload"},
-     {"/etc/init.d/firewall reload"}},
     // The name of a longer one counts as the name.
     {"condor",
      "wan modem_1_1_2_4",
