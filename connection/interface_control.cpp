@@ -7,7 +7,7 @@
 #include "platform/boards.h"
 #include "platform/interface_state.h"
 #include "platform/shell.h"
-#include "platform/uci.h"
+#include "platform/uci_room.h"
 
 namespace {
 

@@ -64,10 +64,6 @@ int kuci2_delete(const Uci &context, const char *path);
 /// file or the new file, never a part. @return 0; -1 if the file cannot be written, it is then unchanged
 int kuci2_commit(const Uci &context, const char *package);
 
-/// True if the file systems of the configuration, and the file size limit, have room for a commit of package as it is,
-/// and a little more. The uci command does not check this, and without room it empties the file.
-bool kuci_has_room(const char *package);
-
 // The same functions under the names of the router maker's library for writers of one configuration. Code that was
 // written for that library builds with them; this program uses the functions above.
 
