@@ -75,6 +75,7 @@ MultiWanChange pick_multi_wan_change(std::string_view enabled, const char *opera
 void set_up_multi_wan_member(const char *iface, const char *operator_name)
 {
     const Uci uci = kuci2_init();
+    kuci2_begin(uci, "mwan3");
     if (uci.text<30>(Text<64>::format("mwan3.%s", iface).c_str()).empty())
         create_member(uci, iface, operator_name);
     else

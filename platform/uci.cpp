@@ -187,6 +187,12 @@ int kuci2_get_list_index(const Uci &context, const char *path, int index, TextOu
     return -1;
 }
 
+void kuci2_begin(const Uci &context, const char *package)
+{
+    if (context != nullptr)
+        start_writing(context, package);
+}
+
 int kuci2_set(const Uci &context, const char *path, const char *value)
 {
     return write_to(context, path, value == nullptr ? "" : value, uci_set);

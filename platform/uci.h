@@ -53,6 +53,9 @@ template <size_t N> Text<N> Uci::text(const char *path) const
 }
 /// Item index (from 0) of a list option; a single value is a list of one. @return 0; -1 when missing, out is then empty
 int kuci2_get_list_index(const Uci &context, const char *path, int index, TextOut out);
+/// Takes the package's writer lock and reads the package, as its first write would: what is read from now on is what
+/// the writes change, and the package is read once.
+void kuci2_begin(const Uci &context, const char *package);
 /// @return 0; -1 if libuci refuses, or if value has a control character that its files cannot hold
 int kuci2_set(const Uci &context, const char *path, const char *value);
 /// A null option sets the section's type, which creates the section.

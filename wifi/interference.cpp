@@ -55,6 +55,7 @@ int32_t read_live_channel()
 void set_channel(int32_t channel)
 {
     const Uci uci = kuci2_init();
+    kuci2_begin(uci, "wireless");
     kuci2_set(uci, Text<32>::format("wireless.%s.channel", radio_section(uci).c_str()).c_str(),
               Text<12>::format("%d", channel).c_str());
     kuci2_commit(uci, "wireless");

@@ -280,6 +280,26 @@ TEST_F(PlatformUci, HoldsTheWriterLockFromTheFirstWriteToTheCommit)
     EXPECT_TRUE(is_locked());
     kuci2_commit(uci, "network");
     EXPECT_FALSE(is_locked());
+    kuci2_begin(uci, "network");
+    EXPECT_TRUE(is_locked());
+}
+
+TEST_F(PlatformUci, ReadsAPackageAgainAtTheFirstWriteUnlessItHasBegun)
+{
+    for (const bool begins : {true, false}) {
+        write("network", network);
+        const Uci uci = open();
+        if (begins)
+            kuci2_begin(uci, "network");
+        Text<8> proto;
+        kuci2_get(uci, "network.modem.proto", proto);
+        EXPECT_EQ(proto, "qmi");
+        write("network", "config interface 'modem'\n\toption proto 'ncm'\n");
+        kuci2_set(uci, "network.modem.apn", "internet");
+        kuci2_get(uci, "network.modem.proto", proto);
+        EXPECT_EQ(proto, begins ? "qmi" : "ncm");
+    }
+    kuci2_begin(nullptr, "network");
 }
 
 TEST_F(PlatformUci, WritesWithoutALockWhereNoneCanBeHad)
