@@ -3,40 +3,19 @@
 
 // What the page shows, computed from what the router says: no document and no network here, so that it can be tested alone.
 
-// The watch and the modem speak English words; a word that is not here is shown as it came.
-function dictionary() {
-	return {
+// The watch and the modem speak English words. Those that need a better text are here; the others are translated as they are,
+// and one that nobody knows is shown as it came.
+function word(text) {
+	const words = {
 		'not wanted': _('it was switched off'),
-		'paused': _('it is paused'),
-		'a firmware upgrade': _('firmware is being upgraded'),
-		'it stays away': _('the modem stays away'),
-		'no modem on the bus': _('no modem is plugged in'),
-		'wanted': _('it was switched on'),
-		'the modem is there': _('the modem was plugged in'),
-		'the data limit is reached': _('the data limit is reached'),
-		'roaming is not allowed': _('roaming is not allowed'),
-		'something was changed': _('something was changed'),
-		'the cause is gone': _('the cause is gone'),
-		'the interface has no address': _('the interface has no address'),
-		'packets out and none in': _('packets go out and none come in'),
-		'no name server answers': _('no name server answers'),
-		'the network answers': _('the network answers'),
-		'the PIN is sent': _('the PIN is sent'),
-		'not online in time': _('it was not online in time'),
-		'not registered': _('the modem is not registered with a network'),
-		'the modem does not answer': _('the modem does not answer'),
-		'registered': _('the modem is registered'),
-		'no network for long': _('there has been no network for a long time'),
-		'the wait is over': _('the wait is over'),
-		'nothing more to try': _('everything has been tried'),
-		'budget spent': _('everything allowed for now has been tried'),
-		'no SIM card': _('there is no SIM card'),
-		'the SIM card wants its PUK': _('the SIM card wants its PUK'),
 		'the PIN is not configured': _('the SIM card wants its PIN'),
-		'the PIN was refused': _('the SIM card refused the PIN'),
-		'the tries for the PIN are too few': _('too few tries are left for the PIN'),
-		'the network refuses the SIM card': _('the network refuses the SIM card'),
-		'the settings are refused': _('the settings are refused'),
+		'off': _('switched off'),
+		'absent': _('not plugged in'),
+		'blocked': _('waits for a person'),
+		'no-service': _('no network'),
+		'starting': _('connecting'),
+		'suspect': _('being checked'),
+		'slow': _('rests before the next try'),
 		'refresh': _('renews the address'),
 		'reconnect': _('connects again'),
 		'radio': _('restarts the radio'),
@@ -44,7 +23,6 @@ function dictionary() {
 		'usb': _('restarts the USB port'),
 		'power': _('switches the power off and on'),
 		'router': _('restarts the router'),
-		'ready': _('ready'),
 		'pin': _('wants its PIN'),
 		'puk': _('wants its PUK'),
 		'puk2': _('wants its PUK2'),
@@ -55,28 +33,18 @@ function dictionary() {
 		'error': _('cannot be read'),
 		'home': _('registered'),
 		'roaming': _('registered, roaming'),
-		'searching': _('searching'),
 		'denied': _('the network refuses it'),
 		'not_registered': _('not registered'),
 		'unknown': _('not known'),
-		'up': _('up'),
 		'pending': _('connecting'),
-		'down': _('down'),
-		'none': _('none'),
-		'very weak': _('very weak'),
-		'weak': _('weak'),
-		'fair': _('fair'),
-		'good': _('good'),
-		'excellent': _('excellent'),
 		'auto': _('automatic'),
 		'other': _('another choice of the modem'),
 	};
+	return Object.hasOwn(words, text) ? words[text] : translated(String(text ?? ''));
 }
 
-function word(text) {
-	const words = dictionary();
-	return Object.hasOwn(words, text) ? words[text] : String(text ?? '');
-}
+// By another name, since it takes no literal: whoever collects the page's texts finds these in the program.
+const translated = _;
 
 // Good from the second number, poor below the first.
 const levels = {
@@ -149,14 +117,29 @@ return baseclass.extend({
 
 	levels() { return Object.keys(levels); },
 
-	// The values of a cell, in the order of the table above: { name, label, value, unit, share (0 to 1), tone }.
+	// The values of a cell, in the order of the table above: { name, label, value, unit, text, good, share, low, high (0 to 1), tone }.
 	values(cell) {
 		return Object.keys(levels).filter(name => is_number(cell?.[key_of[name]])).map(name => {
 			const value = cell[key_of[name]], { unit, poor, good, least, most } = levels[name];
-			return { name, label: name.toUpperCase(), value, unit, good,
-				share: Math.min(1, Math.max(0, (value - least) / (most - least))),
+			const share = number => Math.min(1, Math.max(0, (number - least) / (most - least)));
+			return { name, label: name.toUpperCase(), value, unit, good, text: `${value}\u00a0${unit}`,
+				share: share(value), low: share(poor), high: share(good),
 				tone: value >= good ? 'good' : value >= poor ? 'fair' : 'bad' };
 		});
+	},
+
+	// A cell or carrier as cells of a table.
+	cell_row(cell) {
+		const text = value => value === undefined ? '–' : String(value);
+		return [ text(cell.rat), text(cell.band), text(cell.bandwidth_mhz), text(cell.arfcn), text(cell.pci ?? cell.psc ?? cell.bsic),
+			...[ 'rsrp_dbm', 'rsrq_db', 'sinr_db' ].map(key => text(cell[key])) ];
+	},
+
+	// The neighbours with the strongest first; those that were not measured last. Many modems list the cells in use, too.
+	neighbours(info) {
+		const strength = cell => cell.rsrp_dbm ?? cell.rscp_dbm ?? cell.rssi_dbm ?? -999;
+		const used = this.carriers(info).map(cell => `${cell.arfcn}/${cell.pci}`);
+		return (info?.neighbours ?? []).filter(cell => !used.includes(`${cell.arfcn}/${cell.pci}`)).sort((one, other) => strength(other) - strength(one));
 	},
 
 	// What a person can do about the signal.
@@ -362,6 +345,17 @@ return baseclass.extend({
 		return { least: values.reduce((one, other) => Math.min(one, other)), most: values.reduce((one, other) => Math.max(one, other)), last: values[values.length - 1] };
 	},
 
+	// A line of the watch's log in words: "starting -> online: the network answers".
+	event(line) {
+		const [ , , to, rest ] = /^([a-z-]+) -> ([a-z-]+)(?:: (.*))?$/.exec(line) ?? [];
+		if (!to)
+			return String(line ?? '');
+		const [ , stage, reason, left ] = /^(refresh|reconnect|radio|modem|usb|power|router)(?:: (.*?))?, (\d+) of \d+ left this hour$/.exec(rest ?? '') ?? [];
+		if (stage)
+			return [ word(to), word(stage), reason && word(reason), _('%d more tries this hour').format(left) ].filter(Boolean).join(', ');
+		return rest ? _('%s: %s').format(word(to), word(rest)) : word(to);
+	},
+
 	// The parts of a text message: { alphabet: gsm|ucs2, units, parts, left, costly: { character, why } | null }.
 	message_cost(text) {
 		const characters = Array.from(String(text).replace(/\r\n?/g, '\n'));
@@ -381,7 +375,8 @@ return baseclass.extend({
 	conversations(messages) {
 		const by_number = new Map();
 		for (const message of messages ?? []) {
-			const number = String(message.number ?? '');
+			// The SMS daemon leaves out the plus of an international number in one box and keeps it in another.
+			const number = String(message.number ?? '').replace(/^\+/, '');
 			if (!by_number.has(number))
 				by_number.set(number, { number, messages: [], unread: 0 });
 			const conversation = by_number.get(number);

@@ -24,7 +24,7 @@ const access = rpc.declare({ object: 'session', method: 'access', params: [ 'sco
 
 // Every child is in a list: a text in a list stays a text, while LuCI takes one outside for markup.
 function h(tag, attributes, ...children) {
-	return E(tag, attributes ?? {}, children.flat());
+	return E(tag, attributes ?? {}, children.flat(2));
 }
 
 function svg(tag, attributes, ...children) {
@@ -48,7 +48,7 @@ return baseclass.extend({
 	wait,
 
 	fill(node, ...children) {
-		dom.content(node, children.flat());
+		dom.content(node, children.flat(2));
 	},
 
 	// The answer, or an error with the plugin's word: busy, no-modem ...
@@ -81,7 +81,7 @@ return baseclass.extend({
 				if (place)
 					this.fill(place);
 				if (answer.status !== 0)
-					throw Object.assign(new Error(answer.result?.message ?? answer.result?.error ?? model.job_error(answer.status)), { status: answer.status });
+					throw new Error(answer.result?.message ?? answer.result?.error ?? (answer.result?.up === false ? _('The connection did not come up.') : model.job_error(answer.status)));
 				return answer.result ?? answer.output;
 			}
 			if (place)
@@ -159,24 +159,42 @@ return baseclass.extend({
 		return h('p', { 'class': 'cbi-section' }, _('No modem is plugged in. The page shows one as soon as it is there.'));
 	},
 
-	// The frame of a view for one modem: waits for a modem, then calls show(modem, body) for the chosen one.
-	frame(title, show) {
+	// The frame of a view that shows one modem. make(modem) gives { node, ask }; ask runs at once and every so many seconds.
+	// While the modem stays, its node stays too, and with it what somebody types.
+	frame(title, seconds, make) {
 		const body = h('div', {}), head = h('div', {});
-		let listed = '';
-		const ask = async () => {
-			const { modems } = await this.call('modems');
-			if (JSON.stringify(modems) === listed)
-				return;
-			listed = JSON.stringify(modems);
-			const open = modem => this.guard(() => show(modem, body));
-			this.fill(head, this.picker(modems, open));
-			if (modems.length)
-				await open(this.chosen(modems));
-			else
-				this.fill(body, this.none());
+		let listed = null, bus = null, shown = null, asked = 0;
+		const show = modem => {
+			bus = modem?.bus;
+			shown = modem ? make(modem) : null;
+			this.fill(body, shown ? shown.node : this.none());
+			return shown?.ask();
 		};
-		this.repeat(ask, 5);
+		const ask = async () => {
+			if (Date.now() - asked >= 4500) {
+				const { modems } = await this.call('modems');
+				asked = Date.now();
+				if (JSON.stringify(modems) !== listed) {
+					listed = JSON.stringify(modems);
+					this.fill(head, this.picker(modems, modem => this.guard(() => show(modem))));
+					if (!modems.length || this.chosen(modems).bus !== bus)
+						return show(this.chosen(modems));
+				}
+			}
+			return shown?.ask();
+		};
+		this.repeat(ask, seconds);
 		return h('div', { 'class': 'modemctl' }, this.style(), h('h2', { name: 'content' }, title), banner, head, body);
+	},
+
+	table(label, heads, rows) {
+		return h('div', { 'class': 'modemctl-scroll', tabindex: 0, role: 'region', 'aria-label': label }, h('table', { 'class': 'table' },
+			h('thead', {}, h('tr', { 'class': 'tr' }, heads.map(head => h('th', { 'class': 'th', scope: 'col' }, head)))),
+			h('tbody', {}, rows.map(row => h('tr', { 'class': 'tr' }, row.map(cell => h('td', { 'class': 'td' }, cell ?? '')))))));
+	},
+
+	section(title, ...children) {
+		return h('section', { 'class': 'cbi-section' }, h('h3', {}, title), children);
 	},
 
 	bars(level, label) {

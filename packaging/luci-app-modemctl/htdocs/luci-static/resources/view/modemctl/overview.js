@@ -64,7 +64,7 @@ class Card {
 		if (!quality)
 			return '';
 		const text = model.word(quality.words);
-		const values = model.values(info.serving).filter(({ name }) => name !== 'rssi').map(({ label, value, unit }) => `${label} ${value} ${unit}`).join(', ');
+		const values = model.values(info.serving).filter(({ name }) => name !== 'rssi').map(({ label, text: value }) => `${label} ${value}`).join(', ');
 		return [ page.bars(quality.level, _('Signal %d of 5').format(quality.level)), ' ', text, values ? h('div', { 'class': 'modemctl-small' }, values) : '',
 			model.advice(info) ? h('div', { 'class': 'modemctl-small' }, model.advice(info)) : '' ];
 	}
