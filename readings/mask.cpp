@@ -55,22 +55,41 @@ char check_digit(std::span<const char> digits)
 int64_t least_as_long(int64_t number, int64_t base)
 {
     int64_t least = 1;
-    while (number / base >= least)
+    while (least * base <= number)
         least *= base;
     return least;
 }
 
-// Calls found for each longest part of text whose characters are all of the kind.
-template <typename IsOfKind, typename Found> void for_each_run(std::span<char> text, IsOfKind is_of_kind, Found found)
+// A longest part of a text whose characters are all of one kind, and the characters around it.
+struct Run {
+    std::span<char> text{};
+    char before = '\0';
+    char after = '\0';
+};
+
+// The next run after the one that ends at end, which moves to the end of this one. @return false without one
+bool next_run(std::span<char> text, bool (*is_of_kind)(char), size_t &end, Run &run)
 {
-    for (size_t i = 0; i < text.size();) {
-        size_t end = i;
-        while (end < text.size() && is_of_kind(text[end]))
-            end++;
-        if (end > i)
-            found(text.subspan(i, end - i), i == 0 ? '\0' : text[i - 1], end == text.size() ? '\0' : text[end]);
-        i = std::max(end, i + 1);
-    }
+    size_t start = end;
+    while (start < text.size() && !is_of_kind(text[start]))
+        start++;
+    end = start;
+    while (end < text.size() && is_of_kind(text[end]))
+        end++;
+    run = {.text = text.subspan(start, end - start),
+           .before = start == 0 ? '\0' : text[start - 1],
+           .after = end == text.size() ? '\0' : text[end]};
+    return end > start;
+}
+
+bool is_part_of_line(char character)
+{
+    return character != '\n' && character != '\r';
+}
+
+bool is_dotted(char character)
+{
+    return is_digit(character) || character == '.';
 }
 
 } // namespace
@@ -87,21 +106,23 @@ unsigned Mask::place_of(std::string_view number)
     return most_numbers + 1;
 }
 
+void Mask::learn_cell(const Cell &cell)
+{
+    const auto id = cell.get(Quantity::cell_id);
+    if (!id || *id < least_cell || cell_count_ == most_numbers ||
+        std::find(cells_.begin(), cells_.begin() + cell_count_, *id) != cells_.begin() + cell_count_)
+        return;
+    cells_[cell_count_++] = *id;
+}
+
 void Mask::learn_cells(const Report &report)
 {
-    const auto learn = [&](const Cell &cell) {
-        const auto id = cell.get(Quantity::cell_id);
-        if (!id || *id < least_cell || cell_count_ == most_numbers ||
-            std::find(cells_.begin(), cells_.begin() + cell_count_, *id) != cells_.begin() + cell_count_)
-            return;
-        cells_[cell_count_++] = *id;
-    };
-    learn(report.serving);
-    learn(report.nr);
+    learn_cell(report.serving);
+    learn_cell(report.nr);
     for (size_t i = 0; i < report.carriers.size; i++)
-        learn(report.carriers.items[i]);
+        learn_cell(report.carriers.items[i]);
     for (size_t i = 0; i < report.neighbours.size; i++)
-        learn(report.neighbours.items[i]);
+        learn_cell(report.neighbours.items[i]);
 }
 
 void Mask::mask_digits(std::span<char> digits, size_t kept)
@@ -120,12 +141,12 @@ bool Mask::mask_cell(std::span<char> word)
         const bool is_decimal = decimal(text) == id;
         if (!is_decimal && hexadecimal(text) != id)
             continue;
-        // Both forms stay as long as they are, wherever the number is printed in which.
+        // Both forms stay as long as they are, wherever the number is printed in which. From least on there are
+        // hundreds of such numbers, far more than places.
         const int64_t least = std::max(least_as_long(id, 10), least_as_long(id, 16));
-        const int64_t past = std::min(least_as_long(id, 10) * 10, least_as_long(id, 16) * 16);
-        int64_t masked = least + static_cast<int64_t>(i + 1) % (past - least);
+        int64_t masked = least + static_cast<int64_t>(i + 1);
         if (masked == id)
-            masked = past - 1;
+            masked += most_numbers;
         const bool is_small = text.find_first_of("abcdef") != std::string_view::npos;
         write_number(starts_with_word(text, "0X") ? word.subspan(2) : word, static_cast<uint64_t>(masked),
                      is_decimal ? 10 : 16, is_small);
@@ -144,10 +165,10 @@ void Mask::mask_word(std::span<char> word, char before, bool is_in_number_line)
     if (is_number && text.size() >= least)
         return mask_digits(word, least == least_identity ? kept_of_identity : kept_of_phone_number);
     // An ICCID can end with the filler F.
-    for_each_run(word, is_digit, [&](std::span<char> digits, char, char) {
-        if (digits.size() >= least_identity)
-            mask_digits(digits, kept_of_identity);
-    });
+    size_t end = 0;
+    for (Run digits; next_run(word, is_digit, end, digits);)
+        if (digits.text.size() >= least_identity)
+            mask_digits(digits.text, kept_of_identity);
 }
 
 // "10.64.3.17", also an IPv6 address as 16 numbers, and an address with its mask.
@@ -191,20 +212,25 @@ void Mask::mask_colons(std::span<char> word)
         }
 }
 
+void Mask::mask_line(std::span<char> line, Addresses addresses)
+{
+    Run run;
+    size_t end = 0;
+    while (addresses == Addresses::masked && next_run(line, is_dotted, end, run))
+        if (!is_word_character(run.before) && !is_word_character(run.after))
+            mask_dotted(run.text);
+    end = 0;
+    while (addresses == Addresses::masked && next_run(line, is_hex_or_colon, end, run))
+        mask_colons(run.text);
+    const bool is_in_number_line = find_word(view_of(line), "+CNUM:") != std::string_view::npos;
+    end = 0;
+    while (next_run(line, is_word_character, end, run))
+        mask_word(run.text, run.before, is_in_number_line);
+}
+
 void Mask::apply(std::span<char> text, Addresses addresses)
 {
-    const auto is_part_of_line = [](char character) { return character != '\n' && character != '\r'; };
-    for_each_run(text, is_part_of_line, [&](std::span<char> line, char, char) {
-        if (addresses == Addresses::masked) {
-            const auto is_dotted = [](char character) { return is_digit(character) || character == '.'; };
-            for_each_run(line, is_dotted, [&](std::span<char> run, char before, char after) {
-                if (!is_word_character(before) && !is_word_character(after))
-                    mask_dotted(run);
-            });
-            for_each_run(line, is_hex_or_colon, [&](std::span<char> run, char, char) { mask_colons(run); });
-        }
-        const bool is_in_number_line = find_word(view_of(line), "+CNUM:") != std::string_view::npos;
-        for_each_run(line, is_word_character,
-                     [&](std::span<char> word, char before, char) { mask_word(word, before, is_in_number_line); });
-    });
+    size_t end = 0;
+    for (Run line; next_run(text, is_part_of_line, end, line);)
+        mask_line(line.text, addresses);
 }

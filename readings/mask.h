@@ -19,8 +19,7 @@ class Mask {
     };
     /// Masks text in place.
     ///  - 14 digits or more keep the first 6 (the maker and type of an IMEI, country and network of an IMSI, country
-    ///  and
-    ///    issuer of an ICCID); the last becomes the check digit of Luhn, which IMEI and ICCID end with
+    ///    and issuer of an ICCID); the last becomes the check digit of Luhn, which IMEI and ICCID end with
     ///  - a telephone number is 7 digits or more after '+', or 5 or more in a +CNUM line; it keeps the first 2
     ///  - a cell id keeps the number of its digits in both forms
     ///  - an IP address keeps its first part
@@ -29,6 +28,8 @@ class Mask {
   private:
     static constexpr size_t most_numbers = 64; // what comes after them shares one place
 
+    void learn_cell(const Cell &cell);
+    void mask_line(std::span<char> line, Addresses addresses);
     unsigned place_of(std::string_view number);
     void mask_digits(std::span<char> digits, size_t kept);
     void mask_word(std::span<char> word, char before, bool is_in_number_line);

@@ -2,12 +2,6 @@
 
 #include "readings/fields.h"
 
-namespace {
-
-constexpr int highest_band = 512;
-
-} // namespace
-
 // clang-format off
 constexpr std::array<QuantityRow, static_cast<size_t>(Quantity::count)> quantity_rows = {{
     // key                   least   most             hundredths
@@ -115,12 +109,20 @@ void Cell::tell_network(std::string_view mcc_digits, std::string_view mnc_digits
     mnc = Text<4>::format("%0*d", mnc_digits.size() > 2 ? 3 : 2, static_cast<int>(*mnc_number));
 }
 
+bool BandSet::has(int band) const
+{
+    const auto bit = static_cast<unsigned>(band - 1);
+    return bit < highest_band && (bits[bit / 32] >> (bit % 32) & 1) != 0;
+}
+
 void BandSet::add(int64_t band)
 {
     told = true;
     if (band >= 1 && band <= highest_band)
         bits[static_cast<size_t>(band - 1) / 32] |= uint32_t{1} << ((band - 1) % 32);
 }
+
+Report::Report() = default;
 
 void Report::tell_technology(Technology told)
 {

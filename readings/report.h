@@ -91,16 +91,20 @@ const char *registration_name(Registration registration); ///< null for untold
 enum class SimState : uint8_t { untold, ready, pin, puk, puk2, network_lock, not_inserted, failure, busy, error };
 const char *sim_state_name(SimState state); ///< null for untold
 
+inline constexpr int highest_band = 512;
+
 /// Bands 1 to 512 as a set.
 struct BandSet {
     std::array<uint32_t, 16> bits{};
     bool told = false;
 
     void add(int64_t band);
-    bool has(int band) const { return (bits[static_cast<size_t>(band - 1) / 32] >> ((band - 1) % 32) & 1) != 0; }
+    bool has(int band) const;
 };
 
 struct Report {
+    Report(); // not in the header: it is code for each member that is not zero
+
     Text<64> manufacturer;
     Text<64> model;
     Text<100> revision;

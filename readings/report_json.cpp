@@ -4,16 +4,11 @@
 
 namespace {
 
-void add_text(json_object *object, const char *key, std::string_view text)
+// Nothing for an empty or a null text.
+void add_text(json_object *object, const char *key, const char *text)
 {
-    if (!text.empty())
+    if (text != nullptr && *text != '\0')
         kjson_add_string(object, key, text);
-}
-
-void add_name(json_object *object, const char *key, const char *name)
-{
-    if (name != nullptr)
-        kjson_add_string(object, key, name);
 }
 
 void add_number(json_object *object, const char *key, std::optional<int64_t> number)
@@ -61,10 +56,10 @@ void add_filled(json_object *object, const char *key, Json child)
 Json modem_of(const Report &report)
 {
     Json modem{json_object_new_object()};
-    add_text(modem.get(), "manufacturer", report.manufacturer.view());
-    add_text(modem.get(), "model", report.model.view());
-    add_text(modem.get(), "revision", report.revision.view());
-    add_text(modem.get(), "imei", report.imei.view());
+    add_text(modem.get(), "manufacturer", report.manufacturer.c_str());
+    add_text(modem.get(), "model", report.model.c_str());
+    add_text(modem.get(), "revision", report.revision.c_str());
+    add_text(modem.get(), "imei", report.imei.c_str());
     add_number(modem.get(), "temperature_c", report.temperature_c);
     return modem;
 }
@@ -72,10 +67,10 @@ Json modem_of(const Report &report)
 Json sim_of(const Report &report)
 {
     Json sim{json_object_new_object()};
-    add_name(sim.get(), "state", sim_state_name(report.sim_state));
-    add_text(sim.get(), "iccid", report.iccid.view());
-    add_text(sim.get(), "imsi", report.imsi.view());
-    add_text(sim.get(), "number", report.number.view());
+    add_text(sim.get(), "state", sim_state_name(report.sim_state));
+    add_text(sim.get(), "iccid", report.iccid.c_str());
+    add_text(sim.get(), "imsi", report.imsi.c_str());
+    add_text(sim.get(), "number", report.number.c_str());
     add_number(sim.get(), "pin_tries", report.pin_tries);
     add_number(sim.get(), "puk_tries", report.puk_tries);
     return sim;
@@ -84,23 +79,23 @@ Json sim_of(const Report &report)
 Json network_of(const Report &report)
 {
     Json network{json_object_new_object()};
-    add_name(network.get(), "registration", registration_name(report.registration));
+    add_text(network.get(), "registration", registration_name(report.registration));
     if (report.sms_only)
         kjson_add_boolean(network.get(), "sms_only", true);
-    add_name(network.get(), "technology", technology_name(report.technology));
-    add_text(network.get(), "technology_detail", report.technology_detail.view());
-    add_text(network.get(), "operator_name", report.operator_name.view());
-    add_text(network.get(), "mcc", report.serving.mcc.view());
-    add_text(network.get(), "mnc", report.serving.mnc.view());
-    add_text(network.get(), "modem_state", report.modem_state.view());
+    add_text(network.get(), "technology", technology_name(report.technology));
+    add_text(network.get(), "technology_detail", report.technology_detail.c_str());
+    add_text(network.get(), "operator_name", report.operator_name.c_str());
+    add_text(network.get(), "mcc", report.serving.mcc.c_str());
+    add_text(network.get(), "mnc", report.serving.mnc.c_str());
+    add_text(network.get(), "modem_state", report.modem_state.c_str());
     return network;
 }
 
 Json serving_of(const Cell &cell)
 {
     Json serving{json_object_new_object()};
-    add_text(serving.get(), "band", cell.band.view());
-    add_text(serving.get(), "duplex", cell.duplex.view());
+    add_text(serving.get(), "band", cell.band.c_str());
+    add_text(serving.get(), "duplex", cell.duplex.c_str());
     add_quantities(serving.get(), cell, true);
     return serving;
 }
@@ -108,10 +103,10 @@ Json serving_of(const Cell &cell)
 Json nr_of(const Cell &cell)
 {
     Json nr{json_object_new_object()};
-    add_text(nr.get(), "band", cell.band.view());
+    add_text(nr.get(), "band", cell.band.c_str());
     add_quantities(nr.get(), cell, true);
-    add_text(nr.get(), "mcc", cell.mcc.view());
-    add_text(nr.get(), "mnc", cell.mnc.view());
+    add_text(nr.get(), "mcc", cell.mcc.c_str());
+    add_text(nr.get(), "mnc", cell.mnc.c_str());
     return nr;
 }
 
@@ -124,8 +119,8 @@ Json carrier_of(const Cell &cell)
 {
     Json carrier{json_object_new_object()};
     kjson_add_string(carrier.get(), "role", cell.primary ? "PCC" : "SCC");
-    add_name(carrier.get(), "rat", rat_name(cell));
-    add_text(carrier.get(), "band", cell.band.view());
+    add_text(carrier.get(), "rat", rat_name(cell));
+    add_text(carrier.get(), "band", cell.band.c_str());
     add_quantities(carrier.get(), cell, false);
     if (cell.active)
         kjson_add_boolean(carrier.get(), "active", *cell.active);
@@ -135,7 +130,7 @@ Json carrier_of(const Cell &cell)
 Json neighbour_of(const Cell &cell)
 {
     Json neighbour{json_object_new_object()};
-    add_name(neighbour.get(), "rat", rat_name(cell));
+    add_text(neighbour.get(), "rat", rat_name(cell));
     add_quantities(neighbour.get(), cell, false);
     return neighbour;
 }
@@ -170,7 +165,7 @@ void add_quality(json_object *object, const Report &report)
     Json member{json_object_new_object()};
     kjson_add_int(member.get(), "level", quality->level);
     kjson_add_string(member.get(), "words", quality->words);
-    add_name(member.get(), "limit", quality->limit);
+    add_text(member.get(), "limit", quality->limit);
     kjson_add_object(object, "quality", std::move(member));
 }
 
@@ -190,5 +185,5 @@ void add_report(json_object *object, const Report &report)
     add_quality(object, report);
     add_bands(object, "lte_bands", report.lte_bands);
     add_bands(object, "nr_bands", report.nr_bands);
-    add_text(object, "scan_mode", report.scan_mode.view());
+    add_text(object, "scan_mode", report.scan_mode.c_str());
 }

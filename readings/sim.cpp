@@ -49,6 +49,21 @@ bool is_digits(std::string_view text)
     return starts_with_digits(text, text.size());
 }
 
+// The first line that is a number of so many digits, after a tag or without one. @return false without such a line
+bool tell_long_number(std::string_view reply, size_t shortest, size_t longest, TextOut out)
+{
+    for (std::string_view line; next_line(reply, line);) {
+        std::string_view digits = unquote(without_first(line, line.find(':') + 1)); // npos + 1 is 0
+        if (digits.ends_with('F') || digits.ends_with('f'))
+            digits.remove_suffix(1);
+        if (digits.size() < shortest || digits.size() > longest || !is_digits(digits))
+            continue;
+        tell_text(out, digits);
+        return true;
+    }
+    return false;
+}
+
 } // namespace
 
 bool read_cpin(std::string_view reply, Report &report)
@@ -78,35 +93,12 @@ bool read_cpin(std::string_view reply, Report &report)
 // +ICCID: 89701010050012345678     (FM350)
 bool read_iccid(std::string_view reply, Report &report)
 {
-    constexpr size_t shortest = 18;
-    constexpr size_t longest = 22;
-    for (std::string_view line; next_line(reply, line);) {
-        const size_t colon = line.find(':');
-        std::string_view digits = unquote(colon == std::string_view::npos ? line : without_first(line, colon + 1));
-        if (digits.ends_with('F') || digits.ends_with('f'))
-            digits.remove_suffix(1);
-        if (digits.size() < shortest || digits.size() > longest || !is_digits(digits))
-            continue;
-        tell_text(report.iccid, digits);
-        return true;
-    }
-    return false;
+    return tell_long_number(reply, 18, 22, report.iccid);
 }
 
 bool read_imsi(std::string_view reply, Report &report)
 {
-    constexpr size_t shortest = 14;
-    constexpr size_t longest = 15;
-    for (std::string_view line; next_line(reply, line);) {
-        const size_t colon = line.find(':');
-        const std::string_view digits =
-            unquote(colon == std::string_view::npos ? line : without_first(line, colon + 1));
-        if (digits.size() < shortest || digits.size() > longest || !is_digits(digits))
-            continue;
-        tell_text(report.imsi, digits);
-        return true;
-    }
-    return false;
+    return tell_long_number(reply, 14, 15, report.imsi);
 }
 
 // +CNUM: "Line 1","+436601234567",145

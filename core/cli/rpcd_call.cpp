@@ -6,7 +6,8 @@
 #include "core/cli/rpcd_jobs.h"
 #include "core/cli/rpcd_methods.h"
 #include "core/cli/watch_command.h"
-#include "readings/radio_settings.h"
+#include "readings/band_settings.h"
+#include "readings/radio_modes.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include "core/model/state_dir.h"
 #include "platform/clock.h"
 #include "platform/tell_person.h"
+#include "readings/band_commands.h"
 #include "readings/fields.h"
 #include "readings/identity.h"
 #include "readings/registration.h"
@@ -219,13 +220,6 @@ const ModeFamily *ask_mode(RadioPort &port, ModeSetting &setting)
     return nullptr;
 }
 
-CommandLines compose_bands(const BandFamily &family, const BandSettings &settings, const BandSettings &has)
-{
-    CommandLines commands;
-    family.compose(family, settings, has, commands);
-    return commands;
-}
-
 RadioResult restore(const char *bus, const char *file, Why &why)
 {
     RadioPort port;
@@ -276,14 +270,14 @@ RadioResult set_bands(const char *bus, const BandSettings *wanted, const RadioOp
             why.out().assign_format("the modem does not support %s", band.c_str());
             return RadioResult::refused;
         }
-    const BandSettings target =
-        wanted != nullptr ? change_bands(report.now, *wanted, report.has) : all_bands(*family, report.now, report.has);
-    const CommandLines before = compose_bands(*family, report.now, report.has);
+    const BandSettings target = wanted != nullptr ? change_bands(report.now, *wanted, report.has)
+                                                  : all_bands(family->all_lte, report.now, report.has);
+    const CommandLines before = compose_bands(family->write, report.now, report.has);
     const bool uses_all_command = wanted == nullptr && family->all != nullptr;
     HeldSignals signals;
     keep_before(bus, bands_file, port, before);
     const bool is_taken =
-        port.write(uses_all_command ? CommandLines{family->all} : compose_bands(*family, target, report.has));
+        port.write(uses_all_command ? CommandLines{family->all} : compose_bands(family->write, target, report.has));
     // Modems leave bands out that they do not have, without a word. Of all bands that is right.
     const bool is_set = is_taken && ask_bands(port, report) == family && (wanted == nullptr || report.now == target);
     return finish_change(bus, bands_file, before, port, is_set, options, signals, why);

@@ -2,7 +2,8 @@
 
 #include "discovery/record/modem_port.h"
 #include "readings/dialects.h"
-#include "readings/radio_settings.h"
+#include "readings/band_families.h"
+#include "readings/radio_modes.h"
 
 // Reads and changes which bands and generations the modem on a bus may use. What was set before a change is kept in the
 // modem's state folder. A change is read back, and then watched: if the modem finds no network, the change is undone.

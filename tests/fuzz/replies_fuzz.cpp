@@ -13,7 +13,9 @@
 #include "drivers/sierra.h"
 #include "drivers/sierra_report.h"
 #include "platform/text.h"
-#include "readings/radio_settings.h"
+#include "readings/band_commands.h"
+#include "readings/band_families.h"
+#include "readings/radio_modes.h"
 #include "tests/fuzz/check.h"
 
 namespace {
@@ -125,9 +127,7 @@ void try_radio(std::string_view reply, std::string_view second)
             continue;
         if (family.read_supported != nullptr)
             family.read_supported(family, second, has);
-        CommandLines commands;
-        family.compose(family, all_bands(family, now, has), has, commands);
-        check_commands(commands);
+        check_commands(compose_bands(family.write, all_bands(family.all_lte, now, has), has));
     }
     for (const ModeFamily &family : mode_families()) {
         if (const auto setting = read_mode(family, reply))
