@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <fcntl.h>
+#include <linux/if_ether.h>
 #include <linux/if_link.h>
 #include <linux/if_packet.h>
 #include <linux/rtnetlink.h>
@@ -65,6 +66,32 @@ bool FrameSocket::send(const std::string &device, const std::string &frame) cons
     return where.sll_ifindex != 0 &&
            sendto(socket_.get(), frame.data(), frame.size(), 0, reinterpret_cast<const sockaddr *>(&where),
                   sizeof where) == static_cast<ssize_t>(frame.size());
+}
+
+bool FrameSocket::listen() const
+{
+    sockaddr_ll all{};
+    all.sll_family = AF_PACKET;
+    all.sll_protocol = htons(ETH_P_ALL);
+    return bind(socket_.get(), reinterpret_cast<const sockaddr *>(&all), sizeof all) == 0;
+}
+
+bool FrameSocket::receive(Received &out) const
+{
+    for (;;) {
+        out.frame.resize(2048);
+        sockaddr_ll from{};
+        socklen_t size = sizeof from;
+        const ssize_t got = recvfrom(socket_.get(), out.frame.data(), out.frame.size(), MSG_DONTWAIT,
+                                     reinterpret_cast<sockaddr *>(&from), &size);
+        if (got < 0)
+            return false;
+        if (from.sll_pkttype == PACKET_OUTGOING)
+            continue;
+        out.frame.resize(static_cast<size_t>(got));
+        out.index = from.sll_ifindex;
+        return true;
+    }
 }
 
 std::unique_ptr<FarSide> FarSide::make()

@@ -27,6 +27,16 @@ class FrameSocket {
     int index_of(const std::string &device) const;
     bool send(const std::string &device, const std::string &frame) const;
 
+    struct Received {
+        int index = 0; ///< of the device
+        std::string frame{};
+    };
+    /// From now on it receives what comes in by any device.
+    bool listen() const;
+    int descriptor() const { return socket_.get(); }
+    /// Never waits. @return false if there is none
+    bool receive(Received &out) const;
+
   private:
     Fd socket_;
 };
@@ -38,6 +48,7 @@ class FarSide {
     static std::unique_ptr<FarSide> make();
 
     int name_space() const { return name_space_.get(); }
+    const FrameSocket &frames() const { return frames_; }
     /// Makes a device that has just come ready for frames.
     bool take(const std::string &device);
     /// The device of that name on the router's side receives the frame.

@@ -8,6 +8,7 @@ namespace {
 
 constexpr uint64_t longest_setup_ms = 1U << 30;
 constexpr uint64_t most_traffic = 1'000'000'000;
+constexpr uint64_t most_questions = 1'000'000;
 constexpr uint64_t least_traffic = 14; // a frame without anything in it
 
 void set_setup(LinkBehaviour &link, const std::string &value)
@@ -47,6 +48,25 @@ Traffic parse_traffic(std::string_view value)
     return {received, is_both ? received : parse_bytes(std::string(value))};
 }
 
+NameServers::Behaviour parse_server(const std::string &word)
+{
+    if (word == "answer")
+        return {NameServers::Way::answer};
+    if (word == "fail")
+        return {NameServers::Way::failure};
+    if (word == "silent")
+        return {NameServers::Way::silent};
+    return {NameServers::Way::answer, static_cast<int>(parse_number("--link: dns", word, most_questions))};
+}
+
+/// "HOW" of all name servers, or "OWN/OTHERS".
+void set_names(LinkBehaviour &link, std::string_view value)
+{
+    link.names.own = link.names.others = parse_server(take_until('/', value));
+    if (!value.empty())
+        link.names.others = parse_server(std::string(value));
+}
+
 struct LinkRow {
     std::string_view name;
     void (*apply)(LinkBehaviour &link, const std::string &value);
@@ -67,6 +87,7 @@ constexpr LinkRow link_rows[] = {
     {"password",  [](LinkBehaviour &link, const std::string &value) { link.demand.password = value; }},
     {"needs",     [](LinkBehaviour &link, const std::string &value) { link.demand.path = parse_path(value); }},
     {"traffic",   [](LinkBehaviour &link, const std::string &value) { link.traffic = parse_traffic(value); }},
+    {"dns",       [](LinkBehaviour &link, const std::string &value) { set_names(link, value); }},
 };
 // clang-format on
 

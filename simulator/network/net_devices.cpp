@@ -75,6 +75,8 @@ NetDevices::~NetDevices()
 {
     for (const auto &[name, tunnel] : tunnels_)
         loop_.unwatch(tunnel.get());
+    if (!servers_.empty())
+        loop_.unwatch(far_side_->frames().descriptor());
 }
 
 bool NetDevices::exists(const std::string &name)
@@ -259,6 +261,24 @@ bool NetDevices::move_traffic(const std::string &name, const Traffic &traffic)
         left.sent -= bytes;
     }
     return true;
+}
+
+void NetDevices::serve_names(const std::string &name, const NameServers &servers)
+{
+    if (!far_side_ || servers.own.way == NameServers::Way::none)
+        return;
+    if (servers_.empty() && far_side_->frames().listen())
+        loop_.watch(far_side_->frames().descriptor(), EPOLLIN, [this](uint32_t) { answer_frames(); });
+    servers_[name] = servers;
+}
+
+void NetDevices::answer_frames()
+{
+    for (FrameSocket::Received got; far_side_->frames().receive(got);)
+        for (auto &[name, servers] : servers_)
+            if (far_side_->frames().index_of(name) == got.index)
+                if (const std::string answer = answer_frame(got.frame, servers); !answer.empty())
+                    far_side_->send(name, answer);
 }
 
 bool NetDevices::receive(const std::string &name, size_t bytes)

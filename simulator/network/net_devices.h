@@ -7,6 +7,7 @@
 
 #include "platform/files.h"
 #include "simulator/network/far_side.h"
+#include "simulator/network/name_servers.h"
 #include "simulator/network/netlink.h"
 #include "simulator/network/traffic.h"
 #include "simulator/router/event_loop.h"
@@ -47,6 +48,8 @@ class NetDevices {
     bool add_default_route(const std::string &name, const std::string &gateway, int metric);
     /// Sends packets of this total size (0, or at least 14 bytes) through a device that is up.
     bool move_traffic(const std::string &name, const Traffic &traffic);
+    /// From now on these answer what a device of the kind link_layer sends.
+    void serve_names(const std::string &name, const NameServers &servers);
 
   private:
     bool create_tunnel(const std::string &name);
@@ -55,12 +58,14 @@ class NetDevices {
     bool add_subnet_route(unsigned index, const NetAddress &address);
     bool receive(const std::string &name, size_t bytes);
     bool send(const std::string &name, size_t bytes);
+    void answer_frames();
 
     EventLoop &loop_;
     NetlinkSocket kernel_;
     FrameSocket frames_;
-    std::unique_ptr<FarSide> far_side_; ///< null if the kernel does not allow one
-    std::map<std::string, Fd> tunnels_; ///< the far ends of devices of the kind point_to_point
+    std::unique_ptr<FarSide> far_side_;          ///< null if the kernel does not allow one
+    std::map<std::string, Fd> tunnels_;          ///< the far ends of devices of the kind point_to_point
+    std::map<std::string, NameServers> servers_; ///< of devices that have some
 };
 
 } // namespace simulator

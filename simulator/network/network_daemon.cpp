@@ -272,6 +272,8 @@ void NetworkDaemon::tell_device(const Interface &interface, bool up, const Traff
         change.gateway = option_is_off(interface.section, "defaultroute") ? "" : gateway_of(interface);
         change.metric = metric_of(interface.section);
         change.traffic = traffic;
+        change.names = interface.link.names;
+        change.names.own_address = interface.link.dns.empty() ? "" : interface.link.dns.front();
     }
     surroundings_.change_device(change);
 }

@@ -9,6 +9,7 @@
 
 #include "platform/json.h"
 #include "simulator/network/link_demand.h"
+#include "simulator/network/name_servers.h"
 #include "simulator/network/traffic.h"
 
 namespace simulator {
@@ -26,6 +27,7 @@ struct LinkBehaviour {
     std::vector<std::string> dns{"10.64.1.1"};
     std::string data = "{}"; ///< a JSON object, the status's member "data"
     Traffic traffic{};       ///< of the device once the interface is up
+    NameServers names{};     ///< that can be reached once the interface is up
     LinkDemand demand{};     ///< while it is not met the setup goes on without end
     bool companion = false;  ///< the interface itself gets no address, but a dynamic one named "<name>_4" does
 };
@@ -44,7 +46,8 @@ struct DeviceChange {
     std::vector<InterfaceAddress> addresses{}; ///< IPv4 before IPv6
     std::string gateway{};                     ///< of the default route; empty: no such route
     int metric = 0;
-    Traffic traffic{}; ///< that goes through it now
+    Traffic traffic{};   ///< that goes through it now
+    NameServers names{}; ///< behind it
 };
 
 /// Everything that the network daemon does not know by itself. Only now and read_config must be set.

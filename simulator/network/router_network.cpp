@@ -154,6 +154,7 @@ void RouterNetwork::change_device(const DeviceChange &change)
         devices_.add_address(change.device, {address.address, address.mask, subnet_metric, address.peer});
     if (!change.gateway.empty())
         devices_.add_default_route(change.device, change.gateway, change.metric);
+    devices_.serve_names(change.device, change.names);
     devices_.move_traffic(change.device, change.traffic);
 }
 

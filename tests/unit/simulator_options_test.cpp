@@ -168,9 +168,10 @@ TEST(SimrouterOptions, RefuseWhatIsWrongWithALineThatTellsIt)
         {{"--link", "modem,speed=1"},
          "--link: \"speed\" is not one of setup, error, device, address, gateway, companion, apn, context, cid, "
          "username, "
-         "password, needs, traffic"},
+         "password, needs, traffic, dns"},
         {{"--link", "needs=mbim"}, "--link: needs: \"mbim\" is neither qmi nor serial"},
         {{"--link", "traffic=13"}, "--link: traffic: a packet has 14 bytes or more"},
+        {{"--link", "dns=maybe"}, "--link: dns: \"maybe\" is not a number from 0 to 1000000"},
         {{"--link", "traffic=100/x"}, "--link: traffic: \"x\" is not a number from 0 to 1000000000"},
         {{"--link", "cid=17"}, "--link: cid: \"17\" is not a number from 0 to 16"},
         {{"--ubus", "silent"}, "--ubus: \"silent\" is not one of absent, deaf, dying, delay=MS, silent=OBJECT"},
