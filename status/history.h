@@ -15,7 +15,7 @@ struct [[gnu::packed]] HistorySample {
     int16_t rsrq_db10; ///< in tenths of dB
     int16_t sinr_db10;
     uint8_t technology; ///< Technology (readings/report.h)
-    uint8_t state;      ///< WatchState (watch/decide.h)
+    uint8_t state;      ///< WatchState (watch/states.h)
     uint8_t spare[2];
 };
 inline constexpr int16_t not_measured = INT16_MIN;

@@ -1,28 +1,8 @@
 #pragma once
 
-#include <array>
-#include <cstdint>
-
-#include "platform/text.h"
+#include "watch/memory.h"
 
 // What the watch does next, as a pure function: no clock, no port, no file. docs/watch.md explains states and stages.
-
-enum class WatchState : uint8_t {
-    off,
-    absent,
-    blocked,
-    no_service,
-    starting,
-    online,
-    suspect,
-    recovering,
-    slow,
-    count
-};
-
-/// From harmless to harsh; each is tried once per outage, in this order.
-enum class WatchStage : uint8_t { refresh, reconnect, radio, modem, usb, power, router, count };
-inline constexpr size_t watch_stages = static_cast<size_t>(WatchStage::count);
 
 /// The first four ask for another call: at once, or with more in the observation. The rest act.
 enum class WatchAction : uint8_t {
@@ -36,13 +16,6 @@ enum class WatchAction : uint8_t {
     enter_pin,
     stage, ///< WatchDecision::stage
 };
-
-/// Why a person is needed.
-enum class WatchCause : uint8_t { none, no_sim, puk, pin_missing, pin_refused, pin_tries, denied, settings, count };
-
-const char *watch_state_name(WatchState state);
-const char *watch_stage_name(WatchStage stage);
-const char *watch_cause_name(WatchCause cause);
 
 enum class WatchProbe : uint8_t { none, dns, ping, both };
 
@@ -102,37 +75,6 @@ struct WatchObservation {
     int32_t pin_tries = -1;         ///< -1: not told
 };
 
-/// What is remembered of an outage. All members are numbers, so a table writes and reads them.
-struct WatchMemory {
-    uint32_t clock = 0; ///< seconds of its own: it never goes back and never leaps
-    uint32_t seen = 0;  ///< the observation's time at the last step
-    uint32_t state = static_cast<uint32_t>(WatchState::off);
-    uint32_t since = 0;     ///< clock at the change to this state
-    uint32_t due = 0;       ///< clock at which the state has waited long enough
-    uint32_t next = 0;      ///< the next stage of the ladder
-    uint32_t round = 0;     ///< how often the ladder was done in this outage
-    uint32_t tries = 0;     ///< rounds of probes in this suspicion
-    uint32_t connected = 0; ///< 1 if this start has brought the interface up
-    uint32_t downed = 0;    ///< 1 if the watch itself took the interface down
-    uint32_t asked = 0;     ///< 1 if the modem was asked in this suspicion
-    uint32_t facts = 0;     ///< what it said then: 1 silent, 2 another address
-    uint32_t cause = 0;     ///< WatchCause
-    uint32_t there = 0;     ///< 1 if the modem was seen since the router's start
-    uint32_t received = 0;
-    uint32_t sent = 0;                                           ///< packets when some last came in
-    uint32_t quiet = 0;                                          ///< clock at which packets last came in
-    uint32_t probed = 0;                                         ///< clock of the last probe
-    uint32_t outage = 0;                                         ///< clock at which the outage began
-    uint32_t pin_sent = 0;                                       ///< hash of a PIN that was sent and not yet accepted
-    uint32_t reboots = 0;                                        ///< of the router, since the modem was last online
-    uint32_t slot = 0;                                           ///< clock / slot_length
-    std::array<std::array<uint8_t, 7>, watch_stages> by_slot{};  ///< how often each stage ran, newest first
-    std::array<std::array<uint8_t, 25>, watch_stages> by_hour{}; ///< so any 24 hours are within the day's budget
-
-    bool operator==(const WatchMemory &) const = default;
-};
-inline constexpr uint32_t watch_slot_length = 600;
-
 struct WatchDecision {
     WatchAction action = WatchAction::none;
     WatchStage stage = WatchStage::count;
@@ -142,13 +84,3 @@ struct WatchDecision {
 };
 
 WatchDecision decide(const WatchConfig &config, const WatchMemory &memory, const WatchObservation &observation);
-
-/// How often the stage may run now: the least that is left of its hour and its day.
-uint32_t watch_budget(const WatchConfig &config, const WatchMemory &memory, WatchStage stage);
-uint32_t watch_budget_of_hour(WatchStage stage);
-
-/// The memory as lines "name number"; at most 1400 bytes.
-inline constexpr size_t longest_watch_memory = 1400;
-void write_watch_memory(const WatchMemory &memory, TextOut out);
-/// A new memory if text is not what write_watch_memory writes.
-WatchMemory read_watch_memory(std::string_view text);

@@ -19,6 +19,7 @@
 #include "status/traffic.h"
 #include "status/usage.h"
 #include "watch/actors.h"
+#include "watch/budgets.h"
 #include "watch/scene.h"
 
 namespace {
@@ -310,7 +311,7 @@ void add_budgets(json_object *object, const WatchSettings &settings, const Watch
     for (unsigned i = 0; i < watch_stages; i++) {
         const auto stage = static_cast<WatchStage>(i);
         kjson_add_int(list.get(), watch_stage_name(stage),
-                      static_cast<int32_t>(watch_budget(settings.config, memory, stage)));
+                      static_cast<int32_t>(watch_budget(settings.config.resets_per_day, memory, stage)));
     }
     kjson_add_object(object, "budgets", std::move(list));
 }

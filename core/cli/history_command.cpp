@@ -12,7 +12,7 @@
 #include "readings/report.h"
 #include "status/history.h"
 #include "status/usage.h"
-#include "watch/decide.h"
+#include "watch/states.h"
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <deque>
+#include <iterator>
 #include <vector>
 
 #include "watch/decide.h"
@@ -47,63 +48,48 @@ class WatchWalk {
             fault_ = what;
     }
 
+    // True in one step of so many, or false in one of so many.
+    struct Flag {
+        bool WatchObservation::*flag;
+        uint8_t one_of;
+        bool is_rare;
+    };
+    static constexpr Flag flags[] = {
+        {&WatchObservation::is_wanted, 16, false},
+        {&WatchObservation::is_paused, 16, true},
+        {&WatchObservation::is_upgrading, 32, true},
+        {&WatchObservation::is_there, 4, false},
+        {&WatchObservation::has_ports, 4, false},
+        {&WatchObservation::is_changed, 2, false},
+        {&WatchObservation::is_over_limit, 16, true},
+        {&WatchObservation::has_device, 2, false},
+        {&WatchObservation::is_started, 16, false},
+        {&WatchObservation::is_misset, 16, true},
+        {&WatchObservation::has_other_wan, 2, false},
+        {&WatchObservation::is_silent, 2, false},
+        {&WatchObservation::is_roaming_forbidden, 16, true},
+        {&WatchObservation::has_other_address, 2, false},
+    };
+
     void change_world(uint8_t what, uint8_t value)
     {
-        const bool yes = value % 2 != 0;
-        switch (what % 32) {
-        case 0:
-            world_.is_wanted = value % 16 != 0;
-            break;
-        case 1:
-            world_.is_paused = value % 16 == 0;
-            break;
-        case 2:
-            world_.is_upgrading = value % 32 == 0;
-            break;
-        case 3:
-            world_.is_there = value % 4 != 0;
-            break;
-        case 4:
-            world_.has_ports = value % 4 != 0;
-            break;
-        case 5:
-            world_.is_changed = yes;
-            break;
-        case 6:
-            world_.is_over_limit = value % 16 == 0;
-            break;
-        case 7:
-            world_.has_device = yes;
-            break;
-        case 8:
+        const size_t index = what % 32;
+        if (index < std::size(flags)) {
+            const Flag &row = flags[index];
+            world_.*row.flag = (value % row.one_of == 0) == row.is_rare;
+        }
+        switch (index) {
+        case 14:
             world_.link = static_cast<WatchLink>(1 + value % 3);
             break;
-        case 9:
-            world_.is_started = value % 16 != 0;
-            break;
-        case 10:
-            world_.is_misset = value % 16 == 0;
-            break;
-        case 11:
-            world_.has_other_wan = yes;
-            break;
-        case 12:
+        case 15:
             answers_ = value % 4 == 0;
             break;
-        case 13:
-            world_.is_silent = yes;
-            break;
-        case 14:
+        case 16:
             world_.sim = static_cast<WatchSim>(value % 6);
             break;
-        case 15:
-            world_.service = static_cast<WatchService>(value % 4);
-            break;
-        case 16:
-            world_.is_roaming_forbidden = value % 16 == 0;
-            break;
         case 17:
-            world_.has_other_address = yes;
+            world_.service = static_cast<WatchService>(value % 4);
             break;
         case 18:
             world_.pin_tries = value % 6 - 1;

@@ -13,7 +13,7 @@
 #include "readings/report_json.h"
 #include "tests/unit/documents.h"
 #include "tests/unit/transcripts.h"
-#include "watch/decide.h"
+#include "watch/states.h"
 
 namespace {
 

@@ -1,0 +1,98 @@
+#include "watch/facts.h"
+
+#include <algorithm>
+
+#include "watch/budgets.h"
+
+namespace {
+
+constexpr uint32_t most_rounds = 3;
+
+bool is_locked(WatchCause cause)
+{
+    return cause == WatchCause::puk || cause == WatchCause::pin_missing || cause == WatchCause::pin_refused ||
+           cause == WatchCause::pin_tries || cause == WatchCause::settings;
+}
+
+bool is_stalled(const WatchConfig &config, const WatchMemory &memory, const WatchObservation &now)
+{
+    return memory.clock - memory.quiet >= config.stall && now.sent - memory.sent >= config.stall_packets;
+}
+
+} // namespace
+
+WatchCause pick_cause(const WatchConfig &config, const WatchMemory &memory, const WatchObservation &now)
+{
+    if (now.is_told && now.sim == WatchSim::puk)
+        return WatchCause::puk;
+    if (now.is_told && now.sim == WatchSim::pin) {
+        if (config.pin_hash == 0)
+            return WatchCause::pin_missing;
+        if (memory.pin_sent == config.pin_hash)
+            return WatchCause::pin_refused;
+        // Of a card that does not tell, the protocol handler has had its one try.
+        if (now.pin_tries < 3 && (now.pin_tries >= 0 || memory.connected != 0))
+            return WatchCause::pin_tries;
+    }
+    if (now.is_told && now.sim == WatchSim::missing)
+        return WatchCause::no_sim;
+    if (now.is_told && now.service == WatchService::denied)
+        return WatchCause::denied;
+    return now.is_misset ? WatchCause::settings : WatchCause::none;
+}
+
+uint32_t collect_facts(const WatchConfig &config, const WatchMemory &memory, const WatchObservation &now,
+                       WatchCause cause, bool has_moved)
+{
+    const uint32_t quiet = memory.clock - memory.quiet;
+    const bool is_up = now.link == WatchLink::up;
+    const bool is_online = memory.state == static_cast<uint32_t>(WatchState::online);
+    const bool probes = config.probe != static_cast<uint32_t>(WatchProbe::none);
+    const bool is_alive = now.is_answered || (is_up && (has_moved || (!probes && !is_stalled(config, memory, now)))) ||
+                          (is_online && has_moved && now.has_device);
+    const bool is_taken_down = now.link == WatchLink::down && !now.is_started && !now.is_misset && memory.downed == 0;
+    const struct {
+        uint32_t fact;
+        bool holds;
+    } table[] = {
+        {unwanted, !now.is_wanted || is_taken_down},
+        {paused, now.is_paused},
+        {upgrading, now.is_upgrading},
+        {gone, !now.is_there},
+        {changed, now.is_changed},
+        {over_limit, now.is_over_limit},
+        {roaming_off, now.is_told && now.is_roaming_forbidden},
+        {no_device, !now.has_device},
+        {looked, now.link != WatchLink::untold},
+        {up, is_up},
+        {pending, now.link == WatchLink::pending},
+        {probed, now.is_probed || !probes},
+        {alive, is_alive},
+        {stalled, is_stalled(config, memory, now)},
+        {idle, probes && config.idle != 0 && std::min(quiet, memory.clock - memory.probed) >= config.idle},
+        {probe_due, memory.clock - memory.probed >= config.stall || memory.clock >= memory.due},
+        {told, now.is_told},
+        {asked, memory.asked != 0},
+        {silent, now.is_told && now.is_silent},
+        {person, cause != WatchCause::none},
+        {locked, is_locked(cause)},
+        {may_send_pin, now.is_told && now.sim == WatchSim::pin && config.pin_hash != 0 &&
+                           memory.pin_sent != config.pin_hash && now.pin_tries >= 3},
+        {registered, now.is_told && now.service == WatchService::registered},
+        {failed, now.is_probed && !now.is_answered},
+        {unregistered, now.is_told && now.service == WatchService::searching},
+        {due, memory.clock >= memory.due},
+        {more_rounds, memory.tries + 1 < most_rounds},
+        {connected, memory.connected != 0},
+        {seen, memory.there != 0},
+        {no_ports, !now.has_ports},
+        {can_radio, now.has_ports && (config.stages & stage_bit(WatchStage::radio)) != 0 &&
+                        watch_budget(config.resets_per_day, memory, WatchStage::radio) != 0},
+        {no_sim, cause == WatchCause::no_sim || now.sim == WatchSim::wait},
+    };
+    uint32_t facts = 0;
+    for (const auto &entry : table)
+        if (entry.holds)
+            facts |= entry.fact;
+    return facts;
+}
