@@ -1,8 +1,13 @@
 #include "connection/power.h"
 
+#include <cstring>
+#include <dirent.h>
+#include <unistd.h>
+
 #include "connection/shell_lines.h"
 #include "platform/board.h"
 #include "platform/boards.h"
+#include "platform/files.h"
 #include "platform/shell.h"
 
 namespace {
@@ -24,6 +29,21 @@ Text<100> probe_power_file(std::string_view bus)
             break;
     }
     return file;
+}
+
+// As probe_power_file, but without a shell: the watch asks for it whenever it looks at the interface.
+bool has_power_file(std::string_view bus)
+{
+    const bool is_first_port = bus == "1-1.2" || bus == "1-1";
+    for (const char *file : {"/sys/class/gpio/usbpow/value", "/sys/class/gpio/gpio2/value",
+                             is_first_port ? "/sys/class/gpio/gpio0/value" : "/sys/class/gpio/gpio2/value"})
+        if (access(file, F_OK) == 0)
+            return true;
+    const Directory leds{opendir("/sys/class/leds")};
+    while (const dirent *led = leds != nullptr ? readdir(leds.get()) : nullptr)
+        if (strstr(led->d_name, ":usbpow") != nullptr || strstr(led->d_name, ":3gcontrol") != nullptr)
+            return true;
+    return false;
 }
 
 Text<100> gpio_value_file(int gpio)
@@ -52,5 +72,5 @@ void power_cycle_modem(const char *bus)
 bool can_power_cycle(const char *bus)
 {
     const Board &board = this_board();
-    return !board.power_line.empty() || board.place_of(bus) != nullptr || !probe_power_file(bus).empty();
+    return !board.power_line.empty() || board.place_of(bus) != nullptr || has_power_file(bus);
 }

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <syslog.h>
 
@@ -132,14 +133,14 @@ uint32_t allowed_stages(std::string_view last_stage)
     for (unsigned i = 0; i < watch_stages; i++)
         if (last_stage == watch_stage_name(static_cast<WatchStage>(i)))
             return (2U << i) - 1;
-    return (2U << static_cast<unsigned>(WatchStage::modem)) - 1;
+    return (2U << static_cast<unsigned>(WatchStage::power)) - 1;
 }
 
 } // namespace
 
 uint32_t find_stages(const ModemDriver &rec, const char *bus, std::string_view last_stage)
 {
-    const auto bit = [](WatchStage stage, bool holds) { return holds ? 1U << static_cast<unsigned>(stage) : 0U; };
+    const auto bit = [](WatchStage stage, bool holds) { return holds ? stage_bit(stage) : 0U; };
     const uint32_t allowed = allowed_stages(last_stage);
     // An unlisted device may take a command for something else.
     const bool is_listed = !is_unknown_device(rec);
@@ -150,9 +151,21 @@ uint32_t find_stages(const ModemDriver &rec, const char *bus, std::string_view l
             bit(WatchStage::power, power != 0 && can_power_cycle(bus)) | bit(WatchStage::router, true));
 }
 
+bool can_reconnect()
+{
+    return access(reconnect_script, X_OK) == 0;
+}
+
+bool is_being_connected(const char *bus)
+{
+    const auto path = Text<64>::format("/var/run/modemctl-reconnect.%s.lock", bus);
+    const Fd lock{open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)};
+    return lock && flock(lock.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
 void bring_online(const char *bus, const char *iface)
 {
-    if (access(reconnect_script, X_OK) == 0)
+    if (can_reconnect())
         execCommand(compose_reconnect(bus));
     else
         call_interface(iface, "up");
@@ -165,9 +178,8 @@ void take_offline(const char *iface)
 
 void restart_modem(const char *bus, const ModemDriver &rec)
 {
-    // A command that switches the modem off would need the power line after it.
     const ModemTraits &traits = rec.traits;
-    const bool has_own = !traits.restart_command.empty() && traits.restart_command != "AT+QPOWD";
+    const bool has_own = !traits.restart_command.empty() && !traits.restart_is_off;
     tell_modem(bus, has_own ? traits.restart_command.c_str() : full_restart, 5000);
 }
 
@@ -218,6 +230,8 @@ void read_kept(const char *bus, WatchMemory &memory)
     memory.reboots = take("reboots");
     memory.pin_sent = take("pin");
     memory.by_hour[static_cast<size_t>(WatchStage::power)][0] = static_cast<uint8_t>(std::min(take("power"), 4U));
+    // Nobody knows how long ago that was, so this day's restart of the router counts as used.
+    memory.by_hour[static_cast<size_t>(WatchStage::router)][0] = memory.reboots != 0 ? 1 : 0;
 }
 
 void keep(const char *bus, const WatchMemory &memory)

@@ -10,6 +10,13 @@
 /// The stages that this modem and this board have, and that the user allows, as a set of bits.
 uint32_t find_stages(const ModemDriver &rec, const char *bus, std::string_view last_stage);
 
+/// True if the package's script is there, which brings an interface online that has no section in the configuration
+/// yet.
+bool can_reconnect();
+
+/// True while that script runs for an event of the modem, or at the router's start.
+bool is_being_connected(const char *bus);
+
 /// Runs connect, disconnect, enter_pin or a stage.
 void act(const char *bus, const ModemDriver &rec, const WatchSettings &settings, WatchAction action, WatchStage stage);
 

@@ -167,6 +167,7 @@ class Decider {
             break;
         case Deed::disconnect:
             memory_.downed = 1;
+            memory_.due = memory_.clock + wait_of(WatchState::blocked);
             break;
         }
         decision_.action = pick_action(row.deed);

@@ -70,7 +70,7 @@ constexpr TextOption texts[] = {
     {"target",       93, are_addresses, "",                                               ""},
     {"led",          31, is_made_of,    "_-.:",                                           ""},
     {"roaming",      63, are_countries, "allow deny",                                     "allow"},
-    {"last_stage",   11, is_one_of,     "refresh reconnect radio modem usb power router", "modem"},
+    {"last_stage",   11, is_one_of,     "refresh reconnect radio modem usb power router", "power"},
     {"usage_limit",  9,  is_number,     "0 100000000",                                    "0"},
     {"usage_day",    2,  is_number,     "1 28",                                           "1"},
     {"usage_warn",   15, are_percents,  "",                                               ""},

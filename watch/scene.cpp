@@ -28,6 +28,8 @@ constexpr int ubus_limit_s = 2;
 constexpr char scene_file[] = "watch";
 constexpr char pause_file[] = "watch.pause";
 constexpr char upgrade_file[] = "/tmp/modem_upgrade_status";
+constexpr char public_server_v4[] = "9.9.9.9";
+constexpr char public_server_v6[] = "2620:fe::fe";
 constexpr time_t longest_upgrade_pause_s = 600; // its progress is written far more often
 
 using SceneText = Text<longest_watch_memory + 400>;
@@ -133,7 +135,7 @@ bool has_other_way_out(std::string_view iface)
     for (size_t i = 0; i < length_of(list); i++) {
         json_object *entry = json_object_array_get_idx(list, i);
         const char *name = kjson_get_string(entry, "interface");
-        if (name == nullptr || std::string_view{name}.starts_with(iface) || !kjson_get_boolean(entry, "up"))
+        if (name == nullptr || is_own_interface(name, iface) || !kjson_get_boolean(entry, "up"))
             continue;
         json_object *routes = kjson_get_object(entry, "route");
         for (size_t route = 0; route < length_of(routes); route++)
@@ -199,6 +201,16 @@ int16_t in_units(std::optional<int64_t> hundredths, int64_t unit)
     return hundredths ? static_cast<int16_t>(std::clamp<int64_t>(*hundredths / unit, -32767, 32767)) : not_measured;
 }
 
+// {"uptime_s":812,"interface":{...}}
+void keep_interface(json_object *info, InterfaceText &text)
+{
+    const Json kept{json_object_new_object()};
+    for (const char *member : {"uptime_s", "interface"})
+        kjson_add_object(kept.get(), member, json_share(kjson_get_object(info, member)));
+    if (!text.assign(one_line(kept.get())))
+        text.clear();
+}
+
 void fill_sample(HistorySample &sample, const Report &report)
 {
     const Cell &cell = report.serving;
@@ -212,6 +224,14 @@ void fill_sample(HistorySample &sample, const Report &report)
 }
 
 } // namespace
+
+bool is_own_interface(std::string_view name, std::string_view iface)
+{
+    if (!name.starts_with(iface))
+        return false;
+    name.remove_prefix(iface.size());
+    return name.empty() || name == "_4" || name == "_6";
+}
 
 void read_scene(const char *bus, Scene &scene)
 {
@@ -258,7 +278,7 @@ WatchObservation observe(const char *bus, Scene &scene, WatchSettings &settings)
         settings = read_watch_settings(bus);
     scene.stamp = stamp;
     scene.plug = plug;
-    seen.is_wanted = settings.is_enabled && !settings.is_disabled;
+    seen.is_wanted = settings.is_enabled && !settings.is_disabled && (settings.is_configured || can_reconnect());
     seen.is_paused = paused_seconds(bus) > 0;
     seen.is_upgrading = is_upgrading();
     seen.is_there = has_file(Text<64>::format("/sys/bus/usb/devices/%s", bus).c_str());
@@ -320,17 +340,24 @@ void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen)
 
 void probe(const Scene &scene, const WatchSettings &settings, WatchObservation &seen)
 {
-    const Text<46> addresses[] = {settings.targets[0].empty() ? scene.server : settings.targets[0],
-                                  settings.targets[1]};
+    Text<46> addresses[] = {settings.targets[0], settings.targets[1]};
+    if (addresses[0].empty()) {
+        addresses[0] = scene.server;
+        // A line that has only IPv6 reaches no other server.
+        addresses[1].assign(scene.address.empty() ? public_server_v6 : public_server_v4);
+    }
     seen.is_probed = true;
     seen.is_answered = probe_network(static_cast<WatchProbe>(settings.config.probe), scene.device.c_str(), addresses);
 }
 
-void ask_modem(const char *bus, Scene &scene, WatchSettings &settings, WatchObservation &seen, HistorySample &sample)
+void ask_modem(const char *bus, Scene &scene, WatchSettings &settings, WatchObservation &seen, HistorySample &sample,
+               InterfaceText &last)
 {
     const Json info{json_object_new_object()};
+    const Json before{last.empty() ? nullptr : json_tokener_parse(last.c_str())};
     Report report;
-    const InfoResult result = add_info(info.get(), bus, PortUse::one_question, &report);
+    const InfoResult result = add_info(info.get(), bus, PortUse::one_question, &report, before.get());
+    keep_interface(info.get(), last);
     seen.is_told = true;
     seen.is_silent = result == InfoResult::no_answer;
     if (result != InfoResult::reported)
@@ -345,6 +372,7 @@ void ask_modem(const char *bus, Scene &scene, WatchSettings &settings, WatchObse
     seen.is_roaming_forbidden = report.registration == Registration::roaming &&
                                 is_roaming_forbidden(settings.roaming.view(), report.serving.mcc.view());
     settings.config.pin_hash = hash_pin(report.iccid.view(), settings.pin.view());
+    settings.config.jitter = hash_texts({report.imei.view()}) % 21;
     const bool is_suspect = scene.memory.state == static_cast<uint32_t>(WatchState::suspect);
     seen.has_other_address = is_suspect && has_other_address(bus, scene.address);
 }

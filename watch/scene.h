@@ -23,6 +23,9 @@ struct Scene {
     Text<8> warned;  ///< the last warning of the limit, in per cent
     Text<64> reason; ///< of the last change
 };
+/// True for the interface itself and its companions: "wanb" is not one of "wan".
+bool is_own_interface(std::string_view name, std::string_view iface);
+
 void read_scene(const char *bus, Scene &scene);
 void write_scene(const char *bus, const Scene &scene);
 
@@ -38,5 +41,10 @@ void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen);
 /// Asks a name server, or for an echo.
 void probe(const Scene &scene, const WatchSettings &settings, WatchObservation &seen);
 
-/// Asks the modem, a question at a time, keeps the answers as the snapshot, and fills the sample's signal.
-void ask_modem(const char *bus, Scene &scene, WatchSettings &settings, WatchObservation &seen, HistorySample &sample);
+/// What the network daemon last said of the interface, as a document: asking it again needs a process.
+using InterfaceText = Text<600>;
+
+/// Asks the modem, a question at a time, keeps the answers as the snapshot, and fills the sample's signal. Asks the
+/// network daemon only if last is empty, and fills it.
+void ask_modem(const char *bus, Scene &scene, WatchSettings &settings, WatchObservation &seen, HistorySample &sample,
+               InterfaceText &last);

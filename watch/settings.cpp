@@ -28,7 +28,6 @@ constexpr WatchNumber numbers[] = {
     {"resets_per_day",  &WatchConfig::resets_per_day,  0, 20},
 };
 constexpr char probes[][5] = {"none", "dns", "ping", "both"};
-constexpr char public_server[] = "9.9.9.9";
 // clang-format on
 
 class Reader {
@@ -81,6 +80,9 @@ WatchSettings read_watch_settings(const char *bus)
     if (settings.iface.empty())
         settings.iface = interface_of_bus(bus);
     const char *iface = settings.iface.c_str();
+    // A file that cannot be read has no loopback either, and tells nothing.
+    settings.is_configured =
+        !reader.network<4>(iface, "proto").empty() || reader.network<4>("loopback", "proto").empty();
     settings.is_disabled = reader.network<4>(iface, "disabled") == "1";
     // It becomes part of a command.
     if (const auto pin = reader.network<9>(iface, "pincode"); pin.size() >= 4 && decimal(pin.view()))
@@ -88,7 +90,7 @@ WatchSettings read_watch_settings(const char *bus)
     const auto targets = reader.text<96>("target");
     std::string_view rest = targets.view();
     settings.targets[0].assign(take_until(rest, " "));
-    settings.targets[1].assign(targets.empty() ? public_server : take_until(rest, " "));
+    settings.targets[1].assign(take_until(rest, " "));
     settings.led = reader.text<32>("led");
     settings.roaming = reader.text<64>("roaming");
     settings.last_stage = reader.text<12>("last_stage");
@@ -99,15 +101,18 @@ WatchSettings read_watch_settings(const char *bus)
     return settings;
 }
 
+uint32_t hash_texts(std::initializer_list<std::string_view> texts)
+{
+    uint32_t hash = 2166136261U; // FNV-1a
+    for (const std::string_view text : texts)
+        for (const char character : text)
+            hash = (hash ^ static_cast<unsigned char>(character)) * 16777619U;
+    return hash;
+}
+
 uint32_t hash_pin(std::string_view iccid, std::string_view pin)
 {
-    if (pin.empty())
-        return 0;
-    uint32_t hash = 2166136261U; // FNV-1a
-    for (const std::string_view part : {iccid, pin})
-        for (const char character : part)
-            hash = (hash ^ static_cast<unsigned char>(character)) * 16777619U;
-    return std::max(hash, 1U);
+    return pin.empty() ? 0 : std::max(hash_texts({iccid, pin}), 1U);
 }
 
 bool is_roaming_forbidden(std::string_view roaming, std::string_view mcc)

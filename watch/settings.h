@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <span>
 
 #include "platform/text.h"
@@ -11,8 +12,9 @@ struct WatchSettings {
     WatchConfig config;
     bool is_enabled = true;
     Text<16> iface;
-    bool is_disabled = false; ///< the interface, in UCI's network
-    Text<46> targets[2];      ///< name servers by address; empty: the network's own, and a public one
+    bool is_configured = false; ///< the interface, in UCI's network
+    bool is_disabled = false;   ///< likewise
+    Text<46> targets[2];        ///< name servers by address; empty: the network's own, and a public one
     Text<9> pin;
     Text<32> led;     ///< in /sys/class/leds
     Text<64> roaming; ///< "allow", "deny", or the country codes (MCC) in which the modem may be online
@@ -32,6 +34,9 @@ struct WatchNumber {
     uint32_t least, most;
 };
 std::span<const WatchNumber> watch_numbers();
+
+/// A number that is another one for most other texts.
+uint32_t hash_texts(std::initializer_list<std::string_view> texts);
 
 /// A number for the PIN together with the card, so that one that was refused is known again. 0 without a PIN.
 uint32_t hash_pin(std::string_view iccid, std::string_view pin);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -10,6 +11,7 @@
 #include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/mman.h>
+#include <sys/signalfd.h>
 #include <syslog.h>
 
 #include "core/model/state_dir.h"
@@ -27,6 +29,7 @@ namespace {
 constexpr uint32_t sample_interval_s = 60;
 constexpr uint32_t read_interval_s = 5;
 constexpr int most_calls = 12;
+constexpr int64_t usual_between_writes_s = 3600;
 constexpr char pause_file[] = "watch.pause";
 constexpr char lock_file[] = "watch.lock";
 constexpr char log_file[] = "watch.log";
@@ -40,11 +43,13 @@ uint32_t uptime_s()
 
 struct Watcher {
     const char *bus;
+    Fd lock{}; ///< one process watches a bus
     Scene scene{};
     WatchSettings settings{};
     ModemDriver rec{};
     UsageBook kept{};     ///< in the flash
     UsageBook fresh{};    ///< not there yet
+    InterfaceText last{}; ///< of the last report; empty: not to be used again
     uint32_t asked_s = 0; ///< uptime at which the modem was last asked
     bool is_read = false; ///< somebody has read the snapshot since the last step
 };
@@ -122,8 +127,9 @@ bool answer(Watcher &watcher, const WatchDecision &decision, WatchObservation &s
         return true;
     case WatchAction::ask:
         seen.is_told = true;
+        watcher.last.clear();
         if (!watcher.rec.traits.drops_when_asked || seen.link != WatchLink::up)
-            ask_modem(watcher.bus, watcher.scene, watcher.settings, seen, sample);
+            ask_modem(watcher.bus, watcher.scene, watcher.settings, seen, sample, watcher.last);
         watcher.asked_s = uptime_s();
         return true;
     case WatchAction::none:
@@ -165,11 +171,10 @@ uint64_t number_of(const Text<24> &text)
     return static_cast<uint64_t>(decimal(text.view()).value_or(0));
 }
 
-// The flash gets the usage at most once an hour, and only if there is enough of it.
-void keep_fresh_usage(Watcher &watcher)
+// The flash gets the usage at most once in so many seconds, and only if there is enough of it.
+void keep_fresh_usage(Watcher &watcher, int64_t between_writes_s)
 {
     constexpr uint64_t worth_a_write = 1'000'000;
-    constexpr int64_t between_writes_s = 3600;
     Scene &scene = watcher.scene;
     const int64_t age = uptime_s() - decimal(scene.kept.view()).value_or(0);
     if (watcher.fresh.total() >= worth_a_write && age >= between_writes_s && keep_usage(watcher.fresh)) {
@@ -212,12 +217,18 @@ bool count_usage(Watcher &watcher, const DeviceCounters &counters)
     return settings.is_limit_hard && percent >= 100;
 }
 
-void start(Watcher &watcher)
+// @return false if another process watches this bus
+bool start(Watcher &watcher)
 {
+    watcher.lock = take_lock(watcher.bus);
+    if (!watcher.lock)
+        return false;
     read_scene(watcher.bus, watcher.scene);
     watcher.settings = read_watch_settings(watcher.bus);
     watcher.kept = read_kept_usage();
     watcher.fresh = read_new_usage(watcher.bus);
+    find_means(watcher);
+    return true;
 }
 
 // Seconds to the next step.
@@ -235,13 +246,19 @@ uint32_t take_step(Watcher &watcher)
     // However often somebody reads the snapshot, the modem is not asked more often than this.
     const bool is_stale = watcher.is_read && uptime_s() - watcher.asked_s >= read_interval_s;
     if ((is_due || is_stale) && seen.is_there && may_ask(watcher, state)) {
-        ask_modem(watcher.bus, scene, watcher.settings, seen, sample);
+        if (state != WatchState::online || !seen.has_device || watcher.is_read)
+            watcher.last.clear();
+        ask_modem(watcher.bus, scene, watcher.settings, seen, sample, watcher.last);
         watcher.asked_s = uptime_s();
     }
     const DeviceCounters counters = read_device_counters(scene.device.view());
     seen.is_over_limit = count_usage(watcher, counters);
-    uint32_t wait = 1;
-    for (int calls = 0; calls < most_calls; calls++) {
+    const bool is_at_rest = state == WatchState::off || state == WatchState::blocked || state == WatchState::online;
+    const bool is_left_alone = !is_at_rest && is_being_connected(watcher.bus);
+    uint32_t wait = read_interval_s;
+    if (is_left_alone)
+        scene.memory.seen = seen.now; // this time counts for nothing
+    for (int calls = 0; calls < most_calls && !is_left_alone; calls++) {
         const WatchMemory before = scene.memory;
         const WatchDecision decision = decide(watcher.settings.config, scene.memory, seen);
         scene.memory = decision.memory;
@@ -258,42 +275,78 @@ uint32_t take_step(Watcher &watcher)
         sample.rx_bytes = counters.rx_bytes;
         sample.tx_bytes = counters.tx_bytes;
         add_history(watcher.bus, sample);
-        keep_fresh_usage(watcher);
+        keep_fresh_usage(watcher, usual_between_writes_s);
         scene.sampled = Text<16>::format("%u", uptime_s());
     }
     write_scene(watcher.bus, scene);
     return watcher.is_read ? std::min(wait, read_interval_s) : wait;
 }
 
-// What another process leaves in the state folder for the watch: a pause, its end, or that the snapshot was read.
-bool is_call(const char *name)
+// What another process leaves in the state folder for the watch: a pause, its end, or that the snapshot is read.
+bool is_call(const inotify_event &event)
 {
-    return strcmp(name, pause_file) == 0 || strcmp(name, "info.read") == 0;
+    if (event.len == 0)
+        return false;
+    return strcmp(event.name, pause_file) == 0 ||
+           (strcmp(event.name, "info.read") == 0 && (event.mask & IN_DELETE) == 0);
 }
 
-// Asleep, unless another process calls.
-void rest(const char *bus, uint32_t seconds)
+sigset_t only_ending()
 {
-    const Fd calls{inotify_init1(IN_CLOEXEC | IN_NONBLOCK)};
-    inotify_add_watch(calls.get(), state_dir(bus).c_str(), IN_MOVED_TO | IN_CREATE | IN_DELETE);
-    const int64_t end = monotonic_ms() + int64_t{seconds} * 1000;
-    for (int64_t left = end - monotonic_ms(); left > 0; left = end - monotonic_ms()) {
-        pollfd input{.fd = calls.get(), .events = POLLIN, .revents = 0};
-        if (poll(&input, 1, static_cast<int>(left)) <= 0)
-            continue;
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGTERM);
+    return set;
+}
+
+// How the process sleeps. Made once: to give up an inotify descriptor takes the kernel longer than a step.
+class Sleep {
+  public:
+    Sleep() : calls_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK))
+    {
+        const sigset_t ending = only_ending();
+        ends_ = Fd{signalfd(-1, &ending, SFD_CLOEXEC | SFD_NONBLOCK)};
+    }
+
+    // Until another process calls. @return false if the process must end: SIGTERM is then still blocked
+    bool rest(const char *bus, uint32_t seconds) const
+    {
+        inotify_add_watch(calls_.get(), state_dir(bus).c_str(), IN_MOVED_TO | IN_CREATE | IN_DELETE);
+        const int64_t end = monotonic_ms() + int64_t{seconds} * 1000;
+        for (int64_t left = end - monotonic_ms(); left > 0; left = end - monotonic_ms()) {
+            pollfd inputs[] = {{.fd = calls_.get(), .events = POLLIN, .revents = 0},
+                               {.fd = ends_.get(), .events = POLLIN, .revents = 0}};
+            if (poll(inputs, std::size(inputs), static_cast<int>(left)) <= 0)
+                continue;
+            if (inputs[1].revents != 0)
+                return false;
+            if (has_call())
+                break;
+        }
+        return true;
+    }
+
+  private:
+    bool has_call() const
+    {
         alignas(inotify_event) std::array<char, 1024> events;
-        const ssize_t got = read(calls.get(), events.data(), events.size());
+        const ssize_t got = read(calls_.get(), events.data(), events.size());
         for (ssize_t at = 0; at + static_cast<ssize_t>(sizeof(inotify_event)) <= got;) {
             const auto *event = reinterpret_cast<const inotify_event *>(events.data() + at);
-            if (event->len > 0 && is_call(event->name))
-                return;
+            if (is_call(*event))
+                return true;
             at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
         }
+        return false;
     }
-}
 
-// A step needs a document of the modem's report and deep calls; asleep, the process gives that memory back.
-void give_back_memory()
+    Fd calls_;
+    Fd ends_;
+};
+
+// A step needs a document of the modem's report and deep calls; asleep, the process gives that memory back. Inside its
+// caller, this would give back what the caller has on the stack.
+[[gnu::noinline]] void give_back_memory()
 {
     constexpr size_t used_at_most = size_t{128} * 1024;
     const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
@@ -318,29 +371,23 @@ void add_budgets(json_object *object, const WatchSettings &settings, const Watch
 
 } // namespace
 
-int watch_once(const char *bus)
+int watch(const char *bus, bool is_once)
 {
-    const Fd lock = take_lock(bus);
-    if (!lock)
-        return -1;
     Watcher watcher{.bus = bus};
-    start(watcher);
-    find_means(watcher);
-    return static_cast<int>(take_step(watcher));
-}
-
-int watch_forever(const char *bus)
-{
-    const Fd lock = take_lock(bus);
-    if (!lock)
+    if (!start(watcher))
         return -1;
-    Watcher watcher{.bus = bus};
-    start(watcher);
-    find_means(watcher);
+    if (is_once)
+        return static_cast<int>(take_step(watcher));
+    const Sleep sleep;
+    const sigset_t ending = only_ending();
     for (;;) {
         const uint32_t wait = take_step(watcher);
         give_back_memory();
-        rest(bus, wait);
+        // In a step the signal ends the process at once; asleep, what a restart of the router would lose is kept first.
+        sigprocmask(SIG_BLOCK, &ending, nullptr);
+        if (!sleep.rest(bus, wait))
+            keep_fresh_usage(watcher, 0);
+        sigprocmask(SIG_UNBLOCK, &ending, nullptr);
     }
 }
 

@@ -55,10 +55,8 @@ int run_watch(const CommandRun &run)
     int result = 0;
     if (!is_plain_bus(bus) || words.size() > 2 || (words.size() == 2 && verb != "status" && verb != "pause")) {
         result = exit_usage;
-    } else if (words.empty()) {
-        result = watch_forever(bus) < 0 ? exit_busy : 0;
-    } else if (verb == "--once") {
-        result = watch_once(bus) < 0 ? exit_busy : 0;
+    } else if (words.empty() || verb == "--once") {
+        result = watch(bus, !words.empty()) < 0 ? exit_busy : 0;
     } else if (verb == "status" && (detail.empty() || detail == "--json")) {
         return print_status(bus, !detail.empty());
     } else if (verb == "resume") {

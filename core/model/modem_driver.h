@@ -64,8 +64,8 @@ struct ModemOps {
     int (*get_scan_mode)(const ModemDriver &rec, TextOut out);
 };
 
-/// Bits of proto_flags. The serial connect flow tests MBIM, DHCP, DirectIP, wwan and NCM in this order, and dials by PPP
-/// without any of them. Nothing reads the other three; their values are part of the table, so they stay.
+/// Bits of proto_flags. The serial connect flow tests MBIM, DHCP, DirectIP, wwan and NCM in this order, and dials by
+/// PPP without any of them. Nothing reads the other three; their values are part of the table, so they stay.
 enum ProtoFlag : uint32_t {
     proto_serial = 0x01,     ///< in every model except the DirectIP model
     proto_qmi = 0x02,        ///< in the models with a QMI control device, except the UC20
@@ -84,9 +84,10 @@ enum SecondFlag : uint32_t {
 
 /// Facts about a model beside its operations and its record.
 struct ModemTraits {
-    Text<10> restart_command{};    ///< AT command that restarts it; empty: a reset sends nothing
-    bool restarts_for_sim = false; ///< a change of SIM sends the command too, else it switches the power
-    bool drops_when_asked = false; ///< asking it for its SIM ends its connection
+    Text<10> restart_command{};          ///< AT command that restarts it; empty: a reset sends nothing
+    bool restart_is_off = false;         ///< that command switches it off; the power line must follow
+    bool restarts_for_sim = false;       ///< a change of SIM sends the command too, else it switches the power
+    bool drops_when_asked = false;       ///< asking it for its SIM ends its connection
     const char *start_session = nullptr; ///< AT command that starts the session of a proto_dhcp modem
 };
 

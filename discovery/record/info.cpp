@@ -168,9 +168,32 @@ void add_dns(json_object *object, json_object *servers)
     kjson_add_object(object, "dns", std::move(list));
 }
 
-void add_router_facts(json_object *object, const ModemDriver &rec, const char *bus)
+void add_counters(json_object *member, const char *device)
 {
-    add_interface(object, rec.iface.c_str());
+    if (device == nullptr || !is_made_of(device, "_-."))
+        return;
+    add_device_number(member, "mtu", device, "mtu");
+    add_device_number(member, "rx_bytes", device, "statistics/rx_bytes");
+    add_device_number(member, "tx_bytes", device, "statistics/tx_bytes");
+}
+
+// @return false if that report has no interface that is up
+bool add_interface_of(json_object *object, json_object *before)
+{
+    json_object *member = kjson_get_object(before, "interface");
+    if (!kjson_contain_key(member, "uptime_s"))
+        return false;
+    const int passed = kjson_get_int(object, "uptime_s") - kjson_get_int(before, "uptime_s");
+    kjson_add_int(member, "uptime_s", kjson_get_int(member, "uptime_s") + passed);
+    add_counters(member, kjson_get_string(member, "device"));
+    kjson_add_object(object, "interface", json_share(member));
+    return true;
+}
+
+void add_router_facts(json_object *object, const ModemDriver &rec, const char *bus, json_object *before)
+{
+    if (!add_interface_of(object, before))
+        add_interface(object, rec.iface.c_str());
     Json sms{json_object_new_object()};
     kjson_add_int(sms.get(), "unread", sms_count_unread(bus));
     kjson_add_object(object, "sms", std::move(sms));
@@ -205,19 +228,14 @@ void add_interface(json_object *object, const char *iface)
         add_addresses(member.get(), "ipv6", kjson_get_object(status.get(), "ipv6-address"));
         add_dns(member.get(), kjson_get_object(status.get(), "dns-server"));
     }
-    const char *device = kjson_get_string(status.get(), "l3_device");
-    if (device != nullptr && is_made_of(device, "_-.")) {
-        add_device_number(member.get(), "mtu", device, "mtu");
-        add_device_number(member.get(), "rx_bytes", device, "statistics/rx_bytes");
-        add_device_number(member.get(), "tx_bytes", device, "statistics/tx_bytes");
-    }
+    add_counters(member.get(), kjson_get_string(status.get(), "l3_device"));
     if (json_object *errors = kjson_get_object(status.get(), "errors");
         json_object_is_type(errors, json_type_array) && json_object_array_length(errors) > 0)
         add_text_of(member.get(), "error", json_object_array_get_idx(errors, 0), "code");
     kjson_add_object(object, "interface", std::move(member));
 }
 
-InfoResult add_info(json_object *object, const char *bus, PortUse use, Report *told)
+InfoResult add_info(json_object *object, const char *bus, PortUse use, Report *told, json_object *before)
 {
     add_head(object, bus);
     ModemPort modem{};
@@ -235,7 +253,7 @@ InfoResult add_info(json_object *object, const char *bus, PortUse use, Report *t
     const ModemDriver &rec = modem.rec;
     if (result != InfoResult::reported) {
         add_model(object, rec, nullptr);
-        add_router_facts(object, rec, bus);
+        add_router_facts(object, rec, bus, before);
         add_only_miss(object, result == InfoResult::port_busy ? "busy" : "no answer");
         return result;
     }
@@ -251,7 +269,7 @@ InfoResult add_info(json_object *object, const char *bus, PortUse use, Report *t
         keep_identity(bus, plug, report);
     add_model(object, rec, conversation.has_answered ? dialect.name : nullptr);
     add_report(object, report);
-    add_router_facts(object, rec, bus);
+    add_router_facts(object, rec, bus, before);
     add_misses(object, misses);
     if (told != nullptr)
         *told = report;

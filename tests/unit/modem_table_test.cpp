@@ -106,6 +106,7 @@ TEST(ModemTable, HasTheCommandsThatRestartAModel)
         EXPECT_EQ(entry->traits.restart_command.view(), row.restart_command) << row.name;
         EXPECT_EQ(entry->traits.restarts_for_sim ? entry->traits.restart_command.view() : "", row.sim_switch_command)
             << row.name;
+        EXPECT_EQ(entry->traits.restart_is_off, entry->traits.restart_command == "AT+QPOWD") << row.name;
     }
 }
 

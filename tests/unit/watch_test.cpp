@@ -7,6 +7,7 @@
 #include "status/usage.h"
 #include "tests/fuzz/watch_walk.h"
 #include "watch/probe.h"
+#include "watch/scene.h"
 #include "watch/settings.h"
 
 namespace {
@@ -136,7 +137,9 @@ const Row rows[] = {
     {"there again",         in(absent),   {quiet(), pending}, starting, Act::none, "absent -> starting: the modem is there", "la"},
     // Blocked: it is looked at every ten minutes, and nothing else.
     {"over the limit",      in(online),   {but(quiet(), [](auto &o) { o.is_over_limit = true; })}, blocked, Act::disconnect, "online -> blocked: the data limit is reached"},
-    {"limit stays",         in(blocked),  {but(quiet(), [](auto &o) { o.is_over_limit = o.is_changed = true; })}, blocked, Act::none, ""},
+    {"limit stays",         in(blocked),  {but(quiet(), [](auto &o) { o.is_over_limit = o.is_changed = true; })}, blocked, Act::none, "", "l"},
+    {"limit, a person's up", in(blocked), {but(quiet(), [](auto &o) { o.is_over_limit = true; }), up}, blocked, Act::disconnect, "", "l"},
+    {"limit, not yet due",  in(blocked, false), {but(quiet(), [](auto &o) { o.is_over_limit = o.is_changed = true; }), up}, blocked, Act::none, ""},
     {"blocked, waits",      in(blocked, false), {seen(WatchSim::missing)}, blocked, Act::none, ""},
     {"blocked, still",      in(blocked),  {seen(WatchSim::missing)}, blocked, Act::none, "", "la"},
     {"blocked, no more",    in(blocked),  {quiet()}, starting, Act::connect, "blocked -> starting: the cause is gone", "la"},
@@ -144,6 +147,7 @@ const Row rows[] = {
     {"settings changed",    in(blocked, false), {but(quiet(), [](auto &o) { o.is_changed = true; })}, starting, Act::connect, "blocked -> starting: something was changed", "la"},
     {"abroad",              in(starting, false), {but(quiet(), [](auto &o) { o.is_roaming_forbidden = true; })}, blocked, Act::disconnect, "starting -> blocked: roaming is not allowed", "la"},
     {"home again", with(in(blocked), &WatchMemory::downed, 1), {but(quiet(), [](auto &o) { o.is_started = false; })}, starting, Act::connect, "blocked -> starting: the cause is gone", "la"},
+    {"abroad, a person's up", in(blocked), {but(quiet(), [](auto &o) { o.is_roaming_forbidden = true; }), up}, blocked, Act::disconnect, "", "la"},
     {"still abroad",        in(blocked),  {but(quiet(), [](auto &o) { o.is_roaming_forbidden = true; })}, blocked, Act::none, "", "la"},
     // Online.
     {"packets come",        in(online),   {but(quiet(), [](auto &o) { o.received++; })}, online, Act::none, ""},
@@ -322,6 +326,7 @@ TEST(WatchMemoryText, ReadsBackAndTakesNothingElse)
     EXPECT_EQ(read_watch_memory(replaced("clock 50000", "clock 50000000")), WatchMemory{}) << "slots of another time";
     EXPECT_EQ(read_watch_memory(replaced("sent 1000", "sent 99999999999")), WatchMemory{});
 }
+
 TEST(Usage, CountsByCardAndMonth)
 {
     UsageBook book;
@@ -391,6 +396,14 @@ TEST(WatchSettings, KnowsWhereRoamingIsForbidden)
     EXPECT_FALSE(is_roaming_forbidden("262 232", "232"));
     EXPECT_TRUE(is_roaming_forbidden("262 228", "232"));
     EXPECT_TRUE(is_roaming_forbidden("262", "")) << "a country that is not known is not allowed";
+}
+
+TEST(WatchScene, TakesOnlyItsCompanionsForItsOwnInterface)
+{
+    for (const char *own : {"wan", "wan_4", "wan_6"})
+        EXPECT_TRUE(is_own_interface(own, "wan")) << own;
+    for (const char *other : {"wanb", "wan6", "wan_4x", "lan", "wa", ""})
+        EXPECT_FALSE(is_own_interface(other, "wan")) << other;
 }
 
 TEST(WatchSettings, KnowsAPinAgainWithItsCardOnly)
