@@ -94,7 +94,10 @@ fi
 for group in "$@"; do
     case $group in
     test) fetch_programs mail-client ssmtp ;;
-    fleet) fetch_programs prometheus prometheus prometheus-node-exporter ;;
+    fleet)
+        fetch_programs prometheus prometheus prometheus-node-exporter
+        fetch_programs agents mosquitto mosquitto-clients libmosquitto1 libcjson1 libwrap0 libdlt2 collectd-core
+        ;;
     browser) fetch_modules ;;
     esac
 done

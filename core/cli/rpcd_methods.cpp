@@ -14,6 +14,7 @@
 #include "platform/clock.h"
 #include "platform/shell.h"
 #include "sms/boxes.h"
+#include "status/traffic.h"
 #include "watch/settings.h"
 #include "watch/watch.h"
 
@@ -114,6 +115,11 @@ void answer_status(const RpcdCall &call, json_object *answer)
     json_object *facts = kjson_get_object(object.get(), "interface");
     if (facts == nullptr)
         return;
+    if (const char *device = kjson_get_string(facts, "device"); device != nullptr) {
+        const DeviceCounters counters = read_device_counters(device);
+        for (const auto &[key, count] : {std::pair{"rx_bytes", counters.rx_bytes}, {"tx_bytes", counters.tx_bytes}})
+            kjson_add_object(facts, key, Json{json_object_new_int64(static_cast<int64_t>(count))});
+    }
     if (kjson_contain_key(facts, "ipv4")) {
         add_companion(facts, iface.c_str(), "_4", "ipv4");
         add_companion(facts, iface.c_str(), "_6", "ipv6");
