@@ -4,7 +4,7 @@ jobs := $(shell nproc)
 rooms := $(shell sed -n 's/^\([a-z/]*\) .*/\1/p' rooms.txt)
 space := $(subst ,, )
 
-.PHONY: all setup build demo check test test-all test-sanitized sanitized target test-target fuzz bench format tidy dist clean
+.PHONY: all setup build demo page screenshots check test test-all test-sanitized sanitized target test-target fuzz bench format tidy dist clean
 
 all: build
 
@@ -23,6 +23,22 @@ demo:
 	@cmake --preset release >/dev/null
 	@cmake --build build -j$(jobs) --target simrouter modemapi modemctl router_data
 	@tools/demo.sh build
+	@echo
+	@echo "In a browser: make page"
+
+# The page for the web interface, for a simulated router.
+page:
+	@tools/setup.sh build page
+	@cmake --preset release >/dev/null
+	@cmake --build build -j$(jobs) --target simrouter modemctl router_data >build/page.log || { tail -n 20 build/page.log; exit 1; }
+	@exec node tests/web/router.mjs build
+
+# Pictures of each view, by the tests, in build/screenshots.
+screenshots:
+	@tools/setup.sh build browser
+	@cmake --preset release >/dev/null
+	@cmake --build build -j$(jobs) --target simrouter modemctl router_data
+	@for test in overview views shown; do SCREENSHOTS=build/screenshots tests/web/run.sh tests/web/$${test}_test.mjs build; done
 
 # The loop of every day: make check, or one suite of it: make check T='Qcsq*'
 check:

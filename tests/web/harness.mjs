@@ -10,6 +10,8 @@ import { after } from 'node:test';
 
 import { Router } from './router.mjs';
 
+export { history, online, shown, watched } from './scene.mjs';
+
 export const build = path.resolve(process.argv[2] ?? 'build');
 const deadline_ms = 30000;
 
@@ -39,28 +41,6 @@ after(async () => {
     await Promise.all(routers.map(router => router.stop()));
 });
 
-/// A connection that is up after a tenth of a second, and a watch with short times and without probes: the simulated network
-/// has no name server.
-export const online = `
-for bus in $(modemctl modems | cut -d ' ' -f 1); do
-    section=modem_$(echo $bus | tr .- __)
-    uci set network.$section=interface; uci set network.$section.proto=qmi
-    uci set network.$section.device=$(modemctl modems | grep "^$bus " | grep -o '/dev/cdc-wdm[0-9]*' || echo /dev/ttyUSB2)
-done
-uci commit network; ubus call network reload >/dev/null
-touch /etc/config/modemctl; uci set modemctl.watch=watch
-for option in interval=1 probe=none stall=2 grace=3 reset_grace=6 retry=1 settle=60 absent_wait=3 blocked_wait=2 no_service_wait=3 \\
-    backoff=5; do uci set modemctl.watch.$option; done
-uci commit modemctl
-`;
-
-/// Starts the watch of a bus and waits for a state.
-export function watched(state = 'online', bus = '1-1.2') {
-    return `modemctl watch ${bus} >/dev/null 2>&1 &
-    n=0; until modemctl ${bus} watch status | grep -q '^state *${state}$'; do n=$((n + 1)); [ $n -gt 200 ] && exit 1; sleep 0.1; done
-    modemctl ${bus} info --cached --json >/dev/null`;
-}
-
 export async function startRouter(options, script = '', more = {}) {
     const router = await Router.start({ build, options: [...options, ...(process.env.ROUTER_OPTIONS?.split(' ') ?? [])], script, ...more });
     routers.push(router);
@@ -68,8 +48,8 @@ export async function startRouter(options, script = '', more = {}) {
 }
 
 /// A page of its own for a user who has logged in; what the browser complains of fails the test at done().
-export async function open(router, view, { user = 'root', width = 1100, dark = false, language = '', expectErrors = false } = {}) {
-    const context = await browser.newContext({ viewport: { width, height: 900 }, colorScheme: dark ? 'dark' : 'light', locale: 'en-GB', timezoneId: 'UTC',
+export async function open(router, view, { user = 'root', width = 1100, height = 900, dark = false, language = '', expectErrors = false } = {}) {
+    const context = await browser.newContext({ viewport: { width, height }, colorScheme: dark ? 'dark' : 'light', locale: 'en-GB', timezoneId: 'UTC',
         acceptDownloads: true });
     context.setDefaultTimeout(deadline_ms);
     const session = router.sessions.login(user, 'modem');
@@ -114,7 +94,7 @@ export async function picture(page, name) {
 
 /// Looks as a person would, in all the ways: narrow, wide and dark.
 export async function checkLooks(page, name) {
-    for (const [width, scheme] of [[1100, 'light'], [390, 'light'], [1100, 'dark']]) {
+    for (const [width, scheme] of [[1100, 'light'], [390, 'dark']]) {
         await page.setViewportSize({ width, height: 900 });
         await page.emulateMedia({ colorScheme: scheme });
         assert.ok(await overhang(page) <= 0, `${name} is wider than ${width} pixels`);

@@ -1,16 +1,19 @@
 // The web server of a router, in front of a simulated router: uhttpd's /ubus with rpcd's sessions and rights, as both were
 // measured, and LuCI's page around a view. The plugin and the ACL files are the product's own.
 //
-//   node tests/web/router.mjs BUILD [simrouter options]      serves at a loopback address until Ctrl-C
+//   node tests/web/router.mjs BUILD [simrouter options]      serves at a loopback address until Ctrl-C; "make page" without options
 //   const router = await Router.start({ build, options: ['--modem', 'EC25'] })      in the tests
 
 import { spawn } from 'node:child_process';
 import { randomBytes } from 'node:crypto';
 import fs from 'node:fs';
 import http from 'node:http';
+import os from 'node:os';
 import path from 'node:path';
 import { createInterface } from 'node:readline';
 import { fileURLToPath } from 'node:url';
+
+import { history, shown } from './scene.mjs';
 
 const here = path.dirname(fileURLToPath(import.meta.url));
 const source = path.resolve(here, '../..');
@@ -369,20 +372,29 @@ export class Router {
     }
 }
 
-if (process.argv[1] === fileURLToPath(import.meta.url)) {
-    const [, , build, ...options] = process.argv;
+/// "make page", or a router of one's own by simrouter's options.
+async function main([build, ...options]) {
     if (!build) {
         console.error('usage: node router.mjs BUILD [simrouter options]');
         process.exit(64);
     }
-    const script = process.env.ROUTER_SCRIPT ?? '';
-    Router.start({ build, options, script, port: Number(process.env.PORT ?? 0) }).then(router => {
-        console.log(`The page of the simulated router: ${router.url}/\nUser root, password modem. Ctrl-C ends it.`);
+    const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'modemctl-page.'));
+    const historyFile = path.join(folder, 'history');
+    fs.writeFileSync(historyFile, history());
+    try {
+        const router = await Router.start({ build, port: Number(process.env.PORT ?? 0), ...(options.length ? { options } : shown(historyFile)) });
+        router.sessions.lifetime_s = 3600;
+        console.log(`\n    ${router.url}/\n\nThe page of a simulated router. User root, password modem. Ctrl-C ends it.`);
         const end = () => router.stop().then(() => process.exit(0));
         process.on('SIGINT', end);
         process.on('SIGTERM', end);
-    }, error => {
+    } catch (error) {
         console.error(error.message);
-        process.exit(error.status === 77 ? 77 : 1);
-    });
+        process.exit(error.status ?? 1);
+    } finally {
+        fs.rmSync(folder, { recursive: true });
+    }
 }
+
+if (process.argv[1] === fileURLToPath(import.meta.url))
+    main(process.argv.slice(2));

@@ -77,7 +77,7 @@ class Diagnostics {
 
 	console() {
 		const command = h('input', { id: 'modemctl-at', 'class': 'cbi-input-text', value: 'ATI', autocomplete: 'off', spellcheck: 'false', maxlength: 253 });
-		const reply = h('pre', { 'aria-live': 'polite', tabindex: 0, 'aria-label': _('Reply') });
+		const reply = h('pre', { role: 'log', tabindex: 0, 'aria-label': _('Reply') });
 		const progress = h('p', { 'aria-live': 'polite' });
 		const send = page.button(_('Send'), async () => {
 			page.fill(reply);

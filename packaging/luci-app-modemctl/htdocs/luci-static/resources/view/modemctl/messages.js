@@ -62,7 +62,7 @@ class Messages {
 	show() {
 		page.fill(this.names, this.list.length ? this.list.map(one => h('li', {}, h('button', { type: 'button', 'class': 'btn cbi-button', 'data-number': one.number,
 			'aria-current': one.number === this.open ? 'true' : null, click: () => this.choose(one.number) },
-			h('strong', {}, one.number || _('unknown')), one.unread ? _(' (%d new)').format(one.unread) : '', h('br'), h('span', { 'class': 'modemctl-small' }, one.last.time ?? '')))) : h('li', {}, _('There are no messages.')));
+			h('strong', {}, one.number || _('unknown')), one.unread ? _(' (%d new)').format(one.unread) : '', h('br'), h('span', { 'class': 'modemctl-small' }, one.last.time ?? '', h('br'), Array.from(String(one.last.text ?? '')).slice(0, 40).join(''))))) : h('li', {}, _('There are no messages.')));
 		const chosen = this.list.find(one => one.number === this.open);
 		page.fill(this.thread, chosen ? [ h('h3', {}, chosen.number || _('unknown')), chosen.messages.map(message => this.bubble(message)) ] : '');
 	}

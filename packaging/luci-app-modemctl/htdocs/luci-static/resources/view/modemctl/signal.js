@@ -43,6 +43,8 @@ class Signal {
 		Object.assign(this, { bus: { bus: modem.bus }, rights, hours: 24, samples: [], sampled: 0, best: null, aligning: false });
 		this.now = h('div', {});
 		this.plots = h('div', {});
+		// A plot is drawn for the width that it has, so that its letters stay readable.
+		new ResizeObserver(() => this.plots.clientWidth !== this.width && this.draw()).observe(this.plots);
 		this.cells = h('div', {});
 		this.figure = h('div', { 'class': 'modemctl-figure', 'aria-live': 'polite', 'data-figure': '' }, '–');
 		this.under = h('p', {});
@@ -74,7 +76,8 @@ class Signal {
 	}
 
 	draw() {
-		const width = Math.max(300, this.plots.clientWidth || 700);
+		this.width = this.plots.clientWidth;
+		const width = Math.max(250, this.width || 700);
 		const name = this.samples.some(sample => sample.rsrp_dbm !== undefined) || !this.samples.length ? 'rsrp' : 'rssi';
 		page.fill(this.plots, [ name, 'sinr' ].map(one => draw(this.samples, one, this.hours, width)));
 	}
