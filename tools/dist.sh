@@ -1,7 +1,8 @@
 #!/bin/sh
 # Makes the release archive of the last commit, and the feed's Makefile with its sum: dist.sh <folder>
-# The bytes are the same on every machine: one order, one owner, one time, two modes. The feed's Makefile stays out, since
-# it names the archive's sum.
+# The archive's bytes are the same on every machine: one order, one owner, one time, two modes. The feed's Makefile stays
+# out, since it names the archive's sum. MAINTAINER ("Name <mail address>") and URL, if they are set, go into that Makefile:
+# who looks after the package there, and where it has its page and, below releases/, its archive.
 set -eu
 
 out=$1
@@ -16,6 +17,13 @@ day=$(sed -n "s/^## $version (\([0-9-]*\))$/\1/p" CHANGELOG.md)
     exit 1
 }
 
+case ${MAINTAINER-Name <name@host>}:${URL-https://host} in
+*['|&\"'"
+"]*) echo "MAINTAINER and URL go into the Makefile without | & \\ and \"" >&2 && exit 1 ;;
+?*" <"?*@?*">:https://"?*) ;;
+*) echo "MAINTAINER is to be \"Name <mail address>\", and URL an address that begins with https://" >&2 && exit 1 ;;
+esac
+
 name=modemctl-$version
 root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT
@@ -25,6 +33,11 @@ rm "$root/$name/packaging/openwrt/Makefile"
 LC_ALL=C tar -C "$root" --sort=name --format=ustar --mtime="$day 00:00Z" --owner=0 --group=0 --numeric-owner \
     --mode='u=rwX,go=rX' -cf - "$name" | gzip -9n >"$out/$name.tar.gz"
 sum=$(sha256sum "$out/$name.tar.gz" | cut -d ' ' -f 1)
-git show HEAD:packaging/openwrt/Makefile | sed "s/^PKG_HASH:=skip$/PKG_HASH:=$sum/" >"$out/Makefile"
+git show HEAD:packaging/openwrt/Makefile |
+    sed "s/^PKG_HASH:=skip$/PKG_HASH:=$sum/${MAINTAINER:+;s|^PKG_MAINTAINER:=.*|PKG_MAINTAINER:=$MAINTAINER|}" |
+    sed "${URL:+s|https://modemctl.invalid|$URL|}" >"$out/Makefile"
+[ -z "${MAINTAINER:-}" ] || sed -i '/^# Nobody /,/^PKG_MAINTAINER/{/^#/d}' "$out/Makefile"
+! grep -q 'modemctl[.]invalid' "$out/Makefile" || echo "$out/Makefile names no maintainer or no URL yet:" \
+    "make dist MAINTAINER='Name <mail address>' URL=https://..." >&2
 chmod 644 "$out/$name.tar.gz" "$out/Makefile"
 echo "$sum  $out/$name.tar.gz"

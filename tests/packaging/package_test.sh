@@ -72,6 +72,18 @@ if git -C "$repository" rev-parse HEAD >/dev/null 2>&1; then
     (cd "$repository" && umask 077 && tools/dist.sh "$root/first")
     (cd "$repository" && umask 002 && TZ=Asia/Tokyo LC_ALL=C tools/dist.sh "$root/second")
     diff -r "$root/first" "$root/second"
+    (cd "$repository" && MAINTAINER="A Name <a@name.example>" URL=https://a.example tools/dist.sh "$root/third" 2>"$root/said")
+    [ ! -s "$root/said" ]
+    cmp "$root/first"/*.tar.gz "$root/third"/*.tar.gz
+    diff "$root/first/Makefile" "$root/third/Makefile" | grep '^>' | diff -u - /dev/fd/3 3<<EOF
+> PKG_MAINTAINER:=A Name <a@name.example>
+> PKG_SOURCE_URL:=https://a.example/releases
+>   URL:=https://a.example
+EOF
+    for wrong in "Nobody" "A|B <a@b>" "A <a>"; do
+        if (cd "$repository" && MAINTAINER=$wrong tools/dist.sh "$root/none" 2>/dev/null); then exit 1; fi
+        [ ! -e "$root/none" ]
+    done
     archive=$(ls "$root/first"/*.tar.gz)
     tar -tzf "$archive" | sed 's|/.*||' | sort -u | grep -qx "$(basename "$archive" .tar.gz)"
     sum=$(sha256sum "$archive" | cut -d ' ' -f 1)
