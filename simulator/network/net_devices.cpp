@@ -51,6 +51,22 @@ uint32_t netmask(int length)
     return length == 0 ? 0 : ~uint32_t{0} << (32 - length);
 }
 
+/// As netifd writes routes; without a target yet.
+NetlinkRequest new_route(int family, uint8_t target_length, uint8_t scope, unsigned index, int metric)
+{
+    rtmsg header{};
+    header.rtm_family = static_cast<uint8_t>(family);
+    header.rtm_dst_len = target_length;
+    header.rtm_table = RT_TABLE_MAIN;
+    header.rtm_protocol = RTPROT_STATIC;
+    header.rtm_scope = scope;
+    header.rtm_type = RTN_UNICAST;
+    NetlinkRequest request(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_REPLACE, header);
+    request.add_number(RTA_OIF, index);
+    request.add_number(RTA_PRIORITY, static_cast<uint32_t>(metric));
+    return request;
+}
+
 /// Takes what the kernel has sent; only then does it count as sent.
 void drain(int tunnel)
 {
@@ -185,18 +201,10 @@ bool NetDevices::add_address(const std::string &name, const NetAddress &address)
 
 bool NetDevices::add_subnet_route(unsigned index, const NetAddress &address)
 {
-    rtmsg header{};
-    header.rtm_family = AF_INET;
-    header.rtm_dst_len = static_cast<uint8_t>(address.mask);
-    header.rtm_table = RT_TABLE_MAIN;
-    header.rtm_protocol = RTPROT_STATIC;
-    header.rtm_scope = RT_SCOPE_LINK;
-    header.rtm_type = RTN_UNICAST;
-    NetlinkRequest request(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_REPLACE, header);
+    NetlinkRequest request =
+        new_route(AF_INET, static_cast<uint8_t>(address.mask), RT_SCOPE_LINK, index, address.metric);
     const uint32_t subnet = ipv4_number(parse_address(address.address)) & netmask(address.mask);
     request.add(RTA_DST, netlink_bytes(htonl(subnet)));
-    request.add_number(RTA_OIF, index);
-    request.add_number(RTA_PRIORITY, static_cast<uint32_t>(address.metric));
     return kernel_.send(request);
 }
 
@@ -232,16 +240,8 @@ bool NetDevices::add_default_route(const std::string &name, const std::string &g
     const unsigned index = if_nametoindex(name.c_str());
     if (ip.family == AF_UNSPEC || index == 0)
         return false;
-    rtmsg header{};
-    header.rtm_family = static_cast<uint8_t>(ip.family);
-    header.rtm_table = RT_TABLE_MAIN;
-    header.rtm_protocol = RTPROT_STATIC;
-    header.rtm_scope = RT_SCOPE_UNIVERSE;
-    header.rtm_type = RTN_UNICAST;
-    NetlinkRequest request(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_REPLACE, header);
+    NetlinkRequest request = new_route(ip.family, 0, RT_SCOPE_UNIVERSE, index, metric);
     request.add(RTA_GATEWAY, ip.bytes);
-    request.add_number(RTA_OIF, index);
-    request.add_number(RTA_PRIORITY, static_cast<uint32_t>(metric));
     return kernel_.send(request);
 }
 

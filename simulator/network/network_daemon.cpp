@@ -23,10 +23,11 @@ std::map<std::string, std::vector<std::string>> hard_options(const InterfaceSect
     return options;
 }
 
+/// No other words disable an interface.
 bool is_wanted(const InterfaceSection &section)
 {
     const std::string disabled = option_of(section, "disabled");
-    return disabled.empty() || option_is_off(section, "disabled");
+    return disabled != "1" && disabled != "true";
 }
 
 std::string text_of(json_object *value)
@@ -336,6 +337,30 @@ int NetworkDaemon::down(const std::string &name)
         return UBUS_STATUS_NOT_FOUND;
     interface->autostart = false;
     stop(*interface);
+    return UBUS_STATUS_OK;
+}
+
+int NetworkDaemon::renew(const std::string &name)
+{
+    advance();
+    const Interface *interface = find(name);
+    if (!interface)
+        return UBUS_STATUS_NOT_FOUND;
+    return interface->state == State::down ? UBUS_STATUS_UNKNOWN_ERROR : UBUS_STATUS_OK;
+}
+
+int NetworkDaemon::restart(const std::string &name)
+{
+    if (const int result = renew(name); result != UBUS_STATUS_OK)
+        return result;
+    Interface &interface = *find(name);
+    // The handler of DHCP restarts its client and keeps the address. A dynamic interface would not come back.
+    if (protocol_kind(interface.section) == ProtocolKind::wired)
+        return UBUS_STATUS_OK;
+    if (interface.dynamic)
+        return UBUS_STATUS_UNKNOWN_ERROR;
+    stop(interface);
+    begin(interface);
     return UBUS_STATUS_OK;
 }
 

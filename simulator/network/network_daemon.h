@@ -97,6 +97,10 @@ class NetworkDaemon {
     int restart();
     int up(const std::string &name);
     int down(const std::string &name);
+    /// 9 for an interface that is down, as for restart.
+    int renew(const std::string &name);
+    /// As netifd since June 2026: takes a configured interface down and starts it again.
+    int restart(const std::string &name);
     /// options is the message of "add_dynamic": name, proto, device, metric ...
     int add_dynamic(json_object *options);
     /// Takes a dynamic or a configured interface away; the latter until the next reload.

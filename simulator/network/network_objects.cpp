@@ -27,6 +27,10 @@ UbusReply call_interface(NetworkDaemon &daemon, const std::string &name, const s
         return {daemon.down(name)};
     if (method == "remove")
         return {daemon.remove(name)};
+    if (method == "renew")
+        return {daemon.renew(name)};
+    if (method == "restart")
+        return {daemon.restart(name)};
     if (method == "dump")
         return {UBUS_STATUS_OK, daemon.dump()};
     return reply_of(daemon.status(name));
@@ -61,7 +65,8 @@ void update_objects(UbusServer &server, NetworkDaemon &daemon, std::set<std::str
             server.remove_object(prefix + name);
     for (const std::string &name : wanted)
         if (known.count(name) == 0)
-            server.add_object(prefix + name, {{"up"}, {"down"}, {"status"}, {"dump"}, {"remove"}},
+            server.add_object(prefix + name,
+                              {{"up"}, {"down"}, {"renew"}, {"restart"}, {"status"}, {"dump"}, {"remove"}},
                               [&daemon, name](const std::string &method, json_object *) {
                                   return call_interface(daemon, name, method);
                               });
@@ -82,7 +87,13 @@ void register_network_daemon(UbusServer &server, NetworkDaemon &daemon)
         }
     };
     server.add_object("network.interface",
-                      {{"up", interface}, {"down", interface}, {"status", interface}, {"dump"}, {"remove", interface}},
+                      {{"up", interface},
+                       {"down", interface},
+                       {"renew", interface},
+                       {"restart", interface},
+                       {"status", interface},
+                       {"dump"},
+                       {"remove", interface}},
                       [&daemon](const std::string &method, json_object *arguments) {
                           return call_interfaces(daemon, method, arguments);
                       });

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <libubus.h>
 #include <set>
 
 #include "platform/ubus.h"
@@ -374,6 +375,27 @@ TEST(NetworkDaemon, StartsAModemAnewWhoseOptionsChanged)
     EXPECT_EQ(network.changes_.back(), "modem wwan0 down");
 }
 
+TEST(NetworkDaemon, RestartsAModemButNoDynamicInterfaceAndNoneThatIsDown)
+{
+    Network network({modem(), {"lan", {{"proto", {"dhcp"}}, {"device", {"lan0"}}}}});
+    network.daemon().set_default_behaviour({.setup_ms = 0});
+    network.daemon().restart();
+    network.daemon().advance();
+    network.changes_.clear();
+    EXPECT_EQ(network.daemon().restart("modem"), UBUS_STATUS_OK);
+    EXPECT_EQ(network.daemon().restart("lan"), UBUS_STATUS_OK) << "its handler restarts the client";
+    EXPECT_EQ(network.daemon().renew("modem"), UBUS_STATUS_OK);
+    EXPECT_EQ(network.changes_,
+              (std::vector<std::string>{"modem wwan0 down", "modem wwan0 up 10.64.1.2/30 via 10.64.1.1"}));
+    network.daemon().add_dynamic(
+        Json{json_tokener_parse(R"({"name":"other","proto":"static","device":"lan0","ipaddr":"10.0.0.1"})")}.get());
+    EXPECT_EQ(network.daemon().restart("other"), UBUS_STATUS_UNKNOWN_ERROR);
+    network.daemon().down("modem");
+    EXPECT_EQ(network.daemon().restart("modem"), UBUS_STATUS_UNKNOWN_ERROR);
+    EXPECT_EQ(network.daemon().renew("modem"), UBUS_STATUS_UNKNOWN_ERROR);
+    EXPECT_EQ(network.daemon().restart("nobody"), UBUS_STATUS_NOT_FOUND);
+}
+
 TEST(NetworkDaemon, LeavesAnInterfaceDownThatWasTakenDownWhenItsOptionsChange)
 {
     Network network({modem()});
@@ -400,7 +422,10 @@ TEST(NetworkDaemon, LetsInterfacesComeAndGoWithTheConfiguration)
     network.sections().push_back(modem());
     network.daemon().reload();
     EXPECT_EQ(network.daemon().interface_names(), (std::vector<std::string>{"modem", "wan"}));
-    network.sections()[0].options["disabled"] = {"1"};
+    network.sections()[0].options["disabled"] = {"yes"};
+    network.daemon().reload();
+    EXPECT_NE(network.status("wan"), "not found");
+    network.sections()[0].options["disabled"] = {"true"};
     network.sections()[1].options["disabled"] = {"0"};
     network.daemon().reload();
     EXPECT_EQ(network.daemon().interface_names(), std::vector<std::string>{"modem"});
