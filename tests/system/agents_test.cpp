@@ -40,7 +40,7 @@ std::string example(const std::string &heading, const std::string &start)
     return text;
 }
 
-RouterRun router(const std::string &script)
+RouterRun router(const std::string &script, const std::string &link = "setup=100")
 {
     const std::string set_up = R"sh(
 mkdir -p /run/stand-in; cat >/run/stand-in/ubus <<'END'
@@ -58,7 +58,7 @@ agents=')sh" + agents + R"sh('
 for folder in "$agents"/usr/lib/*-linux-gnu; do export LD_LIBRARY_PATH="$folder"; done
 )sh";
     return run_shell(
-        {"--modem", "EC25", "--link", "setup=100", "--put", TEST_DATA "/openwrt/hotplug-call:/usr/sbin/hotplug-call"},
+        {"--modem", "EC25", "--link", link, "--put", TEST_DATA "/openwrt/hotplug-call:/usr/sbin/hotplug-call"},
         set_up + script);
 }
 
@@ -120,15 +120,15 @@ TEST(Agents, AnMqttBrokerKeepsTheStateOfAModem)
     const RouterRun run = router("PATH=\"$PATH:$agents/usr/bin\"; echo '127.0.0.1 broker' >>/etc/hosts\n"
                                  "\"$agents\"/usr/sbin/mosquitto -p 1883 >/tmp/mosquitto.log 2>&1 & broker=$!\n"
                                  "mkdir -p /etc/hotplug.d/modem; cat >/etc/hotplug.d/modem/50-mqtt <<'END'\n" +
-                                 hook +
-                                 "END\nmodemctl info >/dev/null; modemctl watch --once\n"
-                                 "topic=modems/$(cat /proc/sys/kernel/hostname)/1-1.2\n"
-                                 "for what in state info; do n=0\n"
-                                 "until timeout 1 mosquitto_sub -h broker -C 1 -t \"$topic/$what\" >/tmp/got; do "
-                                 "n=$((n + 1)); [ $n -lt 15 ] || break; done; sed 's|_s\":.*||' /tmp/got; done\n"
-                                 "kill $broker; cat /tmp/mosquitto.log >&2");
-    EXPECT_EQ(run.out,
-              "{\"state\":\"starting\",\"reason\":\"wanted\"}\n{\"schema\":1,\"bus\":\"1-1.2\",\"uptime\n")
+                                     hook +
+                                     "END\nmodemctl info >/dev/null; modemctl watch --once\n"
+                                     "topic=modems/$(cat /proc/sys/kernel/hostname)/1-1.2\n"
+                                     "for what in state info; do n=0\n"
+                                     "until timeout 1 mosquitto_sub -h broker -C 1 -t \"$topic/$what\" >/tmp/got; do "
+                                     "n=$((n + 1)); [ $n -lt 15 ] || break; done; sed 's|_s\":.*||' /tmp/got; done\n"
+                                     "kill $broker; cat /tmp/mosquitto.log >&2",
+                                 "setup=never");
+    EXPECT_EQ(run.out, "{\"state\":\"starting\",\"reason\":\"wanted\"}\n{\"schema\":1,\"bus\":\"1-1.2\",\"uptime\n")
         << run.err;
 }
 
