@@ -4,11 +4,8 @@
 
 namespace {
 
-int digit_of(char character)
-{
-    const auto digit = hexadecimal({&character, 1});
-    return digit ? static_cast<int>(*digit) : -1;
-}
+// The lowest four bits of a digit's place are its value.
+constexpr std::string_view hex_digits = "0123456789abcdef0123456789ABCDEF";
 
 } // namespace
 
@@ -19,14 +16,14 @@ bool add_mask(std::string_view mask, BandSet &bands)
         mask.remove_prefix(2);
     if (mask.empty() || mask.size() > longest)
         return false;
-    for (const char character : mask)
-        if (digit_of(character) < 0)
-            return false;
+    if (mask.find_first_not_of(hex_digits) != std::string_view::npos)
+        return false;
     bands.told = true;
-    for (size_t i = 0; i < mask.size(); i++)
+    int first = 1; // the band of the digit's lowest bit
+    for (; !mask.empty(); mask.remove_suffix(1), first += 4)
         for (int bit = 0; bit < 4; bit++)
-            if ((digit_of(mask[mask.size() - 1 - i]) >> bit & 1) != 0)
-                bands.add(static_cast<int64_t>(i) * 4 + bit + 1);
+            if ((hex_digits.find(mask.back()) >> bit & 1) != 0)
+                bands.add(first + bit);
     return true;
 }
 

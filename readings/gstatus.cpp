@@ -11,29 +11,32 @@
 
 namespace {
 
-// Labels of NR cells are those of LTE with "NR5G " in front.
-constexpr std::string_view nr_prefix = "NR5G ";
+// Labels of NR cells are those of LTE with this in front.
+constexpr std::string_view nr_front = "NR5G ";
 
-// The text after the first occurrence of label after the skipped ones, to the end of its line; empty without it.
-std::string_view after(std::string_view report, std::string_view label, int skip = 0)
+// The text after the first occurrence of front and label together after the skipped ones, to the end of its line; empty
+// without it. Without a front, NR's labels are passed over.
+std::string_view after(std::string_view report, std::string_view front, std::string_view label, int skip = 0)
 {
-    for (size_t start = 0;;) {
-        const size_t found = find_word(without_first(report, start), label);
-        if (found == std::string_view::npos || start + found >= report.size())
-            return {};
-        const size_t position = start + found;
-        start = position + label.size();
-        const bool is_nr = first_characters(report, position).ends_with(nr_prefix);
-        if ((is_nr && !label.starts_with("NR5G")) || skip-- > 0)
+    const std::string_view sought = front.empty() ? label : front;
+    for (size_t position = 0; position < report.size(); position++) {
+        const size_t found = find_word(without_first(report, position), sought);
+        if (found == std::string_view::npos)
+            break;
+        position += found;
+        const std::string_view rest = without_first(report, position + front.size());
+        const bool is_nr = front.empty() && first_characters(report, position).ends_with(nr_front);
+        if (is_nr || !starts_with_word(rest, label) || skip-- > 0)
             continue;
-        const std::string_view value = without_first(report, start);
+        const std::string_view value = without_first(rest, label.size());
         return trim(first_characters(value, value.find_first_of("\r\n")));
     }
+    return {};
 }
 
-std::string_view word_after(std::string_view report, std::string_view label)
+std::string_view word_after(std::string_view report, std::string_view front, std::string_view label)
 {
-    std::string_view value = after(report, label);
+    std::string_view value = after(report, front, label);
     return take_until(value, " \t");
 }
 
@@ -44,10 +47,10 @@ struct LabelRule {
     uint8_t skip = 0; ///< earlier occurrences of the label, which belong to others
 };
 
-void tell_labels(std::string_view report, std::span<const LabelRule> rules, Cell &cell)
+void tell_labels(std::string_view report, std::string_view front, std::span<const LabelRule> rules, Cell &cell)
 {
     for (const LabelRule &rule : rules) {
-        std::string_view value = after(report, rule.label, rule.skip);
+        std::string_view value = after(report, front, rule.label, rule.skip);
         if (rule.scale != Scale::both_forms)
             value = take_until(value, " \t");
         // "B25", "n78"
@@ -89,16 +92,16 @@ constexpr LabelRule wcdma_labels[] = {
 };
 // NR5G band:       n78       		NR5G Carrier ID: 0           (EM919x; "---" for what is not there)
 constexpr LabelRule nr_labels[] = {
-    {"NR5G TAC:",        Quantity::tac,          Scale::both_forms},
-    {"NR5G CELL ID:",    Quantity::cell_id,      Scale::both_forms},
-    {"NR5G BAND:",       {},                     Scale::nr_band},
-    {"NR5G DL BW:",      Quantity::bandwidth_dl, Scale::decibels},
-    {"NR5G BW:",         Quantity::bandwidth_dl, Scale::decibels},
-    {"NR5G UL BW:",      Quantity::bandwidth_ul, Scale::decibels},
-    {"NR5G RX CHAN:",    Quantity::arfcn,        Scale::number},
-    {"NR5G RSRP (DBM):", Quantity::rsrp,         Scale::decibels},
-    {"NR5G RSRQ (DB):",  Quantity::rsrq,         Scale::decibels},
-    {"NR5G SINR (DB):",  Quantity::sinr,         Scale::decibels},
+    {"TAC:",        Quantity::tac,          Scale::both_forms},
+    {"CELL ID:",    Quantity::cell_id,      Scale::both_forms},
+    {"BAND:",       {},                     Scale::nr_band},
+    {"DL BW:",      Quantity::bandwidth_dl, Scale::decibels},
+    {"BW:",         Quantity::bandwidth_dl, Scale::decibels},
+    {"UL BW:",      Quantity::bandwidth_ul, Scale::decibels},
+    {"RX CHAN:",    Quantity::arfcn,        Scale::number},
+    {"RSRP (DBM):", Quantity::rsrp,         Scale::decibels},
+    {"RSRQ (DB):",  Quantity::rsrq,         Scale::decibels},
+    {"SINR (DB):",  Quantity::sinr,         Scale::decibels},
 };
 // LTE CA state:  ACTIVE      		LTE Scell band:B12       (MC7455: one secondary cell)
 constexpr LabelRule scell_labels[] = {
@@ -108,12 +111,20 @@ constexpr LabelRule scell_labels[] = {
     {"SCC RXM RSSI:",   Quantity::rssi,         Scale::decibels},
     {"RSRP (DBM):",     Quantity::rsrp,         Scale::decibels, 2},
 };
+// LTE SCC1 state:INACTIVE    	LTE SCC1 band: B1        (EM9191; the EM7565 writes SSC)
+constexpr LabelRule numbered_labels[] = {
+    {"BAND:",    {},                     Scale::lte_band},
+    {"BW  :",    Quantity::bandwidth_dl, Scale::decibels},
+    {"BW:",      Quantity::bandwidth_dl, Scale::decibels},
+    {"RX CHAN:", Quantity::arfcn,        Scale::number},
+    {"CHAN:",    Quantity::arfcn,        Scale::number},
+};
 // clang-format on
 
 // "WCDMA 2100", also printed "WCDMA2100".
 void tell_wcdma_band(Cell &cell, std::string_view report)
 {
-    std::string_view value = after(report, "WCDMA BAND:");
+    std::string_view value = after(report, {}, "WCDMA BAND:");
     if (!starts_with_word(value, "WCDMA"))
         return;
     value = trim(without_first(value, 5));
@@ -133,51 +144,34 @@ void add_primary(const Cell &serving, Cells<8> &carriers)
         cell->tell(quantity, serving.get(quantity));
 }
 
-Cell *add_secondary(std::string_view report, std::string_view state_label, Cells<8> &carriers)
+void add_secondary(std::string_view report, std::string_view front, std::string_view state_label,
+                   std::span<const LabelRule> rules, Cells<8> &carriers)
 {
     Cell *cell = carriers.add();
-    if (cell != nullptr) {
-        cell->rat = Technology::lte;
-        cell->active = word_after(report, state_label) == "ACTIVE";
-    }
-    return cell;
+    if (cell == nullptr)
+        return;
+    cell->rat = Technology::lte;
+    cell->active = word_after(report, front, state_label) == "ACTIVE";
+    tell_labels(report, front, rules, *cell);
 }
 
-void add_only_secondary(std::string_view report, Cells<8> &carriers)
+void add_secondaries(std::string_view report, Cells<8> &carriers)
 {
-    if (word_after(report, "LTE SCELL BAND:").empty())
-        return;
-    if (Cell *cell = add_secondary(report, "LTE CA STATE:", carriers); cell != nullptr)
-        tell_labels(report, scell_labels, *cell);
-}
-
-// LTE SCC1 state:INACTIVE    	LTE SCC1 band: B1        (EM9191; the EM7565 writes SSC)
-void add_numbered_secondary(std::string_view report, const char *kind, int number, Cells<8> &carriers)
-{
-    const auto label = [&](const char *what) { return Text<24>::format("LTE %s%d %s", kind, number, what); };
-    const auto state = label("STATE:");
-    const auto band = label("BAND:");
-    const auto spaced_bandwidth = label("BW  :");
-    const auto bandwidth = label("BW:");
-    const auto channel = label("RX CHAN:");
-    const auto short_channel = label("CHAN:");
-    if (!decimal(without_first(word_after(report, band.view()), 1)))
-        return;
-    const LabelRule rules[] = {
-        {band.view(), {}, Scale::lte_band},
-        {spaced_bandwidth.view(), Quantity::bandwidth_dl, Scale::decibels},
-        {bandwidth.view(), Quantity::bandwidth_dl, Scale::decibels},
-        {channel.view(), Quantity::arfcn, Scale::number},
-        {short_channel.view(), Quantity::arfcn, Scale::number},
-    };
-    if (Cell *cell = add_secondary(report, state.view(), carriers); cell != nullptr)
-        tell_labels(report, rules, *cell);
+    if (!word_after(report, {}, "LTE SCELL BAND:").empty())
+        add_secondary(report, {}, "LTE CA STATE:", scell_labels, carriers);
+    constexpr int most_numbered = 4;
+    for (int number = 1; number <= most_numbered; number++)
+        for (const char *kind : {"SCC", "SSC"}) {
+            const auto front = Text<12>::format("LTE %s%d ", kind, number);
+            if (decimal(without_first(word_after(report, front.view(), "BAND:"), 1)))
+                add_secondary(report, front.view(), "STATE:", numbered_labels, carriers);
+        }
 }
 
 void tell_registration(std::string_view text, Report &report)
 {
     for (const std::string_view label : {"EMM STATE:", "MM5G STATE:", "GMM (PS) STATE:"}) {
-        const std::string_view state = after(text, label);
+        const std::string_view state = after(text, {}, label);
         if (starts_with_word(state, "REGISTERED"))
             return report.tell_registration(Registration::registered);
         if (starts_with_word(state, "DEREGISTERED"))
@@ -198,7 +192,7 @@ constexpr Mode modes[] = {
 
 bool read_gstatus(std::string_view reply, Report &report)
 {
-    const std::string_view mode = after(reply, "SYSTEM MODE:");
+    const std::string_view mode = after(reply, {}, "SYSTEM MODE:");
     Technology technology = Technology::unknown;
     for (const Mode &row : modes)
         if (starts_with_word(mode, row.word))
@@ -208,35 +202,31 @@ bool read_gstatus(std::string_view reply, Report &report)
     report.tell_technology(technology);
     tell_registration(reply, report);
     if (!report.temperature_c)
-        report.temperature_c = decimal(word_after(reply, "TEMPERATURE:"));
+        report.temperature_c = decimal(word_after(reply, {}, "TEMPERATURE:"));
     if (technology == Technology::wcdma) {
         tell_wcdma_band(report.serving, reply);
-        tell_labels(reply, wcdma_labels, report.serving);
+        tell_labels(reply, {}, wcdma_labels, report.serving);
     }
     if (technology == Technology::nr_sa)
-        tell_labels(reply, nr_labels, report.serving);
+        tell_labels(reply, nr_front, nr_labels, report.serving);
     if (technology != Technology::lte && technology != Technology::nr_nsa)
         return true;
-    tell_labels(reply, lte_labels, report.serving);
+    tell_labels(reply, {}, lte_labels, report.serving);
     add_primary(report.serving, report.carriers);
-    add_only_secondary(reply, report.carriers);
-    constexpr int most_secondary_cells = 4;
-    for (int number = 1; number <= most_secondary_cells; number++)
-        for (const char *kind : {"SCC", "SSC"})
-            add_numbered_secondary(reply, kind, number, report.carriers);
+    add_secondaries(reply, report.carriers);
     if (technology == Technology::nr_nsa) {
         report.has_nr = true;
-        tell_labels(reply, nr_labels, report.nr);
+        tell_labels(reply, nr_front, nr_labels, report.nr);
     }
     return true;
 }
 
 bool read_nrinfo(std::string_view reply, Report &report)
 {
-    const std::string_view mode = word_after(reply, "CONNECTIVITY MODE:");
+    const std::string_view mode = word_after(reply, {}, "CONNECTIVITY MODE:");
     if (mode != "SA")
         return false;
     report.tell_technology(Technology::nr_sa);
-    tell_labels(reply, nr_labels, report.serving);
+    tell_labels(reply, nr_front, nr_labels, report.serving);
     return true;
 }

@@ -18,11 +18,11 @@ void add_number(json_object *object, const char *key, std::optional<int64_t> num
 }
 
 // A number in hundredths, without the zeros at its end: -1740 is -17.4.
-void add_hundredths(json_object *object, const char *key, int64_t hundredths)
+void add_hundredths(json_object *object, const char *key, int32_t hundredths)
 {
     if (hundredths % 100 == 0)
         return add_number(object, key, hundredths / 100);
-    const auto magnitude = static_cast<int>(hundredths < 0 ? -hundredths : hundredths);
+    const int32_t magnitude = hundredths < 0 ? -hundredths : hundredths;
     const int parts = magnitude % 100;
     const char *sign = hundredths < 0 ? "-" : "";
     const auto text = parts % 10 == 0 ? Text<24>::format("%s%d.%d", sign, magnitude / 100, parts / 10)
@@ -40,13 +40,13 @@ void add_quantities(json_object *object, const Cell &cell, bool is_serving)
         const bool is_carriers_bandwidth = !is_serving && static_cast<Quantity>(i) == Quantity::bandwidth_dl;
         const char *key = is_carriers_bandwidth ? "bandwidth_mhz" : row.key;
         if (row.in_hundredths)
-            add_hundredths(object, key, *value);
+            add_hundredths(object, key, static_cast<int32_t>(*value)); // its range is small
         else
             add_number(object, key, value);
     }
 }
 
-// An object that is added only if it has members.
+// Adds an object only if it has members.
 void add_filled(json_object *object, const char *key, Json child)
 {
     if (json_object_object_length(child.get()) > 0)
@@ -91,8 +91,9 @@ Json network_of(const Report &report)
     return network;
 }
 
-Json serving_of(const Cell &cell)
+Json serving_of(const Report &report)
 {
+    const Cell &cell = report.serving;
     Json serving{json_object_new_object()};
     add_text(serving.get(), "band", cell.band.c_str());
     add_text(serving.get(), "duplex", cell.duplex.c_str());
@@ -173,10 +174,12 @@ void add_quality(json_object *object, const Report &report)
 
 void add_report(json_object *object, const Report &report)
 {
-    add_filled(object, "modem", modem_of(report));
-    add_filled(object, "sim", sim_of(report));
-    add_filled(object, "network", network_of(report));
-    add_filled(object, "serving", serving_of(report.serving));
+    static constexpr struct {
+        const char *key;
+        Json (*describe)(const Report &report);
+    } parts[] = {{"modem", modem_of}, {"sim", sim_of}, {"network", network_of}, {"serving", serving_of}};
+    for (const auto &part : parts)
+        add_filled(object, part.key, part.describe(report));
     if (report.has_nr)
         kjson_add_object(object, "nr", nr_of(report.nr));
     add_cells(object, "carriers", report.carriers, carrier_of);
