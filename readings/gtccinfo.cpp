@@ -22,14 +22,9 @@ void tell_band(Cell &cell, std::string_view code, bool is_nr)
 // Field 0 is 1 for a serving cell and 2 for a neighbour, field 1 the technology: 4 LTE, 9 NR. Firmware with labels
 // prints channel and PCI in hexadecimal and SINR in half dB, firmware without them in decimal and in dB.
 // clang-format off
-constexpr FieldRule labelled_rules[] = {
-    {4, Quantity::tac, Scale::hex},        {5, Quantity::cell_id, Scale::hex},
-    {6, Quantity::arfcn, Scale::hex},      {7, Quantity::pci, Scale::hex},
-};
-constexpr FieldRule bare_rules[] = {
-    {4, Quantity::tac, Scale::hex},        {5, Quantity::cell_id, Scale::hex},
-    {6, Quantity::arfcn, Scale::number},   {7, Quantity::pci, Scale::number},
-};
+constexpr FieldRule place_rules[] = {{4, Quantity::tac, Scale::hex}, {5, Quantity::cell_id, Scale::hex}};
+constexpr FieldRule labelled_rules[] = {{6, Quantity::arfcn, Scale::hex}, {7, Quantity::pci, Scale::hex}};
+constexpr FieldRule bare_rules[] = {{6, Quantity::arfcn, Scale::number}, {7, Quantity::pci, Scale::number}};
 // The fields after the band: bandwidth, SINR, rxlev, RSRP, RSRQ. The FM350 counts NR bandwidth in fifths of MHz, as it
 // counts LTE's in resource blocks.
 constexpr FieldRule lte_labelled_levels[] = {
@@ -63,14 +58,14 @@ constexpr FieldRules serving_levels[2][2] = {
     {nr_bare_levels, nr_labelled_levels},
 };
 
-void read_cell(const Fields &fields, bool has_labels, Cell &cell)
+void read_channel(const Fields &fields, bool has_labels, Cell &cell)
 {
     tell_fields(fields, has_labels ? FieldRules{labelled_rules} : FieldRules{bare_rules}, cell);
 }
 
 void read_neighbour(const Fields &fields, bool has_labels, Cell &cell)
 {
-    read_cell(fields, has_labels, cell);
+    read_channel(fields, has_labels, cell);
     tell_fields(fields,
                 cell.rat == Technology::nr_sa ? FieldRules{nr_neighbour_levels} : FieldRules{lte_neighbour_levels},
                 cell);
@@ -87,19 +82,30 @@ Technology technology_of_row(std::string_view field)
     return field == "1" ? Technology::gsm : Technology::unknown;
 }
 
-void read_serving(const Fields &fields, Technology technology, bool has_labels, Report &report)
+// A row of NR beside one of LTE is the second cell, whichever comes first.
+bool has_lte_row(std::string_view reply)
 {
-    const bool is_beside_lte = technology == Technology::nr_sa && report.serving.rat == Technology::lte;
+    for (std::string_view line; next_line(reply, line);)
+        if (line.starts_with("1,4,"))
+            return true;
+    return false;
+}
+
+void read_serving(const Fields &fields, Technology technology, bool has_labels, bool has_lte, Report &report)
+{
+    const bool is_beside_lte = technology == Technology::nr_sa && has_lte;
     if (is_beside_lte)
         report.tell_nr_beside_lte();
-    report.tell_technology(technology);
+    else
+        report.tell_technology(technology);
     Cell &cell = is_beside_lte ? report.nr : report.serving;
     cell.rat = technology;
     cell.tell_network(fields[2], fields[3]);
     const bool is_nr = technology == Technology::nr_sa;
     if (!is_nr && technology != Technology::lte)
         return tell_fields(fields, older_rules, cell);
-    read_cell(fields, has_labels, cell);
+    tell_fields(fields, place_rules, cell);
+    read_channel(fields, has_labels, cell);
     tell_band(cell, fields[8], is_nr);
     tell_fields(fields, serving_levels[is_nr][has_labels], cell);
 }
@@ -109,6 +115,7 @@ void read_serving(const Fields &fields, Technology technology, bool has_labels, 
 bool read_gtccinfo(std::string_view reply, Report &report)
 {
     const bool has_labels = find_word(reply, "SERVICE CELL") != std::string_view::npos;
+    const bool has_lte = has_lte_row(reply);
     bool understood = false;
     for (std::string_view line; next_line(reply, line);) {
         if (starts_with_word(line, "+GTCAINFO"))
@@ -119,7 +126,7 @@ bool read_gtccinfo(std::string_view reply, Report &report)
         if (technology == Technology::unknown || fields.size() < least_fields)
             continue;
         if (fields[0] == "1") {
-            read_serving(fields, technology, has_labels, report);
+            read_serving(fields, technology, has_labels, has_lte, report);
         } else if (fields[0] == "2" && (technology == Technology::lte || technology == Technology::nr_sa)) {
             if (Cell *cell = report.neighbours.add(); cell != nullptr) {
                 cell->rat = technology;

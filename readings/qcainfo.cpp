@@ -46,17 +46,18 @@ void read_nr(const Fields &fields, Cell &cell)
 
 bool read_qcainfo(std::string_view reply, Report &report)
 {
-    Technology technology = Technology::unknown;
+    bool has_primary = false;
+    bool has_lte = false; // as the primary carrier
+    bool has_nr = false;
     for (std::string_view record; next_record(reply, "+QCAINFO:", record);) {
         const Fields fields{record};
         const bool is_primary = starts_with_word(fields[0], "PCC") || starts_with_word(fields[0], "PSS");
         if (!is_primary && !starts_with_word(fields[0], "SCC") && !starts_with_word(fields[0], "SSS"))
             continue;
         const bool is_nr = starts_with_word(fields[3], "NR5G");
-        if (is_primary)
-            technology = is_nr ? Technology::nr_sa : Technology::lte;
-        else if (is_nr && technology == Technology::lte)
-            technology = Technology::nr_nsa;
+        has_lte = has_lte || (is_primary && !is_nr);
+        has_nr = has_nr || is_nr;
+        has_primary = has_primary || is_primary;
         Cell *cell = report.carriers.add();
         if (cell == nullptr)
             break;
@@ -67,6 +68,7 @@ bool read_qcainfo(std::string_view reply, Report &report)
         else
             tell_fields(fields, lte_rules, *cell);
     }
-    report.tell_technology(technology);
+    if (has_primary)
+        report.tell_technology(!has_lte ? Technology::nr_sa : has_nr ? Technology::nr_nsa : Technology::lte);
     return report.carriers.size > 0;
 }

@@ -44,13 +44,17 @@ FieldRules rules_of(Technology technology)
 bool read_qcsq(std::string_view reply, Report &report)
 {
     bool understood = false;
+    const bool has_lte = has_lte_record(reply, "+QCSQ:");
     for (std::string_view record; next_record(reply, "+QCSQ:", record);) {
         const Fields fields{record};
         const Technology technology = technology_of_quectel(fields[0]);
         if (technology == Technology::unknown)
             continue;
         understood = true;
-        report.tell_technology(technology);
+        if (technology == Technology::nr_nsa || (has_lte && technology == Technology::nr_sa))
+            report.tell_nr_beside_lte();
+        else
+            report.tell_technology(technology);
         tell_fields(fields, rules_of(technology), report.serving);
     }
     return understood;

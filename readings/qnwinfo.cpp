@@ -10,7 +10,7 @@
 bool read_qnwinfo(std::string_view reply, Report &report)
 {
     bool understood = false;
-    bool has_lte = false;
+    const bool has_lte = has_lte_record(reply, "+QNWINFO:");
     for (std::string_view record; next_record(reply, "+QNWINFO:", record);) {
         const Fields fields{record};
         const Technology technology = technology_of_quectel(fields[0]);
@@ -20,8 +20,8 @@ bool read_qnwinfo(std::string_view reply, Report &report)
         const bool is_beside_lte = technology == Technology::nr_nsa || (has_lte && technology == Technology::nr_sa);
         if (is_beside_lte)
             report.tell_nr_beside_lte();
-        has_lte = has_lte || technology == Technology::lte;
-        report.tell_technology(technology);
+        else
+            report.tell_technology(technology);
         const bool is_older = technology == Technology::gsm || technology == Technology::wcdma;
         if (is_older && fields[0] != "GSM" && fields[0] != "WCDMA")
             tell_text(report.technology_detail, fields[0]);

@@ -146,6 +146,14 @@ Technology technology_of_quectel(std::string_view text)
     return Technology::unknown;
 }
 
+bool has_lte_record(std::string_view reply, std::string_view tag)
+{
+    for (std::string_view record; next_record(reply, tag, record);)
+        if (technology_of_quectel(take_until(record, ",")) == Technology::lte)
+            return true;
+    return false;
+}
+
 Technology technology_of_act(std::optional<int64_t> act)
 {
     return act && *act >= 0 && *act < static_cast<int64_t>(std::size(act_technologies)) ? act_technologies[*act]

@@ -14,6 +14,10 @@
 /// Words of Quectel's replies: "LTE", "FDD LTE", "eMTC", "CAT-M1", "NBIoT", "NR5G-SA", "WCDMA", "EDGE" ...
 Technology technology_of_quectel(std::string_view word);
 
+/// True if a record of the reply that starts with tag begins with a word for LTE: NR is beside it then, whichever comes
+/// first.
+bool has_lte_record(std::string_view reply, std::string_view tag);
+
 /// <AcT> of 3GPP TS 27.007 (+COPS, +CREG): 0 GSM to 13 EN-DC. Narrow-band modems use 8 and 9 for eMTC and NB-IoT.
 Technology technology_of_act(std::optional<int64_t> act);
 

@@ -6,6 +6,7 @@
 #include "readings/gstatus.h"
 #include "readings/gtccinfo.h"
 #include "readings/monsc.h"
+#include "readings/qcainfo.h"
 #include "readings/qcsq.h"
 #include "readings/qeng.h"
 #include "readings/qnwinfo.h"
@@ -54,6 +55,16 @@ const Row rows[] = {
      "+QNWINFO: \"FDD NR5G\",\"51503\",\"NR5G BAND 28\",152690\r\n",
      R"({"network": {"technology": "NR5G-NSA", "mcc": "515", "mnc": "03"}, "serving": {"arfcn": 0},
          "nr": {"band": "n41", "arfcn": 528030, "mcc": "515", "mnc": "03"}})"},
+    {"QNWINFO, the NR line before LTE's", read_qnwinfo,
+     "+QNWINFO: \"TDD NR5G\",\"51503\",\"NR5G BAND 41\",528030\r\n+QNWINFO: \"FDD LTE\",\"51503\",\"LTE BAND 1\",150\r\n",
+     R"({"network": {"technology": "NR5G-NSA", "mcc": "515", "mnc": "03"}, "serving": {"band": "B1", "arfcn": 150},
+         "nr": {"band": "n41", "arfcn": 528030, "mcc": "515", "mnc": "03"}})"},
+    {"QCAINFO, an NR carrier before the primary one", read_qcainfo,
+     "+QCAINFO: \"SCC\",648768,12,\"NR5G BAND 78\",832\r\n+QCAINFO: \"PCC\",1300,100,\"LTE BAND 3\",1,188,-86,-11,-51,12\r\n",
+     R"({"network": {"technology": "NR5G-NSA"},
+         "carriers": [{"role": "SCC", "rat": "NR5G", "band": "n78", "arfcn": 648768, "pci": 832, "bandwidth_mhz": 100},
+                      {"role": "PCC", "rat": "LTE", "band": "B3", "arfcn": 1300, "pci": 188, "bandwidth_mhz": 20,
+                       "rssi_dbm": -51, "rsrp_dbm": -86, "rsrq_db": -11, "sinr_db": 12}]})"},
     {"QNWINFO, the NR line says NSA (RM500Q)", read_qnwinfo,
      "+QNWINFO: \"FDD LTE\",\"46001\",\"LTE BAND 3\",1650\r\n+QNWINFO: \"NR5G-NSA\",\"46001\",\"NR5G BAND 78\",627264\r\n",
      R"({"network": {"technology": "NR5G-NSA", "mcc": "460", "mnc": "01"}, "serving": {"band": "B3", "arfcn": 1650},
@@ -62,6 +73,9 @@ const Row rows[] = {
      "+QCSQ: \"LTE\",113,-140,250,-20\r\n",
      R"({"network": {"technology": "LTE"}, "serving": {"rssi_dbm": -113, "rsrp_dbm": -140, "rsrq_db": -20, "sinr_db": 30}})"},
     {"QCSQ, beyond them", read_qcsq, "+QCSQ: \"LTE\",125,-157,251,-44\r\n", R"({"network": {"technology": "LTE"}})"},
+    {"QCSQ, NR beside LTE, in front of it", read_qcsq, "+QCSQ: \"NR5G\",-82,-11,24\r\n+QCSQ: \"LTE\",-55,-86,190,-11\r\n",
+     R"({"network": {"technology": "NR5G-NSA"}, "nr": {},
+         "serving": {"rssi_dbm": -55, "rsrp_dbm": -86, "rsrq_db": -11, "sinr_db": 18}})"},
     {"QCSQ, TD-SCDMA", read_qcsq, "+QCSQ: \"TDSCDMA\",-70,-74,-5\r\n",
      R"({"network": {"technology": "WCDMA"}, "serving": {"rssi_dbm": -70, "rscp_dbm": -74, "ecio_db": -5}})"},
     {"CPSI, indices (A7670)", read_cpsi,
@@ -103,6 +117,15 @@ const Row rows[] = {
     {"GTCCINFO, WCDMA (FM150 manual)", read_gtccinfo,
      "+GTCCINFO:\r\nUMTS service cell:\r\n1,2,262,02,1389,1F5C481,29A6,B7,1,40,60,0,40,,\r\n",
      R"({"network": {"technology": "WCDMA", "mcc": "262", "mnc": "02"}, "serving": {"cell_id": 32883841, "lac": 5001}})"},
+    {"GTCCINFO, the NR row before LTE's, a neighbour with its area", read_gtccinfo,
+     "+GTCCINFO:\r\n1,9,262,02,,,648768,832,5078,500,20,76,76,60\r\n"
+     "1,4,262,02,BFD3,002D4201,1300,30,103,100,16,42,42,26\r\n2,4,262,02,BFD3,002D4202,1300,190,,24,24,2\r\n",
+     R"({"network": {"technology": "NR5G-NSA", "mcc": "262", "mnc": "02"},
+         "serving": {"band": "B3", "cell_id": 2966017, "tac": 49107, "pci": 30, "arfcn": 1300, "bandwidth_dl_mhz": 20,
+                     "rsrp_dbm": -99, "rsrq_db": -7, "sinr_db": 16},
+         "nr": {"band": "n78", "pci": 832, "arfcn": 648768, "bandwidth_dl_mhz": 100, "rsrp_dbm": -81, "rsrq_db": -13.5,
+                "sinr_db": 20, "mcc": "262", "mnc": "02"},
+         "neighbours": [{"rat": "LTE", "pci": 190, "arfcn": 1300, "rsrp_dbm": -117, "rsrq_db": -19}]})"},
     {"XMCI, LTE with a neighbour (L850)", read_xmci,
      "+XMCI: 4,510,11,\"0x7D08\",\"0x04E23C06\",\"0x0016\",\"0x00000F1E\",\"0x00005570\",\"0xFFFFFFFF\",64,28,29,"
      "\"0x00000003\",\"0x00000000\"\r\n+XMCI: 5,000,000,\"0xFFFE\",\"0xFFFFFFFF\",\"0x0099\",\"0x00000F1E\","
