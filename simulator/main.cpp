@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "simulator/kernel/machine.h"
 #include "simulator/modem/profile.h"
 #include "simulator/modem/profiles_folder.h"
 #include "simulator/network/status.h"
@@ -58,7 +59,7 @@ LineFile line_file(const std::string &path, bool append)
 RunFiles open_files(const Options &options)
 {
     return {Journal(line_file(options.journal, false)), TrafficLog(line_file(options.log, false), EventLoop::now_ms()),
-            line_file(options.coverage, true)};
+            line_file(options.coverage, true), Fd()};
 }
 
 std::string find_busybox()
@@ -73,7 +74,11 @@ RootPlan plan_root(const Options &options, const fs::path &program_folder, const
 {
     RootPlan plan{.files = router_files(options.board, program_folder, find_busybox()),
                   .kept = {program_folder, current},
-                  .config_bytes = options.config_bytes};
+                  .config_bytes = options.config_bytes,
+                  .kernel_devices = options.kernel};
+    if (options.kernel &&
+        std::ranges::any_of(plan.files, [](const RouterFile &file) { return file.path.starts_with("/sys/"); }))
+        throw OptionError("--kernel: sysfs is the kernel's, so there are no power pins of the board " + options.board);
     if (options.products.empty() && !options.runner.empty())
         throw OptionError("--runner: there are no --products for it");
     if (!options.products.empty()) {
@@ -108,7 +113,14 @@ int simulate(const Options &options)
     RunFiles files = open_files(options);
     const fs::path current = fs::current_path();
     const RootPlan plan = plan_root(options, fs::read_symlink("/proc/self/exe").parent_path(), current);
-    run_isolated([&](Rights rights) {
+    if (options.kernel) {
+        std::vector<UsbPlan> plans;
+        for (size_t i = 0; i < modems.size(); i++)
+            plans.push_back({options.modems[i].bus, modems[i].profile()});
+        files.usb_devices = start_usb_devices(std::move(plans));
+    }
+    const auto network = options.kernel ? Network::machine : Network::own;
+    run_isolated(network, [&](Rights rights) {
         hide_arguments();
         enter_router_root(plan, rights);
         return Router(options, std::move(modems), std::move(files), rights).run(current);
@@ -132,6 +144,9 @@ int report_failures(int (*body)(std::span<const std::string>), std::span<const s
     } catch (const NotAllowed &error) {
         fprintf(stderr, "simrouter: namespaces are not allowed here (%s)\n", error.what());
         return status_not_allowed;
+    } catch (const NoMachine &error) {
+        fprintf(stderr, "simrouter: %s\n", error.what());
+        return status_not_allowed;
     } catch (const std::exception &error) {
         fprintf(stderr, "simrouter: %s\n", error.what());
         return status_internal;
@@ -144,6 +159,11 @@ int run(std::span<const std::string> arguments)
     if (options.help) {
         fwrite(help_text().data(), 1, help_text().size(), stdout);
         return 0;
+    }
+    if (options.kernel && !options.list && !is_inside_machine()) {
+        make_modems(options,
+                    find_profiles(options.profiles)); // what is wrong with them is said before the machine starts
+        return run_in_machine(options, arguments, fs::read_symlink("/proc/self/exe"));
     }
     return simulate(options);
 }

@@ -22,6 +22,7 @@ packages_of() {
         command -v node >/dev/null || echo nodejs
         command -v npm >/dev/null || echo npm
         ;;
+    kernel) echo qemu-system-x86 python3 ;;
     lint) echo git clang-format clang-tidy ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     *) echo "setup.sh: \"$1\" is no group of packages" >&2 && exit 64 ;;
@@ -99,5 +100,6 @@ for group in "$@"; do
         fetch_programs agents mosquitto mosquitto-clients libmosquitto1 libcjson1 libwrap0 libdlt2 collectd-core
         ;;
     browser) fetch_modules ;;
+    kernel) tools/fetch_kernel.py build/kernel || echo "The kernel cannot be fetched: its tests will be skipped." ;;
     esac
 done

@@ -73,6 +73,11 @@ void Modem::start(Milliseconds now, bool again)
             schedule_unsolicited(i, now);
 }
 
+bool Modem::takes_no_bytes() const
+{
+    return std::ranges::any_of(faults_, [](const Fault &fault) { return fault.kind == FaultKind::stuck; });
+}
+
 void Modem::schedule(Milliseconds at, Task task)
 {
     tasks_.emplace(at, std::move(task));

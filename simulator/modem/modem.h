@@ -77,6 +77,8 @@ class Modem {
 
     /// Between gone and back nothing is received and nothing sent.
     bool attached() const { return attached_; }
+    /// It has the fault "stuck".
+    bool takes_no_bytes() const;
     const Profile &profile() const { return profile_; }
     /// Empty for a name that was never set.
     std::string variable(std::string_view name) const;

@@ -29,6 +29,8 @@ class RouterNetwork {
 
     /// A modem's network device has come or gone.
     void set_device(const std::string &name, bool present);
+    /// Devices have come or gone by themselves.
+    void check_devices() { daemon_->check_devices(); }
     /// A modem's stored settings may have become others by other ways than a command.
     void check_modems() { daemon_->check_demands(); }
 

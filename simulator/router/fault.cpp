@@ -30,6 +30,7 @@ constexpr FaultName fault_names[] = {
     {"gone-before", FaultKind::gone_before, 0},
     {"gone-during", FaultKind::gone_during, 0},
     {"gone-after", FaultKind::gone_after, 0},
+    {"stuck", FaultKind::stuck, 0},
 };
 
 } // namespace

@@ -26,6 +26,7 @@ enum class FaultKind {
     gone_before, ///< the device goes away when the command comes, back after n ms (0: never)
     gone_during, ///< ... in the middle of the reply
     gone_after,  ///< ... right after the reply
+    stuck,       ///< takes no bytes, so that the driver keeps them; of USB devices only
 };
 
 struct Fault {

@@ -6,6 +6,7 @@
 
 #include "simulator/modem/short_message.h"
 #include "simulator/router/option_text.h"
+#include "simulator/usb/usb_server.h"
 
 namespace simulator {
 
@@ -179,6 +180,7 @@ constexpr OptionRow option_rows[] = {
     {"--sms",           true,  [](Options &o, std::string_view v) { o.messages.push_back(parse_sms("--sms", v, false)); }},
     {"--sms-pdu",       true,  [](Options &o, std::string_view v) { o.messages.push_back(parse_sms("--sms-pdu", v, true)); }},
     {"--deliver",       true,  [](Options &o, std::string_view v) { o.delivery = parse_delivery(v); }},
+    {"--kernel",        false, [](Options &o, std::string_view) { o.kernel = true; }},
     {"--renumber",      false, [](Options &o, std::string_view) { o.renumber = true; }},
     {"--seed",          true,  [](Options &o, std::string_view v) { o.seed = static_cast<uint32_t>(parse_number("--seed", v, UINT32_MAX)); }},
     {"--products",      true,  [](Options &o, std::string_view v) { o.products = parse_path("--products", v); }},
@@ -200,6 +202,27 @@ constexpr OptionRow option_rows[] = {
     {"--help",          false, [](Options &o, std::string_view) { o.help = true; }},
 };
 // clang-format on
+
+/// What a modem that is a USB device cannot do, and what only such a one can.
+void check_kernel(const Options &options)
+{
+    if (!options.kernel) {
+        for (const FaultChoice &fault : options.faults)
+            if (fault.fault.kind == FaultKind::stuck)
+                throw OptionError(
+                    "--fault: stuck needs --kernel: a pseudo terminal takes bytes whatever the modem does");
+        return;
+    }
+    if (options.renumber)
+        throw OptionError("--kernel: the kernel numbers devices itself, so there is no --renumber");
+    if (options.extra_folders > 0)
+        throw OptionError("--kernel: sysfs is the kernel's, so there are no --extra-folders");
+    std::vector<std::string> buses;
+    for (const ModemChoice &modem : options.modems)
+        buses.push_back(modem.bus);
+    if (const std::string reason = check_usb_buses(buses); !reason.empty())
+        throw OptionError(reason);
+}
 
 void check_buses(const Options &options)
 {
@@ -244,6 +267,7 @@ Options parse_options(std::span<const std::string> arguments)
     }
     options.command.assign(arguments.begin() + static_cast<std::ptrdiff_t>(next), arguments.end());
     check_buses(options);
+    check_kernel(options);
     return options;
 }
 
@@ -291,6 +315,7 @@ Runs a command, or an interactive shell, in a simulated OpenWrt router with simu
   --sms-pdu [BUS/]PDU[,after=MS]
                         the same, as a PDU in hexadecimal digits; repeatable
   --deliver N[:MS]      modems send in pieces of N bytes, MS milliseconds apart
+  --kernel              makes the modems USB devices of Debian's kernel, in a virtual machine
   --renumber            a modem that comes back gets other device numbers
   --seed N              of everything random (1)
   --profiles FOLDER     where modem profiles are looked for

@@ -81,6 +81,7 @@ struct Options {
     size_t extra_folders = 0;
     uint64_t config_bytes = 0; ///< size of the file system of /etc/config; 0: no limit
     uint32_t seed = 1;
+    bool kernel = false; ///< the modems are USB devices of a virtual machine's kernel
     bool renumber = false;
     bool strict = false;
     bool wait = false;

@@ -1,41 +1,27 @@
 #pragma once
 
-#include <map>
+#include <functional>
 #include <memory>
-#include <set>
 #include <string>
-#include <vector>
 
 #include "simulator/modem/modem.h"
 #include "simulator/router/event_loop.h"
 #include "simulator/router/journal.h"
-#include "simulator/router/sysfs_tree.h"
-#include "simulator/router/terminal.h"
+#include "simulator/router/plug.h"
 
 namespace simulator {
-
-/// The kernel's names for devices: the lowest number that is free.
-class DeviceNames {
-  public:
-    /// "ttyUSB" gives "ttyUSB0", or the first free one from number first on.
-    std::string take(const std::string &prefix, int first = 0);
-    void release(const std::string &name) { taken_.erase(name); }
-
-  private:
-    std::set<std::string> taken_;
-};
 
 /// What all modems of a router have in common.
 struct RouterParts {
     EventLoop &loop;
-    DeviceNames &names;
-    const SysfsTree &sysfs;
     Journal &journal;
     TrafficLog &log;
-    std::function<void(const std::string &netdev, bool present)> set_netdev;
+    /// Makes what makes a modem's devices.
+    std::function<std::unique_ptr<Plug>(const std::string &bus, const Profile &profile, Plug::Received received)>
+        make_plug;
 };
 
-/// A modem in a USB port of the router: its devices, its sysfs folders, its bytes.
+/// A modem in a USB port of the router: its devices and its bytes.
 class PluggedModem {
   public:
     PluggedModem(RouterParts &parts, std::string bus, Modem modem);
@@ -43,17 +29,18 @@ class PluggedModem {
     PluggedModem &operator=(const PluggedModem &) = delete;
     ~PluggedModem();
 
-    const std::string &bus() const { return device_.bus; }
+    const std::string &bus() const { return plug_->device().bus; }
     const Modem &modem() const { return modem_; }
+    /// True while all of its devices are there.
+    bool is_plugged() const { return is_plugged_; }
+    std::string missing() const { return plug_->missing(); }
     /// True if name ("/dev/ttyUSB3", "wwan0") is one of its devices.
     bool has_device(std::string_view name) const;
     /// The network device that belongs to name, one of its devices; else its first, empty when it has none.
     std::string netdev_of(std::string_view name) const;
 
   private:
-    void name_devices();
-    void attach();
-    void detach();
+    void attach(bool renumbered, bool is_back);
     void on_received(int interface, std::string_view bytes);
     void on_due();
     void send(const Event &event);
@@ -63,8 +50,9 @@ class PluggedModem {
 
     RouterParts &parts_;
     Modem modem_;
-    UsbDevice device_;
-    std::map<int, std::unique_ptr<Terminal>> terminals_; ///< by interface
+    std::unique_ptr<Plug> plug_;
+    bool is_plugged_ = false; ///< the router has all of its devices
+    bool is_away_ = false;    ///< pulled out
     EventLoop::Timer timer_ = 0;
     size_t reported_unknown_ = 0;
 };

@@ -66,6 +66,7 @@ class RootBuilder {
     bool has_layer(const fs::path &path) const;
     void mount_layer(const Layer &layer);
     void make_devices();
+    void make_terminals();
     void mount_proc();
     fs::path inside(const fs::path &path) const { return root_ / path.relative_path(); }
 
@@ -239,20 +240,32 @@ void RootBuilder::mount_layer(const Layer &layer)
 
 void RootBuilder::make_devices()
 {
+    const fs::path dev = inside("/dev");
+    if (plan_.kernel_devices) {
+        mount_new("sysfs", inside("/sys"), 0, "");
+        mount_new("devtmpfs", dev, 0, "");
+        return make_terminals();
+    }
     for (const char *name : devices) {
         const fs::path target = inside("/dev") / name;
         std::ofstream(target).close();
         mount_bind(fs::path("/dev") / name, target);
     }
-    const fs::path dev = inside("/dev");
     if (access("/dev/net/tun", R_OK | W_OK) == 0) {
         fs::create_directory(dev / "net");
         std::ofstream(dev / "net/tun").close();
         mount_bind("/dev/net/tun", dev / "net/tun");
     }
+    make_terminals();
+}
+
+void RootBuilder::make_terminals()
+{
+    const fs::path dev = inside("/dev");
     fs::create_directory(dev / "pts");
     mount_new("devpts", dev / "pts", MS_NOSUID | MS_NOEXEC, "newinstance,ptmxmode=0666,mode=0620");
-    fs::create_symlink("pts/ptmx", dev / "ptmx");
+    if (!plan_.kernel_devices)
+        fs::create_symlink("pts/ptmx", dev / "ptmx");
     fs::create_directory(dev / "shm");
     fs::permissions(dev / "shm", fs::perms(01777));
     fs::create_symlink("/proc/self/fd", dev / "fd");

@@ -1,5 +1,6 @@
 #include "simulator/router/router.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -21,6 +22,8 @@ namespace simulator {
 namespace {
 
 constexpr int most_last_rounds = 100;
+/// Where a processor has no help with virtual machines and much else to do, seconds become minutes.
+constexpr int64_t longest_plugging_ms = 120000;
 
 /// SIGCHLD comes as a descriptor to the loop.
 Fd watch_children()
@@ -83,12 +86,14 @@ void greet(const std::list<PluggedModem> &modems)
 
 Router::Router(const Options &options, std::vector<Modem> modems, RunFiles files, Rights rights)
     : options_(options), rights_(rights),
-      files_(std::move(files)), parts_{loop_,
-                                       names_,
-                                       sysfs_,
-                                       files_.journal,
-                                       files_.log,
-                                       [this](const std::string &name, bool present) { network_->set_device(name, present); }},
+      files_(std::move(files)), terminal_parts_{loop_, names_, sysfs_,
+                                                [this](const std::string &name, bool present) {
+                                                    network_->set_device(name, present);
+                                                }},
+      parts_{loop_, files_.journal, files_.log,
+             [this](const std::string &bus, const Profile &profile, Plug::Received received) {
+                 return make_plug(bus, profile, std::move(received));
+             }},
       commands_(loop_, [this](const CommandReport &report) { return on_command(report); }),
       child_signals_(watch_children())
 {
@@ -97,11 +102,39 @@ Router::Router(const Options &options, std::vector<Modem> modems, RunFiles files
         exclusive_terminals_.emplace(loop_);
     syslog_.emplace(loop_, files_.journal);
     network_.emplace(loop_, files_.journal, options, [this](const std::string &device) { return find_modem(device); });
-    sysfs_.build(options.extra_folders);
+    if (options.kernel)
+        usb_port_.emplace(loop_, std::move(files_.usb_devices), [this] { network_->check_devices(); });
+    else
+        sysfs_.build(options.extra_folders);
     for (size_t i = 0; i < modems.size(); i++)
         modems_.emplace_back(parts_, options.modems[i].bus, std::move(modems[i]));
+    wait_for_devices();
     network_->check_modems();
     loop_.watch(child_signals_.get(), EPOLLIN, [this](uint32_t) { collect_children(); });
+}
+
+std::unique_ptr<Plug> Router::make_plug(const std::string &bus, const Profile &profile, Plug::Received received)
+{
+    if (usb_port_)
+        return std::make_unique<UsbPlug>(*usb_port_, bus, profile, std::move(received));
+    return std::make_unique<TerminalPlug>(terminal_parts_, bus, profile, std::move(received));
+}
+
+/// A kernel takes its time to find a device and to choose drivers.
+void Router::wait_for_devices()
+{
+    const int64_t deadline = EventLoop::now_ms() + longest_plugging_ms;
+    while (!std::ranges::all_of(modems_, &PluggedModem::is_plugged)) {
+        if (EventLoop::now_ms() > deadline) {
+            std::string what = "the kernel's drivers have made no device of";
+            for (const PluggedModem &modem : modems_)
+                if (!modem.is_plugged())
+                    what += ' ' + modem.modem().profile().name + " on bus " + modem.bus() + ", interface" +
+                            modem.missing() + ';';
+            throw std::runtime_error(what);
+        }
+        loop_.run_once(100);
+    }
 }
 
 const PluggedModem *Router::find_modem(const std::string &device) const

@@ -15,6 +15,8 @@
 #include "simulator/router/options.h"
 #include "simulator/router/plugged_modem.h"
 #include "simulator/router/sandbox.h"
+#include "simulator/router/terminal_plug.h"
+#include "simulator/usb/usb_plug.h"
 
 namespace simulator {
 
@@ -23,6 +25,7 @@ struct RunFiles {
     Journal journal;
     TrafficLog log;
     LineFile coverage;
+    Fd usb_devices{}; ///< with --kernel: the process that is the modems' USB devices
 };
 
 /// The simulated router at work: it lives in the first process of the router's namespaces, with the router's root
@@ -38,6 +41,8 @@ class Router {
     int run(const std::string &folder);
 
   private:
+    std::unique_ptr<Plug> make_plug(const std::string &bus, const Profile &profile, Plug::Received received);
+    void wait_for_devices();
     pid_t start_command(const std::string &folder);
     void collect_children();
     const PluggedModem *find_modem(const std::string &device) const;
@@ -51,6 +56,8 @@ class Router {
     EventLoop loop_;
     DeviceNames names_;
     SysfsTree sysfs_{"/sys"};
+    TerminalParts terminal_parts_;
+    std::optional<UsbPort> usb_port_;
     std::optional<ExclusiveTerminals> exclusive_terminals_;
     std::optional<LogServer> syslog_;
     std::optional<RouterNetwork> network_;

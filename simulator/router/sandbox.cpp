@@ -23,7 +23,7 @@ namespace simulator {
 
 namespace {
 
-constexpr int namespaces = CLONE_NEWPID | CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWIPC | CLONE_NEWUTS;
+constexpr int common_namespaces = CLONE_NEWPID | CLONE_NEWNS | CLONE_NEWIPC | CLONE_NEWUTS;
 
 void write_map(const char *path, const std::string &text)
 {
@@ -32,8 +32,9 @@ void write_map(const char *path, const std::string &text)
         throw NotAllowed(std::string(path) + ": " + strerror(errno));
 }
 
-Rights enter_namespaces()
+Rights enter_namespaces(Network network)
 {
+    const int namespaces = common_namespaces | (network == Network::own ? CLONE_NEWNET : 0);
     const uid_t user = geteuid();
     const gid_t group = getegid();
     if (user == 0 && unshare(namespaces) == 0)
@@ -75,7 +76,7 @@ int wait_for(pid_t child)
 
 } // namespace
 
-void run_isolated(const std::function<int(Rights)> &body)
+void run_isolated(Network network, const std::function<int(Rights)> &body)
 {
     std::array<int, 2> ends;
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
@@ -83,7 +84,7 @@ void run_isolated(const std::function<int(Rights)> &body)
     const Fd parent_end(ends[0]);
     Fd own_end(ends[1]);
 
-    const Rights rights = enter_namespaces();
+    const Rights rights = enter_namespaces(network);
     fflush(nullptr);
     const pid_t child = fork();
     if (child < 0)

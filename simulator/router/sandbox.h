@@ -15,11 +15,16 @@ enum class Rights {
     user_namespace ///< root only inside, as an ordinary user's process outside
 };
 
-/// Runs body as the first process of namespaces of its own (pid, mount, network, ipc, host name; user where there are
-/// no root rights) and waits for its end, whereby the kernel ends everything that was started in there. The first
+enum class Network {
+    own,    ///< a namespace
+    machine ///< the machine's, where the machine is a virtual one and its drivers' devices are the router's
+};
+
+/// Runs body as the first process of namespaces of its own (pid, mount, ipc, host name; user where there are no root
+/// rights) and waits for its end, whereby the kernel ends everything that was started in there. The first
 /// process dies with this one. Ends this process with the status that body returns. Throws NotAllowed,
 /// std::system_error.
-[[noreturn]] void run_isolated(const std::function<int(Rights)> &body);
+[[noreturn]] void run_isolated(Network network, const std::function<int(Rights)> &body);
 
 /// Gives up what would let root inside harm the machine outside: modules, the clock, raw devices.
 void drop_dangerous_rights();

@@ -9,9 +9,9 @@
 #include "simulator/router/event_loop.h"
 #include "simulator/router/journal.h"
 #include "simulator/router/mounts.h"
-#include "simulator/router/plugged_modem.h"
 #include "simulator/router/router_files.h"
 #include "simulator/router/sysfs_tree.h"
+#include "simulator/router/terminal_plug.h"
 #include "tests/unit/temporary_directory.h"
 
 namespace {

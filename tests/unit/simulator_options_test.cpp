@@ -184,10 +184,10 @@ TEST(SimrouterOptions, RefuseWhatIsWrongWithALineThatTellsIt)
 TEST(SimrouterOptions, AreAllInTheHelp)
 {
     for (const char *name :
-         {"--modem",  "--board",    "--fault",       "--sms",           "--sms-pdu", "--deliver",  "--renumber",
-          "--seed",   "--products", "--runner",      "--profiles",      "--put",     "--put-text", "--answer",
-          "--link",   "--ubus",     "--config-size", "--extra-folders", "--journal", "--log",      "--coverage",
-          "--strict", "--wait",     "--list",        "--help"}) {
+         {"--modem",    "--board",  "--fault",    "--sms",         "--sms-pdu",       "--deliver", "--renumber",
+          "--kernel",   "--seed",   "--products", "--runner",      "--profiles",      "--put",     "--put-text",
+          "--answer",   "--link",   "--ubus",     "--config-size", "--extra-folders", "--journal", "--log",
+          "--coverage", "--strict", "--wait",     "--list",        "--help"}) {
         EXPECT_NE(help_text().find(std::string("\n  ") + name + ' '), std::string_view::npos) << name;
         EXPECT_EQ(complaint({name}).find("unknown"), std::string::npos) << name;
     }
@@ -224,6 +224,19 @@ TEST(RecordedAnswer, MayHoldColonsInCommandAndText)
     EXPECT_EQ(options.answers[1].status, 3);
     EXPECT_EQ(options.answers[1].output, "");
     EXPECT_EQ(options.answers[2].output, "");
+}
+
+TEST(SimrouterOptions, KnowWhatAKernelDoesByItself)
+{
+    EXPECT_EQ(complaint({"--kernel", "--modem", "EC25", "--fault", "stuck"}), "");
+    EXPECT_EQ(complaint({"--modem", "EC25", "--fault", "stuck"}),
+              "--fault: stuck needs --kernel: a pseudo terminal takes bytes whatever the modem does");
+    EXPECT_EQ(complaint({"--kernel", "--renumber"}),
+              "--kernel: the kernel numbers devices itself, so there is no --renumber");
+    EXPECT_EQ(complaint({"--kernel", "--extra-folders", "3"}),
+              "--kernel: sysfs is the kernel's, so there are no --extra-folders");
+    EXPECT_EQ(complaint({"--kernel", "--modem", "EC25@2-1.2"}),
+              "--kernel: its controller has the buses 1-1.2 to 1-1.7 and 1-2 to 1-15, not 2-1.2");
 }
 
 } // namespace

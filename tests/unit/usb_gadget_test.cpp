@@ -1,0 +1,113 @@
+#include <array>
+#include <gtest/gtest.h>
+#include <set>
+#include <sys/socket.h>
+
+#include "simulator/kernel/archive.h"
+#include "simulator/modem/profiles_folder.h"
+#include "simulator/usb/modem_gadget.h"
+#include "simulator/usb/usb_server.h"
+
+namespace {
+
+using namespace simulator;
+using Texts = std::vector<std::string>;
+
+/// The descriptors of that kind in a configuration, without their two head bytes.
+Texts descriptors_of(const std::string &configuration, uint8_t kind)
+{
+    Texts found;
+    for (size_t at = 0; at + 1 < configuration.size();) {
+        const auto length = static_cast<uint8_t>(configuration[at]);
+        if (length < 2)
+            break;
+        if (static_cast<uint8_t>(configuration[at + 1]) == kind)
+            found.push_back(configuration.substr(at + 2, length - 2U));
+        at += length;
+    }
+    return found;
+}
+
+TEST(ModemLayout, SaysWhatTheKernelsDriversLookAt)
+{
+    const ModemLayout layout = modem_layout(load_profile(find_profiles({}), "EC25"));
+    EXPECT_EQ(layout.descriptors.device, std::string({18, 1, 0, 2, '\xef', 2, 1, 64, '\x7c', 0x2c, 0x25, 1, 0x18, 3, 1, 2, 0, 1}));
+    // number, alternate, endpoints, class: the diagnostics, three serial ports, QMI
+    EXPECT_EQ(descriptors_of(layout.descriptors.configuration, 4),
+              (Texts{{0, 0, 2, '\xff', '\xff', '\xff', 0},
+                     {1, 0, 3, '\xff', 0, 0, 0},
+                     {2, 0, 3, '\xff', 0, 0, 0},
+                     {3, 0, 3, '\xff', 0, 0, 0},
+                     {4, 0, 3, '\xff', '\xff', '\xff', 0}}));
+}
+
+// The kernel refuses a configuration whose lengths are wrong, and a second endpoint of the same number.
+TEST(ModemLayout, IsWholeForEveryProfile)
+{
+    for (const Profile &profile : list_profiles(find_profiles({}))) {
+        const ModemLayout layout = modem_layout(profile);
+        const std::string &configuration = layout.descriptors.configuration;
+        EXPECT_EQ(little_endian(static_cast<uint32_t>(configuration.size()), 2), configuration.substr(2, 2)) << profile.name;
+        EXPECT_EQ(descriptors_of(configuration, 4).size(), profile.interfaces.size()) << profile.name;
+        std::set<char> addresses;
+        const Texts endpoints = descriptors_of(configuration, 5);
+        for (const std::string &endpoint : endpoints) {
+            EXPECT_TRUE(addresses.insert(endpoint[0]).second) << profile.name;
+            EXPECT_NE(endpoint[0] & 0x0f, 0) << profile.name;
+        }
+        size_t counted = 0;
+        for (const std::string &interface : descriptors_of(configuration, 4))
+            counted += static_cast<size_t>(interface[2]);
+        EXPECT_EQ(counted, endpoints.size()) << profile.name;
+    }
+}
+
+TEST(UsbBuses, AreThoseThatTheControllerCanTellApart)
+{
+    EXPECT_EQ(check_usb_buses({"1-1.2", "1-1.7", "1-3", "1-15"}), "");
+    for (const char *bus : {"2-1.2", "1-1", "1-1.1", "1-1.8", "1-16", "1-1.2.3", "1-2.2", "3-1", ""})
+        EXPECT_EQ(check_usb_buses({bus}),
+                  std::string("--kernel: its controller has the buses 1-1.2 to 1-1.7 and 1-2 to 1-15, not ") + bus);
+    EXPECT_EQ(check_usb_buses({"1-1.3", "1-3"}),
+              "--kernel: its controller cannot tell 1-3 from the other bus that ends in 3");
+}
+
+TEST(UsbMessages, ArriveWholeAndEndWithTheOtherSide)
+{
+    std::array<int, 2> ends;
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends.data()), 0);
+    Fd one(ends[0]);
+    const Fd other(ends[1]);
+    EXPECT_FALSE(take_message(other));
+    ASSERT_TRUE(send_message(one, {UsbMessage::Kind::bytes, 3, 200, std::string("AT\r\0\xff", 5)}));
+    ASSERT_TRUE(send_message(one, {UsbMessage::Kind::unplug, 1}));
+    const auto first = take_message(other);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->kind, UsbMessage::Kind::bytes);
+    EXPECT_EQ(first->modem, 3);
+    EXPECT_EQ(first->interface, 200);
+    EXPECT_EQ(first->bytes, std::string("AT\r\0\xff", 5));
+    const auto second = take_message(other);
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->kind, UsbMessage::Kind::unplug);
+    EXPECT_EQ(second->bytes, "");
+    one = Fd();
+    EXPECT_FALSE(take_message(other));
+    EXPECT_FALSE(send_message(other, {UsbMessage::Kind::plug}));
+}
+
+TEST(Archive, IsWhatAKernelUnpacks)
+{
+    Archive archive;
+    archive.add_folder("modules");
+    archive.add_file("job", "abc", 0644);
+    const std::string zeros(4, '\0');
+    EXPECT_EQ(archive.text(), "07070100000001000041ed000000000000000000000001000000000000000000000000000000000000000000000000"
+                              "0000000800000000modules" + zeros.substr(0, 3) +
+                                  "07070100000002000081a40000000000000000000000010000000000000003000000000000000000000000000000"
+                                  "000000000400000000job" + zeros.substr(0, 3) + "abc" + zeros.substr(0, 1) +
+                                  "070701000000000000000000000000000000000000000100000000000000000000000000000000000000000000"
+                                  "00000000000b00000000TRAILER!!!" + zeros);
+}
+
+} // namespace
