@@ -4,13 +4,13 @@ jobs := $(shell nproc)
 rooms := $(shell sed -n 's/^\([a-z/]*\) .*/\1/p' rooms.txt)
 space := $(subst ,, )
 
-.PHONY: all setup build demo page screenshots check test test-all test-sanitized sanitized target test-target fuzz bench format tidy dist clean
+.PHONY: all setup build demo page screenshots check test test-all test-kernel test-sanitized sanitized target test-target fuzz bench format tidy dist clean
 
 all: build
 
 # Installs every Debian package that any of these needs. Only demo, test and test-all install some of them by themselves.
 setup:
-	@tools/setup.sh build test targets fleet lint fuzz
+	@tools/setup.sh build test targets fleet lint fuzz kernel
 
 build:
 	@tools/setup.sh -n build
@@ -57,12 +57,21 @@ test:
 test-all:
 	@tools/setup.sh build test targets fleet
 	@tools/setup.sh browser || echo "The tests in a browser will be skipped."
+	@tools/setup.sh kernel || echo "The tests on a real kernel will be skipped."
 	@[ -f build/passed ] && [ -z "$$(find . -mindepth 1 \( -name 'build*' -o -name .git \) -prune -o -newer build/passed -print -quit)" ] \
 		|| $(MAKE) test
 	@cmake --build build -j$(jobs)
 	@cmake --preset sanitized
 	@cmake --build build-sanitized -j$(jobs)
-	@tools/run_tests.sh -a build/passed -l rest -t 'mips-linux-musl arm-linux-musleabihf' build build-sanitized
+	@tools/run_tests.sh -a build/passed -l 'rest|kernel' -t 'mips-linux-musl arm-linux-musleabihf' build build-sanitized
+
+# The program on Debian's kernel, whose drivers make the simulated modems' devices: a part of test-all.
+test-kernel:
+	@tools/setup.sh -n build test
+	@tools/setup.sh kernel || echo "The tests on a real kernel will be skipped."
+	@cmake --preset release >/dev/null
+	@cmake --build build -j$(jobs) --target kernel_tests
+	@tools/run_tests.sh -l kernel build
 
 # The suite under AddressSanitizer (leaks too) and UndefinedBehaviorSanitizer: a part of test-all.
 sanitized:

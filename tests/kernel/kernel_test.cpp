@@ -1,0 +1,246 @@
+#include <filesystem>
+#include <gtest/gtest.h>
+
+#include "tests/paths.h"
+#include "tests/system/harness.h"
+
+// The product on Debian's kernel, whose drivers make the modems' devices. A machine's start takes seconds, so that each
+// suite has one machine and walks through all of its scripts in it; its tests look at what came of them.
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+constexpr int status_no_machine = 77;
+
+struct Script {
+    const char *name;
+    std::string text;
+};
+
+/// What scripts printed, in one router.
+class Walk {
+  public:
+    Walk(const Lines &options, const std::vector<Script> &scripts)
+    {
+        // What never comes must not take the whole machine's time.
+        std::string whole = "wait_until() { tries=0; until eval \"$1\" || [ $tries -ge 300 ]; do sleep 0.1; "
+                            "tries=$((tries + 1)); done; }\n";
+        for (const Script &script : scripts)
+            whole += std::string("echo '== ") + script.name + "'\n" + script.text + "\n";
+        run_ = run_shell(options, whole);
+    }
+    bool is_missing() const { return run_.status == status_no_machine; }
+    const RouterRun &run() const { return run_; }
+    /// What the script of that name printed.
+    std::string of(const std::string &name) const
+    {
+        const std::string head = "== " + name + "\n";
+        const size_t start = run_.out.find(head);
+        if (start == std::string::npos)
+            return "(nothing of \"" + name + "\": " + run_.err + ")";
+        const size_t body = start + head.size();
+        const size_t end = run_.out.find("== ", body);
+        return run_.out.substr(body, end == std::string::npos ? end : end - body);
+    }
+
+  private:
+    RouterRun run_;
+};
+
+std::string probe(const std::string &words)
+{
+    return "'" + built("port_probe") + "' " + words;
+}
+
+Lines with_kernel(Lines options)
+{
+    options.emplace_back("--kernel");
+    return options;
+}
+
+/// Each suite's machine, started by its first test.
+template <typename Suite> const Walk &walk_of()
+{
+    static const Walk walk(with_kernel(Suite::options()), Suite::scripts());
+    return walk;
+}
+
+template <typename Suite> class OnKernel : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        if (walk().is_missing())
+            GTEST_SKIP() << walk().run().err;
+        ASSERT_EQ(walk().run().status, 0) << walk().run().err;
+    }
+    const Walk &walk() const { return walk_of<Suite>(); }
+};
+
+// The models that the product knows, six at a time in the ports of a hub.
+
+Lines in_hub(const Lines &models)
+{
+    Lines options;
+    int port = 2;
+    for (const std::string &model : models)
+        options.insert(options.end(), {"--modem", model + "@1-1." + std::to_string(port++)});
+    return options;
+}
+
+std::vector<Script> ask_each()
+{
+    return {{"asked", "for port in 2 3 4 5 6 7; do\n"
+                      "    echo bus 1-1.$port; modemctl 1-1.$port signal; modemctl 1-1.$port iccid; echo\n"
+                      "    modemctl 1-1.$port sim-status; echo\n"
+                      "done"}};
+}
+
+/// The same commands to the same modems on pseudo terminals.
+void expect_same_on_terminals(const Lines &options, const Walk &walk)
+{
+    const Walk terminals(options, ask_each());
+    ASSERT_EQ(terminals.run().status, 0) << terminals.run().err;
+    EXPECT_NE(terminals.of("asked").find("READY"), std::string::npos);
+    EXPECT_EQ(walk.of("asked"), terminals.of("asked"));
+}
+
+struct OldModels {
+    static Lines options() { return in_hub({"EC20", "EC25", "EP06", "UC20", "MC7430", "SIMCOM7600"}); }
+    static std::vector<Script> scripts() { return ask_each(); }
+};
+using KernelOldModels = OnKernel<OldModels>;
+
+TEST_F(KernelOldModels, AnswerAsOnPseudoTerminals)
+{
+    expect_same_on_terminals(OldModels::options(), walk());
+}
+
+// Some of these are no modems to Debian's kernel, until their ids are written into its driver's file.
+struct NewModels {
+    static Lines options() { return in_hub({"ME3630", "EC200T", "BG95", "EG91", "EC100Y", "NL678E"}); }
+    static std::vector<Script> scripts() { return ask_each(); }
+};
+using KernelNewModels = OnKernel<NewModels>;
+
+TEST_F(KernelNewModels, AnswerAsOnPseudoTerminals)
+{
+    expect_same_on_terminals(NewModels::options(), walk());
+}
+
+// One modem behind a hub, as on a router, and a second one whose firmware takes no bytes.
+
+struct TwoModems {
+    static Lines options()
+    {
+        return {"--modem",
+                "EC25",
+                "--modem",
+                "EP06@1-3",
+                "--fault",
+                "1-3/stuck",
+                "--fault",
+                "1-1.2/gone-during=3000:AT+CSQ",
+                "--fault",
+                "1-1.2/gone-before=3000:AT+CGMM",
+                "--put",
+                std::string(SOURCE_ROOT) +
+                    "/packaging/openwrt/files/etc/hotplug.d/usb/30-modemctl:/etc/hotplug.d/usb/30-modemctl",
+                "--put-text",
+                "/etc/init.d/modemctl=#!/bin/sh",
+                "--put-text",
+                "/usr/libexec/modemctl-reconnect=#!/bin/sh\necho \"$1\" >>/tmp/reconnects",
+                "--put-text",
+                "/tmp/events=echo \"$ACTION $SUBSYSTEM $DEVTYPE ${DEVPATH##*/}\" >>/tmp/seen\n"
+                "[ \"$SUBSYSTEM\" != usb ] || sh /etc/hotplug.d/usb/30-modemctl"};
+    }
+    static std::vector<Script> scripts()
+    {
+        const std::string until_away = "wait_until '[ ! -e /sys/bus/usb/devices/1-1.2 ]'\n";
+        const std::string until_back = "wait_until '[ -e /sys/bus/usb/devices/1-1.2/port ]'\n";
+        return {
+            {"place", "readlink /sys/class/net/wwan0/device; ls /dev | grep -e ttyUSB -e cdc-wdm"},
+            {"facts", probe("facts /dev/ttyUSB3")},
+            {"line mode", "stty -F /dev/ttyUSB3 -a | grep -o -e '-*icanon' -e '-*echo\\>'"},
+            {"exclusive", probe("exclusive /dev/ttyUSB3")},
+            {"output that is not taken", probe("output /dev/ttyUSB6")},
+            {"stuck",
+             "cd /; start=$(cut -d. -f1 /proc/uptime); modemctl AT /dev/ttyUSB6 ATI; echo status $?\n"
+             "end=$(cut -d. -f1 /proc/uptime); [ $((end - start)) -lt 45 ] && echo 'before the driver gives up' || "
+             "echo $((end - start)) s"},
+            {"the other one", "modemctl AT ATI"},
+            {"unplugged in a reply", "modemctl AT AT+CSQ; echo; echo status $?\n" + until_away + until_back +
+                                         "modemctl AT ATI | grep -o ^EC25"},
+            {"unplugged while read", probe("gone /dev/ttyUSB2 AT+CGMM") + "\n" + until_away + until_back},
+            {"held", "exec 9<>/dev/ttyUSB1; modemctl AT AT+CSQ >/dev/null\n" + until_away + until_back +
+                         "ls /dev | grep ttyUSB; exec 9<&-; modemctl AT ATI | grep -o ^EC25"},
+            {"events",
+             "chmod +x /etc/init.d/modemctl /usr/libexec/modemctl-reconnect\n" +
+                 probe("events /tmp/events 60 >/tmp/listening &") +
+                 "\nlistener=$!; wait_until 'grep -q listening /tmp/listening'\n"
+                 "modemctl signal >/dev/null; mkdir -p /tmp/modem.1-1.2; ls -d /tmp/modem.1-1.2\n"
+                 "modemctl AT AT+CSQ >/dev/null; wait_until '[ ! -e /tmp/modem.1-1.2 ]'; ls /tmp/modem.1-1.2 2>&1\n" +
+                 until_back +
+                 "wait_until '[ -e /tmp/reconnects ]'; sort -u /tmp/reconnects; wait_until 'grep -q \"^bind usb "
+                 "usb_device\" /tmp/seen'\n"
+                 "kill $listener; grep -e ' usb usb_device' -e ':1.[24]$' -e 'ttyUSB2$' /tmp/seen | grep -v change"},
+        };
+    }
+};
+using KernelTwoModems = OnKernel<TwoModems>;
+
+TEST_F(KernelTwoModems, AreWhereARouterHasThem)
+{
+    EXPECT_EQ(walk().of("place"),
+              "../../../1-1.2:1.4\ncdc-wdm0\ncdc-wdm1\nttyUSB0\nttyUSB1\nttyUSB2\nttyUSB3\nttyUSB4\n"
+              "ttyUSB5\nttyUSB6\nttyUSB7\n");
+    EXPECT_EQ(walk().of("the other one"), "\nATI\r\r\nQuectel\r\nEC25\r\nRevision: EC25EFAR06A03M4G\r\n\r\nOK\r\n");
+}
+
+TEST_F(KernelTwoModems, HaveADriversPorts)
+{
+    EXPECT_EQ(walk().of("facts"), "major 188, mode 600\nc_cflag 06275\nspeed after 115200: 9600\nTIOCMGET ok\n"
+                                  "TIOCGSERIAL ok, closing_wait 3000\ntcsendbreak ENOTTY\n");
+    EXPECT_EQ(walk().of("line mode"), "icanon\necho\n");
+    EXPECT_EQ(walk().of("exclusive"), "TIOCEXCL ok\nuser 0: ok\nuser 65534: EBUSY\n");
+}
+
+// A silent modem costs 16 s. The driver would wait for this one 31 s longer, and once more for each read.
+TEST_F(KernelTwoModems, AreGivenUpInTimeWhenTheyTakeNoBytes)
+{
+    EXPECT_EQ(walk().of("output that is not taken"),
+              "write takes a part\nqueued some; after tcflush the same\nnext write EAGAIN\n");
+    EXPECT_EQ(walk().of("stuck"), "status 0\nbefore the driver gives up\n");
+}
+
+// What a modem prints at its start may come back to it as an echo, in front of the first command.
+TEST_F(KernelTwoModems, AreFoundAgainAfterAnUnplugging)
+{
+    EXPECT_EQ(walk().of("unplugged in a reply"), "\nAT+CSQ\r\r\n+CSQ: 31\nstatus 0\n"
+                                                 "EC25\n");
+    EXPECT_EQ(walk().of("unplugged while read"), "write ok\nfirst read without bytes: 0\npoll in err hup\nnext read 0\n"
+                                                 "write EIO\ntcgetattr EIO\n");
+}
+
+// Only the number that is held is skipped.
+TEST_F(KernelTwoModems, ComeBackUnderTheNumbersThatAreFree)
+{
+    EXPECT_EQ(walk().of("held"), "ttyUSB0\nttyUSB2\nttyUSB3\nttyUSB4\nttyUSB5\nttyUSB6\nttyUSB7\nttyUSB8\n"
+                                 "EC25\n");
+}
+
+// At the first event of an interface not one port is there, and the modem is forgotten when it goes.
+TEST_F(KernelTwoModems, WakeTheHotplugScripts)
+{
+    EXPECT_EQ(walk().of("events"),
+              "/tmp/modem.1-1.2\nls: cannot access '/tmp/modem.1-1.2': No such file or directory\n1-1.2\n"
+              "remove tty  ttyUSB2\nunbind usb-serial  ttyUSB2\nremove usb-serial  ttyUSB2\n"
+              "unbind usb usb_interface 1-1.2:1.2\nremove usb usb_interface 1-1.2:1.2\n"
+              "unbind usb usb_interface 1-1.2:1.4\nremove usb usb_interface 1-1.2:1.4\n"
+              "unbind usb usb_device 1-1.2\nremove usb usb_device 1-1.2\n"
+              "add usb usb_device 1-1.2\nadd usb usb_interface 1-1.2:1.2\nadd usb-serial  ttyUSB2\nadd tty  ttyUSB2\n"
+              "bind usb-serial  ttyUSB2\nbind usb usb_interface 1-1.2:1.2\n"
+              "add usb usb_interface 1-1.2:1.4\nbind usb usb_interface 1-1.2:1.4\nbind usb usb_device 1-1.2\n");
+}
+
+} // namespace
