@@ -108,10 +108,15 @@ TEST(SimrouterOptions, DescribeTheNetwork)
 
 TEST(SimrouterOptions, TellWhatANetworkDemands)
 {
-    const Options options =
-        parse_options(Arguments{"--link", "apn=internet,username=me,password=a=b,context=ims,cid=3,needs=qmi", "--link",
-                                "wan,traffic=1000/0", "--link", "modem,traffic=14,needs=serial"});
-    ASSERT_EQ(options.links.size(), 3U);
+    const Options options = parse_options(Arguments{
+        "--link", "apn=internet,username=me,password=a=b,context=ims,cid=3,needs=qmi", "--link", "wan,traffic=1000/0",
+        "--link", "modem,traffic=14,needs=serial", "--link", "dns=silent/3", "--link", "dns=fail"});
+    ASSERT_EQ(options.links.size(), 5U);
+    using Way = NameServers::Way;
+    EXPECT_EQ(options.links[2].behaviour.names, NameServers{});
+    EXPECT_EQ(options.links[3].behaviour.names.own, (NameServers::Behaviour{Way::silent, -1}));
+    EXPECT_EQ(options.links[3].behaviour.names.others, (NameServers::Behaviour{Way::answer, 3}));
+    EXPECT_EQ(options.links[4].behaviour.names.others, (NameServers::Behaviour{Way::failure, -1}));
     EXPECT_EQ(options.links[0].interface, "");
     const LinkDemand &demand = options.links[0].behaviour.demand;
     EXPECT_EQ(demand.apn, "internet");
