@@ -273,10 +273,10 @@ TEST(Boot, TakesTheFirstKnownModemWhereNoneIsConfigured)
     const std::string none_configured = "uci delete devconf.modem.bus; uci commit devconf; ";
     const RouterRun run =
         router({"--modem", "EC25@1-1.3,imsi=232031234567890", "--link", "setup=100"},
-               none_configured + "/etc/init.d/modemctl start; " + show_log + "uci get devconf.modem.bus");
-    EXPECT_EQ(
-        run.out,
-        "1-1.3: taken as the modem's bus\n1-1.3: connecting with the APN of the SIM's network\n1-1.3: online\n1-1.3\n")
+               none_configured + "/etc/init.d/modemctl start; " + show_log +
+                   "uci get devconf.modem.bus; until grep ' watch ' /tmp/procd; do sleep 0.1; done");
+    EXPECT_EQ(run.out, "1-1.3: taken as the modem's bus\n1-1.3: connecting with the APN of the SIM's network\n"
+                       "1-1.3: online\n1-1.3\n1-1.3: /usr/bin/modemctl watch 1-1.3\n")
         << run.err;
     // Not every device with serial ports is a modem: one that is not known is not even asked.
     const RouterRun unknown =
