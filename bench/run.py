@@ -333,6 +333,40 @@ def watch(build):
         require(online[world, "watch"] >= share - 0.5, f"{world}: {keeper} is longer online than the watch")
 
 
+ASLEEP = """
+uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi
+uci set network.modem_1_1_2.device=/dev/cdc-wdm0; uci commit network; ubus call network reload
+touch /etc/config/modemctl; uci set modemctl.watch=watch; uci set modemctl.watch.probe=none; uci commit modemctl
+modemctl watch & watch=$!
+until modemctl watch status | grep -q '^state *online'; do sleep 1; done
+switches() { grep -h ^voluntary /proc/$watch/status | tr -dc 0-9; }
+sleep 5; before=$(switches); sleep 0 & first=$!; sleep 50; sleep 0 & last=$!
+echo $(($(switches) - before)) $((last - first - 2)); cat /proc/$watch/smaps"""
+
+
+def asleep(build):
+    """The watch asleep, between two questions to the modem: its memory, wake-ups and processes. Processes have numbers in
+    their order, so what it starts shows as a gap."""
+    for folder in [build] + [os.path.join(TARGETS, target) for target in built_targets()]:
+        name = "this machine (glibc)" if folder == build else os.path.basename(folder)
+        processor = name.split("-")[0]
+        options, begin = [], 0
+        if folder != build and processor != platform.machine():
+            options, begin = ["--runner", shutil.which(f"qemu-{processor}-static")], int(GUEST_BASE, 16)
+        router = Router(build, "--modem", "EC25", "--link", "setup=100", "--products", folder, *options)
+        first, *smaps = router.run("sh", "-c", f"export QEMU_GUEST_BASE={GUEST_BASE}" + ASLEEP).stdout.splitlines()
+        wakes, processes = map(int, first.split())
+        private, is_own = 0, False
+        for line in smaps:
+            if found := re.match(r"([0-9a-f]+)-[0-9a-f]+ ", line):
+                is_own = begin == 0 or begin <= int(found[1], 16) < begin + 2**32
+            elif is_own and line.startswith("Private_Dirty:"):
+                private += int(line.split()[1])
+        row(f"the watch asleep, {name}", f"{private} KiB private, {wakes} wake-ups and {processes} processes in 50 s")
+        require(wakes <= 5 and processes == 0, f"the watch asleep, {name}: {wakes} wake-ups, {processes} processes")
+        require(private <= (160 if folder == build else 128), f"the watch asleep, {name}: {private} KiB private")
+
+
 def fleet(build):
     """What a scrape takes: the text of all modems, from reports that the watch has made."""
     growth = Growth("modemctl metrics, modems")
@@ -347,7 +381,7 @@ def fleet(build):
 
 
 SECTIONS = {"commands": commands, "processors": processors, "sizes": sizes, "sysfs": sysfs, "apns": apns,
-            "web": web, "spool": spool, "uci": uci, "many": many, "watch": watch, "fleet": fleet}
+            "web": web, "spool": spool, "uci": uci, "many": many, "watch": watch, "asleep": asleep, "fleet": fleet}
 
 
 def main():

@@ -1,7 +1,6 @@
 #include "status/usage.h"
 
 #include <algorithm>
-#include <charconv>
 #include <fcntl.h>
 #include <sys/file.h>
 
@@ -15,11 +14,12 @@ constexpr char kept_file[] = "/etc/modemctl.usage";
 constexpr char lock_path[] = "/var/lock/modemctl.usage.lock";
 constexpr char new_file[] = "usage";
 
+// @return false if it is no number, or larger than a Number can be
 template <typename Number> bool take_number(std::string_view &text, std::string_view end, Number &number)
 {
-    const std::string_view digits = take_until(text, end);
-    const auto [stop, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    return error == std::errc{} && stop == digits.data() + digits.size() && !digits.empty();
+    const auto value = decimal(take_until(text, end));
+    number = static_cast<Number>(value.value_or(0));
+    return value && *value >= 0 && static_cast<int64_t>(number) == *value;
 }
 
 } // namespace

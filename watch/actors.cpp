@@ -24,6 +24,7 @@ namespace {
 constexpr int ubus_limit_ms = 10'000;
 constexpr int down_polls = 10;
 constexpr int radio_pause_s = 3;
+constexpr int radio_tries = 5;
 constexpr int usb_pause_s = 2;
 constexpr char reconnect_script[] = "/usr/libexec/modemctl-reconnect";
 constexpr char hooks_folder[] = "/etc/hotplug.d/modem";
@@ -52,13 +53,13 @@ void call_interface(const char *iface, const char *method)
     ubus_call(Text<80>::format("network.interface.%s", iface).c_str(), method, ubus_limit_ms);
 }
 
-// The port is open for one command only.
-void tell_modem(const char *bus, const char *command, int limit_ms)
+// The port is open for one command only. @return false if the modem did not answer, or another program has the port
+bool tell_modem(const char *bus, const char *command, int limit_ms)
 {
     ModemPort modem{};
     Text<256> reply;
-    if (open_modem(bus, modem) == InfoResult::reported)
-        modem.session.ask(command, reply, limit_ms);
+    return open_modem(bus, modem) == InfoResult::reported &&
+           modem.session.ask(command, reply, limit_ms) == AtSession::Answer::complete;
 }
 
 void reconnect(const char *iface)
@@ -73,7 +74,9 @@ void restart_radio(const char *bus, const char *iface)
 {
     tell_modem(bus, "AT+CFUN=4", 5000);
     sleep(radio_pause_s);
-    tell_modem(bus, "AT+CFUN=1", 10'000);
+    // Whoever has the port meanwhile must not leave the modem without its radio.
+    for (int tries = 0; !tell_modem(bus, "AT+CFUN=1", 10'000) && tries < radio_tries; tries++)
+        sleep(radio_pause_s);
     reconnect(iface);
 }
 
@@ -222,14 +225,14 @@ void read_kept(const char *bus, WatchMemory &memory)
     Text<64> text;
     read_file(kept_file(bus).c_str(), text.capacity() - 1, text);
     std::string_view rest = text.view();
-    const auto take = [&rest](const char *name) {
-        if (take_until(rest, " ") != name)
-            return uint32_t{0};
-        return static_cast<uint32_t>(decimal(take_until(rest, "\n")).value_or(0));
-    };
-    memory.reboots = take("reboots");
-    memory.pin_sent = take("pin");
-    memory.by_hour[static_cast<size_t>(WatchStage::power)][0] = static_cast<uint8_t>(std::min(take("power"), 4U));
+    uint32_t numbers[3] = {};
+    for (uint32_t &number : numbers) {
+        take_until(rest, " "); // its name is for people
+        number = static_cast<uint32_t>(decimal(take_until(rest, "\n")).value_or(0));
+    }
+    memory.reboots = numbers[0];
+    memory.pin_sent = numbers[1];
+    memory.by_hour[static_cast<size_t>(WatchStage::power)][0] = static_cast<uint8_t>(std::min(numbers[2], 4U));
     // Nobody knows how long ago that was, so this day's restart of the router counts as used.
     memory.by_hour[static_cast<size_t>(WatchStage::router)][0] = memory.reboots != 0 ? 1 : 0;
 }

@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 
 #include "core/model/modem.h"
-#include "platform/uci.h"
 #include "readings/fields.h"
 #include "watch/settings.h"
 
@@ -89,8 +88,7 @@ class OptionAdder {
     void add(const char *name, std::string_view usual) const
     {
         Text<96> value;
-        if (kuci2_get_name(uci_, "modemctl", section_.c_str(), name, value) != 0 || value.empty())
-            kuci2_get_name(uci_, "modemctl", "watch", name, value);
+        read_watch_option(uci_, section_.c_str(), name, value);
         if (!value.empty())
             kjson_add_string(values_, name, value.view());
         kjson_add_string(defaults_, name, usual);

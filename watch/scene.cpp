@@ -35,20 +35,11 @@ constexpr time_t longest_upgrade_pause_s = 600; // its progress is written far m
 using SceneText = Text<longest_watch_memory + 400>;
 
 // The texts of a scene, a line each, before the memory.
-template <typename Visit> void each_text(Scene &scene, Visit visit)
+std::array<TextOut, 12> texts_of(Scene &scene)
 {
-    visit(scene.device.out());
-    visit(scene.server.out());
-    visit(scene.address.out());
-    visit(scene.plug.out());
-    visit(scene.stamp.out());
-    visit(scene.sampled.out());
-    visit(scene.iccid.out());
-    visit(scene.received.out());
-    visit(scene.sent.out());
-    visit(scene.kept.out());
-    visit(scene.warned.out());
-    visit(scene.reason.out());
+    return {scene.device.out(), scene.server.out(),  scene.address.out(), scene.plug.out(),
+            scene.stamp.out(),  scene.sampled.out(), scene.iccid.out(),   scene.received.out(),
+            scene.sent.out(),   scene.kept.out(),    scene.warned.out(),  scene.reason.out()};
 }
 
 bool has_file(const char *path)
@@ -241,7 +232,8 @@ void read_scene(const char *bus, Scene &scene)
         return;
     }
     std::string_view rest = text.view();
-    each_text(scene, [&rest](TextOut out) { out.assign(take_until(rest, "\n")); });
+    for (const TextOut &out : texts_of(scene))
+        out.assign(take_until(rest, "\n"));
     scene.memory = read_watch_memory(rest);
 }
 
@@ -249,10 +241,10 @@ void write_scene(const char *bus, const Scene &scene)
 {
     SceneText text;
     Scene copy = scene;
-    each_text(copy, [&text](TextOut part) {
+    for (const TextOut &part : texts_of(copy)) {
         text.append(part.view());
         text.append("\n");
-    });
+    }
     Text<longest_watch_memory> memory;
     write_watch_memory(scene.memory, memory);
     text.append(memory.view());

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "core/model/modem.h"
-#include "platform/uci.h"
 #include "readings/fields.h"
 
 namespace {
@@ -34,23 +33,25 @@ class Reader {
   public:
     explicit Reader(const char *bus) : uci_(kuci2_init()) { bus_to_ident(bus, section_); }
 
-    template <size_t N> Text<N> text(const char *option) const
+    void text(const char *option, TextOut out) const { read_watch_option(uci_, section_.c_str(), option, out); }
+    bool is(const char *option, std::string_view word) const
     {
-        Text<N> value = uci_.text<N>(Text<64>::format("modemctl.%s.%s", section_.c_str(), option).c_str());
-        if (value.empty())
-            value = uci_.text<N>(Text<64>::format("modemctl.watch.%s", option).c_str());
-        return value;
+        Text<12> value;
+        text(option, value);
+        return value == word;
     }
-
     void number(const char *option, uint32_t &out, uint32_t least, uint32_t most) const
     {
-        if (const auto value = decimal(text<16>(option).view()); value && *value >= least && *value <= most)
+        Text<16> digits;
+        text(option, digits);
+        if (const auto value = decimal(digits.view()); value && *value >= least && *value <= most)
             out = static_cast<uint32_t>(*value);
     }
-
-    template <size_t N> Text<N> network(const char *iface, const char *option) const
+    /// @return the option's length, up to what a PIN may have and one more
+    size_t network(const char *iface, const char *option, Text<10> &out) const
     {
-        return uci_.text<N>(Text<64>::format("network.%s.%s", iface, option).c_str());
+        kuci2_get_name(uci_, "network", iface, option, out);
+        return out.size();
     }
 
   private:
@@ -65,39 +66,48 @@ std::span<const WatchNumber> watch_numbers()
     return numbers;
 }
 
+void read_watch_option(const Uci &uci, const char *section, const char *option, TextOut out)
+{
+    if (kuci2_get_name(uci, "modemctl", section, option, out) != 0 || out.empty())
+        kuci2_get_name(uci, "modemctl", "watch", option, out);
+}
+
 WatchSettings read_watch_settings(const char *bus)
 {
     const Reader reader{bus};
     WatchSettings settings;
     for (const WatchNumber &option : numbers)
         reader.number(option.name, settings.config.*option.number, option.least, option.most);
-    const auto probe = reader.text<8>("probe");
     for (uint32_t i = 0; i < std::size(probes); i++)
-        if (probe == probes[i])
+        if (reader.is("probe", probes[i]))
             settings.config.probe = i;
-    settings.is_enabled = reader.text<4>("enabled").view() != "0";
-    settings.iface = reader.text<16>("interface");
+    settings.is_enabled = !reader.is("enabled", "0");
+    reader.text("interface", settings.iface);
     if (settings.iface.empty())
         settings.iface = interface_of_bus(bus);
     const char *iface = settings.iface.c_str();
+    Text<10> value;
     // A file that cannot be read has no loopback either, and tells nothing.
     settings.is_configured =
-        !reader.network<4>(iface, "proto").empty() || reader.network<4>("loopback", "proto").empty();
-    settings.is_disabled = reader.network<4>(iface, "disabled") == "1";
-    // It becomes part of a command.
-    if (const auto pin = reader.network<9>(iface, "pincode"); pin.size() >= 4 && decimal(pin.view()))
-        settings.pin = pin;
-    const auto targets = reader.text<96>("target");
+        reader.network(iface, "proto", value) != 0 || reader.network("loopback", "proto", value) == 0;
+    reader.network(iface, "disabled", value);
+    settings.is_disabled = value == "1";
+    // It becomes part of a command; 8 digits are the most.
+    const size_t length = reader.network(iface, "pincode", value);
+    if (length >= 4 && length <= 8 && decimal(value.view()))
+        settings.pin.assign(value.view());
+    Text<96> targets;
+    reader.text("target", targets);
     std::string_view rest = targets.view();
-    settings.targets[0].assign(take_until(rest, " "));
-    settings.targets[1].assign(take_until(rest, " "));
-    settings.led = reader.text<32>("led");
-    settings.roaming = reader.text<64>("roaming");
-    settings.last_stage = reader.text<12>("last_stage");
-    settings.warnings = reader.text<16>("usage_warn");
+    for (Text<46> &target : settings.targets)
+        target.assign(take_until(rest, " "));
+    reader.text("led", settings.led);
+    reader.text("roaming", settings.roaming);
+    reader.text("last_stage", settings.last_stage);
+    reader.text("usage_warn", settings.warnings);
     reader.number("usage_limit", settings.limit_mb, 0, 100'000'000);
     reader.number("usage_day", settings.first_day, 1, 28);
-    settings.is_limit_hard = reader.text<12>("usage_action") == "disconnect";
+    settings.is_limit_hard = reader.is("usage_action", "disconnect");
     return settings;
 }
 

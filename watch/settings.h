@@ -4,6 +4,7 @@
 #include <span>
 
 #include "platform/text.h"
+#include "platform/uci.h"
 #include "watch/decide.h"
 
 /// What the user configures for the modem on one bus: UCI "modemctl.<bus>", with '_' for the bus's '-' and '.', then
@@ -24,6 +25,9 @@ struct WatchSettings {
     Text<16> warnings; ///< per cent of the limit: "80 95"
     bool is_limit_hard = false;
 };
+
+/// The option of the modem's section ("1_1_2"), or else of the section for all; empty if neither has it.
+void read_watch_option(const Uci &uci, const char *section, const char *option, TextOut out);
 
 WatchSettings read_watch_settings(const char *bus);
 

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "platform/text.h"
+#include "readings/fields.h"
 #include "readings/report.h"
 
 namespace {
@@ -49,14 +50,6 @@ constexpr MetricRow rows[] = {
 bool is_counter(std::string_view name)
 {
     return name.ends_with("_total");
-}
-
-// The part of text before the next space, which is taken away from it.
-std::string_view take_word(std::string_view &text)
-{
-    const std::string_view word = text.substr(0, text.find(' '));
-    text = without_first(text, word.size() + 1);
-    return word;
 }
 
 // The samples of one metric. Its head is printed with the first one.
@@ -137,7 +130,7 @@ bool is_number(json_object *value)
 void add_labels(Family &family, std::string_view labels, json_object *object)
 {
     while (!labels.empty()) {
-        const std::string_view word = take_word(labels);
+        const std::string_view word = take_until(labels, " ");
         const size_t equals = word.find('=');
         const std::string_view path = without_first(word, equals + 1);
         const size_t dot = path.find('.');
@@ -225,7 +218,7 @@ void print_samples(Family &family, const MetricRow &row, json_object *report)
         family.print(strcmp(word, row.labels) == 0 ? "1" : "0");
     } else if (word != nullptr) {
         for (std::string_view states = row.labels; !states.empty();) {
-            const Text<24> name{take_word(states)};
+            const Text<24> name{take_until(states, " ")};
             family.start(report);
             family.label("state", name.c_str());
             family.print(name == word ? "1" : "0");

@@ -233,6 +233,16 @@ TEST(Watch, LeavesAModemAloneWhileAnotherProcessConnectsIt)
     EXPECT_EQ(run.out, "starting;wanted;\nrecovering;reconnect, 5 of 6 left this hour;\n") << all(run);
 }
 
+TEST(SlowWatch, SwitchesTheRadioOnAgainWhoeverHasThePortMeanwhile)
+{
+    const RouterRun run =
+        watch({"--modem", "EC25", "--link", "modem_1_1_2,setup=never"},
+              "start_until recovering; until modemctl watch status | grep -q 'last_stage *radio'; do "
+              "sleep 0.1; done; exec 9<>/dev/ttyUSB2; flock 9; sleep 12; exec 9>&-; wait_for slow; say");
+    EXPECT_EQ(run.out, "slow;nothing more to try;\n") << all(run);
+    EXPECT_NE(run.sent_to("ttyUSB2").find("AT+CFUN=1\r"), std::string::npos) << all(run);
+}
+
 // Where the stack begins depends on the environment. Memory that is given back asleep must be nobody's at any place.
 TEST(SlowWatch, LivesOnAfterItsSleepWhereverItsStackIs)
 {
