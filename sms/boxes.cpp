@@ -167,9 +167,17 @@ void sms_list_boxes(json_object *array, size_t most)
     Newest newest{most};
     for (size_t box = 0; box < std::size(boxes); box++)
         add_names(newest, box);
-    for (const Entry &entry : newest.sorted())
-        if (Json message = describe(entry); message != nullptr)
-            kjson_array_add(array, std::move(message));
+    constexpr size_t most_bytes = size_t{256} * 1024;
+    size_t bytes = 0;
+    for (const Entry &entry : newest.sorted()) {
+        Json message = describe(entry);
+        if (message == nullptr)
+            continue;
+        bytes += strlen(json_object_to_json_string_ext(message.get(), JSON_C_TO_STRING_PLAIN));
+        if (bytes > most_bytes)
+            return;
+        kjson_array_add(array, std::move(message));
+    }
 }
 
 int sms_remove_from_box(const char *id)

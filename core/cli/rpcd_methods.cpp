@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <syslog.h>
 #include <unistd.h>
 
 #include "core/cli/history_command.h"
@@ -45,14 +46,15 @@ bool has_modem(const char *bus)
 // The newest report of a modem that is there; null with the error in answer.
 Json find_report(const RpcdCall &call, json_object *answer)
 {
-    Json report = has_modem(call.bus.c_str()) ? read_snapshot(call.bus.c_str()) : nullptr;
-    if (report != nullptr)
-        return report;
-    if (has_modem(call.bus.c_str()))
-        rpcd_fail(answer, "no-snapshot", "nothing has asked the modem on bus %s yet", call.bus.c_str());
-    else
-        rpcd_fail(answer, "no-modem", "there is no modem on bus %s", call.bus.c_str());
-    return nullptr;
+    const char *bus = call.bus.c_str();
+    if (!has_modem(bus)) {
+        rpcd_fail(answer, "no-modem", "there is no modem on bus %s", bus);
+        return nullptr;
+    }
+    Json report = read_snapshot(bus);
+    if (report == nullptr)
+        rpcd_fail(answer, "no-snapshot", "nothing has asked the modem on bus %s yet", bus);
+    return report;
 }
 
 void take_members(json_object *answer, json_object *source)
@@ -62,10 +64,10 @@ void take_members(json_object *answer, json_object *source)
 
 void answer_info(const RpcdCall &call, json_object *answer)
 {
-    mark_snapshot(call.bus.c_str());
     const Json report = find_report(call, answer);
     if (report == nullptr)
         return;
+    mark_snapshot(call.bus.c_str());
     remove_identity(report.get());
     take_members(answer, report.get());
     kjson_add_int(answer, "age", kjson_get_int(answer, "age_s"));
@@ -177,7 +179,10 @@ void answer_message_send(const RpcdCall &call, json_object *answer)
 {
     const char *const words[] = {"sendsms", call.text(RpcdArgument::recipient), call.text(RpcdArgument::text),
                                  "international", nullptr};
-    if (run_program(words) == 0)
+    const bool is_taken = run_program(words) == 0;
+    // Messages cost money, so there is a trace of them.
+    syslog(LOG_NOTICE, "a text message was %s over ubus", is_taken ? "sent" : "refused");
+    if (is_taken)
         rpcd_succeed(answer);
     else
         rpcd_fail(answer, "failed", "the SMS daemon did not take the message; is smstools3 installed?");

@@ -47,14 +47,19 @@ int work_refresh(const RpcdCall &call, json_object *result)
 int work_connect(const RpcdCall &call, json_object *result)
 {
     constexpr int longest_wait_s = 40;
+    constexpr int longest_rest_s = 15; // another process may have begun to connect
     const WatchSettings settings = read_watch_settings(call.bus.c_str());
     const char *iface = settings.iface.c_str();
     if (settings.is_disabled)
         enable_interface(iface);
     resume_watch(call.bus.c_str());
     bring_online(call.bus.c_str(), iface);
-    for (int i = 0; i < longest_wait_s && interface_state(iface, 2) == interface_is_pending; i++)
+    for (int i = 0; i < longest_wait_s; i++) {
+        const InterfaceState state = interface_state(iface, 2);
+        if (state == interface_is_up || (state == interface_is_down && i >= longest_rest_s))
+            break;
         sleep(1);
+    }
     return add_up(iface, result) ? 0 : status_failed;
 }
 

@@ -298,6 +298,18 @@ sent:
     EXPECT_EQ(sent[0], R"(sendsms +43660123 'It'\''s $(id) `x`' international)");
 }
 
+// ubus carries no more than a megabyte.
+TEST(RpcdMessages, AreAsManyAsUbusCanCarry)
+{
+    const RouterRun run = call({"--modem", "EC25"}, R"sh(
+cd /etc/spool/sms/incoming
+long=$(head -c 2000 /dev/zero | tr '\0' x)
+i=0; while [ $i -lt 600 ]; do printf "From: 43660\n\n$long" >GMS99.$i; i=$((i + 1)); done
+call messages >/tmp/all; wc -c </tmp/all | cut -c 1-3; rm *
+i=0; while [ $i -lt 600 ]; do printf "From: 43660\n\nx" >GMS99.$i; i=$((i + 1)); done; call messages | grep -o '"id"' | wc -l)sh");
+    EXPECT_EQ(run.out, "261\n500\n") << run.err;
+}
+
 TEST(RpcdConnection, GoesDownAndUpAndTheWatchLeavesItSo)
 {
     const RouterRun run = call({"--modem", "EC25", "--link", "setup=100"}, R"sh(

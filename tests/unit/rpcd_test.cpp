@@ -2,6 +2,7 @@
 #include "core/cli/rpcd_command.h"
 #include "core/cli/rpcd_methods.h"
 
+#include <algorithm>
 #include <set>
 
 #include <gtest/gtest.h>
@@ -89,6 +90,9 @@ TEST(RpcdMethods, AreEitherQuickOrAJobWithALimit)
         EXPECT_EQ(is_quick, method.limit_s == 0) << method.name;
         EXPECT_TRUE(is_quick || (method.work == nullptr) != (method.words == nullptr)) << method.name;
         EXPECT_FALSE(method.is_control && is_quick) << method.name;
+        const std::string words = method.words == nullptr ? "" : method.words;
+        EXPECT_LT(words.size(), 32U) << "there is room for so many";
+        EXPECT_LE(std::count(words.begin(), words.end(), ' '), 3) << method.name;
     }
 }
 
