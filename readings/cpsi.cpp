@@ -168,6 +168,7 @@ bool read_cpsi(std::string_view reply, Report &report)
 }
 
 // +CNSMOD: 0,8        (SIM7600: 0 none, 1 to 3 GSM, 4 to 7 and 9 to 11 WCDMA and TD-SCDMA, 8 LTE)
+// +CNSMOD: 0,7        (SIM7000, SIM7070, SIM7080: 7 eMTC, 9 NB-IoT)
 bool read_cnsmod(std::string_view reply, Report &report)
 {
     static constexpr Technology technologies[] = {
@@ -177,6 +178,9 @@ bool read_cnsmod(std::string_view reply, Report &report)
     const auto mode = decimal(Fields{record_of(reply, "+CNSMOD:")}[1]);
     if (!mode || *mode < 0 || *mode >= static_cast<int64_t>(std::size(technologies)))
         return false;
-    report.tell_technology(technologies[*mode]);
+    const bool is_narrow_band = find_word(report.model.view(), "SIM70") != std::string_view::npos;
+    report.tell_technology(is_narrow_band && *mode == 7   ? Technology::emtc
+                           : is_narrow_band && *mode == 9 ? Technology::nb_iot
+                                                          : technologies[*mode]);
     return true;
 }

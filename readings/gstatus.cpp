@@ -68,7 +68,7 @@ constexpr LabelRule lte_labels[] = {
     {"LTE BW:",       Quantity::bandwidth_dl,   Scale::decibels},
     {"LTE RX CHAN:",  Quantity::arfcn,          Scale::positive},
     {"PCC RXM RSSI:", Quantity::rssi,           Scale::decibels},
-    {"RSSI (DBM):",   Quantity::rssi,           Scale::decibels},
+    {"\nRSSI (DBM):", Quantity::rssi,           Scale::decibels}, // MC77xx; others have such a label for each antenna of NR
     {"PCC RXD RSSI:", Quantity::rssi_diversity, Scale::decibels},
     {"PCC RXM RSRP:", Quantity::rsrp,           Scale::decibels},
     {"PCC RXD RSRP:", Quantity::rsrp_diversity, Scale::decibels},

@@ -104,10 +104,10 @@ InfoResult finish_inquiry(const Inquiry &inquiry, Json &report)
     for (ssize_t got = 1; text != nullptr && got > 0 && total < longest_snapshot - 1;
          total += static_cast<size_t>(got > 0 ? got : 0))
         got = read(inquiry.answer.get(), text.get() + total, longest_snapshot - 1 - total);
-    int status = 0;
-    waitpid(inquiry.child, &status, 0);
     report.reset(text == nullptr ? nullptr : json_tokener_parse(text.get()));
-    return WIFEXITED(status) ? static_cast<InfoResult>(WEXITSTATUS(status)) : InfoResult::no_answer;
+    int status = 0;
+    const bool has_ended = inquiry.child > 0 && waitpid(inquiry.child, &status, 0) == inquiry.child;
+    return has_ended && WIFEXITED(status) ? static_cast<InfoResult>(WEXITSTATUS(status)) : InfoResult::no_answer;
 }
 
 int run_for_all(const Options &options)

@@ -26,6 +26,12 @@ struct Row {
     const char *expected; ///< the report without its quality
 };
 
+bool read_narrow_band_cnsmod(std::string_view reply, Report &report)
+{
+    report.model = "SIM7000E";
+    return read_cnsmod(reply, report);
+}
+
 // clang-format off
 const Row rows[] = {
     {"QENG, duplex mode not known", read_qeng_serving,
@@ -95,6 +101,9 @@ const Row rows[] = {
          "serving": {"band": "B3", "cell_id": 187214780, "tac": 23070, "pci": 257, "arfcn": 1825, "bandwidth_dl_mhz": 15,
                      "bandwidth_ul_mhz": 15, "rssi_dbm": -63.2, "rsrp_dbm": -92.4, "rsrq_db": -10.2, "sinr_db": 13},
          "nr": {"band": "n78", "pci": 257, "arfcn": 629952, "rsrp_dbm": -92, "rsrq_db": -11, "sinr_db": 15.3}})"},
+    {"CNSMOD (SIM7600)", read_cnsmod, "+CNSMOD: 0,7\r\n", R"({"network": {"technology": "WCDMA"}})"},
+    {"CNSMOD of a narrow-band modem", read_narrow_band_cnsmod, "+CNSMOD: 0,7\r\n",
+     R"({"modem": {"model": "SIM7000E"}, "network": {"technology": "eMTC"}})"},
     {"CEREG without a technology: the area is a TAC", read_registration, "+CEREG: 2,1,\"1F00\",\"79D903\"\r\n",
      R"({"network": {"registration": "home"}, "serving": {"cell_id": 7985411, "tac": 7936}})"},
     {"C5GREG without a technology", read_registration, "+C5GREG: 2,5,\"14225C\",\"0000000C027F5065\"\r\n",
@@ -114,6 +123,13 @@ const Row rows[] = {
                      "rssi_dbm": -61, "rsrp_dbm": -93, "rsrq_db": -12, "sinr_db": 11.2},
          "carriers": [{"role": "PCC", "rat": "LTE", "band": "B7", "arfcn": 3350, "bandwidth_mhz": 20, "rssi_dbm": -61,
                        "rsrp_dbm": -93}]})"},
+    {"GSTATUS, EN-DC with levels of NR's antennas alone (EM919x)", read_gstatus,
+     "System mode:   ENDC            PS state:    Attached\r\nLTE band:      B3              LTE bw:      20 MHz\r\n"
+     "NR5G(sub6) Rx0 RSSI (dBm):   -81.6\tNR5G(sub6) Rx1 RSSI (dBm):   -93.4\r\n"
+     "NR5G band:       n78             NR5G bw:     100 MHz\r\nNR5G RSRP (dBm): -111            NR5G RSRQ (dB):  -11\r\n",
+     R"({"network": {"technology": "NR5G-NSA"}, "serving": {"band": "B3", "bandwidth_dl_mhz": 20},
+         "carriers": [{"role": "PCC", "rat": "LTE", "band": "B3", "bandwidth_mhz": 20}],
+         "nr": {"band": "n78", "bandwidth_dl_mhz": 100, "rsrp_dbm": -111, "rsrq_db": -11}})"},
     {"GTCCINFO, WCDMA (FM150 manual)", read_gtccinfo,
      "+GTCCINFO:\r\nUMTS service cell:\r\n1,2,262,02,1389,1F5C481,29A6,B7,1,40,60,0,40,,\r\n",
      R"({"network": {"technology": "WCDMA", "mcc": "262", "mnc": "02"}, "serving": {"cell_id": 32883841, "lac": 5001}})"},
