@@ -131,14 +131,14 @@ const rpc = {
     // Calls of the same moment go as one batch, except those declared with nobatch.
     send(message, nobatch) {
         if (nobatch)
-            return request(message, `/${message.params[1]}.${message.params[2]}`);
+            return request(message, '/');
         return new Promise((resolve, reject) => {
             if (!batch) {
                 batch = [];
                 setTimeout(() => {
                     const sent = batch;
                     batch = null;
-                    const answers = sent.length === 1 ? request(sent[0].message, '').then(answer => [answer]) : request(sent.map(one => one.message), '');
+                    const answers = sent.length === 1 ? request(sent[0].message, '/').then(answer => [answer]) : request(sent.map(one => one.message), `//${sent.map(({ message }) => `${message.params[1]}.${message.params[2]}`).join(';')}`);
                     answers.then(list => sent.forEach((one, i) => one.resolve(list[i])), error => sent.forEach(one => one.reject(error)));
                 });
             }
@@ -280,7 +280,7 @@ class Option {
             // LuCI takes it for markup.
             const description = dom.create('div', { class: 'cbi-value-description', id: `${this.id}.help` });
             description.innerHTML = this.description;
-            (widget.matches('input, select') ? widget : widget.querySelector('input')).setAttribute('aria-describedby', description.id);
+            widget.setAttribute('aria-describedby', description.id);
             field.appendChild(description);
         }
         this.row = dom.create('div', { class: 'cbi-value', 'data-name': this.option }, [label, field]);
@@ -288,12 +288,12 @@ class Option {
         return this.row;
     }
 
-    input() { return document.getElementById(this.id) ?? this.row.querySelector('input, select'); }
+    input() { return document.getElementById(this.id); }
     formvalue() { return this.input().value; }
     check() {
         const value = this.formvalue();
-        if (value === '' && (this.rmempty || this.optional))
-            return true;
+        if (value === '')
+            return this.rmempty || this.optional || 'must not be empty';
         const [, name, given] = /^(\w+)(?:\((.*)\))?$/.exec(this.datatype ?? '') ?? [];
         if (name && !checks[name])
             throw new Error(`no stand-in for the datatype ${name}`);
@@ -314,15 +314,6 @@ class ListValue extends Option {
         return dom.create('select', { id: this.id, class: 'cbi-input-select' }, this.choices.map(([key, text]) =>
             dom.create('option', { value: key, selected: key === String(value ?? '') ? '' : null }, [text])));
     }
-}
-
-class Flag extends Option {
-    enabled = '1';
-    disabled = '0';
-    renderWidget(value) {
-        return dom.create('div', { class: 'cbi-checkbox' }, [dom.create('input', { id: this.id, type: 'checkbox', checked: value === this.enabled ? '' : null })]);
-    }
-    formvalue() { return this.input().checked ? this.enabled : this.disabled; }
 }
 
 class NamedSection {
@@ -357,14 +348,15 @@ class JSONMap {
     async render() {
         return this.root = dom.create('div', { class: 'cbi-map' }, [this.title ? dom.create('h2', {}, [this.title]) : null, ...this.children.map(child => child.render())]);
     }
-    async save() {
+    async save(callback, silent) {
         const options = this.children.flatMap(section => section.children).filter(option => option.active() && !option.readonly);
         const wrong = options.map(option => [option, option.check()]).filter(([, result]) => result !== true);
         for (const option of options)
             option.input().setAttribute('aria-invalid', wrong.some(([one]) => one === option));
         if (wrong.length) {
-            ui.showModal(_('Save error'), [dom.create('p', {}, [_('An error occurred while saving the form:')]),
-                dom.create('p', {}, [`${wrong[0][0].title}: ${wrong[0][1]}`]), dom.create('button', { class: 'btn', click: ui.hideModal }, [_('Dismiss')])]);
+            if (!silent)
+                ui.showModal(_('Save error'), [dom.create('p', {}, [_('An error occurred while saving the form:')]),
+                    dom.create('p', {}, [`${wrong[0][0].title}: ${wrong[0][1]}`]), dom.create('button', { class: 'btn', click: ui.hideModal }, [_('Dismiss')])]);
             throw new TypeError('invalid');
         }
         for (const option of options) {
@@ -386,7 +378,7 @@ const view = baseclass.extend({
     handleReset() {},
 });
 
-const classes = { baseclass, dom, poll, rpc, ui, view, form: { JSONMap, NamedSection, Value, ListValue, Flag } };
+const classes = { baseclass, dom, poll, rpc, ui, view, form: { JSONMap, NamedSection, Value, ListValue } };
 const loading = new Map();
 
 /// A class file: "'require name as alias';" lines, then a body that returns a class.

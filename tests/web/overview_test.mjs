@@ -37,8 +37,8 @@ test('a modem that is online: state, operator, signal, bands and address on one 
 
     // The session ends while the page is open.
     router.sessions.destroy(page.session);
-    await page.getByRole('dialog', { name: 'Session expired' }).waitFor();
-    await page.getByRole('button', { name: 'Log in…' }).click();
+    await page.getByText('Session expired', { exact: true }).waitFor();
+    await page.getByText('Log in…').click();
     await page.getByLabel('Password').fill('modem');
     await page.getByRole('button', { name: 'Log in' }).click();
     await state(page, 'good').waitFor();
@@ -108,8 +108,10 @@ test('markup in a name is a text', async () => {
     const report = { schema: 1, bus: '1-1.2', uptime_s: 1, age_s: 0, sim: { state: name }, modem: { model: name }, network: { registration: 'home', technology: name, operator_name: name },
         serving: { band: name, pci: 1, rsrp_dbm: -80 }, quality: { level: 4, words: name, limit: name }, interface: { state: name, ipv4: [name] } };
     const page = await open(router, 'overview');
-    await page.route(/modemctl\.(info|status)/, async route => {
-        const { id } = route.request().postDataJSON();
+    await page.route('**/ubus/**', async route => {
+        const { id, params } = route.request().postDataJSON() ?? {};
+        if (!['info', 'status'].includes(params?.[2]))
+            return route.continue();
         await route.fulfill({ json: { jsonrpc: '2.0', id, result: [0, { ...report, state: 'blocked', reason: name, interface: name, interface_status: report.interface }] } });
     });
     for (const view of ['overview', 'signal', 'diagnostics']) {

@@ -18,13 +18,14 @@ const scripts = files('htdocs').sort();
 function wordsOfTheProgram() {
     const source = path.resolve(application, '../..');
     const model = fs.readFileSync(path.join(application, 'htdocs/luci-static/resources/modemctl/model.js'), 'utf8');
-    const decide = fs.readFileSync(path.join(source, 'watch/decide.cpp'), 'utf8');
+    const watch = path.join(source, 'watch');
+    const decide = fs.readdirSync(watch).filter(name => name.endsWith('.cpp')).map(name => fs.readFileSync(path.join(watch, name), 'utf8')).join('');
     const quality = fs.readFileSync(path.join(source, 'readings/quality.cpp'), 'utf8');
     const lines = (text, begin, end) => text.slice(text.indexOf(begin), text.indexOf(end, text.indexOf(begin)));
     const literals = text => [...text.matchAll(/"([^"\\]*)"/g)].map(([, literal]) => literal).filter(Boolean);
     const reasons = [...decide.matchAll(/^    \{s_.*"([^"]+)"\},$/gm)].map(([, reason]) => reason);
     assert.ok(reasons.length > 20);
-    const words = [...reasons, ...literals(lines(decide, 'cause_names[][40]', '};')), ...literals(lines(quality, 'level_words[]', '};')),
+    const words = [...reasons, ...literals(lines(decide, 'cause_names[][', '};')), ...literals(lines(quality, 'level_words[]', '};')),
         ...[...decide.matchAll(/(?:climb\(|WatchState::slow, .*\? )"([^"]+)"(?: : "([^"]+)")?/g)].flatMap(([, ...found]) => found.filter(Boolean)),
         'online', 'recovering', 'searching', 'ready', 'up', 'down'];
     return words.filter(word => !model.includes(`'${word}': _(`));

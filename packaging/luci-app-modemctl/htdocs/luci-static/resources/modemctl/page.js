@@ -187,10 +187,11 @@ return baseclass.extend({
 		return h('div', { 'class': 'modemctl' }, this.style(), h('h2', { name: 'content' }, title), banner, head, body);
 	},
 
+	// On a telephone LuCI's themes hide the heads and put each one beside its cell.
 	table(label, heads, rows) {
 		return h('div', { 'class': 'modemctl-scroll', tabindex: 0, role: 'region', 'aria-label': label }, h('table', { 'class': 'table' },
-			h('thead', {}, h('tr', { 'class': 'tr' }, heads.map(head => h('th', { 'class': 'th', scope: 'col' }, head)))),
-			h('tbody', {}, rows.map(row => h('tr', { 'class': 'tr' }, row.map(cell => h('td', { 'class': 'td' }, cell ?? '')))))));
+			h('thead', {}, h('tr', { 'class': 'tr table-titles' }, heads.map(head => h('th', { 'class': 'th', scope: 'col' }, head)))),
+			h('tbody', {}, rows.map(row => h('tr', { 'class': 'tr' }, row.map((cell, i) => h('td', { 'class': 'td', 'data-title': heads[i] || null }, cell ?? '')))))));
 	},
 
 	section(title, ...children) {

@@ -49,6 +49,8 @@ class Connection {
 			network: { apn: network.apn, username: network.username, password: '', auth: network.auth || 'NONE', pincode: '', ip: network.ip },
 			watch: Object.fromEntries([ 'enabled', 'roaming', 'last_stage', 'probe', 'interval', 'idle', 'usage_limit', 'usage_day', 'usage_warn', 'usage_action' ].map(name => [ name, now(name) ])),
 		};
+		// LuCI's lists have no empty choice.
+		values.watch.usage_action ||= 'warn';
 		const before = JSON.parse(JSON.stringify(values));
 		const map = new form.JSONMap(values);
 		let section = map.section(form.NamedSection, 'network', 'network', _('Connection'));
@@ -68,7 +70,7 @@ class Connection {
 		add(form.Value, 'pincode', _('PIN of the SIM card'), { password: true, placeholder: network.pincode_set ? _('unchanged') : '',
 			validate: (name, value) => /^([0-9]{4,8})?$/.test(value) || _('4 to 8 digits') });
 		section = map.section(form.NamedSection, 'watch', 'watch', _('Staying online'));
-		add(form.Flag, 'enabled', _('Keep the modem online'), { rmempty: false });
+		choose('enabled', _('Keep the modem online'), [ [ '1', _('yes') ], [ '0', _('no') ] ]);
 		add(form.Value, 'roaming', _('Roaming'), { rmempty: true, placeholder: defaults.roaming }, _('“allow”, “deny”, or the country codes that are allowed, such as “232 262”.'));
 		choose('last_stage', _('The harshest step allowed'), [ 'refresh', 'reconnect', 'radio', 'modem', 'usb', 'power', 'router' ].map(stage => [ stage, model.word(stage) ]));
 		choose('probe', _('How a silent line is tried'), [ [ 'dns', _('a question to a name server') ], [ 'ping', _('ping') ], [ 'both', _('both') ], [ 'none', _('not at all') ] ]);
@@ -78,7 +80,7 @@ class Connection {
 		number('usage_limit', _('Data limit of a month, in megabytes'), 0, 100000000, _('0: no limit.'));
 		number('usage_day', _('Day on which a month begins'), 1, 28);
 		add(form.Value, 'usage_warn', _('Warnings, in per cent of the limit'), { rmempty: true }, _('Such as “80 95”.'));
-		choose('usage_action', _('At the limit'), [ [ '', _('only warn') ], [ 'disconnect', _('disconnect') ] ]);
+		choose('usage_action', _('At the limit'), [ [ 'warn', _('only warn') ], [ 'disconnect', _('disconnect') ] ]);
 		const node = await map.render();
 		this.map = map;
 		const save = page.button(_('Save'), () => this.save(map, values, before), 'cbi-button-save');
@@ -102,7 +104,7 @@ class Connection {
 
 	async save(map, values, before) {
 		try {
-			await map.save(null, true);
+			await map.save();
 		} catch {
 			return; // the form has said what is wrong
 		}
@@ -111,7 +113,7 @@ class Connection {
 			for (const name in before[section]) {
 				const value = String(values[section][name] ?? '');
 				if (value !== String(before[section][name] ?? ''))
-					changed[name] = value;
+					changed[name] = value === 'warn' ? '' : value;
 			}
 		if (!Object.keys(changed).length)
 			return page.fill(this.result, _('Nothing was changed.'));
