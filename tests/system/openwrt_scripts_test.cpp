@@ -271,10 +271,9 @@ TEST(Boot, LeavesTheConfigurationAloneWhenTheModemGoesMeanwhile)
 TEST(Boot, TakesTheFirstKnownModemWhereNoneIsConfigured)
 {
     const std::string none_configured = "uci delete devconf.modem.bus; uci commit devconf; ";
-    const RouterRun run =
-        router({"--modem", "EC25@1-1.3,imsi=232031234567890", "--link", "setup=100"},
-               none_configured + "/etc/init.d/modemctl start; " + show_log +
-                   "uci get devconf.modem.bus; until grep ' watch ' /tmp/procd; do sleep 0.1; done");
+    const RouterRun run = router({"--modem", "EC25@1-1.3,imsi=232031234567890", "--link", "setup=100"},
+                                 none_configured + "/etc/init.d/modemctl start; " + show_log +
+                                     "uci get devconf.modem.bus; until grep ' watch ' /tmp/procd; do sleep 0.1; done");
     EXPECT_EQ(run.out, "1-1.3: taken as the modem's bus\n1-1.3: connecting with the APN of the SIM's network\n"
                        "1-1.3: online\n1-1.3\n1-1.3: /usr/bin/modemctl watch 1-1.3\n")
         << run.err;
@@ -294,6 +293,14 @@ TEST(Boot, TakesOneOfTwoModemsThatAppearAtOnce)
         "hotplug-call usb add usb_interface $bus:1.$i & done; done; wait; uci get devconf.modem.bus; "
         "grep -c taken /tmp/log; grep -c online /tmp/log; uci show network | grep -c '[.]modem_[12]_1_2=interface'");
     EXPECT_TRUE(run.out == "1-1.2\n1\n1\n1\n" || run.out == "2-1.2\n1\n1\n1\n") << run.out << run.err;
+}
+
+TEST(Boot, ServesTheLevelsOfAModemThatItHasJustTaken)
+{
+    const RouterRun run = router({"--modem", "SIMCOM7600,imsi=232031234567890", "--link", "setup=100"},
+                                 "uci delete devconf.modem.bus; uci commit devconf; /etc/init.d/modemctl start; "
+                                 "until grep state /tmp/procd; do sleep 0.1; done");
+    EXPECT_EQ(run.out, "1-1.2: /usr/libexec/modemctl/state 1-1.2 60\n") << run.err;
 }
 
 // Whoever holds a lock may be killed, by the kernel for lack of memory for instance.
