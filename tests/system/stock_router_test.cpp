@@ -166,14 +166,18 @@ TEST(StockRouter, ForcesTheTtlOfTheDeviceThatTheInterfaceHasUntilTheSettingGoes)
 {
     const std::string set = R"(modemapi post /modem/set '{"modem_id":3,"device":"/dev/cdc-wdm0")";
     const std::string show = "cat /var/run/modemctl-ttl.* 2>/dev/null; echo .; ";
+    const auto by_hand = [](const std::string &ttl) {
+        return "uci set cellconf.modem_1_1_2.ttl='" + ttl + "'; uci commit cellconf; " + event("ifup");
+    };
     const RouterRun run =
         stock_router({"--modem", "EC25", "--link", "setup=100"},
                      set + ",\"ttl\":65}' >/dev/null; " + event("ifup", "wwan3") + show + event("ifup", "wwan4") +
                          event("ifup", "wwan4") + show + event("ifup", "'wwan4\";'") + show + set + "}' >/dev/null; " +
-                         event("ifup") + show);
+                         event("ifup") + show + "uci set cellconf.modem_1_1_2=forceTTL; " + by_hand("256") + show +
+                         by_hand("-1") + show + by_hand("1;2") + show);
     EXPECT_EQ(run.out, "oifname \"wwan3\" ip ttl set 65\noifname \"wwan3\" ip6 hoplimit set 65\n.\n"
                        "oifname \"wwan4\" ip ttl set 65\noifname \"wwan4\" ip6 hoplimit set 65\n.\n"
-                       ".\n.\n")
+                       ".\n.\n.\n.\n.\n")
         << run.err;
     const auto commands = run.journal_of("run");
     EXPECT_EQ(std::count(commands.begin(), commands.end(), "/etc/init.d/firewall reload") -
