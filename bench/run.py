@@ -364,7 +364,8 @@ def asleep(build):
                 private += int(line.split()[1])
         row(f"the watch asleep, {name}", f"{private} KiB private, {wakes} wake-ups and {processes} processes in 50 s")
         require(wakes <= 5 and processes == 0, f"the watch asleep, {name}: {wakes} wake-ups, {processes} processes")
-        require(private <= (160 if folder == build else 128), f"the watch asleep, {name}: {private} KiB private")
+        # glibc keeps small pieces for later, which the routers' C library gives back.
+        require(private <= (200 if folder == build else 128), f"the watch asleep, {name}: {private} KiB private")
 
 
 def fleet(build):

@@ -1,6 +1,7 @@
 #include "discovery/record/openwisp.h"
 
 #include <cstring>
+#include <span>
 
 #include "platform/text.h"
 
@@ -17,8 +18,7 @@ constexpr SignalMember umts_members[] = {{"rssi_dbm", "rssi"}, {"rscp_dbm", "rsc
 constexpr SignalMember gsm_members[] = {{"rssi_dbm", "rssi"}};
 
 // The technology's signal; one that lacks what the schema requires of it is left out.
-template <size_t N>
-void add_signal(json_object *signals, const char *technology, json_object *cell, const SignalMember (&members)[N],
+void add_signal(json_object *signals, const char *technology, json_object *cell, std::span<const SignalMember> members,
                 const char *required)
 {
     Json signal{json_object_new_object()};
