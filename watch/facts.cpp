@@ -48,8 +48,10 @@ uint32_t collect_facts(const WatchConfig &config, const WatchMemory &memory, con
     const bool is_up = now.link == WatchLink::up;
     const bool is_online = memory.state == static_cast<uint32_t>(WatchState::online);
     const bool probes = config.probe != static_cast<uint32_t>(WatchProbe::none);
-    const bool is_alive = now.is_answered || (is_up && (has_moved || (!probes && !is_stalled(config, memory, now)))) ||
-                          (is_online && has_moved && now.has_device);
+    // Without probes the network daemon is believed, but not about a device that has gone and come back without it.
+    const bool is_believed = !probes && now.has_device && !is_stalled(config, memory, now);
+    const bool is_alive =
+        now.is_answered || (is_up && (has_moved || is_believed)) || (is_online && has_moved && now.has_device);
     const bool is_taken_down = now.link == WatchLink::down && !now.is_started && !now.is_misset && memory.downed == 0;
     const struct {
         uint32_t fact;

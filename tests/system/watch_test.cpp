@@ -121,7 +121,7 @@ const Fault faults[] = {
      "start_until online; (echo AT+CGPADDR >/dev/ttyUSB3; echo -e 'AT+CGPADDR\\r' >/dev/ttyUSB2) 2>/dev/null; wait_for absent; sleep 4; say",
      "absent;no modem on the bus;\n", ""},
     {"the modem restarts by itself", ec25("", "setup=100", {"--fault", "gone-before=2000:AT+CGPADDR"}),
-     "start_until online; echo -e 'AT+CGPADDR\\r' >/dev/ttyUSB2; wait_for absent; wait_for online; say", "online;the network answers;\n", ""},
+     "start_until online; echo -e 'AT+CGPADDR\\r' >/dev/ttyUSB2; wait_for absent; wait_for recovering; wait_for online; sleep 2; say", "online;the network answers;\n", "suspect -> recovering: reconnect"},
     {"the modem goes in the middle of a stage", ec25("", "setup=never", {"--fault", "gone-before=8000:AT+CFUN=4"}),
      "start_until recovering; wait_for absent; wait_for starting; sleep 1; modemctl AT ATI | grep -c Revision", "1\n", "recovering -> absent: no modem on the bus"},
     {"another program holds the port", ec25("", "setup=100"), "exec 9<>/dev/ttyUSB2; flock 9; start_until online; say", "online;the network answers;\n", ""},

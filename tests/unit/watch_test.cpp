@@ -278,6 +278,9 @@ TEST(WatchDecider, WithoutProbesBelievesTheInterface)
 {
     const WatchConfig config{.probe = static_cast<uint32_t>(WatchProbe::none)};
     EXPECT_EQ(step(config, in(starting, false), {quiet(), up}).line, "starting -> online: the network answers");
+    const WatchObservation bare = but(quiet(), [](auto &o) { o.has_device = false; });
+    EXPECT_EQ(step(config, in(starting, false), {bare, up}).line, "")
+        << "but not that a device without an address is up";
     const WatchMemory idle = with(in(online), &WatchMemory::quiet, 1);
     EXPECT_EQ(step(config, idle, {quiet()}).line, "") << "an idle line stays online";
     const Outcome stalled = step(config, idle, {but(quiet(), [](auto &o) { o.sent += 20; }), up});
