@@ -44,6 +44,8 @@ Terminal::Terminal(EventLoop &loop, std::string node, Manner manner, Received re
             fail(slave_path_);
         if (manner == Manner::transparent)
             cfmakeraw(&attributes);
+        else
+            attributes.c_cflag |= HUPCL | CLOCAL; // as the drivers of USB modems
         cfsetspeed(&attributes, B9600);
         if (tcsetattr(slave.get(), TCSANOW, &attributes) != 0)
             fail(slave_path_);

@@ -83,6 +83,13 @@ TEST(SimulatedModem, HasANeighbourOnAnotherBus)
                        "AT+CGMM\r\r\nEC25\r\n\r\nOK\r\nAT+CGMM\r\r\nEP06\r\n\r\nOK\r\n");
 }
 
+// 06275: 9600 baud, eight bits, a reader, HUPCL and CLOCAL, as a port of the kernel's drivers (tests/kernel/).
+TEST(SimulatedModem, HasPortsThatStartAsADriversDo)
+{
+    const RouterRun run = run_shell(ec25, "stty -g </dev/ttyUSB2 | cut -d: -f3");
+    EXPECT_EQ(run.out, "cbd\n");
+}
+
 /// Waits for the hang-up on the port.
 const std::string until_hung_up = "exec 3<>/dev/ttyUSB2; stty raw -echo <&3; printf 'ATI\\r' >&3; "
                                   "cat <&3 >/dev/null 2>&1; exec 3>&-;";
