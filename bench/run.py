@@ -39,7 +39,7 @@ AREAS = (
     ("watch", 49_500, ("watch/*", "core/cli/watch*", "core/cli/history*", "status/history.cpp", "status/usage.cpp",
                        "discovery/record/snapshot.cpp")),
     ("modemctl apn", 12_500, ("apn/card.cpp", "apn/choices.cpp", "apn/tables.cpp", "core/cli/apn*")),
-    ("bands and mode", 32_600, ("readings/band_*", "readings/radio_modes.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
+    ("bands and mode", 30_500, ("readings/band_*", "readings/radio_modes.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
     ("metrics and openwisp", 11_100, ("discovery/record/metrics.cpp", "discovery/record/openwisp.cpp", "core/cli/fleet*")),
     ("models files", 5_700, ("core/table/models_file.cpp",)),
 )

@@ -94,19 +94,14 @@ std::optional<int64_t> hundredths(std::string_view text)
 {
     const bool negative = take_sign(text);
     const std::string_view whole = first_characters(text, text.find('.'));
-    std::string_view fraction = without_first(text, whole.size() + 1);
+    const std::string_view fraction = without_first(text, whole.size() + 1);
+    const bool has_point = whole.size() < text.size();
     const auto units = digits_of(whole, 10);
-    if (!units || *units > INT32_MAX)
+    if (!units || *units > INT32_MAX ||
+        (has_point && !starts_with_digits(fraction, fraction.empty() ? 1 : fraction.size())))
         return std::nullopt;
-    int64_t parts = 0;
-    if (whole.size() < text.size()) {
-        const auto tail = digits_of(fraction, 10);
-        if (!tail)
-            return std::nullopt;
-        fraction = first_characters(fraction, 2);
-        parts = *digits_of(fraction, 10) * (fraction.size() == 1 ? 10 : 1);
-    }
-    const int64_t number = *units * 100 + parts;
+    const auto digit = [&](size_t place) { return place < fraction.size() ? fraction[place] - '0' : 0; };
+    const int64_t number = *units * 100 + digit(0) * 10 + digit(1);
     return negative ? -number : number;
 }
 
