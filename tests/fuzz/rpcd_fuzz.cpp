@@ -6,7 +6,7 @@
 
 #include "core/cli/rpcd_methods.h"
 #include "core/cli/watch_command.h"
-#include "readings/radio_settings.h"
+#include "readings/band_settings.h"
 #include "tests/fuzz/check.h"
 
 namespace {
