@@ -87,7 +87,8 @@ bool read_ati(std::string_view reply, Report &report)
             }
         if (starts_with_word(line, "IMEI:"))
             tell_imei(trim(without_first(line, 5)), report);
-        if (!has_label && plain_lines < std::size(plain))
+        const bool is_code = starts_with_digits(line, line.size()); // "332": Telit's modems print no more
+        if (!has_label && !is_code && plain_lines < std::size(plain))
             plain[plain_lines++].assign(line);
     }
     // Without labels the maker comes first; some firmware prints the model alone.

@@ -5,6 +5,7 @@
 #include "readings/cpsi.h"
 #include "readings/gstatus.h"
 #include "readings/gtccinfo.h"
+#include "readings/identity.h"
 #include "readings/monsc.h"
 #include "readings/qcainfo.h"
 #include "readings/qcsq.h"
@@ -101,6 +102,11 @@ const Row rows[] = {
          "serving": {"band": "B3", "cell_id": 187214780, "tac": 23070, "pci": 257, "arfcn": 1825, "bandwidth_dl_mhz": 15,
                      "bandwidth_ul_mhz": 15, "rssi_dbm": -63.2, "rsrp_dbm": -92.4, "rsrq_db": -10.2, "sinr_db": 13},
          "nr": {"band": "n78", "pci": 257, "arfcn": 629952, "rsrp_dbm": -92, "rsrq_db": -11, "sinr_db": 15.3}})"},
+    {"ATI of a modem that prints labels, an extra number among them", read_ati,
+     "Manufacturer: Sierra Wireless, Incorporated\r\nModel: MC7455\r\nRevision: SWI9X30C_02.24.05.06 r7040\r\n"
+     "IMEI: 490154203237518\r\nIMEI SV: 16\r\nFSN: LQ650551234567\r\n+GCAP: +CGSM\r\n\r\nOK\r\n",
+     R"({"modem": {"manufacturer": "Sierra Wireless, Incorporated", "model": "MC7455",
+                   "revision": "SWI9X30C_02.24.05.06 r7040", "imei": "490154203237518"}})"},
     {"CNSMOD (SIM7600)", read_cnsmod, "+CNSMOD: 0,7\r\n", R"({"network": {"technology": "WCDMA"}})"},
     {"CNSMOD of a narrow-band modem", read_narrow_band_cnsmod, "+CNSMOD: 0,7\r\n",
      R"({"modem": {"model": "SIM7000E"}, "network": {"technology": "eMTC"}})"},
@@ -204,4 +210,14 @@ TEST(Readings, ReadTheFormsThatManualsAndFirmwareHave)
         ASSERT_NE(expected, nullptr) << row.what;
         EXPECT_TRUE(json_object_equal(as_read.get(), expected.get())) << row.what << ": " << text_of(told);
     }
+}
+
+// The model is asked for in another way then.
+TEST(Readings, TakeNoNumberForAModel)
+{
+    Report report;
+    EXPECT_FALSE(read_ati("\r\n332\r\n\r\nOK\r\n", report));
+    EXPECT_TRUE(report.model.empty());
+    EXPECT_TRUE(read_model("\r\nLM960\r\n\r\nOK\r\n", report));
+    EXPECT_EQ(report.model.view(), "LM960");
 }
