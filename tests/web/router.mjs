@@ -191,11 +191,18 @@ export class Router {
         return router;
     }
 
+    /// What the packages modemctl and modemctl-data install beside the program, as far as it was built.
+    packagedFiles() {
+        const files = { [path.join(source, 'packaging/data/models')]: '/usr/share/modemctl/models',
+            [path.join(this.build, 'packaging/apns')]: '/usr/share/modem/apns', [path.join(this.build, 'packaging/operator.dat')]: '/usr/share/modem/operator.dat' };
+        return Object.entries(files).filter(([file]) => fs.existsSync(file)).flatMap(([file, place]) => ['--put', `${file}:${place}`]);
+    }
+
     async startInside(options) {
         this.waiting = new Map();
         this.last = 0;
         this.simrouter = spawn(path.join(this.build, 'simrouter'),
-            [...options, '--put', `${path.join(here, 'agent.mjs')}:/tmp/agent.mjs`, '--', process.execPath, '/tmp/agent.mjs'],
+            [...this.packagedFiles(), ...options, '--put', `${path.join(here, 'agent.mjs')}:/tmp/agent.mjs`, '--', process.execPath, '/tmp/agent.mjs'],
             { stdio: ['pipe', 'pipe', 'pipe'] });
         let errors = '';
         this.simrouter.stderr.on('data', data => { errors += data; });

@@ -14,12 +14,14 @@ const german = path.join(application, 'po/de/modemctl.po');
 const files = folder => fs.readdirSync(path.join(application, folder), { recursive: true }).filter(name => name.endsWith('.js')).map(name => path.join(application, folder, name));
 const scripts = files('htdocs').sort();
 
-/// What the program says and the page shows as it is: the reasons of the watch, the grades of a signal, a few states.
+/// What the program says and the page shows as it is: the reasons of the watch, the grades of a signal, what a router lacks, a few
+/// states.
 function wordsOfTheProgram() {
     const source = path.resolve(application, '../..');
     const model = fs.readFileSync(path.join(application, 'htdocs/luci-static/resources/modemctl/model.js'), 'utf8');
     const watch = path.join(source, 'watch');
     const decide = fs.readdirSync(watch).filter(name => name.endsWith('.cpp')).map(name => fs.readFileSync(path.join(watch, name), 'utf8')).join('');
+    const methods = fs.readFileSync(path.join(source, 'core/cli/rpcd_methods.cpp'), 'utf8');
     const quality = fs.readFileSync(path.join(source, 'readings/quality.cpp'), 'utf8');
     const lines = (text, begin, end) => text.slice(text.indexOf(begin), text.indexOf(end, text.indexOf(begin)));
     const literals = text => [...text.matchAll(/"([^"\\]*)"/g)].map(([, literal]) => literal).filter(Boolean);
@@ -27,7 +29,7 @@ function wordsOfTheProgram() {
     assert.ok(reasons.length > 20);
     const words = [...reasons, ...literals(lines(decide, 'cause_names[][', '};')), ...literals(lines(quality, 'level_words[]', '};')),
         ...[...decide.matchAll(/(?:climb\(|WatchState::slow, .*\? )"([^"]+)"(?: : "([^"]+)")?/g)].flatMap(([, ...found]) => found.filter(Boolean)),
-        'online', 'recovering', 'searching', 'ready', 'up', 'down'];
+        ...[...methods.matchAll(/\{"\/[^}]*\},\s*"([^"]+)"\}/g)].map(([, why]) => why), 'set by the user', 'the network may choose', 'worked before', 'online', 'recovering', 'searching', 'ready', 'up', 'down'];
     return words.filter(word => !model.includes(`'${word}': _(`));
 }
 

@@ -46,6 +46,13 @@ function word(text) {
 // By another name, since it takes no literal: whoever collects the page's texts finds these in the program.
 const translated = _;
 
+// A reason of the watch in words. That of a step has the step and what is left of its budget:
+// "reconnect: no name server answers, 4 of 6 left this hour".
+function reason_text(reason) {
+	const [ , stage, why, left ] = /^(refresh|reconnect|radio|modem|usb|power|router)(?:: (.*?))?, (\d+) of \d+ left this hour$/.exec(reason ?? '') ?? [];
+	return stage ? [ word(stage), why && word(why), _('%d more tries this hour').format(left) ].filter(Boolean).join(', ') : word(reason);
+}
+
 // Good from the second number, poor below the first.
 const levels = {
 	rsrp: { unit: 'dBm', poor: -105, good: -95, least: -140, most: -44 },
@@ -86,6 +93,7 @@ function is_number(value) {
 
 return baseclass.extend({
 	word,
+	reason: reason_text,
 
 	seconds(value) {
 		const total = Math.max(0, Math.floor(value));
@@ -162,7 +170,7 @@ return baseclass.extend({
 	},
 
 	technology(info) {
-		const names = { 'NR5G-SA': '5G', 'NR5G-NSA': '5G + 4G', 'LTE': '4G (LTE)', 'WCDMA': '3G', 'GSM': '2G' };
+		const names = { 'NR5G-SA': '5G', 'NR5G-NSA': '5G + 4G', 'LTE': '4G (LTE)', 'WCDMA': '3G', 'GSM': '2G', 'eMTC': 'LTE-M' };
 		const technology = info?.network?.technology;
 		if (!technology || technology === 'none')
 			return '';
@@ -221,7 +229,8 @@ return baseclass.extend({
 		const addresses = [].concat(link?.ipv4 ?? [], link?.ipv6 ?? []);
 		const chain = [
 			watch === 'absent' ? [ _('Modem'), 'bad', _('not plugged in') ]
-				: silent ? [ _('Modem'), 'bad', info?.error === 'no-snapshot' ? _('not asked yet') : _('does not answer') ]
+				: info?.error === 'no-snapshot' ? [ _('Modem'), 'unknown', _('has not answered yet') ]
+				: silent ? [ _('Modem'), 'bad', _('does not answer') ]
 				: [ _('Modem'), info?.modem || info?.sim ? 'ok' : 'unknown', info?.modem?.model ?? '' ],
 			[ _('SIM card'), !sim ? 'unknown' : sim === 'ready' ? 'ok' : sim === 'busy' ? 'wait' : 'bad', this.sim_text(info) ],
 			[ _('Network'), !registration || registration === 'unknown' ? 'unknown' : registered.includes(registration) ? 'ok' : registration === 'searching' ? 'wait' : 'bad', this.network_text(info) ],
@@ -237,13 +246,9 @@ return baseclass.extend({
 
 	// { tone: good|busy|bad|off, text, action: connect|resume|settings|refresh|'' }
 	state(info, status) {
-		const link = status?.interface_status ?? info?.interface, watch = status?.state, reason = word(status?.reason);
+		const link = status?.interface_status ?? info?.interface, watch = status?.state, reason = reason_text(status?.reason);
 		const because = text => reason ? _('%s: %s').format(text, reason) : text;
 		const since = is_number(status?.since_s) ? status.since_s : link?.uptime_s;
-		const left = (stage) => {
-			const count = status?.budgets?.[stage];
-			return is_number(count) ? _('%d more tries this hour').format(count) : '';
-		};
 		if (status?.paused_s > 0)
 			return { tone: 'off', text: _('Paused for %s more').format(this.seconds(status.paused_s)), action: 'resume' };
 		switch (watch) {
@@ -263,17 +268,17 @@ return baseclass.extend({
 		case 'suspect':
 			return { tone: 'busy', text: because(_('The connection is being checked')), action: '' };
 		case 'recovering':
-			return { tone: 'busy', text: [ because(_('Reconnecting')), left('reconnect') ].filter(Boolean).join(', '), action: '' };
+			return { tone: 'busy', text: because(_('Reconnecting')), action: '' };
 		case 'slow':
 			return { tone: 'bad', text: because(_('Not online, the next try is later')), action: 'connect' };
 		}
-		if (info?.error === 'no-snapshot')
-			return { tone: 'off', text: _('Nothing is known yet'), action: 'refresh' };
 		if (info?.sim?.state && info.sim.state !== 'ready')
 			return { tone: 'bad', text: _('Not online: the SIM card %s').format(this.sim_text(info)), action: info.sim.state === 'pin' ? 'settings' : '' };
 		if (link?.state === 'up')
 			return { tone: 'good', text: this.technology(info)
 				? _('Connected by %s for %s').format(this.technology(info), this.seconds(link.uptime_s ?? 0)) : _('Connected for %s').format(this.seconds(link.uptime_s ?? 0)), action: '' };
+		if (info?.error === 'no-snapshot')
+			return { tone: 'off', text: _('Nothing is known yet'), action: 'refresh' };
 		if (link?.state === 'pending')
 			return { tone: 'busy', text: _('Connecting'), action: '' };
 		if (link?.error)
@@ -350,10 +355,7 @@ return baseclass.extend({
 		const [ , , to, rest ] = /^([a-z-]+) -> ([a-z-]+)(?:: (.*))?$/.exec(line) ?? [];
 		if (!to)
 			return String(line ?? '');
-		const [ , stage, reason, left ] = /^(refresh|reconnect|radio|modem|usb|power|router)(?:: (.*?))?, (\d+) of \d+ left this hour$/.exec(rest ?? '') ?? [];
-		if (stage)
-			return [ word(to), word(stage), reason && word(reason), _('%d more tries this hour').format(left) ].filter(Boolean).join(', ');
-		return rest ? _('%s: %s').format(word(to), word(rest)) : word(to);
+		return rest ? _('%s: %s').format(word(to), reason_text(rest)) : word(to);
 	},
 
 	// The parts of a text message: { alphabet: gsm|ucs2, units, parts, left, costly: { character, why } | null }.

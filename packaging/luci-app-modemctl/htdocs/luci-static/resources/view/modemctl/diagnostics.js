@@ -32,7 +32,7 @@ class Diagnostics {
 		const [ status, { lines }, { missing } ] = answers;
 		page.fill(this.log, lines?.length ? page.table(_('What happened'), [ _('Time'), _('Event') ], [ ...lines ].reverse().map(line =>
 			[ line.time ? model.time(line.time) : _('%s after the start').format(model.seconds(line.uptime_s ?? 0)), model.event(line.text) ])) : h('p', {}, _('Nothing yet.')));
-		page.fill(this.missing, missing?.length ? page.table(_('Missing on this router'), [ _('What'), _('Why it matters') ], missing.map(row => [ row.what, row.why ]))
+		page.fill(this.missing, missing?.length ? page.table(_('Missing on this router'), [ _('What'), _('Why it matters') ], missing.map(row => [ row.what, model.word(row.why) ]))
 			: h('p', {}, _('Nothing is missing.')));
 		page.fill(this.watch, this.buttons(status));
 	}
@@ -45,7 +45,7 @@ class Diagnostics {
 			await page.guard(() => this.ask());
 		};
 		return [
-			h('p', {}, status.state ? _('State: %s').format(model.word(status.state)) : _('Nothing watches this modem.'), status.reason ? ` (${model.word(status.reason)})` : '',
+			h('p', {}, status.state ? _('State: %s').format(model.word(status.state)) : _('Nothing watches this modem.'), status.reason ? ` (${model.reason(status.reason)})` : '',
 				paused ? ', ' + _('Paused for %s more').format(model.seconds(status.paused_s)) : ''),
 			status.budgets ? h('details', {}, h('summary', {}, _('What may still be tried this hour')), page.table(_('What may still be tried this hour'), [ _('Step'), _('Tries left') ],
 				Object.entries(status.budgets).map(([ stage, count ]) => [ model.word(stage), count ]))) : '',

@@ -86,7 +86,7 @@ class Card {
 				[ _('This month'), month ? [ month.text, month.limit ? [ ' ', h('meter', { min: 0, max: 1, high: 0.9, value: month.share, 'aria-label': _('Part of the limit') }) ] : '' ].flat() : '' ],
 				[ _('Measured'), model.is_old(info) ? _('%s ago').format(model.seconds(info.age ?? info.age_s)) : '' ],
 			]),
-			h('div', { 'class': 'modemctl-row' }, this.action(state.action),
+			h('div', { 'class': 'modemctl-row' }, this.action(state.action), info.error === 'no-snapshot' && state.action !== 'refresh' ? this.action('refresh') : '',
 				state.tone === 'good' && this.rights.disconnect ? page.button(_('Disconnect'), () => this.act('disconnect')) : '',
 				link_to('signal', this.modem.bus, _('Signal')), link_to('diagnostics', this.modem.bus, _('Diagnostics'))),
 		];
