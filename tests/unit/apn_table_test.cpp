@@ -146,6 +146,7 @@ const CardRow card_rows[] = {
     {"Norway", "Talkmore", {.imsi = "242011234567890", .spn = "Talkmore"}, "telenor.smart//"},
     {"Oman", "Omantel", {.imsi = "422021234567890", .mnc_length = 2}, "taif/taif/taif"},
     {"Pakistan", "Telenor", {.imsi = "410061234567890", .mnc_length = 2}, "internet/telenor/telenor"},
+    {"Peru", "Bitel", {.imsi = "716151234567890", .mnc_length = 2}, "bitel.pe//"},
     {"Peru", "Movistar", {.imsi = "716061234567890", .mnc_length = 2}, "movistar.pe/movistar@datos/movistar"},
     {"Poland", "Heyah", {.imsi = "260021234567890", .spn = "Heyah"}, "heyah.pl/heyah/heyah"},
     {"Portugal", "Lycamobile", {.imsi = "268041234567890", .mnc_length = 2}, "data.lycamobile.pt/lmpt/plus"},
