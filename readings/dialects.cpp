@@ -152,6 +152,7 @@ constexpr Question telit[] = {
     {"serving", "AT#RFSTS",    read_rfsts, nullptr, true},
     {"serving", "AT#SERVINFO", read_servinfo},
     {"serving", "AT#MONI",     read_moni},
+    {"serving", "AT^SMONI",    read_smoni, lacks_cell},
 };
 
 constexpr Dialect dialect_rows[] = {

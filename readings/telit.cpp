@@ -66,6 +66,48 @@ constexpr FieldRule servinfo_rules[] = {
     {5, Quantity::tac, Scale::hex},      {8, Quantity::rsrp, Scale::decibels},
 };
 
+// ^SMONI: 4G,6300,20,10,10,FDD,262,02,BF75,0345103,350,33,-94,-7,NOCONN        (PLS62 manual)
+//         0  1    2  3  4  5   6   7  8    9       10  11 12  13
+constexpr FieldRule smoni_lte_rules[] = {
+    {1, Quantity::arfcn, Scale::number},
+    {2, {}, Scale::lte_band},
+    {3, Quantity::bandwidth_dl, Scale::decibels},
+    {4, Quantity::bandwidth_ul, Scale::decibels},
+    {8, Quantity::tac, Scale::hex},
+    {9, Quantity::cell_id, Scale::hex},
+    {10, Quantity::pci, Scale::number},
+    {12, Quantity::rsrp, Scale::decibels},
+    {13, Quantity::rsrq, Scale::decibels},
+};
+
+// ^SMONI: 3G,10564,296,-7.5,-79,262,02,0143,00228FF,-92,-78,NOCONN
+//         0  1     2   3    4   5   6  7    8
+constexpr FieldRule smoni_wcdma_rules[] = {
+    {1, Quantity::arfcn, Scale::number},  {2, Quantity::psc, Scale::number}, {3, Quantity::ecio, Scale::decibels},
+    {4, Quantity::rscp, Scale::decibels}, {7, Quantity::lac, Scale::hex},    {8, Quantity::cell_id, Scale::hex},
+};
+
+// ^SMONI: 2G,71,-61,262,02,0143,83BA,33,33,3,6,G,NOCONN
+//         0  1  2   3   4  5    6
+constexpr FieldRule smoni_gsm_rules[] = {
+    {1, Quantity::arfcn, Scale::number},
+    {2, Quantity::rssi, Scale::decibels},
+    {5, Quantity::lac, Scale::hex},
+    {6, Quantity::cell_id, Scale::hex},
+};
+
+struct SmoniRow {
+    std::string_view word;
+    Technology technology;
+    uint8_t mcc; ///< its position; the MNC follows
+    FieldRules rules;
+};
+constexpr SmoniRow smoni_rows[] = {
+    {"4G", Technology::lte, 6, smoni_lte_rules},
+    {"3G", Technology::wcdma, 5, smoni_wcdma_rules},
+    {"2G", Technology::gsm, 3, smoni_gsm_rules},
+};
+
 bool is_negative(std::string_view field)
 {
     return hundredths(field).value_or(0) < 0;
@@ -131,4 +173,22 @@ bool read_servinfo(std::string_view reply, Report &report)
     tell_text(report.operator_name, fields[2]);
     tell_plmn(cell, fields[3]);
     return true;
+}
+
+// ^SMONI: 4G,SEARCH        (without a network)
+bool read_smoni(std::string_view reply, Report &report)
+{
+    const Fields fields{record_of(reply, "^SMONI:")};
+    for (const SmoniRow &row : smoni_rows) {
+        if (fields[0] != row.word)
+            continue;
+        const bool is_searching = fields[1] == "SEARCH";
+        report.tell_technology(is_searching ? Technology::none : row.technology);
+        if (is_searching)
+            return true;
+        report.serving.tell_network(fields[row.mcc], fields[row.mcc + 1U]);
+        tell_fields(fields, row.rules, report.serving);
+        return true;
+    }
+    return false;
 }
