@@ -224,6 +224,9 @@ void RootBuilder::mount_layer(const Layer &layer)
         mount_bind(layer.folder, target);
         return;
     }
+    // Root in a virtual machine has the rights of the user who started it: what that user may not read is empty.
+    if (plan_.kernel_devices && !Fd(open(layer.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)))
+        return;
     // By descriptor, since overlay options know colons and commas in paths as separators.
     const Fd lower(open(layer.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     const std::string options =
