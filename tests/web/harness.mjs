@@ -13,7 +13,7 @@ import { Router } from './router.mjs';
 export { history, online, shown, watched } from './scene.mjs';
 
 export const build = path.resolve(process.argv[2] ?? 'build');
-const deadline_ms = 30000;
+const deadline_ms = 60000;
 
 function skip(why) {
     console.log(why);

@@ -31,7 +31,7 @@ class Messages {
 		};
 		text.addEventListener('input', tell);
 		const send = page.button(_('Send'), async () => {
-			const to = number.value.replace(/[\s/()-]/g, '');
+			const to = number.value.replace(/[\s\/()-]/g, '');
 			if (!model.is_number_to_send(to) || !text.value)
 				return page.tell(this.result, _('A number of 3 to 20 digits and a text are needed.'));
 			try {
