@@ -43,6 +43,7 @@ AREAS = (
     ("metrics and openwisp", 11_100, ("discovery/record/metrics.cpp", "discovery/record/openwisp.cpp", "core/cli/fleet*")),
     ("ubus object", 33_000, ("core/cli/rpcd*", "sms/boxes.cpp", "watch/options.cpp")),
     ("models files", 5_700, ("core/table/models_file.cpp",)),
+    ("ubus object", 36_200, ("core/cli/rpcd*", "watch/options.cpp", "sms/boxes.cpp")),
 )
 LIMITED_TARGET = "mips-linux-musl"
 PRODUCT_LIMIT = 522_500
