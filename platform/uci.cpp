@@ -1,6 +1,7 @@
 #include "platform/uci.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -97,13 +98,20 @@ int write_to(const Uci &context, const char *path, const char *value, int (*chan
     return change(context->libuci, &found) == UCI_OK ? 0 : -1;
 }
 
-// Makes the folder, and takes its name if it is another user's.
-void own_folder(const char *path)
+// Makes the folder, and takes its name if it is another user's, who may remove it and make it again meanwhile.
+// @return false if it stays another user's
+bool own_folder(const char *path)
 {
-    struct stat status;
-    mkdir(path, 0700);
-    if (lstat(path, &status) == 0 && status.st_uid != geteuid())
+    constexpr int attempts = 100;
+    for (int attempt = 0; attempt < attempts; attempt++) {
+        struct stat status;
+        if (mkdir(path, 0700) == 0 || errno != EEXIST)
+            return true;
+        if (lstat(path, &status) == 0 && (status.st_uid == geteuid() || status.st_uid == 0))
+            return true;
         take_folder_name(path, 0700);
+    }
+    return false;
 }
 
 } // namespace
@@ -133,7 +141,8 @@ Uci kuci2_init()
 {
     static constexpr char saved[] = "/tmp/.uci";
     // libuci takes every change in there for root's. Who made the folder first could have anything committed.
-    own_folder(saved);
+    if (!own_folder(saved))
+        return nullptr;
     return open_uci({.config = "/etc/config", .saved = saved, .lock = "/var/lock"});
 }
 
