@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "at/port_queue.h"
+#include "at/reply.h"
 #include "at/serial_port.h"
 
 namespace {
@@ -30,11 +31,6 @@ constexpr SilenceBudget silence_budgets[] = {
     {"AT+CFUN=1,1", 300}, // the modem restarts
     {"", 30},
 };
-
-size_t drop_zero_bytes(char *bytes, size_t count)
-{
-    return static_cast<size_t>(std::remove(bytes, bytes + count, '\0') - bytes);
-}
 
 // True if text contains the reply's end. The part before new_from has been searched already.
 bool has_end(std::string_view text, size_t new_from)
@@ -106,12 +102,12 @@ AtCommand AtCommand::format(const char *format, ...)
     return AtCommand{text.view()};
 }
 
-int at_command(const char *port_path, const AtCommand &command, TextOut reply, int capacity)
+int at_command(const char *port_path, std::string_view command, TextOut reply, int capacity)
 {
     const size_t wanted = static_cast<size_t>(capacity > 0 ? capacity : default_capacity);
     const size_t room = std::min(wanted, reply.capacity());
     reply.clear();
-    AtCommand line = command;
+    AtCommand line{command};
     line.append_line_end();
 
     SerialPort port;
@@ -119,12 +115,12 @@ int at_command(const char *port_path, const AtCommand &command, TextOut reply, i
         return opened == serial_held ? -2 : -1;
     serial_flush(port);
     serial_write_all(port, line.view().size(), line.view().data());
-    const size_t total = collect(port, reply.data(), room, silence_budget(command.view()));
+    const size_t total = collect(port, reply.data(), room, silence_budget(command));
     reply.data()[room - 1] = '\0';
     return total > 0 ? 0 : -1;
 }
 
-int at_command(const char *port_path, const AtCommand &command, TextOut reply)
+int at_command(const char *port_path, std::string_view command, TextOut reply)
 {
     return at_command(port_path, command, reply, static_cast<int>(reply.capacity()));
 }

@@ -8,6 +8,7 @@
 
 #include "at/at_command.h"
 #include "at/port_queue.h"
+#include "at/reply.h"
 #include "platform/clock.h"
 
 namespace {
@@ -19,11 +20,6 @@ bool is_final_line(std::string_view line)
 {
     return line == "OK" || line == "ERROR" || line.starts_with("+CME ERROR") || line.starts_with("+CMS ERROR") ||
            line == "COMMAND NOT SUPPORT";
-}
-
-size_t drop_zero_bytes(char *bytes, size_t count)
-{
-    return static_cast<size_t>(std::remove(bytes, bytes + count, '\0') - bytes);
 }
 
 // Waits for bytes. @return false when none came by deadline_ms

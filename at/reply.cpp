@@ -64,6 +64,11 @@ std::optional<int32_t> leading_int(std::string_view text)
     return static_cast<int32_t>(negative ? -number : std::min<int64_t>(number, INT32_MAX));
 }
 
+size_t drop_zero_bytes(char *bytes, size_t count)
+{
+    return static_cast<size_t>(std::remove(bytes, bytes + count, '\0') - bytes);
+}
+
 bool reply_has_ok(std::string_view text)
 {
     for (size_t i = 0; i + 2 < text.size(); i++)

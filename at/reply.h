@@ -6,6 +6,9 @@
 
 #include "platform/text.h"
 
+/// Takes the zero bytes out of what a port sent. @return how many bytes are left
+size_t drop_zero_bytes(char *bytes, size_t count);
+
 /// True if the text contains "OK" with a carriage return or a line feed right after it.
 bool reply_has_ok(std::string_view text);
 

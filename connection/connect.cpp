@@ -115,7 +115,7 @@ void start_session(const ModemDriver &rec)
     for (const char *command : {rec.traits.start_session, "AT+CGACT=1,1"}) {
         Text<256> reply;
         if (command != nullptr &&
-            (at_command(port.c_str(), AtCommand{command}, reply) != 0 || reply_has_ok(reply.view())))
+            (at_command(port.c_str(), command, reply) != 0 || reply_has_ok(reply.view())))
             return;
     }
 }

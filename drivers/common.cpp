@@ -1,6 +1,5 @@
 #include "drivers/common.h"
 
-#include "at/at_command.h"
 #include "at/reply.h"
 #include "core/model/state_dir.h"
 #include "drivers/ask.h"
@@ -24,7 +23,7 @@ int get_model(const char *bus, const char *port_path, TextOut out)
     if (read_state(bus, "modem-name", 199, out) >= 0)
         return 0;
     Text<400> reply;
-    if (at_command(port_path, AtCommand{"ATI"}, reply) != 0 || !reply_has_ok(reply.view()))
+    if (!ask_port_ok(port_path, "ATI", reply))
         return -1;
     const auto model = parse_model(reply.view());
     if (!model)
@@ -36,7 +35,7 @@ int get_model(const char *bus, const char *port_path, TextOut out)
 int get_csq(const ModemDriver &rec, int32_t &bars)
 {
     Text<100> reply;
-    if (!ask_modem_ok(rec, AtCommand{"AT+CSQ"}, reply))
+    if (!ask_modem_ok(rec, "AT+CSQ", reply))
         return -1;
     const auto parsed = parse_signal_bars(reply.view());
     if (!parsed)
@@ -51,7 +50,7 @@ int get_imsi(const ModemDriver &rec, TextOut out)
         return 0;
     out.clear();
     Text<48> reply;
-    if (!ask_modem_ok(rec, AtCommand{"AT+CIMI"}, reply))
+    if (!ask_modem_ok(rec, "AT+CIMI", reply))
         return -1;
     return copy_digits(reply.view(), imsi_length, out);
 }
@@ -59,7 +58,7 @@ int get_imsi(const ModemDriver &rec, TextOut out)
 int get_carrier(const ModemDriver &rec, TextOut out)
 {
     Text<100> reply;
-    if (!ask_modem_ok(rec, AtCommand{"AT+COPS?"}, reply))
+    if (!ask_modem_ok(rec, "AT+COPS?", reply))
         return -1;
     const auto name = parse_operator(reply.view());
     if (!name)
@@ -71,7 +70,7 @@ int get_carrier(const ModemDriver &rec, TextOut out)
 int get_creg(int tty)
 {
     Text<100> reply;
-    if (at_command(tty_path(tty).c_str(), AtCommand{"AT+CREG?"}, reply) != 0 || !reply_has_ok(reply.view()))
+    if (!ask_port_ok(tty_path(tty).c_str(), "AT+CREG?", reply))
         return -1;
     return parse_registration(reply.view()).value_or(-1);
 }
@@ -89,7 +88,7 @@ int get_imei(const char *port_path, const char *bus, TextOut out)
         return -1;
     }
     Text<36> reply;
-    if (at_command(port_path, AtCommand{"AT+GSN"}, reply) != 0 || !reply_has_ok(reply.view()))
+    if (!ask_port_ok(port_path, "AT+GSN", reply))
         return -1;
     const auto imei = parse_imei(reply.view());
     out.assign(imei.view());
@@ -109,7 +108,7 @@ int get_sim_status(const ModemDriver &rec, TextOut out)
         {"ERROR", "ERROR", -1}, {"PIN\r", "NEED PIN", -2}, {"PUK\r", "NEED PUK", -4}, {"READY", "READY", 0}};
 
     Text<1024> reply;
-    if (ask_modem(rec, AtCommand{"AT+CPIN?"}, reply) != 0)
+    if (ask_modem(rec, "AT+CPIN?", reply) != 0)
         return 0;
     for (const SimState &state : sim_states) {
         if (str_contains(reply.view(), state.word)) {
@@ -123,7 +122,7 @@ int get_sim_status(const ModemDriver &rec, TextOut out)
 int check_register_by_creg(const ModemDriver &rec)
 {
     Text<256> reply;
-    if (!ask_modem_ok(rec, AtCommand{"AT+CREG?"}, reply))
+    if (!ask_modem_ok(rec, "AT+CREG?", reply))
         return 0;
     return is_registered(reply.view()) ? 0 : -1;
 }
@@ -131,6 +130,5 @@ int check_register_by_creg(const ModemDriver &rec)
 int at_expect_ok(const char *port_path, std::string_view command)
 {
     Text<20> reply;
-    const int result = at_command(port_path, AtCommand{command, 49}, reply);
-    return result == 0 && reply_has_ok(reply.view()) ? 0 : -1;
+    return ask_port_ok(port_path, first_characters(command, 49), reply) ? 0 : -1;
 }

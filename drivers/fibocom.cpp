@@ -3,7 +3,6 @@
 #include <cinttypes>
 #include <span>
 
-#include "at/at_command.h"
 #include "at/reply.h"
 #include "core/model/signal_grade.h"
 #include "drivers/ask.h"
@@ -133,7 +132,7 @@ void add_fibocom_cells(std::string_view gtccinfo_reply, std::optional<int32_t> c
         Json serving{json_object_new_object()};
         add_keys(serving.get(), serving_cell_line(gtccinfo_reply), serving_keys);
         if (csq_index)
-            kjson_add_string(serving.get(), "rssi", rssi_dbm(*csq_index).view());
+            kjson_add_string(serving.get(), "rssi", rssi_dbm(*csq_index).c_str());
         kjson_array_add(array, std::move(serving));
     }
     // The first label is the list's head line; the cells follow, each in a line that begins with the label again.
@@ -153,10 +152,10 @@ void add_fibocom_cells(std::string_view gtccinfo_reply, std::optional<int32_t> c
 int fibocom_get_signal(const ModemDriver &rec, json_object *array, int32_t &level)
 {
     Text<1024> quality;
-    if (!ask_modem_ok(rec, AtCommand{"AT+CESQ"}, quality))
+    if (!ask_modem_ok(rec, "AT+CESQ", quality))
         quality.clear();
     Text<1024> strength;
-    if (!ask_modem_ok(rec, AtCommand{"AT+CSQ?"}, strength))
+    if (!ask_modem_ok(rec, "AT+CSQ?", strength))
         strength.clear();
     const Signal signal = parse_cesq(quality.view());
     const auto csq_index = parse_csq_index(strength.view());
@@ -170,10 +169,10 @@ int fibocom_get_signal(const ModemDriver &rec, json_object *array, int32_t &leve
 int fibocom_get_cells(const ModemDriver &rec, json_object *array)
 {
     Text<1024> cells;
-    if (!ask_modem_ok(rec, AtCommand{"AT+GTCCINFO?"}, cells))
+    if (!ask_modem_ok(rec, "AT+GTCCINFO?", cells))
         return -1;
     Text<1024> strength;
-    if (!ask_modem_ok(rec, AtCommand{"AT+CSQ?"}, strength))
+    if (!ask_modem_ok(rec, "AT+CSQ?", strength))
         strength.clear();
     add_fibocom_cells(cells.view(), parse_csq_index(strength.view()), array);
     return 0;
@@ -182,7 +181,7 @@ int fibocom_get_cells(const ModemDriver &rec, json_object *array)
 int fibocom_check_register(const ModemDriver &rec)
 {
     Text<256> reply;
-    return ask_modem_ok(rec, AtCommand{"AT+CREG?"}, reply) && is_registered_at_home(reply.view()) ? 0 : -1;
+    return ask_modem_ok(rec, "AT+CREG?", reply) && is_registered_at_home(reply.view()) ? 0 : -1;
 }
 
 int fibocom_set_apn(const ModemDriver &rec, const char *apn)

@@ -58,7 +58,7 @@ struct ModeQuery {
 int read_mode(const ModemDriver &rec, const ModeQuery &query, TextOut out)
 {
     Text<1024> reply;
-    if (!ask_modem_ok(rec, AtCommand{query.command}, {reply.data(), query.reply_capacity}))
+    if (!ask_modem_ok(rec, query.command, {reply.data(), query.reply_capacity}))
         return -1;
     const auto generation = query.parse(reply.view());
     if (!generation)

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <span>
 
-#include "at/at_command.h"
 #include "drivers/ask.h"
 
 // Lines of AT+QENG="servingcell" by technology (Quectel AT manuals, "AT+QENG"; recorded, except TDSCDMA and CDMA, of
@@ -200,7 +199,7 @@ int quectel_get_cells(const ModemDriver &rec, json_object *array)
     };
     for (const Report &report : reports) {
         Text<1024> reply;
-        if (ask_modem_ok(rec, AtCommand{report.command}, reply))
+        if (ask_modem_ok(rec, report.command, reply))
             report.add(reply.view(), array);
     }
     return 0;
@@ -209,5 +208,5 @@ int quectel_get_cells(const ModemDriver &rec, json_object *array)
 int ep06_get_ca_info(const ModemDriver &rec)
 {
     Text<1024> reply;
-    return ask_modem_ok(rec, AtCommand{"AT+QCAINFO"}, reply) && has_two_carriers(reply.view()) ? 1 : 0;
+    return ask_modem_ok(rec, "AT+QCAINFO", reply) && has_two_carriers(reply.view()) ? 1 : 0;
 }

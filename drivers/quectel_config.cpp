@@ -223,22 +223,23 @@ int set_scan_mode(int tty, int mode)
 {
     const int setting = mode >= 2 && mode <= 4 ? mode - 1 : 0;
     Text<100> reply;
-    const int result = at_command(Text<20>::format("/dev/ttyUSB%d", tty).c_str(),
-                                  AtCommand::format("AT+QCFG=\"nwscanmode\",%d", setting), reply);
-    return result == 0 && reply_has_ok(reply.view()) ? 0 : -1;
+    return ask_port_ok(Text<20>::format("/dev/ttyUSB%d", tty).c_str(),
+                       AtCommand::format("AT+QCFG=\"nwscanmode\",%d", setting), reply)
+               ? 0
+               : -1;
 }
 
 int set_band_by_revision(const char *port_path, TextOut out)
 {
     constexpr int reply_capacity = 500;
     Text<400> identity;
-    if (at_command(port_path, AtCommand{"ATI"}, identity) != 0 || !reply_has_ok(identity.view()))
+    if (!ask_port_ok(port_path, "ATI", identity))
         return -2;
     const auto revision = parse_revision(identity.view());
     const char *command = revision ? pick_band_lock(*revision) : nullptr;
     if (command == nullptr)
         return -2;
-    at_command(port_path, AtCommand{command}, out, reply_capacity); // without a reply out is empty, so it has no OK
+    at_command(port_path, command, out, reply_capacity); // without a reply out is empty, so it has no OK
     return reply_has_ok(out.view()) ? 0 : -2;
 }
 
@@ -258,7 +259,7 @@ int quectel_set_auth(const ModemDriver &rec, const char *apn, const char *userna
 int quectel_get_iccid(const ModemDriver &rec, TextOut out)
 {
     Text<48> reply;
-    if (!ask_modem_ok(rec, AtCommand{"AT+QCCID"}, reply))
+    if (!ask_modem_ok(rec, "AT+QCCID", reply))
         return -1;
     constexpr size_t iccid_length = 20;
     return copy_digits(reply.view(), iccid_length, out);
@@ -267,20 +268,20 @@ int quectel_get_iccid(const ModemDriver &rec, TextOut out)
 int quectel_get_bands(const ModemDriver &rec, json_object *object)
 {
     Text<1024> reply;
-    if (!ask_modem_ok(rec, AtCommand{"AT+QCFG=\"band\""}, reply))
+    if (!ask_modem_ok(rec, "AT+QCFG=\"band\"", reply))
         return 0;
     const auto mask = parse_lte_mask(reply.view());
     if (!mask)
         return 0;
     kjson_add_string(object, "EGPRS", "850MHz 900MHz 1800Mhz 1900MHz ");
-    kjson_add_string(object, "LTE", list_bands(*mask).view());
+    kjson_add_string(object, "LTE", list_bands(*mask).c_str());
     return 0;
 }
 
 int quectel_get_scan_mode(const ModemDriver &rec, TextOut out)
 {
     Text<80> reply;
-    if (ask_modem(rec, AtCommand{"AT+QCFG=\"nwscanmode\""}, reply) != 0)
+    if (ask_modem(rec, "AT+QCFG=\"nwscanmode\"", reply) != 0)
         return 0;
     if (!reply_has_ok(reply.view())) {
         out.assign("ERROR");
@@ -300,7 +301,7 @@ int32_t get_lte_band(const char *bus, int32_t interface, const char *key)
     Text<30> port;
     at_port_path(bus, interface, port);
     Text<1024> reply;
-    if (at_command(port.c_str(), AtCommand{"AT+QENG=\"servingcell\""}, reply) != 0 || !reply_has_ok(reply.view()))
+    if (!ask_port_ok(port.c_str(), "AT+QENG=\"servingcell\"", reply))
         return 0;
     return parse_lte_band(reply.view()).value_or(0);
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <span>
 
-#include "at/at_command.h"
 #include "core/model/signal_grade.h"
 #include "drivers/ask.h"
 
@@ -88,7 +87,7 @@ struct BestSignal {
     void append(json_object *array, const Signal &signal, WcdmaRssi wcdma_rssi, int32_t &best_level)
     {
         Json object{json_object_new_object()};
-        kjson_add_string(object.get(), "type", signal.type.view());
+        kjson_add_string(object.get(), "type", signal.type.c_str());
         add_values(object.get(), signal);
         kjson_array_add(array, std::move(object));
         const int found = static_cast<int>(signal_level(signal, level, wcdma_rssi));
@@ -112,7 +111,7 @@ int add_signals(std::string_view reply, const SignalReport &report, json_object 
 int read_signals(const ModemDriver &rec, const SignalReport &report, json_object *array, int32_t &level)
 {
     Text<1024> reply;
-    return ask_modem_ok(rec, AtCommand{report.command}, reply) ? add_signals(reply.view(), report, array, level) : -1;
+    return ask_modem_ok(rec, report.command, reply) ? add_signals(reply.view(), report, array, level) : -1;
 }
 
 } // namespace
@@ -197,7 +196,7 @@ int quectel_check_register(const ModemDriver &rec)
 {
     for (const char *command : {"AT+CREG?", "AT+CEREG?"}) {
         Text<256> reply;
-        if (ask_modem_ok(rec, AtCommand{command}, reply) && is_registered(reply.view()))
+        if (ask_modem_ok(rec, command, reply) && is_registered(reply.view()))
             return 0;
     }
     return -1;

@@ -2,7 +2,6 @@
 
 #include <syslog.h>
 
-#include "at/at_command.h"
 #include "at/reply.h"
 #include "drivers/ask.h"
 #include "drivers/common.h"
@@ -27,7 +26,7 @@ int sierra_get_signal(const ModemDriver &rec, int32_t &level)
     if (is_busy(rec, "to get signal"))
         return -1;
     Text<1024> report;
-    if (!ask_modem_ok(rec, AtCommand{"AT!GSTATUS?"}, report))
+    if (!ask_modem_ok(rec, "AT!GSTATUS?", report))
         return 0;
     const auto signal = parse_gstatus_signal(report.view());
     if (!signal)
@@ -39,7 +38,7 @@ int sierra_get_signal(const ModemDriver &rec, int32_t &level)
 int sierra_get_cells(const ModemDriver &rec, json_object *array)
 {
     Text<2048> report;
-    return ask_modem_ok(rec, AtCommand{"AT!GSTATUS?"}, report) ? add_gstatus_cells(report.view(), array) : 0;
+    return ask_modem_ok(rec, "AT!GSTATUS?", report) ? add_gstatus_cells(report.view(), array) : 0;
 }
 
 int sierra_check_register(const ModemDriver &rec)
@@ -50,13 +49,13 @@ int sierra_check_register(const ModemDriver &rec)
 int sierra_get_ca_info(const ModemDriver &rec)
 {
     Text<2048> report;
-    return ask_modem_ok(rec, AtCommand{"AT!GSTATUS?"}, report) && is_aggregated(report.view()) ? 1 : 0;
+    return ask_modem_ok(rec, "AT!GSTATUS?", report) && is_aggregated(report.view()) ? 1 : 0;
 }
 
 int sierra_get_sim_status(const ModemDriver &rec, TextOut /*scratch*/)
 {
     Text<1024> reply;
-    if (is_busy(rec, "check SIM status") || ask_modem(rec, AtCommand{"AT+CPIN?"}, reply) != 0)
+    if (is_busy(rec, "check SIM status") || ask_modem(rec, "AT+CPIN?", reply) != 0)
         return 0;
     if (str_contains(reply.view(), "ERROR"))
         return -1;
