@@ -1,7 +1,6 @@
 #include "platform/board.h"
 
 #include <arpa/inet.h>
-#include <charconv>
 #include <net/route.h>
 #include <sys/stat.h>
 
@@ -26,12 +25,16 @@ std::string_view take_column(std::string_view &line)
 
 std::optional<uint32_t> take_hexadecimal(std::string_view &line)
 {
+    constexpr std::string_view digits = "0123456789ABCDEF";
     const std::string_view column = take_column(line);
     uint32_t number = 0;
-    const auto [end, error] = std::from_chars(column.data(), column.data() + column.size(), number, 16);
-    if (error != std::errc{} || end != column.data() + column.size())
-        return std::nullopt;
-    return number;
+    for (const char character : column) {
+        const size_t digit = digits.find(character);
+        if (digit == std::string_view::npos || number >> 28 != 0)
+            return std::nullopt;
+        number = number << 4 | static_cast<uint32_t>(digit);
+    }
+    return column.empty() ? std::nullopt : std::optional{number};
 }
 
 std::optional<in_addr> parse_route(std::string_view line, std::string_view device)

@@ -67,21 +67,24 @@ void close_descriptors_from(unsigned first)
 
 // The OpenWrt package has its own programs of names that a stock OpenWrt lacks, or has with other arguments. They are
 // for this program's commands only, so their folder is in no other process's path. No memory is taken from the heap.
-void prefer_package_programs()
+// path becomes part of the environment.
+void prefer_package_programs(TextOut path)
 {
-    static constexpr std::string_view name = "PATH=";
-    static Text<1024> path; // outlives this function, up to the exec
+    constexpr size_t name_length = sizeof "PATH=" - 1;
     for (char **variable = environ; variable != nullptr && *variable != nullptr; variable++)
-        if (std::string_view{*variable}.starts_with(name) && path.append("PATH=/usr/libexec/modemctl/bin:") &&
-            path.append(*variable + name.size()))
-            *variable = path.data();
+        if (strncmp(*variable, "PATH=", name_length) == 0) {
+            if (path.assign("PATH=/usr/libexec/modemctl/bin:") && path.append(*variable + name_length))
+                *variable = path.data();
+            return;
+        }
 }
 
 [[noreturn]] void become(const char *program, const char *const *words)
 {
     close_descriptors_from(STDERR_FILENO + 1);
     reset_signals();
-    prefer_package_programs();
+    Text<1024> path;
+    prefer_package_programs(path);
     // A server may have no umask, but nobody else may write into a file that a command makes.
     umask(umask(0) | S_IWGRP | S_IWOTH);
     execvp(program, const_cast<char *const *>(words));
