@@ -13,7 +13,7 @@ int32_t set_default_band(const char *port, json_object *response)
 {
     Text<500> message;
     const int result = set_band_by_revision(port, message);
-    kjson_add_string(response, "message", message.view());
+    kjson_add_string(response, "message", message.c_str());
     if (result == -1)
         return modem_api_at_failed;
     return result == -2 ? int32_t{modem_api_not_supported} : result;
@@ -23,13 +23,13 @@ int32_t set_default_band(const char *port, json_object *response)
 
 int32_t modem_at(Request &request, json_object *response)
 {
-    const AtCommand command{request.text("at-command"), longest_command};
+    const std::string_view command = first_characters(request.text("at-command"), longest_command);
     const char *port = request.text("at-port");
-    if (command.view() == "default_band")
+    if (command == "default_band")
         return set_default_band(port, response);
     Text<4096> reply;
     if (at_command(port, command, reply) != 0)
         return modem_api_at_failed;
-    kjson_add_string(response, "message", reply.view());
+    kjson_add_string(response, "message", reply.c_str());
     return modem_api_success;
 }

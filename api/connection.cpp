@@ -88,7 +88,7 @@ int32_t modem_get(Request &request, json_object *response)
         Text<64> value = read_setting(uci, section.c_str(), setting, 50);
         if (setting.member == &ConnectSettings::device)
             find_data_device(uci, section.c_str(), value);
-        kjson_add_string(config.get(), setting.report, value.view());
+        kjson_add_string(config.get(), setting.report, value.c_str());
     }
     if (uci.text<10>(Text<64>::format("network.%s.proto", section.c_str()).c_str()) == "qcm")
         kjson_add_string(config.get(), "proto", "qcm");

@@ -66,12 +66,12 @@ int32_t modem_sms_flist(Request &, json_object *response)
 {
     const Uci uci = kuci2_init();
     const MailSettings mail = read_mail_settings();
-    kjson_add_string(response, "tel_list", uci.text<100>("smsrelay.general.phone").view());
-    kjson_add_string(response, "email_list", uci.text<100>("smsrelay.general.email").view());
-    kjson_add_string(response, "account", mail.account.view());
-    kjson_add_string(response, "password", mail.password.view());
-    kjson_add_string(response, "smtp", mail.smtp.view());
-    kjson_add_string(response, "local_tel", uci.text<128>(local_number_option).view());
+    kjson_add_string(response, "tel_list", uci.text<100>("smsrelay.general.phone").c_str());
+    kjson_add_string(response, "email_list", uci.text<100>("smsrelay.general.email").c_str());
+    kjson_add_string(response, "account", mail.account.c_str());
+    kjson_add_string(response, "password", mail.password.c_str());
+    kjson_add_string(response, "smtp", mail.smtp.c_str());
+    kjson_add_string(response, "local_tel", uci.text<128>(local_number_option).c_str());
     return modem_api_success;
 }
 

@@ -27,7 +27,7 @@ void add_text_fact(json_object *facts, const ModemDriver &rec, const TextFact &f
         return;
     Text<80> text;
     operation(rec, text); // after a failure, what it wrote is reported all the same
-    kjson_add_string(facts, fact.key, text.view());
+    kjson_add_string(facts, fact.key, text.c_str());
 }
 
 } // namespace

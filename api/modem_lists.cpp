@@ -62,8 +62,8 @@ void add_pass_through(json_object *response, const Uci &uci)
         return;
     const auto gateway = uci.text<24>("devconf.passthrough.gateway");
     const auto subnet = uci.text<24>("devconf.passthrough.subnet");
-    kjson_add_string(response, "gateway", gateway.view());
-    kjson_add_string(response, "netmask", uci.text<24>("devconf.passthrough.netmask").view());
+    kjson_add_string(response, "gateway", gateway.c_str());
+    kjson_add_string(response, "netmask", uci.text<24>("devconf.passthrough.netmask").c_str());
     kjson_add_string(response, "subnet", pick_subnet(subnet, gateway));
     Json dns = pick_pass_dns(uci.text<64>("devconf.passthrough.dns").view());
     kjson_add_object(response, "pass_dns", dns == nullptr ? json_text("") : std::move(dns));

@@ -28,8 +28,8 @@ void set_country(const Request &request)
 void report_country(json_object *response)
 {
     const Uci uci = kuci2_init();
-    kjson_add_string(response, "country", uci.text<60>("devconf.modem_sms.country").view());
-    kjson_add_string(response, "country_code", uci.text<20>("devconf.modem_sms.country_code").view());
+    kjson_add_string(response, "country", uci.text<60>("devconf.modem_sms.country").c_str());
+    kjson_add_string(response, "country_code", uci.text<20>("devconf.modem_sms.country_code").c_str());
 }
 
 } // namespace

@@ -93,7 +93,7 @@ int32_t modem_upgrade(Request &request, json_object *response)
     if (first_line_of<128>(ask_sim_ready).empty())
         return refuse(response, modem_api_parameter_or_sim, "SIM card exception.");
     if (const Check *missing = find_missing_later(request); missing != nullptr) {
-        kjson_add_string(response, "msg", Text<32>::format("%s missing", missing->key).view());
+        kjson_add_string(response, "msg", Text<32>::format("%s missing", missing->key).c_str());
         return missing->status;
     }
     const UpgradeRequest wanted = {
@@ -127,7 +127,7 @@ int32_t modem_upgrade_status(Request &, json_object *response)
         kjson_add_string(response, "msg", "The modem is abnormal.Failed to obtain the version.");
         return modem_api_failed;
     }
-    kjson_add_string(response, "version", filter_version(output.view()).view());
+    kjson_add_string(response, "version", filter_version(output.view()).c_str());
     const auto progress = can_print(read_upgrade_progress, upgrade_progress_file)
                               ? first_line_of<8>(read_upgrade_progress, Duration::short_time)
                               : Text<8>{};

@@ -54,7 +54,7 @@ Field convert_field(const Field &field, Conversion convert)
 void add_field(json_object *object, std::string_view line, const FieldKey &row)
 {
     if (const auto field = cut_field(line, row.index))
-        kjson_add_string(object, row.key, convert_field(*field, row.convert).view());
+        kjson_add_string(object, row.key, convert_field(*field, row.convert).c_str());
 }
 
 void add_fields(json_object *object, std::string_view line, std::span<const FieldKey> rows)

@@ -86,7 +86,7 @@ void fill_cell(json_object *object, std::string_view report, const ReportCell &c
     for (const ReportKey &row : cell.keys) {
         Text<101> value;
         if (field_after_label(report, row.label, row.earlier, value) == 0)
-            kjson_add_string(object, row.key, value.view());
+            kjson_add_string(object, row.key, value.c_str());
     }
     kjson_add_string(object, "rat", cell.technology);
 }

@@ -27,5 +27,5 @@ void add_values(json_object *object, const Signal &signal)
 {
     for (const Signal::Value &value : signal.values)
         if (value.key != nullptr)
-            kjson_add_string(object, value.key, value.reading.text.view());
+            kjson_add_string(object, value.key, value.reading.text.c_str());
 }

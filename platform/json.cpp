@@ -127,6 +127,11 @@ int kjson_add_string(json_object *object, const char *key, std::string_view text
     return kjson_add_object(object, key, json_text(text));
 }
 
+int kjson_add_string(json_object *object, const char *key, const char *text)
+{
+    return kjson_add_string(object, key, std::string_view{text});
+}
+
 int kjson_add_int(json_object *object, const char *key, int32_t number)
 {
     return kjson_add_object(object, key, Json{json_object_new_int(number)});

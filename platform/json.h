@@ -41,6 +41,7 @@ json_object *kjson_get_object(json_object *object, const char *key);
 
 /// Replaces a member of the same name. @return 0; -1 without memory, or if the container is not an object (or array)
 int kjson_add_string(json_object *object, const char *key, std::string_view text);
+int kjson_add_string(json_object *object, const char *key, const char *text);
 int kjson_add_int(json_object *object, const char *key, int32_t number);
 int kjson_add_double(json_object *object, const char *key, double number);
 int kjson_add_boolean(json_object *object, const char *key, bool truth);

@@ -4,32 +4,26 @@
 #include <cstdio>
 #include <cstdlib>
 
-void TextOut::clear() const
+bool TextOut::assign(char *bytes, size_t capacity, std::string_view text)
 {
-    if (capacity_ > 0)
-        memset(bytes_, 0, capacity_);
-}
-
-bool TextOut::assign(std::string_view text) const
-{
-    if (capacity_ == 0)
+    if (capacity == 0)
         return text.empty();
-    const std::string_view kept = first_characters(text, capacity_ - 1);
+    const std::string_view kept = first_characters(text, capacity - 1);
     if (!kept.empty())
-        memmove(bytes_, kept.data(), kept.size());
-    memset(bytes_ + kept.size(), 0, capacity_ - kept.size());
+        memmove(bytes, kept.data(), kept.size());
+    memset(bytes + kept.size(), 0, capacity - kept.size());
     return kept.size() == text.size();
 }
 
-bool TextOut::append(std::string_view text) const
+bool TextOut::append(char *bytes, size_t capacity, std::string_view text)
 {
-    const size_t used = view().size();
-    if (used >= capacity_)
+    const size_t used = TextOut{bytes, capacity}.view().size();
+    if (used >= capacity)
         return text.empty();
-    const std::string_view kept = first_characters(text, capacity_ - used - 1);
+    const std::string_view kept = first_characters(text, capacity - used - 1);
     if (!kept.empty())
-        memmove(bytes_ + used, kept.data(), kept.size());
-    bytes_[used + kept.size()] = '\0';
+        memmove(bytes + used, kept.data(), kept.size());
+    bytes[used + kept.size()] = '\0';
     return kept.size() == text.size();
 }
 
@@ -42,11 +36,16 @@ bool TextOut::assign_format(const char *format, ...) const
     return whole;
 }
 
-bool TextOut::assign_format(const char *format, va_list arguments) const
+bool TextOut::assign_format(char *bytes, size_t capacity, const char *format, va_list arguments)
 {
-    clear();
-    const int length = vsnprintf(bytes_, capacity_, format, arguments);
-    return length >= 0 && static_cast<size_t>(length) < capacity_;
+    TextOut{bytes, capacity}.clear();
+    const int length = vsnprintf(bytes, capacity, format, arguments);
+    return length >= 0 && static_cast<size_t>(length) < capacity;
+}
+
+bool is_text(const char *bytes, size_t capacity, std::string_view text)
+{
+    return std::string_view{bytes, strnlen(bytes, capacity)} == text;
 }
 
 bool is_made_of(std::string_view text, std::string_view others)

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <type_traits>
 
 /// The bytes of a Text that a function may fill, and their number. What does not fit is cut; the last byte stays zero.
 /// A TextOut of no bytes takes nothing.
@@ -22,36 +23,57 @@ class TextOut {
     bool empty() const { return view().empty(); }
 
     /// All bytes zero.
-    void clear() const;
+    void clear() const
+    {
+        if (capacity_ > 0)
+            memset(bytes_, 0, capacity_);
+    }
     /// Replaces the text; the rest becomes zero. @return false when text was cut
-    bool assign(std::string_view text) const;
+    bool assign(std::string_view text) const { return assign(bytes_, capacity_, text); }
     /// @return false when text was cut
-    bool append(std::string_view text) const;
+    bool append(std::string_view text) const { return append(bytes_, capacity_, text); }
     /// Replaces the text by what printf would write. @return false when that was cut
     bool assign_format(const char *format, ...) const __attribute__((format(printf, 2, 3)));
-    bool assign_format(const char *format, va_list arguments) const __attribute__((format(printf, 2, 0)));
+    bool assign_format(const char *format, va_list arguments) const __attribute__((format(printf, 2, 0)))
+    {
+        return assign_format(bytes_, capacity_, format, arguments);
+    }
 
   private:
+    // Static, so that all arguments are in registers: a member function would need the object in memory at every call.
+    static bool assign(char *bytes, size_t capacity, std::string_view text);
+    static bool append(char *bytes, size_t capacity, std::string_view text);
+    static bool assign_format(char *bytes, size_t capacity, const char *format, va_list arguments)
+        __attribute__((format(printf, 3, 0)));
+
     char *bytes_;
     size_t capacity_;
 };
+
+/// True if the bytes up to the first zero byte, or all of them, are text.
+bool is_text(const char *bytes, size_t capacity, std::string_view text);
 
 /// N bytes in place, the terminating zero included: a new one is all zero, what does not fit is cut, the last byte
 /// stays zero. It copies like an int and holds no pointer to itself.
 template <size_t N> class Text {
   public:
-    constexpr Text() = default;
+    constexpr Text() : bytes_{} {}
     constexpr Text(const char *text)
     {
+        if (!std::is_constant_evaluated()) {
+            out().assign(text); // is less code, and also fills all bytes
+            return;
+        }
+        bytes_ = {};
         for (size_t i = 0; i + 1 < N && text[i] != '\0'; i++)
             bytes_[i] = text[i];
     }
-    explicit Text(std::string_view text) { out().assign(text); }
+    explicit Text(std::string_view text) { out().assign(text); } // fills all bytes
 
     /// What printf would write, cut at N - 1 bytes.
     static Text format(const char *format, ...) __attribute__((format(printf, 1, 2)))
     {
-        Text text;
+        Text text{unfilled};
         va_list arguments;
         va_start(arguments, format);
         text.out().assign_format(format, arguments);
@@ -72,11 +94,15 @@ template <size_t N> class Text {
     bool assign(std::string_view text) { return out().assign(text); }
     bool append(std::string_view text) { return out().append(text); }
 
-    bool operator==(std::string_view other) const { return view() == other; }
+    bool operator==(std::string_view other) const { return is_text(bytes_.data(), N, other); }
 
   private:
+    // assign_format fills all bytes.
+    enum Unfilled : bool { unfilled };
+    explicit Text(Unfilled) {}
+
     static_assert(N > 0);
-    std::array<char, N> bytes_{};
+    std::array<char, N> bytes_;
 };
 
 struct Free {

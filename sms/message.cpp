@@ -65,11 +65,11 @@ void add_body(json_object *message, const Body &body)
 {
     const std::string_view text = body.bytes.view();
     if (body.is_ucs2) {
-        kjson_add_string(message, "body", convert_ucs2({body.bytes.c_str(), body.size}, body.length).view());
+        kjson_add_string(message, "body", convert_ucs2({body.bytes.c_str(), body.size}, body.length).c_str());
     } else if (body.is_latin9 && !is_utf8(text)) { // a body that another program wrote in UTF-8 stays as it is
         Text<3 * body_capacity + 1> letters;
         convert_latin9(text, letters);
-        kjson_add_string(message, "body", letters.view());
+        kjson_add_string(message, "body", letters.c_str());
     } else {
         kjson_add_string(message, "body", text);
     }

@@ -91,7 +91,7 @@ void add_cached_signal(json_object *cache, json_object *details)
     for (const Detail &detail : technology->details) {
         if (detail.key == nullptr)
             break;
-        kjson_add_string(details, detail.key, Text<12>::format("%d", cached_value(cache, detail.cached)).view());
+        kjson_add_string(details, detail.key, Text<12>::format("%d", cached_value(cache, detail.cached)).c_str());
     }
 }
 

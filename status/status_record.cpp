@@ -75,7 +75,7 @@ void add_signal(json_object *result, const ModemDriver &rec)
     if (read_signal_record(rec, mode, level, result) != 0)
         return;
     kjson_add_int(result, "signal", level);
-    kjson_add_string(result, "mode", mode.view());
+    kjson_add_string(result, "mode", mode.c_str());
 }
 
 } // namespace

@@ -55,10 +55,10 @@ bool add_ipv4(json_object *result, const ifaddrs &entry)
                     NI_NUMERICHOST) != 0)
         return false;
     if (!is_passed_through())
-        kjson_add_string(result, "ip_addr", address.view());
+        kjson_add_string(result, "ip_addr", address.c_str());
     Text<16> gateway;
     get_gateway_by_ifname(entry.ifa_name, gateway);
-    kjson_add_string(result, "gateway", gateway.view());
+    kjson_add_string(result, "gateway", gateway.c_str());
     if ((entry.ifa_flags & IFF_POINTOPOINT) != 0 && !add_ppp_traffic(result, entry.ifa_name))
         add_net_dev_traffic(result, entry.ifa_name, "/proc/net/dev");
     return true;
@@ -107,8 +107,8 @@ void add_net_dev_traffic(json_object *result, const char *device, const char *pa
                    sent.data()) != 3 ||
             name != device)
             continue;
-        kjson_add_string(result, "download", received.view());
-        kjson_add_string(result, "upload", sent.view());
+        kjson_add_string(result, "download", received.c_str());
+        kjson_add_string(result, "upload", sent.c_str());
         return;
     }
 }
