@@ -37,6 +37,11 @@ test('signal: values with their meaning, plots of a day, cells; and a figure tha
     await page.getByText('best so far -84').waitFor();
     await page.getByRole('button', { name: 'Stop aligning' }).click();
     assert.equal(await page.locator('[data-figure]').isVisible(), false);
+
+    // A session that ends while the modem is asked again and again.
+    await page.getByRole('button', { name: 'Align an antenna' }).click();
+    router.sessions.destroy(page.session);
+    await page.getByText('Session expired', { exact: true }).waitFor();
     await page.done();
 
     // Who may not ask the modem sees what the watch has asked.

@@ -73,7 +73,7 @@ return baseclass.extend({
 			await wait(Date.now() - start < 3000 ? 300 : 1000);
 			const answer = await this.call('job', { id: job }).catch(error => {
 				// The page's own way to the router may be the modem that is being restarted.
-				if (error.word)
+				if (error.word || error.name === 'SessionError' || Date.now() - start > 600000)
 					throw error;
 				return { state: 'running' };
 			});
@@ -117,6 +117,9 @@ return baseclass.extend({
 		poll.add(run, seconds);
 		return run();
 	},
+
+	// False once the session has ended, or somebody has stopped the refreshing.
+	polls() { return poll.active(); },
 
 	tell(place, error) {
 		this.fill(place, error ? h('span', { 'class': 'modemctl-bad' }, error.message ?? error) : '');

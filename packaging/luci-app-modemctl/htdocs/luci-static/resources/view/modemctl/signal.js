@@ -128,7 +128,7 @@ class Signal {
 	}
 
 	async follow() {
-		while (this.aligning && this.node.isConnected) {
+		while (this.aligning && this.node.isConnected && page.polls()) {
 			const started = Date.now();
 			await page.guard(async () => this.show(this.rights.refresh ? await page.job('refresh', this.bus) : await page.call('info', this.bus)));
 			await page.wait(Math.max(200, started + 2000 - Date.now()));
