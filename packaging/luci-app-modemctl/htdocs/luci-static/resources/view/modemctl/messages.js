@@ -64,6 +64,11 @@ class Messages {
 			'aria-current': one.number === this.open ? 'true' : null, click: () => this.choose(one.number) },
 			h('strong', {}, one.number || _('unknown')), one.unread ? _(' (%d new)').format(one.unread) : '', h('br'), h('span', { 'class': 'modemctl-small' }, one.last.time ?? '', h('br'), Array.from(String(one.last.text ?? '')).slice(0, 40).join(''))))) : h('li', {}, _('There are no messages.')));
 		const chosen = this.list.find(one => one.number === this.open);
+		// What is the same is not drawn anew: somebody may be about to press one of its buttons.
+		const drawn = JSON.stringify([ this.open, chosen?.messages.map(({ id, box, error }) => [ id, box, error ]) ]);
+		if (drawn === this.drawn)
+			return;
+		this.drawn = drawn;
 		page.fill(this.thread, chosen ? [ h('h3', {}, chosen.number || _('unknown')), chosen.messages.map(message => this.bubble(message)) ] : '');
 	}
 
