@@ -114,8 +114,7 @@ void start_session(const ModemDriver &rec)
     at_port_path(rec.bus.c_str(), rec.control_port, port);
     for (const char *command : {rec.traits.start_session, "AT+CGACT=1,1"}) {
         Text<256> reply;
-        if (command != nullptr &&
-            (at_command(port.c_str(), command, reply) != 0 || reply_has_ok(reply.view())))
+        if (command != nullptr && (at_command(port.c_str(), command, reply) != 0 || reply_has_ok(reply.view())))
             return;
     }
 }

@@ -2,9 +2,10 @@
 
 #include "platform/shell_line.h"
 
-// All except run_program run the command with /bin/sh. The command gets none of the program's descriptors except the standard streams. All
-// except fork_exec2 wait for its end, and the command shares the program's standard error. A command that cannot be
-// started prints nothing, and an empty command is never started. Zero bytes in an output are left out.
+// All except run_program run the command with /bin/sh. The command gets none of the program's descriptors except the
+// standard streams. All except fork_exec2 wait for its end, and the command shares the program's standard error. A
+// command that cannot be started prints nothing, and an empty command is never started. Zero bytes in an output are
+// left out.
 
 /// How long a command may take. "cat" of a file in /tmp is limited, because another user can have put a pipe in its
 /// place.
@@ -31,8 +32,8 @@ int getUciReturn(const char *path, TextOut out);
 /// process that ignores SIGCHLD (the system then keeps no status)
 int execCommand(ShellCommand command);
 
-/// Runs a program of the path with these words, of which the first is its name and the last is null, and waits. No shell
-/// reads the words. Its standard streams are /dev/null. @return as execCommand
+/// Runs a program of the path with these words, of which the first is its name and the last is null, and waits. No
+/// shell reads the words. Its standard streams are /dev/null. @return as execCommand
 int run_program(const char *const *words);
 
 /// Runs a command of which only the message on standard error is wanted. It is killed after 1 s, and as soon as it
