@@ -156,8 +156,10 @@ struct TwoModems {
     }
     static std::vector<Script> scripts()
     {
-        const std::string until_away = "wait_until '[ ! -e /sys/bus/usb/devices/1-1.2 ]'\n";
-        const std::string until_back = "wait_until '[ -e /sys/bus/usb/devices/1-1.2/port ]'\n";
+        // A busy machine may miss the seconds in which it is away, but the kernel counts its devices.
+        const std::string count = "before=$(cat /sys/bus/usb/devices/1-1.2/devnum)\n";
+        const std::string until_back = "wait_until '[ -e /sys/bus/usb/devices/1-1.2/port ] && "
+                                       "[ $(cat /sys/bus/usb/devices/1-1.2/devnum) != $before ]' 2>/dev/null\n";
         return {
             {"place", "readlink /sys/class/net/wwan0/device; ls /dev | grep -e ttyUSB -e cdc-wdm"},
             {"facts", probe("facts /dev/ttyUSB3")},
@@ -169,16 +171,17 @@ struct TwoModems {
              "end=$(cut -d. -f1 /proc/uptime); [ $((end - start)) -lt 45 ] && echo 'before the driver gives up' || "
              "echo $((end - start)) s"},
             {"the other one", "modemctl AT ATI"},
-            {"unplugged in a reply", "modemctl AT AT+CSQ; echo; echo status $?\n" + until_away + until_back +
-                                         "modemctl AT ATI | grep -o ^EC25"},
-            {"unplugged while read", probe("gone /dev/ttyUSB2 AT+CGMM") + "\n" + until_away + until_back},
-            {"held", "exec 9<>/dev/ttyUSB1; modemctl AT AT+CSQ >/dev/null\n" + until_away + until_back +
+            {"unplugged in a reply",
+             count + "modemctl AT AT+CSQ; echo; echo status $?\n" + until_back + "modemctl AT ATI | grep -o ^EC25"},
+            {"unplugged while read", count + probe("gone /dev/ttyUSB2 AT+CGMM") + "\n" + until_back},
+            {"held", count + "exec 9<>/dev/ttyUSB1; modemctl AT AT+CSQ >/dev/null\n" + until_back +
                          "ls /dev | grep ttyUSB; exec 9<&-; modemctl AT ATI | grep -o ^EC25"},
             {"events",
              "chmod +x /etc/init.d/modemctl /usr/libexec/modemctl-reconnect\n" +
                  probe("events /tmp/events 60 >/tmp/listening &") +
                  "\nlistener=$!; wait_until 'grep -q listening /tmp/listening'\n"
-                 "modemctl signal >/dev/null; mkdir -p /tmp/modem.1-1.2; ls -d /tmp/modem.1-1.2\n"
+                 "before=$(cat /sys/bus/usb/devices/1-1.2/devnum); modemctl signal >/dev/null; mkdir -p "
+                 "/tmp/modem.1-1.2; ls -d /tmp/modem.1-1.2\n"
                  "modemctl AT AT+CSQ >/dev/null; wait_until '[ ! -e /tmp/modem.1-1.2 ]'; ls /tmp/modem.1-1.2 2>&1\n" +
                  until_back +
                  "wait_until '[ -e /tmp/reconnects ]'; sort -u /tmp/reconnects; wait_until 'grep -q \"^bind usb "
