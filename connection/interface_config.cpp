@@ -47,11 +47,14 @@ struct SectionWriter {
     }
 };
 
-void write_device(const SectionWriter &section, const char *device)
+void write_device(const SectionWriter &section, const char *device, const char *proto)
 {
     if (device == nullptr)
         return;
     section.set("device", device);
+    // The node is where the port is found again under another number. A network device of its own has no port.
+    if (strcmp(proto, "dhcp") == 0)
+        return;
     Text<50> node;
     int visits = 0;
     if (find_usb_node("/sys/devices/platform/", base_name(device), node, visits) > 0)
@@ -66,7 +69,7 @@ void write_network(const Uci &uci, const ModemDriver &rec, const char *ifname, c
     section.set("ifname", ifname);
     section.set_turn(WriteTurn::before_proto, settings);
     section.set("proto", proto);
-    write_device(section, settings.device);
+    write_device(section, settings.device, proto);
     section.set_turn(WriteTurn::after_device, settings);
     // The second control device gets no raw_ip: its network device speaks Ethernet.
     if (rec.raw_ip != 0 && settings.device != nullptr && strcmp(settings.device, "/dev/cdc-wdm0") == 0)

@@ -102,6 +102,22 @@ TEST(ModernModem, ConnectsByTheProtocolOfItsRow)
     }
 }
 
+// Its section has no port that could have moved to another number.
+TEST(ModernModem, IsShownByItsNetworkDeviceWhereItHasNoPort)
+{
+    Lines options = shipped_models;
+    options.insert(options.end(), {"--link", "setup=100"});
+    const RouterRun run =
+        run_with_models("FM350",
+                        {"sh", "-c",
+                         "mkdir -p $(readlink -f /sys/bus/usb/devices/1-1.2)/1-1.2:1.0/net/usb0; "
+                         "modemctl connect serial /dev/ttyUSB3 lte internet >/dev/null; uci -q get network.modem_1_1_2.node; "
+                         "modemapi get /modem/get '{\"modem_id\":116,\"bus\":\"1-1.2\"}'"},
+                        options);
+    EXPECT_TRUE(run.out.starts_with("0\n{")) << run.out << run.err;
+    EXPECT_NE(run.out.find("\"device\":\"usb0\""), std::string::npos) << run.out;
+}
+
 TEST(ModernModem, IsReportedWithItsCells)
 {
     for (const auto &row : modern_rows) {
