@@ -9,6 +9,7 @@
 #include "platform/clock.h"
 #include "platform/interface_state.h"
 #include "platform/uci.h"
+#include "readings/fields.h"
 #include "watch/actors.h"
 #include "watch/settings.h"
 #include "watch/watch.h"
@@ -117,7 +118,8 @@ int work_at(const RpcdCall &call, json_object *result)
     if (found != InfoResult::reported)
         return static_cast<int>(found);
     const bool is_complete = modem.session.ask(command.data(), reply, limit_ms) == AtSession::Answer::complete;
-    kjson_add_string(result, "reply", reply.view());
+    // The last line end can come too late to be read with its line.
+    kjson_add_string(result, "reply", trim(reply.view()));
     return static_cast<int>(is_complete ? InfoResult::reported : InfoResult::no_answer);
 }
 
