@@ -2,6 +2,7 @@
 
 #include <sys/wait.h>
 
+#include "tests/system/documented_faults.h"
 #include "tests/system/online.h"
 
 // The watch in real time. The times of its settings are short here; the tests of one suite run side by side.
@@ -145,25 +146,19 @@ const Fault faults[] = {
 };
 // clang-format on
 
-// A dozen at a time: so many wait side by side without taking each other's time.
-TEST(SlowWatch, BringsBackWhatAPersonCouldAndLeavesTheRestAlone)
+class WatchedFaults : public testing::TestWithParam<Fault> {};
+
+TEST_P(WatchedFaults, AreMendedWhereAPersonCouldAndElseLeftAlone)
 {
-    std::vector<RouterRun> results;
-    while (results.size() < std::size(faults)) {
-        std::vector<std::function<RouterRun()>> runs;
-        for (size_t i = results.size(); i < std::size(faults) && runs.size() < 12; i++)
-            runs.emplace_back([&fault = faults[i]] { return watch(fault.options, fault.script); });
-        const auto more = run_at_once(runs);
-        results.insert(results.end(), more.begin(), more.end());
-    }
-    for (size_t i = 0; i < results.size(); i++) {
-        const std::string logged = faults[i].logged;
-        EXPECT_EQ(results[i].out, faults[i].out) << faults[i].what << "\n" << all(results[i]);
-        EXPECT_TRUE(logged.empty() ? !has_line(results[i], "-> recovering") : has_line(results[i], logged))
-            << faults[i].what << "\n"
-            << all(results[i]);
-    }
+    const Fault &fault = GetParam();
+    const RouterRun run = watch(fault.options, fault.script);
+    const std::string logged = fault.logged;
+    EXPECT_EQ(run.out, fault.out) << all(run);
+    EXPECT_TRUE(logged.empty() ? !has_line(run, "-> recovering") : has_line(run, logged)) << all(run);
 }
+
+INSTANTIATE_TEST_SUITE_P(Slow, WatchedFaults, testing::ValuesIn(faults),
+                         [](const auto &row) { return test_name_of(row.param.what); });
 
 TEST(Watch, TakesOneStepAndRemembersIt)
 {
