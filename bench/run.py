@@ -41,7 +41,6 @@ AREAS = (
     ("modemctl apn", 12_500, ("apn/card.cpp", "apn/choices.cpp", "apn/tables.cpp", "core/cli/apn*")),
     ("bands and mode", 30_500, ("readings/band_*", "readings/radio_modes.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
     ("metrics and openwisp", 10_700, ("discovery/record/metrics.cpp", "discovery/record/openwisp.cpp", "core/cli/fleet*")),
-    ("ubus object", 34_000, ("core/cli/rpcd*", "sms/boxes.cpp", "watch/options.cpp")),
     ("models files", 5_700, ("core/table/models_file.cpp",)),
     ("ubus object", 36_200, ("core/cli/rpcd*", "watch/options.cpp", "sms/boxes.cpp")),
 )
