@@ -67,6 +67,7 @@ struct Fault {
     const char *script; ///< after the set-up
     const char *out;    ///< what it prints
     const char *logged; ///< part of a line of the log; empty: no line has "recovering"
+    friend void PrintTo(const Fault &fault, std::ostream *out) { *out << fault.what; }
 };
 
 // clang-format off
@@ -106,7 +107,7 @@ const Fault faults[] = {
      "online;the network answers;\n", ""},
     {"wrong PIN", ec25(",pin=SIM PIN", "setup=never"),
      "uci set network.modem_1_1_2.pincode=9999; uci commit network; rests_in blocked 5; wc -l </etc/modemctl.1-1.2;"
-     "kill $watch; rm -r /tmp/modem.1-1.2; rests_in blocked 3",
+     "kill $watch; wait $watch; rm -r /tmp/modem.1-1.2; rests_in blocked 3",
      "blocked;the PIN was refused;\n3\nblocked;the PIN was refused;\n", "the PIN is sent"},
     {"registration denied", ec25(",registration=3,ps_registration=3", "setup=never"), "rests_in blocked 3", "blocked;the network refuses the SIM card;\n", ""},
     {"roaming is not allowed", ec25(",registration=5,ps_registration=5", "setup=100"),
@@ -140,7 +141,7 @@ const Fault faults[] = {
      "start_until online; echo \"config 'x\" >/etc/config/network; sleep 3; say", "online;the network answers;\n", ""},
     {"no room in the flash", ec25("", "setup=never", {"--config-size", "65536"}),
      "dd if=/dev/zero of=/etc/config/full 2>/dev/null; start_until recovering; say", "recovering;reconnect, 5 of 6 left this hour;\n", "recovering: reconnect"},
-    {"its memory is rubbish", ec25("", "setup=100"), "start_until online; kill $watch; head -c 3000 /dev/urandom >/tmp/modem.1-1.2/watch; rests_in online 1",
+    {"its memory is rubbish", ec25("", "setup=100"), "start_until online; kill $watch; wait $watch; head -c 3000 /dev/urandom >/tmp/modem.1-1.2/watch; rests_in online 1",
      "online;the network answers;\n", ""},
     {"it was asleep for long", ec25("", "setup=100"), "start_until online; kill -STOP $watch; sleep 5; kill -CONT $watch; sleep 2; say", "online;the network answers;\n", ""},
 };
