@@ -5,6 +5,7 @@
 #include <sys/file.h>
 
 #include "core/model/state_dir.h"
+#include "platform/clock.h"
 #include "platform/files.h"
 #include "readings/fields.h"
 
@@ -119,7 +120,6 @@ UsageText compose_usage(const UsageBook &book)
 
 uint32_t billing_month(time_t now, uint32_t first_day)
 {
-    constexpr time_t year_2025 = 1'735'689'600;
     if (now < year_2025)
         return 0;
     tm day{};

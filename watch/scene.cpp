@@ -21,12 +21,12 @@
 #include "status/traffic.h"
 #include "watch/actors.h"
 #include "watch/probe.h"
+#include "watch/sleep.h"
 
 namespace {
 
 constexpr int ubus_limit_s = 2;
 constexpr char scene_file[] = "watch";
-constexpr char pause_file[] = "watch.pause";
 constexpr char upgrade_file[] = "/tmp/modem_upgrade_status";
 constexpr char public_server_v4[] = "9.9.9.9";
 constexpr char public_server_v6[] = "2620:fe::fe";
@@ -256,13 +256,13 @@ int64_t paused_seconds(const char *bus)
     Text<24> end;
     if (read_state(bus, pause_file, 20, end) <= 0)
         return 0;
-    return std::max<int64_t>(decimal(trim(end.view())).value_or(0) - monotonic_ms() / 1000, 0);
+    return std::max<int64_t>(decimal(trim(end.view())).value_or(0) - uptime_s(), 0);
 }
 
 WatchObservation observe(const char *bus, Scene &scene, WatchSettings &settings)
 {
     const bool is_online = scene.memory.state == static_cast<uint32_t>(WatchState::online);
-    WatchObservation seen{.now = static_cast<uint32_t>(monotonic_ms() / 1000)};
+    WatchObservation seen{.now = uptime_s()};
     const auto stamp = stamp_of_settings();
     const auto plug = plug_number(bus);
     seen.is_changed = stamp != scene.stamp.view() || (!plug.empty() && plug != scene.plug.view());

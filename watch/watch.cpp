@@ -4,14 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
-#include <poll.h>
 #include <sys/file.h>
-#include <sys/inotify.h>
-#include <sys/mman.h>
-#include <sys/signalfd.h>
 #include <syslog.h>
 
 #include "core/model/state_dir.h"
@@ -23,6 +16,8 @@
 #include "watch/actors.h"
 #include "watch/budgets.h"
 #include "watch/scene.h"
+#include "watch/sleep.h"
+#include "watch/watch_log.h"
 
 namespace {
 
@@ -30,16 +25,7 @@ constexpr uint32_t sample_interval_s = 60;
 constexpr uint32_t read_interval_s = 5;
 constexpr int most_calls = 12;
 constexpr int64_t usual_between_writes_s = 3600;
-constexpr char pause_file[] = "watch.pause";
 constexpr char lock_file[] = "watch.lock";
-constexpr char log_file[] = "watch.log";
-constexpr size_t longest_log = 8192;
-constexpr time_t year_2025 = 1'735'689'600; // an earlier time is that of a router whose clock is not set
-
-uint32_t uptime_s()
-{
-    return static_cast<uint32_t>(monotonic_ms() / 1000);
-}
 
 struct Watcher {
     const char *bus;
@@ -74,28 +60,12 @@ std::string_view reason_of(std::string_view line)
     return without_first(line, colon == std::string_view::npos ? 0 : colon + 2);
 }
 
-// The last changes, for who looks after the event: "uptime text", a line each.
-void note_change(const char *bus, std::string_view line)
-{
-    const HeapText text{static_cast<char *>(calloc(1, longest_log))};
-    if (text == nullptr)
-        return;
-    read_state(bus, log_file, longest_log - 1, {text.get(), longest_log});
-    const auto added = Text<200>::format("%u %.*s\n", uptime_s(), static_cast<int>(line.size()), line.data());
-    std::string_view kept = text.get();
-    while (kept.size() + added.size() >= longest_log)
-        take_until(kept, "\n");
-    memmove(text.get(), kept.data(), kept.size());
-    memcpy(text.get() + kept.size(), added.c_str(), added.size() + 1);
-    write_state(bus, log_file, text.get(), 0600);
-}
-
 // A change is worth a line in the log, a call of the hooks, and the LED.
 void tell(Watcher &watcher, const WatchDecision &decision, WatchState before)
 {
     const auto after = static_cast<WatchState>(watcher.scene.memory.state);
     syslog(LOG_NOTICE, "%s: %s", watcher.bus, decision.line.c_str());
-    note_change(watcher.bus, decision.line.view());
+    note_watch_change(watcher.bus, decision.line.view());
     watcher.scene.reason.assign(reason_of(decision.line.view()));
     call_hooks(decision.action == WatchAction::stage ? "stage" : "state", watcher.bus, watcher.settings.iface.c_str(),
                watch_state_name(after), watcher.scene.reason.view());
@@ -282,82 +252,6 @@ uint32_t take_step(Watcher &watcher)
     return watcher.is_read ? std::min(wait, read_interval_s) : wait;
 }
 
-// What another process leaves in the state folder for the watch: a pause, its end, or that the snapshot is read.
-bool is_call(const inotify_event &event)
-{
-    if (event.len == 0)
-        return false;
-    return strcmp(event.name, pause_file) == 0 ||
-           (strcmp(event.name, "info.read") == 0 && (event.mask & IN_DELETE) == 0);
-}
-
-sigset_t only_ending()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    return set;
-}
-
-// How the process sleeps. Made once: to give up an inotify descriptor takes the kernel longer than a step.
-class Sleep {
-  public:
-    Sleep() : calls_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK))
-    {
-        const sigset_t ending = only_ending();
-        ends_ = Fd{signalfd(-1, &ending, SFD_CLOEXEC | SFD_NONBLOCK)};
-    }
-
-    // Until another process calls. @return false if the process must end: SIGTERM is then still blocked
-    bool rest(const char *bus, uint32_t seconds) const
-    {
-        inotify_add_watch(calls_.get(), state_dir(bus).c_str(), IN_MOVED_TO | IN_CREATE | IN_DELETE);
-        const int64_t end = monotonic_ms() + int64_t{seconds} * 1000;
-        for (int64_t left = end - monotonic_ms(); left > 0; left = end - monotonic_ms()) {
-            pollfd inputs[] = {{.fd = calls_.get(), .events = POLLIN, .revents = 0},
-                               {.fd = ends_.get(), .events = POLLIN, .revents = 0}};
-            if (poll(inputs, std::size(inputs), static_cast<int>(left)) <= 0)
-                continue;
-            if (inputs[1].revents != 0)
-                return false;
-            if (has_call())
-                break;
-        }
-        return true;
-    }
-
-  private:
-    bool has_call() const
-    {
-        alignas(inotify_event) std::array<char, 1024> events;
-        const ssize_t got = read(calls_.get(), events.data(), events.size());
-        for (ssize_t at = 0; at + static_cast<ssize_t>(sizeof(inotify_event)) <= got;) {
-            const auto *event = reinterpret_cast<const inotify_event *>(events.data() + at);
-            if (is_call(*event))
-                return true;
-            at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
-        }
-        return false;
-    }
-
-    Fd calls_;
-    Fd ends_;
-};
-
-// A step needs a document of the modem's report and deep calls; asleep, the process gives that memory back. Inside its
-// caller, this would give back what the caller has on the stack.
-[[gnu::noinline]] void give_back_memory()
-{
-    constexpr size_t used_at_most = size_t{128} * 1024;
-    const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-    const auto here = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
-    const uintptr_t end = here / page * page - page; // the pages below are of calls that have returned
-    madvise(reinterpret_cast<void *>(end - used_at_most), used_at_most, MADV_DONTNEED);
-#ifdef __GLIBC__
-    malloc_trim(0);
-#endif
-}
-
 void add_budgets(json_object *object, const WatchSettings &settings, const WatchMemory &memory)
 {
     Json list{json_object_new_object()};
@@ -378,7 +272,7 @@ int watch(const char *bus, bool is_once)
         return -1;
     if (is_once)
         return static_cast<int>(take_step(watcher));
-    const Sleep sleep;
+    const WatchSleep sleep;
     const sigset_t ending = only_ending();
     for (;;) {
         const uint32_t wait = take_step(watcher);
@@ -399,29 +293,6 @@ int pause_watch(const char *bus, int64_t seconds)
 void resume_watch(const char *bus)
 {
     remove_state(bus, pause_file);
-}
-
-void read_watch_log(const char *bus, json_object *list, size_t most)
-{
-    const HeapText text{static_cast<char *>(calloc(1, longest_log))};
-    if (text == nullptr)
-        return;
-    read_state(bus, log_file, longest_log - 1, {text.get(), longest_log});
-    std::string_view rest = text.get();
-    size_t lines = static_cast<size_t>(std::count(rest.begin(), rest.end(), '\n'));
-    const time_t now = time(nullptr);
-    for (; !rest.empty(); lines--) {
-        std::string_view line = take_until(rest, "\n");
-        const auto at_s = decimal(take_until(line, " "));
-        if (!at_s || lines > most)
-            continue;
-        Json entry{json_object_new_object()};
-        if (now > year_2025)
-            kjson_add_object(entry.get(), "time", Json{json_object_new_int64(now - (uptime_s() - *at_s))});
-        kjson_add_object(entry.get(), "uptime_s", Json{json_object_new_int64(*at_s)});
-        kjson_add_string(entry.get(), "text", line);
-        kjson_array_add(list, std::move(entry));
-    }
 }
 
 bool add_watch_status(json_object *object, const char *bus)

@@ -17,6 +17,3 @@ void resume_watch(const char *bus);
 /// Adds what the last step left: "bus", "state", "since_s", "reason", "stage", "paused_s", "budgets" ...
 /// @return false if nothing has watched the bus since the router's start
 bool add_watch_status(json_object *object, const char *bus);
-
-/// Appends the last changes, at most so many, to list: "uptime_s", "text", and "time" (Unix) if the clock is set.
-void read_watch_log(const char *bus, json_object *list, size_t most);

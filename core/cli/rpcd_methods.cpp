@@ -18,6 +18,7 @@
 #include "status/traffic.h"
 #include "watch/settings.h"
 #include "watch/watch.h"
+#include "watch/watch_log.h"
 
 // The methods that answer at once. None of them asks the modem.
 
