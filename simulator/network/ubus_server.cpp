@@ -18,6 +18,7 @@ extern "C" {
 #include <libubus.h>
 
 #include "platform/shell.h"
+#include "simulator/network/ubus_message.h"
 
 namespace simulator {
 
@@ -27,27 +28,6 @@ constexpr size_t frame_size = sizeof(ubus_msghdr) + sizeof(blob_attr);
 constexpr size_t output_limit = UBUS_MAX_MSGLEN; // what a client does not fetch beyond this is dropped, as ubusd does
 constexpr uint32_t first_id = 0x10000000;
 static_assert(first_id > UBUS_SYSTEM_OBJECT_MAX);
-
-const blob_attr_info attributes[UBUS_ATTR_MAX] = {
-    {},
-    {.type = BLOB_ATTR_INT32},  // status
-    {.type = BLOB_ATTR_STRING}, // object path
-    {.type = BLOB_ATTR_INT32},  // object id
-    {.type = BLOB_ATTR_STRING}, // method
-};
-
-struct Message {
-    explicit Message(int id = 0)
-    {
-        if (blob_buf_init(&buffer, id) != 0)
-            throw std::bad_alloc();
-    }
-    Message(const Message &) = delete;
-    Message &operator=(const Message &) = delete;
-    ~Message() { blob_buf_free(&buffer); }
-    operator blob_buf *() { return &buffer; }
-    blob_buf buffer{};
-};
 
 [[noreturn]] void fail(const std::string &what)
 {
@@ -59,15 +39,6 @@ int64_t now_ms()
     timespec time;
     clock_gettime(CLOCK_MONOTONIC, &time);
     return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000;
-}
-
-/// Header and message as they go out.
-std::string compose(ubus_msg_type type, uint16_t sequence, uint32_t peer, Message &message)
-{
-    const ubus_msghdr header{
-        .version = 0, .type = static_cast<uint8_t>(type), .seq = htobe16(sequence), .peer = htobe32(peer)};
-    std::string bytes(reinterpret_cast<const char *>(&header), sizeof(header));
-    return bytes.append(reinterpret_cast<const char *>(message.buffer.head), blob_raw_len(message.buffer.head));
 }
 
 Fd listen_at(const std::string &path)
@@ -90,41 +61,6 @@ Fd listen_at(const std::string &path)
 }
 
 } // namespace
-
-/// A client's message; its attributes lie in the client's input.
-struct UbusServer::Request {
-    explicit Request(const char *bytes)
-    {
-        ubus_msghdr header;
-        memcpy(&header, bytes, sizeof(header));
-        type = header.type;
-        sequence = be16toh(header.seq);
-        peer = be32toh(header.peer);
-        auto *message = reinterpret_cast<blob_attr *>(const_cast<char *>(bytes + sizeof(header)));
-        blob_parse_untrusted(message, blob_raw_len(message), found, attributes, UBUS_ATTR_MAX);
-    }
-
-    std::string reply(ubus_msg_type reply_type, Message &message) const
-    {
-        return compose(reply_type, sequence, peer, message);
-    }
-
-    std::string status(int code, std::optional<uint32_t> object = {}) const
-    {
-        Message message;
-        blob_put_u32(message, UBUS_ATTR_STATUS, static_cast<uint32_t>(code));
-        if (object)
-            blob_put_u32(message, UBUS_ATTR_OBJID, *object);
-        return reply(UBUS_MSG_STATUS, message);
-    }
-
-    const char *text(ubus_msg_attr attribute) const { return static_cast<const char *>(blob_data(found[attribute])); }
-
-    uint8_t type;
-    uint16_t sequence;
-    uint32_t peer;
-    blob_attr *found[UBUS_ATTR_MAX];
-};
 
 UbusServer::UbusServer(const std::string &path)
     : path_(path), events_(epoll_create1(EPOLL_CLOEXEC)), listener_(listen_at(path)),
@@ -206,7 +142,7 @@ void UbusServer::accept_clients()
         const int descriptor = socket.get();
         watch(descriptor, EPOLLIN);
         Client &client = clients_[descriptor] = Client{std::move(socket), next_id_++, {}, {}};
-        Message empty;
+        UbusMessage empty;
         send(client, compose(UBUS_MSG_HELLO, 0, client.id, empty));
     }
 }
@@ -235,11 +171,11 @@ void UbusServer::take_messages(Client &client)
             return;
         const std::string bytes = client.input.substr(0, size);
         client.input.erase(0, size);
-        answer(client, Request(bytes.data()), bytes);
+        answer(client, UbusRequest(bytes.data()), bytes);
     }
 }
 
-void UbusServer::answer(Client &client, const Request &request, const std::string &bytes)
+void UbusServer::answer(Client &client, const UbusRequest &request, const std::string &bytes)
 {
     switch (request.type) {
     case UBUS_MSG_LOOKUP:
@@ -266,7 +202,7 @@ UbusServer::Client *UbusServer::find_client(uint32_t id)
     return nullptr;
 }
 
-UbusServer::Object *UbusServer::find_object(const Request &request)
+UbusServer::Object *UbusServer::find_object(const UbusRequest &request)
 {
     const uint32_t id = request.found[UBUS_ATTR_OBJID] ? blob_get_u32(request.found[UBUS_ATTR_OBJID]) : 0;
     for (auto &[name, object] : objects_)
@@ -276,7 +212,7 @@ UbusServer::Object *UbusServer::find_object(const Request &request)
 }
 
 // A path that is taken is refused, as ubusd refuses it.
-void UbusServer::add_client_object(Client &client, const Request &request)
+void UbusServer::add_client_object(Client &client, const UbusRequest &request)
 {
     Object object{.id = next_id_++, .methods = {}, .handler = nullptr, .owner = client.id};
     if (request.found[UBUS_ATTR_OBJPATH])
@@ -290,7 +226,7 @@ void UbusServer::add_client_object(Client &client, const Request &request)
     const std::string name = object.path.empty() ? '\0' + std::to_string(object.id) : object.path;
     if (objects_.count(name) != 0)
         return send(client, request.status(UBUS_STATUS_INVALID_ARGUMENT));
-    Message message;
+    UbusMessage message;
     blob_put_u32(message, UBUS_ATTR_OBJID, object.id);
     if (object.type != 0)
         blob_put_u32(message, UBUS_ATTR_OBJTYPE, object.type);
@@ -299,12 +235,12 @@ void UbusServer::add_client_object(Client &client, const Request &request)
     send(client, request.status(UBUS_STATUS_OK));
 }
 
-void UbusServer::remove_client_object(Client &client, const Request &request)
+void UbusServer::remove_client_object(Client &client, const UbusRequest &request)
 {
     const Object *object = find_object(request);
     if (object == nullptr || object->owner != client.id)
         return send(client, request.status(object == nullptr ? UBUS_STATUS_NOT_FOUND : UBUS_STATUS_PERMISSION_DENIED));
-    Message message;
+    UbusMessage message;
     blob_put_u32(message, UBUS_ATTR_OBJID, object->id);
     std::erase_if(objects_, [&](const auto &entry) { return &entry.second == object; });
     send(client, request.reply(UBUS_MSG_DATA, message));
@@ -312,9 +248,9 @@ void UbusServer::remove_client_object(Client &client, const Request &request)
 }
 
 // The owner gets the call under the caller's number, and answers to that.
-void UbusServer::pass_on(const Object &object, const Client &client, const Request &request)
+void UbusServer::pass_on(const Object &object, const Client &client, const UbusRequest &request)
 {
-    Message message;
+    UbusMessage message;
     blob_put_u32(message, UBUS_ATTR_OBJID, object.id);
     blob_put_string(message, UBUS_ATTR_METHOD, request.text(UBUS_ATTR_METHOD));
     blob_put_string(message, UBUS_ATTR_USER, "root");
@@ -325,7 +261,7 @@ void UbusServer::pass_on(const Object &object, const Client &client, const Reque
         send(*owner, compose(UBUS_MSG_INVOKE, request.sequence, client.id, message));
 }
 
-void UbusServer::pass_back(const Client &owner, const Request &request, std::string bytes)
+void UbusServer::pass_back(const Client &owner, const UbusRequest &request, std::string bytes)
 {
     const Object *object = find_object(request);
     Client *caller = find_client(request.peer);
@@ -338,7 +274,7 @@ void UbusServer::pass_back(const Client &owner, const Request &request, std::str
     send_later(*caller, std::move(bytes));
 }
 
-void UbusServer::look_up(Client &client, const Request &request)
+void UbusServer::look_up(Client &client, const UbusRequest &request)
 {
     std::string pattern = "*";
     if (request.found[UBUS_ATTR_OBJPATH])
@@ -361,9 +297,9 @@ void UbusServer::look_up(Client &client, const Request &request)
     send(client, request.status(found ? UBUS_STATUS_OK : UBUS_STATUS_NOT_FOUND));
 }
 
-void UbusServer::describe(Client &client, const Request &request, const std::string &name, const Object &object)
+void UbusServer::describe(Client &client, const UbusRequest &request, const std::string &name, const Object &object)
 {
-    Message message;
+    UbusMessage message;
     blob_put_string(message, UBUS_ATTR_OBJPATH, name.c_str());
     blob_put_u32(message, UBUS_ATTR_OBJID, object.id);
     blob_put_u32(message, UBUS_ATTR_OBJTYPE, object.owner == 0 ? object.id : object.type);
@@ -383,7 +319,7 @@ void UbusServer::describe(Client &client, const Request &request, const std::str
     send(client, request.reply(UBUS_MSG_DATA, message));
 }
 
-void UbusServer::invoke(Client &client, const Request &request)
+void UbusServer::invoke(Client &client, const UbusRequest &request)
 {
     if (!request.found[UBUS_ATTR_METHOD] || !request.found[UBUS_ATTR_OBJID]) {
         send(client, request.status(UBUS_STATUS_INVALID_ARGUMENT));
@@ -416,7 +352,7 @@ void UbusServer::invoke(Client &client, const Request &request)
     if (json_object_is_type(arguments.get(), json_type_object))
         reply = object.handler(method, arguments.get());
     if (reply.data) {
-        Message message;
+        UbusMessage message;
         blob_put_u32(message, UBUS_ATTR_OBJID, id);
         void *data = blob_nest_start(message, UBUS_ATTR_DATA);
         blobmsg_add_object(message, reply.data.get());

@@ -12,6 +12,8 @@
 
 namespace simulator {
 
+struct UbusRequest;
+
 /// A method as "ubus list -v" prints it: its arguments' names and types (blobmsg_type).
 struct UbusMethod {
     std::string name;
@@ -84,22 +86,21 @@ class UbusServer {
         uint32_t client;
         std::string message;
     };
-    struct Request;
 
     void watch(int descriptor, uint32_t events);
     void accept_clients();
     void read_from(Client &client);
     void take_messages(Client &client);
-    void answer(Client &client, const Request &request, const std::string &bytes);
-    void look_up(Client &client, const Request &request);
-    void describe(Client &client, const Request &request, const std::string &name, const Object &object);
-    void invoke(Client &client, const Request &request);
-    void add_client_object(Client &client, const Request &request);
-    void remove_client_object(Client &client, const Request &request);
-    void pass_on(const Object &object, const Client &client, const Request &request);
-    void pass_back(const Client &owner, const Request &request, std::string bytes);
+    void answer(Client &client, const UbusRequest &request, const std::string &bytes);
+    void look_up(Client &client, const UbusRequest &request);
+    void describe(Client &client, const UbusRequest &request, const std::string &name, const Object &object);
+    void invoke(Client &client, const UbusRequest &request);
+    void add_client_object(Client &client, const UbusRequest &request);
+    void remove_client_object(Client &client, const UbusRequest &request);
+    void pass_on(const Object &object, const Client &client, const UbusRequest &request);
+    void pass_back(const Client &owner, const UbusRequest &request, std::string bytes);
     Client *find_client(uint32_t id);
-    Object *find_object(const Request &request);
+    Object *find_object(const UbusRequest &request);
     void send(Client &client, const std::string &message);
     void send_later(const Client &client, std::string message);
     void send_late_replies();
