@@ -116,7 +116,7 @@ int simulate(const Options &options)
     if (options.kernel) {
         std::vector<UsbPlan> plans;
         for (size_t i = 0; i < modems.size(); i++)
-            plans.push_back({options.modems[i].bus, modems[i].profile()});
+            plans.push_back({options.modems[i].bus, modems[i].profile(), operators_demand(options)});
         files.usb_devices = start_usb_devices(std::move(plans));
     }
     const auto network = options.kernel ? Network::machine : Network::own;

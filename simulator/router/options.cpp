@@ -287,6 +287,14 @@ bool is_bus(std::string_view text)
     }
 }
 
+LinkDemand operators_demand(const Options &options)
+{
+    auto link = std::ranges::find(options.links, "", &LinkChoice::interface);
+    if (link == options.links.end())
+        link = options.links.begin();
+    return link == options.links.end() ? LinkDemand() : link->behaviour.demand;
+}
+
 const Answer *find_answer(std::span<const Answer> answers, std::string_view command)
 {
     const Answer *best = nullptr;

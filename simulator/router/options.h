@@ -101,6 +101,9 @@ Options parse_options(std::span<const std::string> arguments);
 /// "1-1.2", "2-1": a bus number, a dash, ports with dots between; no number is above 255.
 bool is_bus(std::string_view text);
 
+/// With --kernel, what the network behind the modems demands: that of the --link without a name, or else of the first.
+LinkDemand operators_demand(const Options &options);
+
 /// The answer whose command is the longest that command begins with, word by word; null when there is none.
 const Answer *find_answer(std::span<const Answer> answers, std::string_view command);
 

@@ -137,14 +137,19 @@ void UsbGadget::lose_transfers()
 
 void UsbGadget::send(int endpoint, std::string_view bytes)
 {
-    std::deque<std::string> &kept = kept_[endpoint];
-    size_t waiting_bytes = 0;
-    for (const std::string &piece : kept)
-        waiting_bytes += piece.size();
-    if (waiting_bytes + bytes.size() > most_kept)
+    if (kept_bytes(endpoint) + bytes.size() > most_kept)
         return;
-    kept.emplace_back(bytes);
+    kept_[endpoint].emplace_back(bytes);
     flush(endpoint);
+}
+
+size_t UsbGadget::kept_bytes(int endpoint) const
+{
+    size_t bytes = 0;
+    if (const auto kept = kept_.find(endpoint); kept != kept_.end())
+        for (const std::string &piece : kept->second)
+            bytes += piece.size();
+    return bytes;
 }
 
 void UsbGadget::set_taking(int endpoint, bool taking)

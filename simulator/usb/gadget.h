@@ -54,6 +54,8 @@ class UsbGadget {
     void lose_transfers();
     /// Bytes for the host. What nobody reads is kept, up to 64 KiB for each endpoint.
     void send(int endpoint, std::string_view bytes);
+    /// How many bytes for the host nobody has read yet.
+    size_t kept_bytes(int endpoint) const;
     /// The endpoint takes no more bytes, or takes them again: the host's transfers wait.
     void set_taking(int endpoint, bool taking);
 

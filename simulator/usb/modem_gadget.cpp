@@ -14,7 +14,15 @@ constexpr uint8_t notification_interval = 9;
 
 // Requests of the class of communication devices.
 constexpr uint8_t to_interface = 0x21;
+constexpr uint8_t from_interface = 0xa1;
+constexpr uint8_t send_message_request = 0x00;
+constexpr uint8_t get_message_request = 0x01;
 constexpr uint8_t set_line_state = 0x22;
+constexpr char message_there = 1; ///< the notification of it
+
+/// More would only wait in front of a host that is slow.
+constexpr size_t most_waiting_frames = size_t{32} * 1024;
+constexpr size_t most_waiting_messages = 64;
 
 constexpr int maker_text = 1;
 constexpr int product_text = 2;
@@ -71,8 +79,8 @@ ModemLayout modem_layout(const Profile &profile)
             // The diagnostics: what looks at the drivers' tables tells it from QMI by its two endpoints.
             interfaces += interface_descriptor(interface.number, 2, makers_own) + numbers.bulk_pair(own);
         } else {
-            const bool is_serial = interface.kind != Interface::Kind::cdc_wdm;
-            interfaces += interface_descriptor(interface.number, 3, is_serial ? serial : makers_own);
+            own.is_network = interface.kind == Interface::Kind::cdc_wdm;
+            interfaces += interface_descriptor(interface.number, 3, own.is_network ? makers_own : serial);
             interfaces += numbers.notification(own);
             interfaces += numbers.bulk_pair(own);
         }
@@ -89,16 +97,42 @@ ModemLayout modem_layout(const Profile &profile)
     return layout;
 }
 
-ModemGadget::ModemGadget(EventLoop &loop, unsigned port, const ModemLayout &layout, Received received)
-    : UsbGadget(loop, port, layout.descriptors), endpoints_(layout.endpoints), received_(std::move(received))
+ModemGadget::ModemGadget(EventLoop &loop, unsigned port, const ModemLayout &layout, GadgetEvents events)
+    : UsbGadget(loop, port, layout.descriptors), endpoints_(layout.endpoints), events_(std::move(events))
 {
+}
+
+const InterfaceEndpoints *ModemGadget::find(int interface) const
+{
+    const auto found = std::ranges::find(endpoints_, interface, &InterfaceEndpoints::interface);
+    return found == endpoints_.end() ? nullptr : &*found;
 }
 
 void ModemGadget::send_to_host(int interface, std::string_view bytes)
 {
-    const auto found = std::ranges::find(endpoints_, interface, &InterfaceEndpoints::interface);
-    if (found != endpoints_.end() && found->in != 0)
-        send(found->in, bytes);
+    const InterfaceEndpoints *endpoints = find(interface);
+    if (endpoints == nullptr || endpoints->in == 0)
+        return;
+    if (!endpoints->is_network)
+        return send(endpoints->in, bytes);
+    std::deque<std::string> &messages = messages_[interface];
+    if (messages.size() >= most_waiting_messages)
+        return;
+    messages.emplace_back(bytes);
+    send(endpoints->notify, std::string{static_cast<char>(from_interface), message_there} + little_endian(0, 2) +
+                                little_endian(static_cast<uint32_t>(interface), 2) + little_endian(0, 2));
+}
+
+void ModemGadget::send_frame(int interface, std::string_view frame)
+{
+    if (const InterfaceEndpoints *endpoints = find(interface); endpoints != nullptr && endpoints->is_network)
+        send(endpoints->in, frame);
+}
+
+bool ModemGadget::has_room(int interface) const
+{
+    const InterfaceEndpoints *endpoints = find(interface);
+    return endpoints != nullptr && kept_bytes(endpoints->in) < most_waiting_frames;
 }
 
 void ModemGadget::set_stuck(bool stuck)
@@ -108,18 +142,48 @@ void ModemGadget::set_stuck(bool stuck)
             set_taking(endpoints.out, !stuck);
 }
 
-std::optional<std::string> ModemGadget::on_request(const UsbRequest &request, std::string_view)
+void ModemGadget::lose_messages()
 {
+    messages_.clear();
+}
+
+std::optional<std::string> ModemGadget::on_request(const UsbRequest &request, std::string_view data)
+{
+    const InterfaceEndpoints *endpoints = find(request.index);
+    const bool has_messages = endpoints != nullptr && endpoints->is_network;
     if (request.type == to_interface && request.request == set_line_state)
         return std::string();
+    if (request.type == to_interface && request.request == send_message_request && has_messages) {
+        events_.received(request.index, data);
+        return std::string();
+    }
+    if (request.type == from_interface && request.request == get_message_request && has_messages) {
+        std::deque<std::string> &messages = messages_[request.index];
+        if (messages.empty())
+            return std::string();
+        std::string message = std::move(messages.front());
+        messages.pop_front();
+        return message;
+    }
     return std::nullopt;
 }
 
 void ModemGadget::on_bytes(int endpoint, std::string_view bytes)
 {
     const auto found = std::ranges::find(endpoints_, endpoint, &InterfaceEndpoints::out);
-    if (found != endpoints_.end())
-        received_(found->interface, bytes);
+    if (found == endpoints_.end())
+        return;
+    if (found->is_network)
+        events_.frame(found->interface, bytes);
+    else
+        events_.received(found->interface, bytes);
+}
+
+void ModemGadget::on_waiting(int endpoint)
+{
+    const auto found = std::ranges::find(endpoints_, endpoint, &InterfaceEndpoints::in);
+    if (found != endpoints_.end() && found->is_network && has_room(found->interface))
+        events_.room(found->interface);
 }
 
 } // namespace simulator

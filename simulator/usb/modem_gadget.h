@@ -14,6 +14,17 @@ struct InterfaceEndpoints {
     int in = 0;
     int out = 0;
     int notify = 0;
+    bool is_network = false; ///< frames go there, and messages by requests
+};
+
+/// What a host does with a modem.
+struct GadgetEvents {
+    /// Bytes for a serial interface, or a message for the control channel of a network interface (cdc-wdm).
+    std::function<void(int interface, std::string_view bytes)> received;
+    /// A frame for a network interface.
+    std::function<void(int interface, std::string_view frame)> frame;
+    /// A network interface's host waits for more frames.
+    std::function<void(int interface)> room;
 };
 
 struct ModemLayout {
@@ -24,24 +35,32 @@ struct ModemLayout {
 /// What the modem of that profile says of itself, as its real descriptors do in what drivers look at.
 ModemLayout modem_layout(const Profile &profile);
 
-/// A modem as a USB device: serial interfaces whose bytes are someone else's to answer.
+/// A modem as a USB device: interfaces whose bytes, messages and frames are someone else's to answer.
 class ModemGadget : public UsbGadget {
   public:
-    using Received = std::function<void(int interface, std::string_view bytes)>;
+    ModemGadget(EventLoop &loop, unsigned port, const ModemLayout &layout, GadgetEvents events);
 
-    ModemGadget(EventLoop &loop, unsigned port, const ModemLayout &layout, Received received);
-
+    /// Bytes of a serial interface, or a message of a control channel.
     void send_to_host(int interface, std::string_view bytes);
+    void send_frame(int interface, std::string_view frame);
+    /// False: the host is behind with its reading, and more frames could be lost.
+    bool has_room(int interface) const;
     /// All its serial interfaces take no more bytes, or take them again.
     void set_stuck(bool stuck);
+    /// Unplugged: nobody asks for them any more.
+    void lose_messages();
 
   protected:
     std::optional<std::string> on_request(const UsbRequest &request, std::string_view data) override;
     void on_bytes(int endpoint, std::string_view bytes) override;
+    void on_waiting(int endpoint) override;
 
   private:
+    const InterfaceEndpoints *find(int interface) const;
+
     const std::vector<InterfaceEndpoints> endpoints_;
-    const Received received_;
+    const GadgetEvents events_;
+    std::map<int, std::deque<std::string>> messages_; ///< of the control channels, until the host asks for them
 };
 
 } // namespace simulator

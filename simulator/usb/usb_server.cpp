@@ -20,6 +20,8 @@
 
 #include "simulator/usb/hub.h"
 #include "simulator/usb/modem_gadget.h"
+#include "simulator/usb/network_line.h"
+#include "simulator/usb/operator_network.h"
 
 namespace simulator {
 
@@ -63,12 +65,15 @@ class UsbDevices {
     struct Place {
         std::string bus;
         unsigned hub_port = 0; ///< 0: at the controller itself
+        std::unique_ptr<Uplink> uplink;
+        std::map<int, NetworkLine> lines; ///< by interface
         std::unique_ptr<ModemGadget> gadget;
         bool connected = false; ///< behind the hub: the kernel has the connection, whether plugged in or not
     };
 
     void on_router();
     void on_message(const UsbMessage &message);
+    GadgetEvents events_of(Place &place, uint8_t modem);
     void plug(Place &place);
     void unplug(Place &place);
     void connect_next();
@@ -78,6 +83,7 @@ class UsbDevices {
     void flush();
 
     EventLoop loop_;
+    OperatorNetwork network_{loop_};
     Fd router_;
     std::unique_ptr<UsbHub> hub_;
     std::list<Place> places_;
@@ -92,20 +98,49 @@ UsbDevices::UsbDevices(std::vector<UsbPlan> plans, Fd router) : router_(std::mov
         place.bus = plans[i].bus;
         place.hub_port = number_behind(behind_hub, place.bus);
         const unsigned port = place.hub_port > 0 ? place.hub_port : number_behind(at_controller, place.bus);
-        place.gadget = std::make_unique<ModemGadget>(
-            loop_, port - 1, modem_layout(plans[i].profile), [this, i](int interface, std::string_view bytes) {
-                for (size_t start = 0; start < bytes.size(); start += most_message)
-                    for_router_.push_back({UsbMessage::Kind::bytes, static_cast<uint8_t>(i),
-                                           static_cast<uint8_t>(interface),
-                                           std::string(bytes.substr(start, most_message))});
-                flush();
-            });
+        const int number = static_cast<int>(i) + 1;
+        place.uplink = std::make_unique<Uplink>(loop_, network_.line(number), number, plans[i].demand);
+        place.gadget = std::make_unique<ModemGadget>(loop_, port - 1, modem_layout(plans[i].profile),
+                                                     events_of(place, static_cast<uint8_t>(i)));
+        for (const Interface &interface : plans[i].profile.interfaces)
+            if (interface.kind == Interface::Kind::cdc_wdm)
+                place.lines.try_emplace(
+                    interface.number, *place.uplink,
+                    NetworkLine::Host{
+                        .send = [&place, own = interface.number](
+                                    std::string_view frame) { place.gadget->send_frame(own, frame); },
+                        .has_room = [&place, own = interface.number] { return place.gadget->has_room(own); }});
         if (place.hub_port > 0 && !hub_)
             hub_ = std::make_unique<UsbHub>(loop_, hub_port);
     }
     if (hub_)
         hub_->attach();
     loop_.watch(router_.get(), EPOLLIN | EPOLLOUT | EPOLLET, [this](uint32_t) { on_router(); });
+}
+
+GadgetEvents UsbDevices::events_of(Place &place, uint8_t modem)
+{
+    const auto line = [&place](int interface) {
+        const auto found = place.lines.find(interface);
+        return found == place.lines.end() ? nullptr : &found->second;
+    };
+    return {.received =
+                [this, modem](int interface, std::string_view bytes) {
+                    for (size_t start = 0; start < bytes.size(); start += most_message)
+                        for_router_.push_back({UsbMessage::Kind::bytes, modem, static_cast<uint8_t>(interface),
+                                               std::string(bytes.substr(start, most_message))});
+                    flush();
+                },
+            .frame =
+                [line](int interface, std::string_view frame) {
+                    if (NetworkLine *own = line(interface))
+                        own->on_frame(frame);
+                },
+            .room =
+                [line](int interface) {
+                    if (NetworkLine *own = line(interface))
+                        own->on_room();
+                }};
 }
 
 void UsbDevices::run()
@@ -142,6 +177,14 @@ void UsbDevices::on_message(const UsbMessage &message)
         return place.gadget->set_stuck(true);
     case UsbMessage::Kind::bytes:
         return place.gadget->send_to_host(message.interface, message.bytes);
+    case UsbMessage::Kind::open_line:
+    case UsbMessage::Kind::close_line:
+        if (const auto line = place.lines.find(message.interface); line == place.lines.end())
+            return;
+        else if (message.kind == UsbMessage::Kind::open_line)
+            line->second.open(parse_line_order(message.bytes));
+        else
+            line->second.close();
     }
 }
 
@@ -209,7 +252,9 @@ void UsbDevices::connect_behind_hub(Place &place)
 
 void UsbDevices::unplug(Place &place)
 {
+    place.uplink->close();
     place.gadget->lose_transfers();
+    place.gadget->lose_messages();
     place.gadget->set_stuck(false);
     if (place.hub_port == 0)
         place.gadget->drop();

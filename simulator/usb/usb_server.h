@@ -7,16 +7,19 @@
 
 #include "platform/files.h"
 #include "simulator/modem/profile.h"
+#include "simulator/network/link_demand.h"
 
 namespace simulator {
 
 /// One message between the router and the process that is its USB devices.
 struct UsbMessage {
     enum class Kind : uint8_t {
-        plug,   ///< to the devices
-        unplug, ///< to the devices
-        stick,  ///< to the devices: the modem takes no more bytes
-        bytes   ///< both ways
+        plug,      ///< to the devices
+        unplug,    ///< to the devices
+        stick,     ///< to the devices: the modem takes no more bytes
+        bytes,     ///< both ways: of a serial port, or a message of a control channel
+        open_line, ///< to the devices: the network interface carries packets from now on (line_order_text)
+        close_line ///< to the devices
     } kind;
     uint8_t modem = 0;
     uint8_t interface = 0;
@@ -32,6 +35,7 @@ std::optional<UsbMessage> take_message(const Fd &socket);
 struct UsbPlan {
     std::string bus;
     Profile profile;
+    LinkDemand demand{}; ///< of the operator
 };
 
 /// @return why the buses cannot be had at the same time, empty if they can
