@@ -136,6 +136,9 @@ void Modem::run(Task &task, Milliseconds at)
     case Task::Kind::happening:
         happen(task, at);
         break;
+    case Task::Kind::call:
+        happened_.push_back({.kind = task.call, .at = at, .interface = task.interface, .context = task.context});
+        break;
     }
 }
 
@@ -208,6 +211,8 @@ void Modem::receive(int interface, std::string_view bytes, Milliseconds now)
         if (!attached_)
             return;
         Channel &channel = channels_[interface];
+        if (channel.call == Call::dialling || channel.call == Call::online)
+            continue; // what comes before the other side of the call has its bytes
         if (channel.prompt)
             take_prompted(interface, byte, now);
         else if (byte == '\r')
@@ -293,11 +298,15 @@ void Modem::give(int interface, const std::string &echo, Answer answer, const Mi
 {
     if (misbehaviour.find(FaultKind::silence))
         return;
+    if (answer.call)
+        check_call(interface, answer);
     channels_[interface].prompt = std::move(answer.prompt);
-    const std::string reply = misbehaviour.apply(std::move(answer.lines), random_);
+    std::string reply = misbehaviour.apply(std::move(answer.lines), random_);
     const Fault *late = misbehaviour.find(FaultKind::late);
     const Milliseconds wait = answer.delay_ms + (late ? late->number : 0);
     Milliseconds end = 0;
+    if (answer.call && answer.call->kind == CallOrder::Kind::dial)
+        return start_call(interface, *answer.call, std::move(reply), send(interface, echo + answer.before, now) + wait);
     if (wait == 0) {
         end = send(interface, echo + answer.before + reply, now);
     } else {
@@ -323,6 +332,10 @@ void Modem::finish_answer(int interface, const Answer &answer, const Misbehaviou
     for (const FaultKind kind : {FaultKind::gone_during, FaultKind::gone_after})
         if (const Fault *fault = misbehaviour.find(kind))
             schedule(end, {.kind = Task::Kind::detach, .absence = absence_of(*fault)});
+    if (answer.call)
+        finish_call(interface, *answer.call, end);
+    if (answer.call && answer.call->kind == CallOrder::Kind::resume)
+        return; // the interface answers again when the call ends
     if (const Fault *fault = misbehaviour.find(FaultKind::endless)) {
         channel.endless = true;
         schedule(

@@ -38,11 +38,20 @@ struct ModemOptions {
 };
 
 struct Event {
-    enum class Kind { bytes, gone, back } kind;
+    enum class Kind {
+        bytes,
+        gone,
+        back,
+        dial,   ///< is there a network for a call? The answer is answer_dial
+        online, ///< from now on the interface's bytes are the call's, which the modem does not look at
+        hold,   ///< they are commands again, and the call goes on
+        hang_up ///< the call ends
+    } kind;
     Milliseconds at = 0;
-    int interface = -1; ///< of bytes
+    int interface = -1; ///< of bytes and calls
     std::string bytes{};
     bool renumbered = false; ///< of back: the device nodes get other numbers than before
+    std::string context{};   ///< of dial: the PDP context
 };
 
 struct UnknownCommand {
@@ -75,6 +84,15 @@ class Modem {
     /// When take_due next has something to do; nothing while the modem only waits for input.
     std::optional<Milliseconds> next_due() const;
 
+    /// A data call of an interface goes through, or the network refuses it.
+    void answer_dial(int interface, bool accepted, Milliseconds now);
+    /// The network has ended the call, or its other side.
+    void end_call(int interface, Milliseconds now);
+    /// The host wrote "+++" between two silences: the call waits while it gives commands.
+    void escape(int interface, Milliseconds now);
+    /// The host's terminal is not ready any more. What becomes of a call says AT&D (variable dtr).
+    void drop_dtr(int interface, Milliseconds now);
+
     /// Between gone and back nothing is received and nothing sent.
     bool attached() const { return attached_; }
     /// It has the fault "stuck".
@@ -93,13 +111,15 @@ class Modem {
 
   private:
     struct Task {
-        enum class Kind { deliver, send, next_command, unsolicited, endless, detach, attach, happening } kind;
+        enum class Kind { deliver, send, next_command, unsolicited, endless, detach, attach, happening, call } kind;
         int interface = -1;
         std::string bytes{};
         size_t index = 0;    ///< of unsolicited: in profile_.unsolicited
         int64_t number = 0;  ///< of endless: bytes at a time
         uint64_t answer = 0; ///< the answer that it belongs to; a later one makes it void
         Detach absence{};
+        Event::Kind call{};    ///< of call
+        std::string context{}; ///< of dial
     };
     struct PendingLine {
         std::string text;
@@ -112,6 +132,7 @@ class Modem {
         std::string command{}; ///< the whole line
         std::string text{};
     };
+    enum class Call { none, dialling, online, held };
     struct Channel {
         std::string line;
         bool too_long = false;
@@ -121,6 +142,8 @@ class Modem {
         Milliseconds free_at = 0; ///< when the next byte can go out
         std::deque<PendingLine> waiting;
         std::optional<Prompt> prompt;
+        Call call = Call::none;
+        std::string connected{}; ///< while dialling: the reply if the network accepts
     };
     struct LaterLine {
         int interface;
@@ -134,6 +157,7 @@ class Modem {
         std::vector<LaterLine> after;
         std::optional<Detach> detach;
         std::optional<Prompt> prompt;
+        std::optional<CallOrder> call;
     };
     struct Match {
         const Row *row = nullptr;
@@ -156,6 +180,11 @@ class Modem {
     void give(int interface, const std::string &echo, Answer answer, const Misbehaviour &misbehaviour,
               Milliseconds now);
     void finish_answer(int interface, const Answer &answer, const Misbehaviour &misbehaviour, Milliseconds end);
+    void check_call(int interface, Answer &answer);
+    void start_call(int interface, const CallOrder &order, std::string reply, Milliseconds at);
+    void finish_call(int interface, const CallOrder &order, Milliseconds end);
+    void leave_call(int interface, Call next, std::string_view result, Milliseconds now);
+    void schedule_call(Event::Kind kind, int interface, Milliseconds at, const std::string &context = {});
     Answer compose(int interface, const std::string &line, Milliseconds now);
     void compose_one(int interface, const std::string &command, Milliseconds now, Answer &answer);
     void work_row(int interface, const Row &row, const Scope &scope, Answer &answer);

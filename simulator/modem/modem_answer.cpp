@@ -92,6 +92,8 @@ void Modem::work_row(int interface, const Row &row, const Scope &scope, Answer &
     answer.delay_ms += row.delay_ms;
     if (row.detach)
         answer.detach = row.detach;
+    if (row.call)
+        answer.call = CallOrder{row.call->kind, expand(row.call->context, scope)};
 }
 
 } // namespace simulator

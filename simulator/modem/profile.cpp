@@ -66,6 +66,8 @@ class NameCheck {
             taken_.insert(row.prompt);
         for (const UnsolicitedLine &line : row.unsolicited)
             unsolicited(line);
+        if (row.call)
+            text(row.call->context);
         for (const Step &step : row.steps)
             this->step(step);
         taken_.clear();

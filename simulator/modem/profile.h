@@ -64,6 +64,13 @@ struct Detach {
     bool operator==(const Detach &) const = default;
 };
 
+/// What a row does with its interface's data call.
+struct CallOrder {
+    enum class Kind { dial, resume, end } kind;
+    std::string context{}; ///< of dial: the PDP context, may hold $variables
+    bool operator==(const CallOrder &) const = default;
+};
+
 struct Row {
     Pattern command;
     std::vector<Condition> conditions;
@@ -71,6 +78,7 @@ struct Row {
     Milliseconds delay_ms = 0;
     std::vector<UnsolicitedLine> unsolicited;
     std::optional<Detach> detach;
+    std::optional<CallOrder> call;
     std::vector<Step> steps;
     std::string file;
     int line = 0;

@@ -200,6 +200,8 @@ void ProfileParser::directive(std::string_view line)
         read_prompt(line);
     } else if (keyword == "detach") {
         read_detach(line);
+    } else if (keyword == "call") {
+        read_call(line);
     } else if (keyword == "each") {
         read_each(line);
     } else if (keyword == "cme") {
@@ -291,6 +293,22 @@ void ProfileParser::read_detach(std::string_view fields)
     if (!word.empty() && !detach.renumbered)
         fail("unknown word '" + std::string(word) + "' of detach");
     profile_.rows.back().detach = detach;
+}
+
+void ProfileParser::read_call(std::string_view fields)
+{
+    const std::string_view what = take_word(fields);
+    CallOrder call{.kind = CallOrder::Kind::end};
+    if (what == "dial")
+        call = {.kind = CallOrder::Kind::dial, .context = std::string(fields)};
+    else if (what == "resume")
+        call.kind = CallOrder::Kind::resume;
+    else if (what != "end")
+        fail("a call can dial, resume or end, not '" + std::string(what) + "'");
+    if (fields.empty() == (what == "dial"))
+        fail("dial wants a PDP context, and only dial");
+    names_in(call.context);
+    profile_.rows.back().call = call;
 }
 
 void ProfileParser::read_each(std::string_view fields)

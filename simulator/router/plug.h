@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -8,11 +9,23 @@
 
 namespace simulator {
 
+/// With what a modem asks the network for a data call.
+struct CallRequest {
+    std::string apn{};
+    std::string user{};
+    std::string password{};
+};
+
+/// What a host or the network does with a data call.
+enum class CallNews : uint8_t { escaped, dtr_lost, ended };
+
 /// What makes a modem's devices in the router.
 class Plug {
   public:
     /// Bytes that a program wrote to an interface.
     using Received = std::function<void(int interface, std::string_view bytes)>;
+
+    using Called = std::function<void(int interface, CallNews news)>;
 
     virtual ~Plug() = default;
     /// The device with the names that it has now, or had before it was pulled out.
@@ -26,6 +39,16 @@ class Plug {
     virtual bool send(int interface, std::string_view bytes) = 0;
     /// From now on the modem takes no more bytes, until it was away.
     virtual void stick() {}
+
+    /// Who hears of the calls from now on, and of DTR.
+    virtual void watch_calls(Called) {}
+    /// A data call of a serial interface. @return false: no network can be called, or it refuses
+    virtual bool dial(int, const CallRequest &) { return false; }
+    /// The interface's bytes are the call's.
+    virtual void go_online(int) {}
+    /// They are the modem's, and the call goes on.
+    virtual void hold_call(int) {}
+    virtual void hang_up(int) {}
 };
 
 } // namespace simulator

@@ -9,6 +9,7 @@ PluggedModem::PluggedModem(RouterParts &parts, std::string bus, Modem modem)
       plug_(parts.make_plug(bus, modem_.profile(),
                             [this](int interface, std::string_view bytes) { on_received(interface, bytes); }))
 {
+    plug_->watch_calls([this](int interface, CallNews news) { on_call_news(interface, news); });
     attach(false, false);
     if (modem_.takes_no_bytes())
         plug_->stick();
@@ -63,15 +64,21 @@ void PluggedModem::on_received(int interface, std::string_view bytes)
 void PluggedModem::on_due()
 {
     for (const Event &event : modem_.take_due(EventLoop::now_ms())) {
-        if (event.kind == Event::Kind::bytes) {
+        switch (event.kind) {
+        case Event::Kind::bytes:
             send(event);
-        } else if (event.kind == Event::Kind::gone) {
+            break;
+        case Event::Kind::gone:
             parts_.journal.add("device", bus(), "gone");
             is_plugged_ = false;
             is_away_ = true;
             plug_->detach();
-        } else {
+            break;
+        case Event::Kind::back:
             attach(event.renumbered, true);
+            break;
+        default:
+            work_call(event);
         }
     }
     report_unknown();
@@ -84,6 +91,34 @@ void PluggedModem::send(const Event &event)
         return;
     const bool arrived = plug_->send(event.interface, event.bytes);
     parts_.log.add(device_name(event.interface), arrived ? "<" : "lost", event.bytes);
+}
+
+void PluggedModem::work_call(const Event &event)
+{
+    if (is_away_)
+        return;
+    if (event.kind == Event::Kind::online)
+        return plug_->go_online(event.interface);
+    if (event.kind == Event::Kind::hold)
+        return plug_->hold_call(event.interface);
+    if (event.kind == Event::Kind::hang_up)
+        return plug_->hang_up(event.interface);
+    const CallRequest request{.apn = modem_.variable("apn_" + event.context),
+                              .user = modem_.variable("user_" + event.context),
+                              .password = modem_.variable("password_" + event.context)};
+    modem_.answer_dial(event.interface, plug_->dial(event.interface, request), EventLoop::now_ms());
+}
+
+void PluggedModem::on_call_news(int interface, CallNews news)
+{
+    const int64_t now = EventLoop::now_ms();
+    if (news == CallNews::escaped)
+        modem_.escape(interface, now);
+    else if (news == CallNews::dtr_lost)
+        modem_.drop_dtr(interface, now);
+    else
+        modem_.end_call(interface, now);
+    wait_for_next();
 }
 
 void PluggedModem::report_unknown()

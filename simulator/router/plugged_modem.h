@@ -44,6 +44,8 @@ class PluggedModem {
     void on_received(int interface, std::string_view bytes);
     void on_due();
     void send(const Event &event);
+    void work_call(const Event &event);
+    void on_call_news(int interface, CallNews news);
     void report_unknown();
     void wait_for_next();
     std::string device_name(int interface) const;
