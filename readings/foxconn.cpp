@@ -14,39 +14,78 @@ namespace {
 // scell: lte_band:1 lte_band_width:20.0MHz
 // nr_band:n78
 // nr_rsrp:-87dBm rx_diversity:15 (-84.8,-112.4,-84.7,-116.1)
-// Keys that are not listed (transmit power, antennas) are passed over.
+//
+// RAT:LTE                                                (T77W968: a blank after the colon, LTE alone)
+// EARFCN(DL/UL): 3048/21048
+// PLMN: 250 02
+// eNB ID(PCI): 645413-4(130)
+// RSRP: -71.6dBm rx_diversity: 3 (-78.5dBm,-71.6dBm,-256.0dBm,-256.0dBm)
+//
+// Keys are in capitals here, and without the front that says LTE or NR: some firmware leaves it out. Keys that are not
+// listed (transmit power, antennas) are passed over.
 struct Key {
     std::string_view key;
     Quantity quantity;
     Scale scale;
 };
-constexpr Key lte_keys[] = {
-    {"lte_cell_id", Quantity::cell_id, Scale::number},
-    {"lte_tac", Quantity::tac, Scale::number},
-    {"lte_band_width", Quantity::bandwidth_dl, Scale::with_unit},
-    {"channel", Quantity::arfcn, Scale::number},
-    {"pci", Quantity::pci, Scale::number},
-    {"lte_rsrp", Quantity::rsrp, Scale::with_unit},
-    {"rsrq", Quantity::rsrq, Scale::with_unit},
-    {"lte_rssi", Quantity::rssi, Scale::with_unit},
-    {"lte_snr", Quantity::sinr, Scale::with_unit},
-};
-constexpr Key nr_keys[] = {
-    {"nr_cell_id", Quantity::cell_id, Scale::number},
-    {"nr_tac", Quantity::tac, Scale::number},
-    {"nr_band_width", Quantity::bandwidth_dl, Scale::with_unit},
-    {"nr_channel", Quantity::arfcn, Scale::number},
-    {"nr_pci", Quantity::pci, Scale::number},
-    {"nr_rsrp", Quantity::rsrp, Scale::with_unit},
-    {"nr_rsrq", Quantity::rsrq, Scale::with_unit},
-    {"nr_snr", Quantity::sinr, Scale::with_unit},
+constexpr Key keys[] = {
+    {"CELL_ID", Quantity::cell_id, Scale::number},
+    {"TAC", Quantity::tac, Scale::number},
+    {"BAND_WIDTH", Quantity::bandwidth_dl, Scale::with_unit},
+    {"BW", Quantity::bandwidth_dl, Scale::with_unit},
+    {"CHANNEL", Quantity::arfcn, Scale::number},
+    {"EARFCN(DL/UL)", Quantity::arfcn, Scale::number},
+    {"PCI", Quantity::pci, Scale::number},
+    {"RSRP", Quantity::rsrp, Scale::with_unit},
+    {"RSRQ", Quantity::rsrq, Scale::with_unit},
+    {"RSSI", Quantity::rssi, Scale::with_unit},
+    {"SNR", Quantity::sinr, Scale::with_unit},
+    {"RS-SINR", Quantity::sinr, Scale::with_unit},
 };
 
-void tell_key(std::span<const Key> keys, std::string_view key, std::string_view value, Cell &cell)
+bool is_key(std::string_view key, std::string_view word)
 {
-    for (const Key &row : keys)
-        if (row.key == key)
-            tell_value(value, row.quantity, row.scale, cell);
+    return key.size() == word.size() && starts_with_word(key, word);
+}
+
+bool take_front(std::string_view &key, std::string_view front)
+{
+    const bool has_front = starts_with_word(key, front);
+    if (has_front)
+        key.remove_prefix(front.size());
+    return has_front;
+}
+
+// The next "key:value" or "key: value" of the reply.
+bool next_pair(std::string_view &reply, std::string_view &key, std::string_view &value)
+{
+    constexpr std::string_view ends = " ,\r\n";
+    while (!reply.empty()) {
+        value = take_until(reply, ends);
+        if (value.find(':') == std::string_view::npos)
+            continue;
+        key = take_until(value, ":");
+        if (!value.empty())
+            return true;
+        std::string_view rest = trim(reply);
+        const std::string_view word = take_until(rest, ends);
+        if (word.find(':') == std::string_view::npos) {
+            value = word;
+            reply = rest;
+        }
+        return true;
+    }
+    return false;
+}
+
+// "645413-4(130)": the numbers of the base station and of its cell, which make the cell's identity, and the PCI.
+void tell_station(std::string_view value, Cell &cell)
+{
+    const auto station = decimal(take_until(value, "-"));
+    const auto sector = decimal(take_until(value, "("));
+    if (station && sector)
+        cell.tell(Quantity::cell_id, *station * 256 + *sector);
+    cell.tell(Quantity::pci, decimal(take_until(value, ")")));
 }
 
 Cell *add_carrier(Report &report, bool is_primary)
@@ -73,35 +112,44 @@ Technology technology_of(std::string_view rat)
 bool read_debug(std::string_view reply, Report &report)
 {
     Cell no_carrier;
-    Cell *carrier = &no_carrier;
+    Cell *carrier = &report.serving;
     Text<4> mcc;
     bool understood = false;
-    while (!reply.empty()) {
-        std::string_view value = trim(take_until(reply, " ,\r\n"));
-        if (value.find(':') == std::string_view::npos)
-            continue;
-        const std::string_view key = take_until(value, ":");
-        if (key == "RAT") {
+    for (std::string_view key, value; next_pair(reply, key, value);) {
+        const bool is_nr = take_front(key, "NR_");
+        const bool is_lte = take_front(key, "LTE_");
+        if (is_key(key, "RAT")) {
             const Technology technology = technology_of(value);
             understood = technology != Technology::unknown;
             report.tell_technology(technology);
             report.has_nr = report.has_nr || technology == Technology::nr_nsa;
-        } else if (key == "mcc") {
+        } else if (is_key(key, "MCC")) {
             mcc.assign(value);
-        } else if (key == "mnc") {
+        } else if (is_key(key, "MNC")) {
             report.serving.tell_network(mcc.view(), value);
-        } else if (key == "pcell" || key == "scell") {
-            Cell *added = add_carrier(report, key == "pcell");
+        } else if (is_key(key, "PLMN")) {
+            report.serving.tell_network(value, take_until(reply, " ,\r\n"));
+        } else if (is_key(key, "ID(PCI)")) {
+            tell_station(value, report.serving);
+        } else if (is_key(key, "PCELL") || is_key(key, "SCELL")) {
+            Cell *added = add_carrier(report, is_key(key, "PCELL"));
             carrier = added != nullptr ? added : &no_carrier;
-        } else if (key == "lte_band") {
-            carrier->tell_band(decimal(value), false);
-        } else if (key == "nr_band") {
-            Cell &cell = report.has_nr ? report.nr : report.serving;
-            cell.tell_band(decimal(without_first(value, 1)), true);
+        } else if (starts_with_word(key, "SCELL")) { // SCell1: the T77W968 has them without the primary one
+            carrier = &no_carrier;
         } else {
-            const bool is_of_carrier = key != "lte_cell_id" && key != "lte_tac";
-            tell_key(lte_keys, key, value, is_of_carrier ? *carrier : report.serving);
-            tell_key(nr_keys, key, value, report.has_nr ? report.nr : report.serving);
+            // Beside LTE they are of the second cell, even if RAT does not name it.
+            if (is_nr && report.technology == Technology::lte)
+                report.tell_nr_beside_lte();
+            const bool is_of_cell = is_key(key, "CELL_ID") || is_key(key, "TAC");
+            Cell &cell = is_nr ? (report.has_nr ? report.nr : report.serving) : is_of_cell ? report.serving : *carrier;
+            if (is_key(key, "BAND") && report.technology != Technology::wcdma)
+                cell.tell_band(decimal(without_first(value, is_nr ? 1 : 0)), is_nr);
+            // The T77W968's TAC has no front: its base is not known.
+            if (is_of_cell && !is_nr && !is_lte)
+                continue;
+            for (const Key &row : keys)
+                if (is_key(key, row.key))
+                    tell_value(take_until(value, "/"), row.quantity, row.scale, cell);
         }
     }
     // The primary cell is the serving one.

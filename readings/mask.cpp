@@ -108,11 +108,13 @@ unsigned Mask::place_of(std::string_view number)
 
 void Mask::learn_cell(const Cell &cell)
 {
-    const auto id = cell.get(Quantity::cell_id);
-    if (!id || *id < least_cell || cell_count_ == most_numbers ||
-        std::find(cells_.begin(), cells_.begin() + cell_count_, *id) != cells_.begin() + cell_count_)
-        return;
-    cells_[cell_count_++] = *id;
+    // Some modems print the number of the base station, which is all but the last eight bits. A low one is left as it
+    // is: it could be a channel.
+    const int64_t id = cell.get(Quantity::cell_id).value_or(0);
+    for (const int64_t number : {id, id / 256 > UINT16_MAX ? id / 256 : 0})
+        if (number >= least_cell && cell_count_ < most_numbers &&
+            std::find(cells_.begin(), cells_.begin() + cell_count_, number) == cells_.begin() + cell_count_)
+            cells_[cell_count_++] = number;
 }
 
 void Mask::learn_cells(const Report &report)

@@ -58,6 +58,11 @@ std::optional<int64_t> Cell::get(Quantity quantity) const
     const auto index = static_cast<size_t>(quantity);
     if ((told_ >> index & 1) == 0)
         return std::nullopt;
+    // The channels of the bands above 64 need 17 bits, of which some firmware prints 16.
+    constexpr int64_t last_of_16_bits = 65535;
+    if (quantity == Quantity::arfcn && values_[index] <= last_of_16_bits && band.view().starts_with('B') &&
+        decimal(without_first(band.view(), 1)).value_or(0) > 64)
+        return std::nullopt;
     return values_[index];
 }
 
