@@ -12,6 +12,7 @@ struct Key {
 };
 // #MONI: Test PLMN 1-1 NR_BAND:79 NR_BW:100 NR_ULBW:100 NR_CH:723360 NR_PWR:-60dbm NR_RSRP:-71 NR_PCI:11   (FN990)
 // #MONI: TIM RSRP:-103 RSRQ:-9 TAC:2B0F Id:1A2D0203 EARFCN:6300 PWR:-72dbm DRX:128 pci:123                 (LE910)
+// #MONI: Cingular BSIC:51 RxQual:0 LAC:8AD3 Id:6014 ARFCN:148 PWR:-99dbm TA:0                              (GE865)
 // NR_SINR is an index whose scale is not documented.
 constexpr Key keys[] = {
     {"NR_BW", Quantity::bandwidth_dl, Scale::decibels},
@@ -29,41 +30,62 @@ constexpr Key keys[] = {
     {"EARFCN", Quantity::arfcn, Scale::number},
     {"PWR", Quantity::rssi, Scale::with_unit},
     {"pci", Quantity::pci, Scale::number},
+    {"LAC", Quantity::lac, Scale::hex},
+    {"ARFCN", Quantity::arfcn, Scale::number},
+    {"UARFCN", Quantity::arfcn, Scale::number},
+    {"PSC", Quantity::psc, Scale::number},
+    {"RSCP", Quantity::rscp, Scale::decibels},
+    {"EcIo", Quantity::ecio, Scale::decibels},
 };
 
 // #RFSTS: "310 260",66786,-101,-68,-13,2D18,255,,640,1,0,3089F02,"000000000000000","T-Mobile",3,66      (LM960)
-//         0         1     2    3   4   5               11                          13         15
+// #RFSTS: "286 01",1795,-101,-67,-15,2242,,128,3,1,0B5D121,"286016339612498","Turkcell",3,3,108         (LE910)
+//         0        1    2    3   4   5
 constexpr FieldRule rfsts_rules[] = {
-    {1, Quantity::arfcn, Scale::number},
-    {2, Quantity::rsrp, Scale::decibels},
-    {3, Quantity::rssi, Scale::decibels},
-    {4, Quantity::rsrq, Scale::decibels},
-    {5, Quantity::tac, Scale::hex},
-    {11, Quantity::cell_id, Scale::hex},
-    {15, {}, Scale::lte_band},
+    {1, Quantity::arfcn, Scale::number},  {2, Quantity::rsrp, Scale::decibels}, {3, Quantity::rssi, Scale::decibels},
+    {4, Quantity::rsrq, Scale::decibels}, {5, Quantity::tac, Scale::hex},
 };
 
 // #RFSTS: "222 10",10736,103,-5.0,-73,-69,9C4A,1,-17,64,19,1,1,000,5AB0F04,"222885500518897","I WIND",3,4   (HE910
 // manual)
-//         0        1     2   3    4   5   6                         14                        16
+//         0        1     2   3    4   5   6
 constexpr FieldRule wcdma_rfsts_rules[] = {
     {1, Quantity::arfcn, Scale::number},  {2, Quantity::psc, Scale::number},    {3, Quantity::ecio, Scale::decibels},
     {4, Quantity::rscp, Scale::decibels}, {5, Quantity::rssi, Scale::decibels}, {6, Quantity::lac, Scale::hex},
-    {14, Quantity::cell_id, Scale::hex},
 };
 
-// #RFSTS: "222 01",1013,-68,9C4A,1,33,5,...       (GE910 manual: on GSM the RSSI comes before the area)
+// #RFSTS: "204 04",1001,-80,00DE,01,5,19,10,2,9878,"204007930002270","vodafone NL",1,2      (GE910: on GSM the RSSI
+//         0        1    2   3                                                               comes before the area)
 constexpr FieldRule gsm_rfsts_rules[] = {
     {1, Quantity::arfcn, Scale::number},
     {2, Quantity::rssi, Scale::decibels},
     {3, Quantity::lac, Scale::hex},
 };
 
+// Firmware differs in how many fields come before the IMSI. The cell's identity is in front of it, the operator's name
+// and the band, two fields further, behind it.
+void tell_around_imsi(const Fields &fields, bool is_lte, Report &report)
+{
+    constexpr size_t first = 8;
+    constexpr size_t longest_before = 8; // digits of a cell's identity
+    for (size_t i = first; i < fields.size(); i++) {
+        if (fields[i].size() <= longest_before)
+            continue;
+        tell_value(fields[i - 1], Quantity::cell_id, Scale::hex, report.serving);
+        tell_text(report.operator_name, fields[i + 1]);
+        if (is_lte)
+            report.serving.tell_band(decimal(fields[i + 3]), false);
+        return;
+    }
+}
+
 // #SERVINFO: 66786,-68,"T-Mobile","310260",3089F02,2D18,640,3,-101       (LM960)
 //            0     1   2          3        4       5    6   7 8
 constexpr FieldRule servinfo_rules[] = {
-    {0, Quantity::arfcn, Scale::number}, {1, Quantity::rssi, Scale::decibels}, {4, Quantity::cell_id, Scale::hex},
-    {5, Quantity::tac, Scale::hex},      {8, Quantity::rsrp, Scale::decibels},
+    {0, Quantity::arfcn, Scale::number},
+    {1, Quantity::rssi, Scale::decibels},
+    {5, Quantity::tac, Scale::hex},
+    {8, Quantity::rsrp, Scale::decibels},
 };
 
 // ^SMONI: 4G,6300,20,10,10,FDD,262,02,BF75,0345103,350,33,-94,-7,NOCONN        (PLS62 manual)
@@ -133,6 +155,8 @@ bool read_moni(std::string_view reply, Report &report)
             report.tell_technology(Technology::nr_sa);
         else if (key == "EARFCN")
             report.tell_technology(Technology::lte);
+        else if (key == "UARFCN" || key == "ARFCN")
+            report.tell_technology(key.front() == 'U' ? Technology::wcdma : Technology::gsm);
         for (const Key &row : keys)
             if (row.key == key)
                 tell_value(value, row.quantity, row.scale, report.serving);
@@ -157,8 +181,7 @@ bool read_rfsts(std::string_view reply, Report &report)
                 : is_gsm ? FieldRules{gsm_rfsts_rules}
                          : FieldRules{wcdma_rfsts_rules},
                 cell);
-    if (!is_gsm)
-        tell_text(report.operator_name, fields[is_lte ? 13 : 16]);
+    tell_around_imsi(fields, is_lte, report);
     return true;
 }
 
@@ -170,25 +193,31 @@ bool read_servinfo(std::string_view reply, Report &report)
     report.tell_technology(Technology::lte);
     Cell &cell = report.serving;
     tell_fields(fields, servinfo_rules, cell);
+    constexpr int64_t highest_pci = 503; // some firmware has it in the place of the cell's identity
+    if (const auto cell_id = hexadecimal(fields[4]); cell_id.value_or(0) > highest_pci)
+        cell.tell(Quantity::cell_id, cell_id);
     tell_text(report.operator_name, fields[2]);
     tell_plmn(cell, fields[3]);
     return true;
 }
 
 // ^SMONI: 4G,SEARCH        (without a network)
+// ^SMONI: Searching
 bool read_smoni(std::string_view reply, Report &report)
 {
     const Fields fields{record_of(reply, "^SMONI:")};
     for (const SmoniRow &row : smoni_rows) {
         if (fields[0] != row.word)
             continue;
-        const bool is_searching = fields[1] == "SEARCH";
-        report.tell_technology(is_searching ? Technology::none : row.technology);
-        if (is_searching)
-            return true;
+        if (fields[1] == "SEARCH")
+            break;
+        report.tell_technology(row.technology);
         report.serving.tell_network(fields[row.mcc], fields[row.mcc + 1U]);
         tell_fields(fields, row.rules, report.serving);
         return true;
     }
-    return false;
+    const bool is_searching = starts_with_word(fields[0], "SEARCH") || fields[1] == "SEARCH";
+    if (is_searching)
+        report.tell_technology(Technology::none);
+    return is_searching;
 }
