@@ -26,7 +26,10 @@ void tell_levels(const Fields &fields, const Levels &at, bool sinr_in_tenths, Ce
     tell_value(fields[at.rsrq], Quantity::rsrq, scale, cell);
     if (at.rssi != 0)
         tell_value(fields[at.rssi], Quantity::rssi, scale, cell);
-    tell_value(fields[at.sinr], Quantity::sinr, sinr_in_tenths ? Scale::tenths : Scale::decibels, cell);
+    // Newer firmware prints the SINR beside levels in tenths in whole units: only what is out of its range shows which.
+    const int64_t sinr = decimal(fields[at.sinr]).value_or(0);
+    if (!sinr_in_tenths || sinr < -24 || sinr > 41)
+        tell_value(fields[at.sinr], Quantity::sinr, sinr_in_tenths ? Scale::tenths : Scale::decibels, cell);
 }
 
 // "460-11"
@@ -44,8 +47,9 @@ void tell_dashed_network(Cell &cell, std::string_view network)
 constexpr FieldRule lte_rules[] = {
     {3, Quantity::tac, Scale::hex},        {4, Quantity::cell_id, Scale::number},  {5, Quantity::pci, Scale::number},
     {6, {}, Scale::band_words},            {7, Quantity::arfcn, Scale::number},
-    {8, Quantity::bandwidth_dl, Scale::lte_bw_index},                              {9, Quantity::bandwidth_ul, Scale::lte_bw_index},
+    {8, Quantity::bandwidth_dl, Scale::lte_bw_index},
 };
+constexpr FieldRule uplink_rules[] = {{9, Quantity::bandwidth_ul, Scale::lte_bw_index}};
 constexpr Levels lte_levels = {.rsrp = 11, .rsrq = 10, .rssi = 12, .sinr = 13};
 
 // NR5G_SA,Online,242-12,0x765D,4955280,0,NR5G_BAND78,640704,-770,-110,290   (SIM8200; tenths)
@@ -125,6 +129,8 @@ void read_line(const Fields &fields, Technology technology, Report &report)
     case Technology::emtc:
     case Technology::nb_iot:
         tell_fields(fields, lte_rules, cell);
+        if (fields[8] == "0" || fields[9] != "0") // A76xx print 0 for what they do not tell
+            tell_fields(fields, uplink_rules, cell);
         return tell_levels(fields, lte_levels, false, cell);
     case Technology::gsm:
         return read_gsm(fields, cell);

@@ -22,7 +22,13 @@ constexpr FieldRule wcdma_rules[] = {
 };
 // clang-format on
 
-// Nothing for NR: the scale of its SINR differs between firmwares.
+// +QCSQ: "NR5G",-75,4,-11             (RM520N standalone: RSRP, SINR, RSRQ)
+// The scale of SINR differs between firmwares, and some have other fields.
+constexpr FieldRule nr_rules[] = {{1, Quantity::rsrp, Scale::decibels}, {3, Quantity::rsrq, Scale::decibels}};
+constexpr size_t nr_fields = 4;
+// +QRSRP: -94,-88,-44,-44,NR5G        (the main antenna first; -44 and -140 are no reading)
+constexpr FieldRule rsrp_rules[] = {{0, Quantity::rsrp, Scale::decibels}};
+
 FieldRules rules_of(Technology technology)
 {
     switch (technology) {
@@ -56,6 +62,20 @@ bool read_qcsq(std::string_view reply, Report &report)
         else
             report.tell_technology(technology);
         tell_fields(fields, rules_of(technology), report.serving);
+        if (technology == Technology::nr_sa && !has_lte && fields.size() == nr_fields)
+            tell_fields(fields, nr_rules, report.serving);
     }
     return understood;
+}
+
+bool read_qrsrp(std::string_view reply, Report &report)
+{
+    constexpr size_t technology = 4;
+    const Fields fields{record_of(reply, "+QRSRP:")};
+    if (fields.size() <= technology)
+        return false;
+    const bool is_nr = technology_of_quectel(fields[technology]) == Technology::nr_sa;
+    if (fields[0] != "-44" && fields[0] != "-140" && is_nr == (report.technology == Technology::nr_sa))
+        tell_fields(fields, rsrp_rules, report.serving);
+    return true;
 }

@@ -24,7 +24,7 @@ constexpr FieldRule lte_bandwidth_rules[] = {
 //         0             1        2         3    4   5   6         7   8      9      10 11 12  13  14
 constexpr FieldRule nr_rules[] = {
     {6, Quantity::cell_id, Scale::hex},       {7, Quantity::pci, Scale::number},        {8, Quantity::tac, Scale::hex},
-    {9, Quantity::arfcn, Scale::number},      {10, {}, Scale::nr_band},                 {11, Quantity::bandwidth_dl, Scale::nr_bw_index},
+    {9, Quantity::arfcn, Scale::number},      {10, {}, Scale::nr_band},
     {12, Quantity::rsrp, Scale::decibels},    {13, Quantity::rsrq, Scale::decibels},    {14, Quantity::sinr, Scale::decibels},
 };
 
@@ -33,7 +33,6 @@ constexpr FieldRule nr_rules[] = {
 constexpr FieldRule nr_beside_lte_rules[] = {
     {3, Quantity::pci, Scale::number},        {4, Quantity::rsrp, Scale::decibels},     {5, Quantity::sinr, Scale::decibels},
     {6, Quantity::rsrq, Scale::decibels},     {7, Quantity::arfcn, Scale::number},      {8, {}, Scale::nr_band},
-    {9, Quantity::bandwidth_dl, Scale::nr_bw_index},
 };
 
 // +QENG: "servingcell","NOCONN","WCDMA",310,410,DEA6,2883C,4385,84,254,-98,-7,-,-,-,-,-                    (EM06-A)
@@ -64,6 +63,7 @@ constexpr FieldRule gsm_rules[] = {
 // +QENG: "neighbourcell","GSM",94,3,14,50,255,0,0,-1920,0                       (EC25 on LTE: ARFCN first)
 // +QENG: "neighbourcell","GSM",<mcc>,<mnc>,<lac>,<cell>,<bsic>,<arfcn>,...      (on GSM: 13 fields)
 // +QENG: "neighbourcell","WCDMA",4385,0,14,62,84,-1010,-100,17                  (EM06-A)
+// +QENG: "neighbourcell","NR",<arfcn>,<pci>,<rsrp>,<rsrq>,<sinr>,...            (RM500U manual)
 constexpr FieldRule lte_neighbour_rules[] = {
     {2, Quantity::arfcn, Scale::number},      {3, Quantity::pci, Scale::number},        {4, Quantity::rsrq, Scale::decibels},
     {5, Quantity::rsrp, Scale::decibels},     {6, Quantity::rssi, Scale::decibels},
@@ -95,6 +95,15 @@ void read_lte(const Fields &fields, size_t shift, bool has_bandwidth, Cell &cell
         tell_fields(fields, lte_bandwidth_rules, cell, shift);
 }
 
+// RM500U and its kin print MHz instead of an index, and one field more of a standalone cell.
+void tell_nr_bandwidth(const Fields &fields, size_t index, const Report &report, Cell &cell)
+{
+    constexpr size_t most_fields_with_index = 17;
+    const bool is_mhz =
+        fields.size() > most_fields_with_index || find_word(report.model.view(), "00U") != std::string_view::npos;
+    tell_value(fields[index], Quantity::bandwidth_dl, is_mhz ? Scale::decibels : Scale::nr_bw_index, cell);
+}
+
 bool is_modem_state(std::string_view word)
 {
     return word == "SEARCH" || word == "LIMSRV" || word == "NOCONN" || word == "CONNECT";
@@ -118,6 +127,7 @@ void read_serving_line(const Fields &fields, Report &report)
     case Technology::nr_sa:
         tell_duplex(fields[3], cell);
         cell.tell_network(fields[4], fields[5]);
+        tell_nr_bandwidth(fields, 11, report, cell);
         return tell_fields(fields, nr_rules, cell);
     case Technology::wcdma:
     case Technology::gsm:
@@ -137,8 +147,11 @@ void read_neighbour(const Fields &fields, Cell &cell)
     constexpr size_t gsm_fields_on_gsm = 13;
     // No RSRP is above -31 dBm, and no RSRQ that low.
     const bool has_rsrq_first = hundredths(fields[4]).value_or(0) > -3100;
+    constexpr int64_t highest_pci = 1007; // some firmware has it in the place of the channel
     if (cell.rat == Technology::gsm && fields.size() >= gsm_fields_on_gsm)
         tell_fields(fields, gsm_from_gsm_rules, cell);
+    else if (cell.rat == Technology::nr_sa && decimal(fields[2]).value_or(0) > highest_pci)
+        tell_fields(fields, lte_from_older_rules, cell);
     else if (cell.rat != Technology::lte)
         tell_fields(fields, other_neighbour_rules, cell);
     else if (has_rsrq_first)
@@ -168,6 +181,7 @@ bool read_qeng_serving(std::string_view reply, Report &report)
             report.tell_nr_beside_lte();
             report.nr.tell_network(fields[1], fields[2]);
             tell_fields(fields, nr_beside_lte_rules, report.nr);
+            tell_nr_bandwidth(fields, 9, report, report.nr);
         } else {
             continue;
         }
@@ -184,7 +198,8 @@ bool read_qeng_neighbours(std::string_view reply, Report &report)
         if (!fields[0].starts_with("neighbourcell"))
             continue;
         understood = true;
-        const Technology technology = technology_of_quectel(fields[1]);
+        const Technology technology =
+            fields[1].starts_with("NR") ? Technology::nr_sa : technology_of_quectel(fields[1]);
         if (technology == Technology::unknown)
             continue;
         if (Cell *cell = report.neighbours.add(); cell != nullptr) {

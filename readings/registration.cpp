@@ -73,7 +73,7 @@ bool read_record(const Fields &fields, const Question &question, Report &report)
     const auto act = act_of(fields[4]);
     const auto last = act_of(fields[5]);
     const bool is_5g = question.tag == questions[0].tag;
-    if (is_5g || fields.size() <= 5 || (act && (!last || fields.size() == 6)))
+    if (is_5g || fields.size() <= 5 || act)
         tell_location(fields[2], fields[3], act, question.area, report);
     else if (!act && last)
         tell_location(fields[2], fields[4], last, question.area, report);
