@@ -63,6 +63,16 @@ bool lacks_cell(const Report &report)
     return !report.serving.get(Quantity::cell_id);
 }
 
+bool lacks_temperature(const Report &report)
+{
+    return !report.temperature_c;
+}
+
+bool lacks_rsrp(const Report &report)
+{
+    return !report.serving.get(Quantity::rsrp);
+}
+
 bool lacks_lte_bands(const Report &report)
 {
     return !report.lte_bands.told;
@@ -106,6 +116,7 @@ constexpr Question quectel[] = {
     {"serving",     "AT+QENG=\"servingcell\"",   read_qeng_serving, nullptr, true},
     {"signal",      "AT+QCSQ",                   read_qcsq},
     {"network",     "AT+QNWINFO",                read_qnwinfo},
+    {"signal",      "AT+QRSRP",                  read_qrsrp, lacks_rsrp},
     {"carriers",    "AT+QCAINFO",                read_qcainfo},
     {"neighbours",  "AT+QENG=\"neighbourcell\"", read_qeng_neighbours},
     {"temperature", "AT+QTEMP",                  read_temperature},
@@ -124,6 +135,7 @@ constexpr Question simcom[] = {
     {"serving", "AT+CPSI?",   read_cpsi, nullptr, true},
     {"network", "AT+CNSMOD?", read_cnsmod},
     {"identity", "AT+SIMCOMATI", read_ati, lacks_model},
+    {"temperature", "AT+CPMUTEMP", read_temperature},
 };
 
 constexpr Question fibocom[] = {
@@ -131,6 +143,8 @@ constexpr Question fibocom[] = {
     {"carriers", "AT+GTCAINFO?", read_gtcainfo},
     {"serving",  "AT+XMCI=1",    read_xmci, lacks_cell},
     {"signal",   "AT+XCESQ?",    read_xcesq},
+    {"temperature", "AT+GTSENRDTEMP=1", read_temperature},
+    {"temperature", "AT+MTSM=1", read_temperature, lacks_temperature},
 };
 
 constexpr Question zte[] = {
@@ -141,6 +155,7 @@ constexpr Question huawei[] = {
     {"serving",  "AT^MONSC",      read_monsc, nullptr, true},
     {"signal",   "AT^HCSQ?",      read_hcsq},
     {"carriers", "AT^HFREQINFO?", read_hfreqinfo},
+    {"temperature", "AT^CHIPTEMP?", read_temperature},
 };
 
 constexpr Question foxconn[] = {
@@ -153,6 +168,7 @@ constexpr Question telit[] = {
     {"serving", "AT#SERVINFO", read_servinfo},
     {"serving", "AT#MONI",     read_moni},
     {"serving", "AT^SMONI",    read_smoni, lacks_cell},
+    {"temperature", "AT#TEMPSENS=2", read_temperature},
 };
 
 constexpr Dialect dialect_rows[] = {

@@ -8,34 +8,50 @@ namespace {
 constexpr int64_t coldest = -50;
 constexpr int64_t hottest = 150;
 
-bool keep_hottest(std::string_view value, Report &report)
+bool keep_hottest(std::string_view value, int64_t parts, Report &report)
 {
     if (value.ends_with('C'))
         value.remove_suffix(1);
-    const auto degrees = decimal(trim(value));
-    if (!degrees || *degrees < coldest || *degrees > hottest)
+    const auto number = decimal(trim(value));
+    if (!number || *number / parts < coldest || *number / parts > hottest)
         return false;
-    if (!report.temperature_c || *degrees > *report.temperature_c)
-        report.temperature_c = degrees;
+    if (!report.temperature_c || *number / parts > *report.temperature_c)
+        report.temperature_c = *number / parts;
     return true;
 }
 
+// +QTEMP: 38,255,255                      (EC200T)
+// +QTEMP:"modem-lte-sub6-pa1","31"        (RM520N; a line a sensor, as #TEMPSENS: TSENS,26 of Telit's modems)
+// +CPMUTEMP: 34                           (SIM7600)
+// ^CHIPTEMP: 432,445,451,65535            (MT5700M)
+// +GTSENRDTEMP: 1,37628                   (FM350: the sensor's number, and thousandths)
+// +MTSM: 52                               (FM150)
+struct Form {
+    std::string_view tag;
+    uint8_t first;  ///< field of the first temperature
+    uint16_t parts; ///< of a degree
+};
+constexpr Form forms[] = {
+    {"+QTEMP:", 0, 1},     {"+CPMUTEMP:", 0, 1},       {"#TEMPSENS:", 1, 1},
+    {"^CHIPTEMP:", 0, 10}, {"+GTSENRDTEMP:", 1, 1000}, {"+MTSM:", 0, 1},
+};
+
 } // namespace
 
-// +QTEMP: 38,255,255                      (EC200T)
-// +QTEMP:"modem-lte-sub6-pa1","31"        (RM520N; a line a sensor)
-// TSENS: 39C                              (T99W175; a line a sensor)
 bool read_temperature(std::string_view reply, Report &report)
 {
     bool understood = false;
-    std::string_view rest = reply;
-    for (std::string_view record; next_record(rest, "+QTEMP:", record);) {
-        const Fields fields{record};
-        for (size_t i = 0; i < fields.size(); i++)
-            understood = keep_hottest(fields[i], report) || understood;
+    for (const Form &form : forms) {
+        std::string_view rest = reply;
+        for (std::string_view record; next_record(rest, form.tag, record);) {
+            const Fields fields{record};
+            for (size_t i = form.first; i < fields.size(); i++)
+                understood = keep_hottest(fields[i], form.parts, report) || understood;
+        }
     }
+    // TSENS: 39C                          (T99W175; a line a sensor)
     for (std::string_view line; next_line(reply, line);)
         if (line.ends_with('C') && line.find(": ") != std::string_view::npos)
-            understood = keep_hottest(without_first(line, line.find(": ") + 2), report) || understood;
+            understood = keep_hottest(without_first(line, line.find(": ") + 2), 1, report) || understood;
     return understood;
 }
