@@ -33,7 +33,8 @@ bool next_plain_line(std::string_view &reply, std::string_view &line)
     return false;
 }
 
-// "+CGMM: "L850 LTE Module","L850"" (the last is the short name), or the line itself.
+// "+CGMM: "L850 LTE Module","L850"" (the last is the short name), "Revision:1951B17SIM7080", or the line itself. tag is
+// without its front: "+CGMM:" and "+GMM:" are the same.
 std::string_view value_of(std::string_view reply, std::string_view tag)
 {
     if (const std::string_view record = record_of(reply, tag); !record.empty()) {
@@ -41,7 +42,12 @@ std::string_view value_of(std::string_view reply, std::string_view tag)
         return fields[fields.size() - 1];
     }
     std::string_view line;
-    return next_plain_line(reply, line) ? unquote(line) : std::string_view{};
+    if (!next_plain_line(reply, line))
+        return {};
+    for (const std::string_view label : {"REVISION:", "REVISION "})
+        if (starts_with_word(line, label))
+            line.remove_prefix(label.size());
+    return unquote(line);
 }
 
 bool tell_value(std::string_view reply, std::string_view tag, TextOut out)
@@ -87,9 +93,12 @@ bool read_ati(std::string_view reply, Report &report)
             }
         if (starts_with_word(line, "IMEI:"))
             tell_imei(trim(without_first(line, 5)), report);
-        const bool is_code = starts_with_digits(line, line.size()); // "332": Telit's modems print no more
+        // "332", ".Built@Aug-27-2024:18:22:53": Telit's and Intel's modems print no more.
+        const bool is_code = starts_with_digits(line, line.size()) || line.starts_with('"');
+        // "SIM7000G R1529": the model alone, since AT+CGMR tells the whole revision.
+        const size_t revision = line.find(" R1");
         if (!has_label && !is_code && plain_lines < std::size(plain))
-            plain[plain_lines++].assign(line);
+            plain[plain_lines++].assign(first_characters(line, revision));
     }
     // Without labels the maker comes first; some firmware prints the model alone.
     if (!has_labels && plain_lines == 2)
@@ -101,20 +110,20 @@ bool read_ati(std::string_view reply, Report &report)
 
 bool read_manufacturer(std::string_view reply, Report &report)
 {
-    return tell_value(reply, "+CGMI:", report.manufacturer);
+    return tell_value(reply, "GMI:", report.manufacturer);
 }
 
 bool read_model(std::string_view reply, Report &report)
 {
-    return tell_value(reply, "+CGMM:", report.model);
+    return tell_value(reply, "GMM:", report.model);
 }
 
 bool read_revision(std::string_view reply, Report &report)
 {
-    return tell_value(reply, "+CGMR:", report.revision);
+    return tell_value(reply, "GMR:", report.revision);
 }
 
 bool read_imei(std::string_view reply, Report &report)
 {
-    return tell_imei(value_of(reply, "+CGSN:"), report);
+    return tell_imei(value_of(reply, "GSN:"), report);
 }

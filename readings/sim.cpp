@@ -12,7 +12,7 @@ struct State {
 constexpr State states[] = {
     {"READY", SimState::ready},        {"SIM PUK2", SimState::puk2},        {"SIM PUK", SimState::puk},
     {"SIM PIN", SimState::pin},        {"PH-NET", SimState::network_lock},  {"PH-SIM", SimState::network_lock},
-    {"PH-SP", SimState::network_lock}, {"PH-CORP", SimState::network_lock},
+    {"PH-SP", SimState::network_lock}, {"PH-CORP", SimState::network_lock}, {"NOT INSERTED", SimState::not_inserted},
 };
 constexpr State errors[] = {
     {"SIM NOT INSERTED", SimState::not_inserted},
