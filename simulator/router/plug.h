@@ -9,13 +9,6 @@
 
 namespace simulator {
 
-/// With what a modem asks the network for a data call.
-struct CallRequest {
-    std::string apn{};
-    std::string user{};
-    std::string password{};
-};
-
 /// What a host or the network does with a data call.
 enum class CallNews : uint8_t { escaped, dtr_lost, ended };
 
@@ -42,9 +35,9 @@ class Plug {
 
     /// Who hears of the calls from now on, and of DTR.
     virtual void watch_calls(Called) {}
-    /// A data call of a serial interface. @return false: no network can be called, or it refuses
-    virtual bool dial(int, const CallRequest &) { return false; }
-    /// The interface's bytes are the call's.
+    /// @return false: no network can be called, or it refuses this APN
+    virtual bool may_call(const std::string &) const { return false; }
+    /// The bytes of a serial interface are a call's.
     virtual void go_online(int) {}
     /// They are the modem's, and the call goes on.
     virtual void hold_call(int) {}

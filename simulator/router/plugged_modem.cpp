@@ -103,10 +103,8 @@ void PluggedModem::work_call(const Event &event)
         return plug_->hold_call(event.interface);
     if (event.kind == Event::Kind::hang_up)
         return plug_->hang_up(event.interface);
-    const CallRequest request{.apn = modem_.variable("apn_" + event.context),
-                              .user = modem_.variable("user_" + event.context),
-                              .password = modem_.variable("password_" + event.context)};
-    modem_.answer_dial(event.interface, plug_->dial(event.interface, request), EventLoop::now_ms());
+    const bool may_call = plug_->may_call(modem_.variable("apn_" + event.context));
+    modem_.answer_dial(event.interface, may_call, EventLoop::now_ms());
 }
 
 void PluggedModem::on_call_news(int interface, CallNews news)

@@ -103,7 +103,8 @@ Router::Router(const Options &options, std::vector<Modem> modems, RunFiles files
     syslog_.emplace(loop_, files_.journal);
     network_.emplace(loop_, files_.journal, options, [this](const std::string &device) { return find_modem(device); });
     if (options.kernel)
-        usb_port_.emplace(loop_, std::move(files_.usb_devices), [this] { network_->check_devices(); });
+        usb_port_.emplace(loop_, std::move(files_.usb_devices), operators_demand(options),
+                          [this] { network_->check_devices(); });
     else
         sysfs_.build(options.extra_folders);
     for (size_t i = 0; i < modems.size(); i++)

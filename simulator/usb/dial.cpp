@@ -4,7 +4,9 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/epoll.h>
@@ -52,21 +54,31 @@ bool give_folders(const std::string &secrets)
     return true;
 }
 
+bool complain(const char *what)
+{
+    fprintf(stderr, "simrouter: a data call has no other side: %s: %s\n", what, strerror(errno));
+    return false;
+}
+
 /// Pseudo terminals of this process alone: the machine's root folder has none.
+bool make_terminals()
+{
+    constexpr const char *folder = "/dev/pts";
+    return (mkdir(folder, 0755) == 0 || errno == EEXIST) && unshare(CLONE_NEWNS) == 0 &&
+           mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount("terminals", folder, "devpts", 0, "newinstance,ptmxmode=0600") == 0;
+}
+
 Fd open_terminal(std::string &name)
 {
-    static const bool has_terminals = [] {
-        mkdir("/dev/pts", 0755);
-        return unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-               mount("terminals", "/dev/pts", "devpts", 0, "newinstance,ptmxmode=0600") == 0;
-    }();
-    Fd own(has_terminals ? posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC) : -1);
+    static const bool has_terminals = make_terminals();
+    Fd own(has_terminals ? open("/dev/pts/ptmx", O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC) : -1);
     std::array<char, 64> text{};
-    if (!own || grantpt(own.get()) != 0 || unlockpt(own.get()) != 0 ||
-        ptsname_r(own.get(), text.data(), text.size()) != 0)
+    if (!own || unlockpt(own.get()) != 0 || ptsname_r(own.get(), text.data(), text.size()) != 0)
         return Fd();
     // The host may talk before the peer has made its settings, and must not hear itself.
     termios raw{};
+    tcgetattr(own.get(), &raw);
     cfmakeraw(&raw);
     tcsetattr(own.get(), TCSANOW, &raw);
     name = text.data();
@@ -90,6 +102,16 @@ void EscapeWatch::see(std::string_view bytes, int64_t now_ms)
 std::optional<int64_t> EscapeWatch::due_ms() const
 {
     return pluses_ == pluses_of_escape ? std::optional(last_ms_ + silence_ms) : std::nullopt;
+}
+
+DialPeer dial_peer(const Session &session, const LinkDemand &demand)
+{
+    return {.address = session.gateway,
+            .host_address = session.address,
+            .name_server = session.name_servers[0],
+            .second_name_server = session.name_servers[1],
+            .user = demand.username,
+            .password = demand.password};
 }
 
 std::vector<std::string> dial_peer_words(const DialPeer &peer, const std::string &terminal)
@@ -124,26 +146,40 @@ Dial::~Dial()
         kill(process_, SIGKILL);
 }
 
-bool Dial::go_online()
+void Dial::go_online()
 {
     if (!line_ && !start_peer())
-        return false;
+        return end();
     is_online_ = true;
     on_room();
-    return true;
+}
+
+void Dial::hold()
+{
+    is_online_ = false;
+    escape_ = {};
+}
+
+void Dial::end()
+{
+    is_online_ = false;
+    is_over_ = true;
+    host_.ended();
 }
 
 bool Dial::start_peer()
 {
     std::string terminal;
     line_ = open_terminal(terminal);
-    if (!line_ || access(peer_program, X_OK) != 0)
-        return false;
+    if (!line_)
+        return complain("no pseudo terminal");
+    if (access(peer_program, X_OK) != 0)
+        return complain(peer_program);
     std::vector<std::string> words = dial_peer_words(peer_, terminal);
     const std::string secrets = dial_peer_secrets(peer_);
     process_ = fork();
     if (process_ < 0)
-        return false;
+        return complain("fork");
     if (process_ > 0) {
         // Once for all that comes; the rest is read when the host has room.
         loop_.watch(line_.get(), EPOLLIN | EPOLLET, [this](uint32_t) { on_room(); });
@@ -152,7 +188,7 @@ bool Dial::start_peer()
     signal(SIGCHLD, SIG_DFL);
     setsid();
     const Fd nothing(open("/dev/null", O_RDWR));
-    for (const int standard : {0, 1, 2})
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO})
         dup2(nothing.get(), standard);
     std::vector<char *> arguments;
     for (std::string &word : words)
@@ -160,25 +196,21 @@ bool Dial::start_peer()
     arguments.push_back(nullptr);
     if (give_folders(secrets))
         execv(peer_program, arguments.data());
+    complain(peer_program);
     _exit(127);
 }
 
 void Dial::on_room()
 {
     std::array<char, 16384> buffer;
-    while (is_online_) {
-        const size_t room = std::min(host_.room(), buffer.size());
-        if (room == 0)
-            return;
-        const ssize_t count = read(line_.get(), buffer.data(), room);
-        if (count > 0) {
+    while (is_online_ && host_.has_room()) {
+        const ssize_t count = read(line_.get(), buffer.data(), buffer.size());
+        if (count > 0)
             host_.send(std::string_view(buffer.data(), static_cast<size_t>(count)));
-        } else if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+        else if (count < 0 && (errno == EAGAIN || errno == EINTR))
             return;
-        } else {
-            is_online_ = false;
-            return host_.ended(); // may end this object
-        }
+        else
+            return end();
     }
 }
 

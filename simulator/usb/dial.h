@@ -10,6 +10,7 @@
 
 #include "platform/files.h"
 #include "simulator/router/event_loop.h"
+#include "simulator/usb/uplink.h"
 
 namespace simulator {
 
@@ -43,7 +44,7 @@ class Dial {
     /// What a call does to its surroundings.
     struct Host {
         std::function<void(std::string_view bytes)> send; ///< bytes for the host
-        std::function<size_t()> room;                     ///< how many the host takes at present
+        std::function<bool()> has_room;                   ///< the host takes more
         std::function<void()> escaped;                    ///< it wrote "+++"
         std::function<void()> ended;                      ///< the peer has ended the call
     };
@@ -53,18 +54,20 @@ class Dial {
     Dial &operator=(const Dial &) = delete;
     ~Dial();
 
-    /// The interface's bytes are the call's. The first time, the peer begins to talk.
-    /// @return false if there is no pppd
-    bool go_online();
+    /// The interface's bytes are the call's. The first time, the peer begins to talk; without a pppd the call ends.
+    void go_online();
     /// They are commands for a while.
-    void hold() { is_online_ = false; }
+    void hold();
     bool is_online() const { return is_online_; }
+    /// The peer has ended it.
+    bool is_over() const { return is_over_; }
     void on_bytes(std::string_view bytes);
     /// The host takes bytes again.
     void on_room();
 
   private:
     bool start_peer();
+    void end();
     void pass_on();
     void wait_for_silence();
 
@@ -74,12 +77,15 @@ class Dial {
     Fd line_; ///< a pseudo terminal whose other side is the peer's
     pid_t process_ = 0;
     bool is_online_ = false;
+    bool is_over_ = false;
     std::string unsent_; ///< for the peer
     EventLoop::Timer again_ = 0;
     EscapeWatch escape_;
     EventLoop::Timer silence_ = 0;
 };
 
+/// What PPP itself asks for is what the operator demands.
+DialPeer dial_peer(const Session &session, const LinkDemand &demand);
 /// The peer's arguments.
 std::vector<std::string> dial_peer_words(const DialPeer &peer, const std::string &terminal);
 /// Its file of passwords.

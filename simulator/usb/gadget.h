@@ -56,6 +56,8 @@ class UsbGadget {
     void send(int endpoint, std::string_view bytes);
     /// How many bytes for the host nobody has read yet.
     size_t kept_bytes(int endpoint) const;
+    /// What is kept for the host is lost.
+    void forget(int endpoint) { kept_.erase(endpoint); }
     /// The endpoint takes no more bytes, or takes them again: the host's transfers wait.
     void set_taking(int endpoint, bool taking);
 

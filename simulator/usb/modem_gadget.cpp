@@ -18,6 +18,7 @@ constexpr uint8_t from_interface = 0xa1;
 constexpr uint8_t send_message_request = 0x00;
 constexpr uint8_t get_message_request = 0x01;
 constexpr uint8_t set_line_state = 0x22;
+constexpr uint16_t dtr = 1;
 constexpr char message_there = 1; ///< the notification of it
 
 /// More would only wait in front of a host that is slow.
@@ -135,6 +136,12 @@ bool ModemGadget::has_room(int interface) const
     return endpoints != nullptr && kept_bytes(endpoints->in) < most_waiting_frames;
 }
 
+void ModemGadget::forget_bytes(int interface)
+{
+    if (const InterfaceEndpoints *endpoints = find(interface))
+        forget(endpoints->in);
+}
+
 void ModemGadget::set_stuck(bool stuck)
 {
     for (const InterfaceEndpoints &endpoints : endpoints_)
@@ -151,8 +158,11 @@ std::optional<std::string> ModemGadget::on_request(const UsbRequest &request, st
 {
     const InterfaceEndpoints *endpoints = find(request.index);
     const bool has_messages = endpoints != nullptr && endpoints->is_network;
-    if (request.type == to_interface && request.request == set_line_state)
+    if (request.type == to_interface && request.request == set_line_state) {
+        if (endpoints != nullptr && !endpoints->is_network && (request.value & dtr) == 0)
+            events_.dtr_lost(request.index);
         return std::string();
+    }
     if (request.type == to_interface && request.request == send_message_request && has_messages) {
         events_.received(request.index, data);
         return std::string();
@@ -182,7 +192,7 @@ void ModemGadget::on_bytes(int endpoint, std::string_view bytes)
 void ModemGadget::on_waiting(int endpoint)
 {
     const auto found = std::ranges::find(endpoints_, endpoint, &InterfaceEndpoints::in);
-    if (found != endpoints_.end() && found->is_network && has_room(found->interface))
+    if (found != endpoints_.end() && has_room(found->interface))
         events_.room(found->interface);
 }
 

@@ -23,8 +23,10 @@ struct GadgetEvents {
     std::function<void(int interface, std::string_view bytes)> received;
     /// A frame for a network interface.
     std::function<void(int interface, std::string_view frame)> frame;
-    /// A network interface's host waits for more frames.
+    /// An interface's host waits for more.
     std::function<void(int interface)> room;
+    /// The terminal of a serial interface is not ready any more: its last program has closed it.
+    std::function<void(int interface)> dtr_lost;
 };
 
 struct ModemLayout {
@@ -45,6 +47,8 @@ class ModemGadget : public UsbGadget {
     void send_frame(int interface, std::string_view frame);
     /// False: the host is behind with its reading, and more frames could be lost.
     bool has_room(int interface) const;
+    /// What a serial interface's host has not read yet is lost.
+    void forget_bytes(int interface);
     /// All its serial interfaces take no more bytes, or take them again.
     void set_stuck(bool stuck);
     /// Unplugged: nobody asks for them any more.

@@ -8,6 +8,8 @@
 #include <sys/epoll.h>
 #include <unistd.h>
 
+#include "simulator/usb/uplink.h"
+
 namespace simulator {
 
 namespace {
@@ -35,8 +37,9 @@ bool has_netdev(const Interface &interface)
 
 } // namespace
 
-UsbPort::UsbPort(EventLoop &loop, Fd devices, std::function<void()> netdevs_changed)
-    : loop_(loop), devices_(std::move(devices)), netdevs_changed_(std::move(netdevs_changed))
+UsbPort::UsbPort(EventLoop &loop, Fd devices, LinkDemand demand, std::function<void()> netdevs_changed)
+    : loop_(loop), devices_(std::move(devices)), demand_(std::move(demand)),
+      netdevs_changed_(std::move(netdevs_changed))
 {
     loop_.watch(devices_.get(), EPOLLIN, [this](uint32_t) { on_ready(); });
 }
@@ -61,7 +64,7 @@ void UsbPort::on_ready()
 {
     while (const auto message = take_message(devices_))
         if (message->modem < plugs_.size())
-            plugs_[message->modem]->on_bytes(message->interface, message->bytes);
+            plugs_[message->modem]->on_message(*message);
 }
 
 UsbPlug::UsbPlug(UsbPort &port, const std::string &bus, const Profile &profile, Received received)
@@ -149,6 +152,28 @@ bool UsbPlug::send(int interface, std::string_view bytes)
                 .interface = static_cast<uint8_t>(interface),
                 .bytes = std::string(bytes)});
     return true;
+}
+
+void UsbPlug::on_message(const UsbMessage &message)
+{
+    if (message.kind == UsbMessage::Kind::bytes)
+        received_(message.interface, message.bytes);
+    else if (message.kind == UsbMessage::Kind::call_news && !message.bytes.empty())
+        called_(message.interface, static_cast<CallNews>(message.bytes[0]));
+}
+
+/// What the operator wants to know besides the APN is asked by PPP itself.
+bool UsbPlug::may_call(const std::string &apn) const
+{
+    LinkDemand demand = port_.demand();
+    demand.username.reset();
+    demand.password.reset();
+    return lets_in(demand, {.apn = apn, .context_apn = apn});
+}
+
+void UsbPlug::order(UsbMessage::Kind kind, int interface)
+{
+    port_.send({.kind = kind, .modem = number_, .interface = static_cast<uint8_t>(interface)});
 }
 
 void UsbPlug::stick()

@@ -15,7 +15,8 @@ class UsbPlug;
 /// The router's side of the process that is its USB devices.
 class UsbPort {
   public:
-    UsbPort(EventLoop &loop, Fd devices, std::function<void()> netdevs_changed);
+    /// @param demand of the network behind the modems
+    UsbPort(EventLoop &loop, Fd devices, LinkDemand demand, std::function<void()> netdevs_changed);
     UsbPort(const UsbPort &) = delete;
     UsbPort &operator=(const UsbPort &) = delete;
     ~UsbPort();
@@ -25,12 +26,14 @@ class UsbPort {
     uint8_t add(UsbPlug &plug);
     void send(const UsbMessage &message);
     void say_netdevs_changed() { netdevs_changed_(); }
+    const LinkDemand &demand() const { return demand_; }
 
   private:
     void on_ready();
 
     EventLoop &loop_;
     Fd devices_;
+    const LinkDemand demand_;
     std::function<void()> netdevs_changed_;
     std::vector<UsbPlug *> plugs_;
 };
@@ -48,10 +51,16 @@ class UsbPlug : public Plug {
     std::string missing() const override { return missing_; }
     bool send(int interface, std::string_view bytes) override;
     void stick() override;
+    void watch_calls(Called called) override { called_ = std::move(called); }
+    bool may_call(const std::string &apn) const override;
+    void go_online(int interface) override { order(UsbMessage::Kind::call, interface); }
+    void hold_call(int interface) override { order(UsbMessage::Kind::hold_call, interface); }
+    void hang_up(int interface) override { order(UsbMessage::Kind::hang_up, interface); }
 
-    void on_bytes(int interface, std::string_view bytes) { received_(interface, bytes); }
+    void on_message(const UsbMessage &message);
 
   private:
+    void order(UsbMessage::Kind kind, int interface);
     bool find_names();
     void tell_driver();
     void wait_for_names();
@@ -59,6 +68,7 @@ class UsbPlug : public Plug {
     UsbPort &port_;
     const Profile &profile_;
     const Received received_;
+    Called called_;
     uint8_t number_ = 0;
     UsbDevice device_;
     std::string missing_; ///< interfaces without a device

@@ -18,6 +18,8 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "simulator/router/plug.h"
+#include "simulator/usb/dial.h"
 #include "simulator/usb/hub.h"
 #include "simulator/usb/modem_gadget.h"
 #include "simulator/usb/network_line.h"
@@ -67,6 +69,8 @@ class UsbDevices {
         unsigned hub_port = 0; ///< 0: at the controller itself
         std::unique_ptr<Uplink> uplink;
         std::map<int, NetworkLine> lines; ///< by interface
+        DialPeer peer;
+        std::map<int, Dial> calls; ///< by interface
         std::unique_ptr<ModemGadget> gadget;
         bool connected = false; ///< behind the hub: the kernel has the connection, whether plugged in or not
     };
@@ -74,6 +78,10 @@ class UsbDevices {
     void on_router();
     void on_message(const UsbMessage &message);
     GadgetEvents events_of(Place &place, uint8_t modem);
+    void call(Place &place, const UsbMessage &message);
+    static Dial *online_call(Place &place, int interface);
+    Dial::Host host_of(Place &place, uint8_t modem, int interface);
+    void send_news(uint8_t modem, int interface, CallNews news);
     void plug(Place &place);
     void unplug(Place &place);
     void connect_next();
@@ -100,6 +108,7 @@ UsbDevices::UsbDevices(std::vector<UsbPlan> plans, Fd router) : router_(std::mov
         const unsigned port = place.hub_port > 0 ? place.hub_port : number_behind(at_controller, place.bus);
         const int number = static_cast<int>(i) + 1;
         place.uplink = std::make_unique<Uplink>(loop_, network_.line(number), number, plans[i].demand);
+        place.peer = dial_peer(session_of(number), plans[i].demand);
         place.gadget = std::make_unique<ModemGadget>(loop_, port - 1, modem_layout(plans[i].profile),
                                                      events_of(place, static_cast<uint8_t>(i)));
         for (const Interface &interface : plans[i].profile.interfaces)
@@ -125,7 +134,9 @@ GadgetEvents UsbDevices::events_of(Place &place, uint8_t modem)
         return found == place.lines.end() ? nullptr : &found->second;
     };
     return {.received =
-                [this, modem](int interface, std::string_view bytes) {
+                [this, &place, modem](int interface, std::string_view bytes) {
+                    if (Dial *call = online_call(place, interface))
+                        return call->on_bytes(bytes);
                     for (size_t start = 0; start < bytes.size(); start += most_message)
                         for_router_.push_back({UsbMessage::Kind::bytes, modem, static_cast<uint8_t>(interface),
                                                std::string(bytes.substr(start, most_message))});
@@ -137,10 +148,48 @@ GadgetEvents UsbDevices::events_of(Place &place, uint8_t modem)
                         own->on_frame(frame);
                 },
             .room =
-                [line](int interface) {
+                [line, &place](int interface) {
                     if (NetworkLine *own = line(interface))
                         own->on_room();
-                }};
+                    else if (Dial *call = online_call(place, interface))
+                        call->on_room();
+                },
+            .dtr_lost = [this, modem](int interface) { send_news(modem, interface, CallNews::dtr_lost); }};
+}
+
+Dial *UsbDevices::online_call(Place &place, int interface)
+{
+    const auto found = place.calls.find(interface);
+    return found == place.calls.end() || !found->second.is_online() ? nullptr : &found->second;
+}
+
+void UsbDevices::send_news(uint8_t modem, int interface, CallNews news)
+{
+    for_router_.push_back(
+        {UsbMessage::Kind::call_news, modem, static_cast<uint8_t>(interface), std::string{static_cast<char>(news)}});
+    flush();
+}
+
+Dial::Host UsbDevices::host_of(Place &place, uint8_t modem, int interface)
+{
+    return {.send = [&place, interface](std::string_view bytes) { place.gadget->send_to_host(interface, bytes); },
+            .has_room = [&place, interface] { return place.gadget->has_room(interface); },
+            .escaped = [this, modem, interface] { send_news(modem, interface, CallNews::escaped); },
+            .ended = [this, modem, interface] { send_news(modem, interface, CallNews::ended); }};
+}
+
+void UsbDevices::call(Place &place, const UsbMessage &message)
+{
+    auto found = place.calls.find(message.interface);
+    if (found != place.calls.end() && found->second.is_over()) {
+        place.calls.erase(found);
+        found = place.calls.end();
+    }
+    if (found == place.calls.end())
+        found = place.calls
+                    .try_emplace(message.interface, loop_, place.peer, host_of(place, message.modem, message.interface))
+                    .first;
+    found->second.go_online();
 }
 
 void UsbDevices::run()
@@ -185,6 +234,19 @@ void UsbDevices::on_message(const UsbMessage &message)
             line->second.open(parse_line_order(message.bytes));
         else
             line->second.close();
+        return;
+    case UsbMessage::Kind::call:
+        return call(place, message);
+    case UsbMessage::Kind::hold_call:
+        if (Dial *call = online_call(place, message.interface))
+            call->hold();
+        return;
+    case UsbMessage::Kind::hang_up:
+        if (place.calls.erase(message.interface) > 0)
+            place.gadget->forget_bytes(message.interface);
+        return;
+    case UsbMessage::Kind::call_news:
+        return;
     }
 }
 
@@ -253,6 +315,7 @@ void UsbDevices::connect_behind_hub(Place &place)
 void UsbDevices::unplug(Place &place)
 {
     place.uplink->close();
+    place.calls.clear();
     place.gadget->lose_transfers();
     place.gadget->lose_messages();
     place.gadget->set_stuck(false);

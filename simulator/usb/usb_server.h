@@ -14,12 +14,16 @@ namespace simulator {
 /// One message between the router and the process that is its USB devices.
 struct UsbMessage {
     enum class Kind : uint8_t {
-        plug,      ///< to the devices
-        unplug,    ///< to the devices
-        stick,     ///< to the devices: the modem takes no more bytes
-        bytes,     ///< both ways: of a serial port, or a message of a control channel
-        open_line, ///< to the devices: the network interface carries packets from now on (line_order_text)
-        close_line ///< to the devices
+        plug,       ///< to the devices
+        unplug,     ///< to the devices
+        stick,      ///< to the devices: the modem takes no more bytes
+        bytes,      ///< both ways: of a serial port, or a message of a control channel
+        open_line,  ///< to the devices: the network interface carries packets from now on (line_order_text)
+        close_line, ///< to the devices
+        call,       ///< to the devices: the serial port's bytes are a call's
+        hold_call,  ///< to the devices: they are the modem's for a while
+        hang_up,    ///< to the devices
+        call_news   ///< from the devices: one byte, a CallNews
     } kind;
     uint8_t modem = 0;
     uint8_t interface = 0;
