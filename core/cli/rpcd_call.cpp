@@ -194,6 +194,13 @@ void rpcd_succeed(json_object *answer)
     kjson_add_string(answer, "result", "ok");
 }
 
+void rpcd_add_members(json_object *answer, json_object *source)
+{
+    if (!json_object_is_type(source, json_type_object))
+        return;
+    json_object_object_foreach(source, name, value) kjson_add_object(answer, name, json_share(value));
+}
+
 Json parse_rpcd_input(std::string_view input, json_object *answer)
 {
     constexpr int deepest = 4;

@@ -74,6 +74,9 @@ std::span<const RpcdArgumentRow> rpcd_arguments();
 void rpcd_fail(json_object *answer, const char *word, const char *format, ...) __attribute__((format(printf, 3, 4)));
 void rpcd_succeed(json_object *answer);
 
+/// Adds the members of source, if it is an object.
+void rpcd_add_members(json_object *answer, json_object *source);
+
 /// The arguments in input. Null, and the error in answer, if input is no object of valid UTF-8 without zero bytes.
 Json parse_rpcd_input(std::string_view input, json_object *answer);
 

@@ -29,9 +29,11 @@ constexpr char jobs[] = "jobs";
 constexpr char folder_lock[] = "lock";
 constexpr size_t id_length = 32;
 constexpr int most_running = 4;
+constexpr int most_control = 2; // more than who may only look can take up
 constexpr int most_kept = 16;
 constexpr int64_t longest_kept_s = 600;
 constexpr size_t longest_result = size_t{256} * 1024;
+constexpr int status_refused = 4;
 constexpr int status_ended = 124; // as timeout(1) reports it
 constexpr int status_lost = -1;
 
@@ -71,24 +73,31 @@ Json state_document(const char *state)
     return document;
 }
 
+// In place, since the file has its room already: a job ends when /tmp is full, too.
+void write_end(const char *id, int status, const char *why)
+{
+    const auto end = Text<200>::format("done %lld\n{\"state\":\"done\",\"status\":%d,\"output\":\"%s\"}",
+                                       static_cast<long long>(monotonic_ms() / 1000), status, why);
+    const Fd file = open_state(jobs, id, O_WRONLY);
+    if (!file || write(file.get(), end.c_str(), end.size()) < 0 ||
+        ftruncate(file.get(), static_cast<off_t>(end.size())) != 0)
+        remove_state(jobs, id);
+}
+
 void write_result(const char *id, json_object *document)
 {
     const char *text = one_line(document);
-    const size_t capacity = strlen(text) + Head::capacity();
-    const HeapText content{static_cast<char *>(calloc(1, capacity))};
-    const TextOut out{content.get(), capacity};
-    if (content == nullptr)
-        return;
-    out.assign_format("done %lld\n%s", static_cast<long long>(monotonic_ms() / 1000), text);
-    write_state(jobs, id, out.view(), 0600);
-}
-
-void write_end(const char *id, int status, const char *why)
-{
-    const Json document = state_document("done");
-    kjson_add_int(document.get(), "status", status);
-    kjson_add_string(document.get(), "output", why);
-    write_result(id, document.get());
+    const size_t length = strlen(text);
+    const HeapText content{static_cast<char *>(calloc(1, length + Head::capacity()))};
+    if (content != nullptr && length < longest_result) {
+        const TextOut out{content.get(), length + Head::capacity()};
+        out.assign_format("done %lld\n%s", static_cast<long long>(monotonic_ms() / 1000), text);
+        write_state(jobs, id, out.view(), 0600);
+    }
+    Head head;
+    read_state(jobs, id, head.capacity() - 1, head);
+    if (!head.view().starts_with("done "))
+        write_end(id, status_refused, "there is no room for the result");
 }
 
 // "running 1-1.2" or "done 1234"; a job that runs no more without a result gets one here.
@@ -325,7 +334,7 @@ void start_rpcd_job(const RpcdCall &call, json_object *answer)
         return rpcd_fail(answer, "failed", "the folder of the jobs cannot be used");
     const char *bus = call.method.is_control ? call.bus.c_str() : "-";
     const Census census = count_jobs(bus);
-    if (census.running >= most_running)
+    if (census.running >= most_running + (call.method.is_control ? most_control : 0))
         return rpcd_fail(answer, "busy", "%d jobs run already", census.running);
     if (call.method.is_control && census.is_controlled)
         return rpcd_fail(answer, "busy", "another job changes the modem on bus %s", bus);
@@ -359,5 +368,5 @@ void answer_job(const RpcdCall &call, json_object *answer)
     std::string_view rest = text.get();
     take_until(rest, "\n");
     const Json document{json_tokener_parse(rest.data())};
-    json_object_object_foreach(document.get(), name, value) kjson_add_object(answer, name, json_share(value));
+    rpcd_add_members(answer, document.get());
 }

@@ -58,11 +58,6 @@ Json find_report(const RpcdCall &call, json_object *answer)
     return report;
 }
 
-void take_members(json_object *answer, json_object *source)
-{
-    json_object_object_foreach(source, name, value) kjson_add_object(answer, name, json_share(value));
-}
-
 void answer_info(const RpcdCall &call, json_object *answer)
 {
     const Json report = find_report(call, answer);
@@ -70,7 +65,7 @@ void answer_info(const RpcdCall &call, json_object *answer)
         return;
     mark_snapshot(call.bus.c_str());
     remove_identity(report.get());
-    take_members(answer, report.get());
+    rpcd_add_members(answer, report.get());
     kjson_add_int(answer, "age", kjson_get_int(answer, "age_s"));
 }
 

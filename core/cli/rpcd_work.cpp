@@ -1,12 +1,13 @@
 #include "core/cli/rpcd_work.h"
 
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include "core/cli/info_command.h"
-#include "core/model/state_dir.h"
 #include "discovery/record/recorder.h"
 #include "discovery/record/snapshot.h"
 #include "platform/clock.h"
+#include "platform/files.h"
 #include "platform/interface_state.h"
 #include "platform/uci.h"
 #include "readings/fields.h"
@@ -41,7 +42,7 @@ int work_refresh(const RpcdCall &call, json_object *result)
 {
     Json report;
     const InfoResult status = newest_report(call.bus.c_str(), no_age, report);
-    json_object_object_foreach(report.get(), name, value) kjson_add_object(result, name, json_share(value));
+    rpcd_add_members(result, report.get());
     return static_cast<int>(status);
 }
 
@@ -123,18 +124,19 @@ int work_at(const RpcdCall &call, json_object *result)
     return static_cast<int>(is_complete ? InfoResult::reported : InfoResult::no_answer);
 }
 
+// The file is this process's own, so nothing of it is left when the job is killed.
 int work_record(const RpcdCall &call, json_object *result)
 {
-    constexpr char jobs[] = "jobs";
     constexpr size_t longest_transcript = size_t{128} * 1024;
-    const auto name = Text<24>::format("record.%d", getpid());
+    const Fd file{memfd_create("record", MFD_CLOEXEC)};
     bool is_written = true;
-    const auto path = Text<128>::format("%s/%s", state_dir(jobs).c_str(), name.c_str());
+    const auto path = Text<32>::format("/proc/self/fd/%d", file.get());
     const InfoResult found = record_modem(call.bus.c_str(), path.c_str(), is_written);
+    if (found != InfoResult::reported)
+        return static_cast<int>(found);
     const HeapText text{static_cast<char *>(calloc(1, longest_transcript))};
-    if (found == InfoResult::reported && text != nullptr &&
-        read_state(jobs, name.c_str(), longest_transcript - 1, {text.get(), longest_transcript}) > 0)
-        kjson_add_string(result, "transcript", text.get());
-    remove_state(jobs, name.c_str());
-    return found == InfoResult::reported && !is_written ? status_failed : static_cast<int>(found);
+    if (!is_written || text == nullptr || pread(file.get(), text.get(), longest_transcript - 1, 0) <= 0)
+        return status_failed;
+    kjson_add_string(result, "transcript", text.get());
+    return 0;
 }

@@ -159,6 +159,33 @@ call mode | cut -c 1-8; call mode | cut -c 1-8; call mode; call set '{"values":{
         << run.err;
 }
 
+// Who may only look must not keep the router from being connected.
+TEST(RpcdJobs, OfReadersLeaveRoomForThoseThatChangeAModem)
+{
+    const RouterRun run = call({"--modem", "EC25", "--modem", "EP06@2-1.2", "--fault", "silence"}, R"sh(
+for i in 1 2 3 4; do call mode | cut -c 1-8; done; call mode | cut -c 1-15
+call mode_restore | cut -c 1-8; call mode_set '{"bus":"2-1.2","mode":"4g"}' | cut -c 1-8; call mode | cut -c 1-15)sh");
+    EXPECT_EQ(run.out, "{\"job\":\"\n{\"job\":\"\n{\"job\":\"\n{\"job\":\"\n{\"error\":\"busy\"\n"
+                       "{\"job\":\"\n{\"job\":\"\n{\"error\":\"busy\"\n")
+        << run.err;
+}
+
+TEST(RpcdJobs, ComeToTheirEndWhenTmpIsFull)
+{
+    const RouterRun run = call({"--modem", "EC25", "--fault", "silence"}, R"sh(
+id=$(call mode | id_of); killed=$(call at '{"command":"ATI"}' | id_of); sleep 0.3
+dd if=/dev/zero of=/tmp/full bs=1M 2>/dev/null; dd if=/dev/zero of=/tmp/full2 bs=1k 2>/dev/null
+ended $id; call mode
+for p in /proc/[0-9]*; do
+    [ "$(cat $p/comm 2>/dev/null)" != modemctl ] || kill -9 ${p#/proc/}
+done; sleep 0.2; job $killed
+rm /tmp/full /tmp/full2; call mode | cut -c 1-8)sh");
+    EXPECT_EQ(run.out, "{\"state\":\"done\",\"status\":4,\"output\":\"there is no room for the result\"}\n"
+                       "{\"error\":\"failed\",\"message\":\"there is no room for a job\"}\n"
+                       "{\"state\":\"done\",\"status\":-1,\"output\":\"ended from outside\"}\n{\"job\":\"\n")
+        << run.err;
+}
+
 TEST(RpcdJobs, ThatWereKilledSaySoAndMakeRoom)
 {
     const RouterRun run = call({"--modem", "EC25", "--fault", "silence"}, R"sh(
