@@ -67,6 +67,7 @@ void tell(Watcher &watcher, const WatchDecision &decision, WatchState before)
     syslog(LOG_NOTICE, "%s: %s", watcher.bus, decision.line.c_str());
     note_watch_change(watcher.bus, decision.line.view());
     watcher.scene.reason.assign(reason_of(decision.line.view()));
+    write_scene(watcher.bus, watcher.scene); // a hook may ask for the status
     call_hooks(decision.action == WatchAction::stage ? "stage" : "state", watcher.bus, watcher.settings.iface.c_str(),
                watch_state_name(after), watcher.scene.reason.view());
     if (before != after)

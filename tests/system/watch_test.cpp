@@ -2,6 +2,7 @@
 
 #include <sys/wait.h>
 
+#include "tests/paths.h"
 #include "tests/system/documented_faults.h"
 #include "tests/system/online.h"
 
@@ -260,6 +261,17 @@ TEST(SlowWatch, StartsNothingAndWakesUpOncePerStepInHealth)
               "before=$(read); sleep 0 & first=$!; sleep 10; sleep 0 & last=$!; after=$(read);"
               "echo $((last - first)) $((after - before <= 16))");
     EXPECT_EQ(run.out, "2 1\n") << all(run);
+}
+
+// The step goes on with a question that the modem does not answer, for seconds.
+TEST(Watch, HasItsNewStateThereForItsHooks)
+{
+    EXPECT_EQ(watch({"--modem", "EC25", "--link", "modem_1_1_2,setup=never", "--fault", "silence", "--put",
+                     TEST_DATA "/openwrt/hotplug-call:/usr/sbin/hotplug-call"},
+                    "mkdir -p /etc/hotplug.d/modem; echo 'modemctl watch status | grep ^state >/tmp/seen.$STATE' "
+                    ">/etc/hotplug.d/modem/50; start_until starting; sleep 1; cat /tmp/seen.starting")
+                  .out,
+              "state      starting\n");
 }
 
 TEST(Watch, TakesTheInterfaceDownAtTheDataLimit)
