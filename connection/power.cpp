@@ -35,7 +35,7 @@ Text<100> probe_power_file(std::string_view bus)
 bool has_power_file(std::string_view bus)
 {
     const bool is_first_port = bus == "1-1.2" || bus == "1-1";
-    for (const char *file : {"/sys/class/gpio/usbpow/value", "/sys/class/gpio/gpio2/value",
+    for (const char *file : {found_power_switch, "/sys/class/gpio/usbpow/value", "/sys/class/gpio/gpio2/value",
                              is_first_port ? "/sys/class/gpio/gpio0/value" : "/sys/class/gpio/gpio2/value"})
         if (access(file, F_OK) == 0)
             return true;

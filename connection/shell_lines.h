@@ -15,6 +15,7 @@ inline constexpr char stop_shortcuts[] = "/etc/init.d/shortcut-fe stop";
 /// Programs of the OpenWrt package. Elsewhere they are missing, and not run.
 inline constexpr char complete_section_program[] = "/usr/libexec/modemctl/section";
 inline constexpr char power_program[] = "/usr/libexec/modemctl/power";
+inline constexpr char found_power_switch[] = "/var/run/modemctl-power"; ///< is there if that program has a switch
 
 /// Adds to the interface's section what OpenWrt's handlers read and the program does not write.
 ShellLine<100> compose_complete_section(const char *iface);

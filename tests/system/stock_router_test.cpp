@@ -296,6 +296,29 @@ TEST(StockRouter, SwitchesThePowerByTheNamesThatLinesHave)
               "0 \n1\n1-1.2: this board has no power switch with the name of a modem\n");
 }
 
+TEST(StockRouter, GivesTheWatchAPowerSwitchOnlyIfItHasOne)
+{
+    const std::string script =
+        "rm -rf /sys/class/leds/*:usbpow* /sys/class/leds/*:3gcontrol /sys/class/gpio/*; mkdir /sys/class/gpio/$line; "
+        "echo 0 >/sys/class/gpio/$line/value; "
+        "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi; "
+        "uci set network.modem_1_1_2.device=/dev/cdc-wdm0; uci commit network; ubus call network reload; "
+        "touch /etc/config/modemctl; uci set modemctl.watch=watch; uci set modemctl.watch.interval=1; "
+        "uci set modemctl.watch.probe=none; uci set modemctl.watch.absent_wait=1; uci commit modemctl; "
+        "is() { n=0; until modemctl watch status | grep -q \"^state *$1\"; do n=$((n + 1)); [ $n -lt 200 ] || break; "
+        "sleep 0.1; done; }; "
+        "/etc/init.d/modemctl-watch start & is online; printf 'AT+CGPADDR\\r' >/dev/ttyUSB2; is absent; sleep 4; "
+        "grep -o 'switching.*' /tmp/log; ls /var/run/modemctl-power 2>/dev/null; "
+        "modemctl watch status | sed -n 's/^budgets *power *//p'";
+    const auto run = [&](const std::string &line) {
+        return stock_router({"--modem", "EC25", "--link", "setup=100", "--fault", "gone-before=0:AT+CGPADDR", "--put",
+                             stand_ins + "/rc.common:/etc/rc.common"},
+                            "line=" + line + "; " + script);
+    };
+    EXPECT_EQ(run("modem-reset").out, "switching /sys/class/gpio/modem-reset/value\n/var/run/modemctl-power\n0\n");
+    EXPECT_EQ(run("led_blue").out, "1\n");
+}
+
 TEST(StockRouter, HasTheLevelsOfModemsThatHaveNoOperationForThem)
 {
     const std::string state =
