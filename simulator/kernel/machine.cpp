@@ -173,6 +173,8 @@ class Machine {
 
     std::vector<std::string> command(const fs::path &kernel, int first_files);
     void add_port(std::vector<std::string> &words, const std::string &name, Fd own, bool is_terminal = false);
+    void read_input();
+    void end_input();
     void pass_input();
     bool pass_output(const std::string &name, Stream &stream);
 
@@ -180,6 +182,7 @@ class Machine {
     const bool has_terminal_;
     std::map<std::string, Stream> streams_;
     std::vector<Fd> machine_ends_; ///< until it has them
+    std::string input_; ///< has been read, and not been taken yet
     bool input_ended_ = false;
     pid_t process_ = 0;
 };
@@ -289,23 +292,31 @@ void Machine::start(const fs::path &kernel, Fd first_files)
     _exit(127);
 }
 
-void Machine::pass_input()
+void Machine::read_input()
 {
     std::array<char, 4096> buffer;
-    Stream &input = streams_[std::string(machine_ports[0])];
     const ssize_t count = read(STDIN_FILENO, buffer.data(), buffer.size());
-    if (count > 0) {
-        for (ssize_t done = 0; done < count;) {
-            const ssize_t sent =
-                send(input.socket.get(), buffer.data() + done, static_cast<size_t>(count - done), MSG_NOSIGNAL);
-            if (sent <= 0)
-                break;
-            done += sent;
-        }
-    } else if (count == 0 || errno != EINTR) {
-        input_ended_ = true;
-        shutdown(input.socket.get(), SHUT_WR);
-    }
+    if (count > 0)
+        input_.assign(buffer.data(), static_cast<size_t>(count));
+    else if (count == 0 || errno != EINTR)
+        end_input();
+}
+
+void Machine::end_input()
+{
+    input_ended_ = true;
+    shutdown(streams_[std::string(machine_ports[0])].socket.get(), SHUT_WR);
+}
+
+/// What does not fit waits: a command that reads no more must not keep its output, and its end, from us.
+void Machine::pass_input()
+{
+    const ssize_t sent = send(streams_[std::string(machine_ports[0])].socket.get(), input_.data(), input_.size(),
+                              MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent > 0)
+        input_.erase(0, static_cast<size_t>(sent));
+    else if (errno != EAGAIN && errno != EINTR)
+        end_input();
 }
 
 /// @return false at its end
@@ -337,15 +348,21 @@ int Machine::run()
     signal(SIGPIPE, SIG_IGN);
     Stream &status = streams_[std::string(machine_ports[static_cast<size_t>(MachinePort::status)])];
     for (bool ended = false; !ended;) {
-        std::vector<pollfd> waiting{{.fd = input_ended_ ? -1 : STDIN_FILENO, .events = POLLIN, .revents = 0}};
+        const bool wants_input = !input_ended_ && input_.empty();
+        const bool has_input = !input_ended_ && !input_.empty();
+        std::vector<pollfd> waiting{
+            {.fd = wants_input ? STDIN_FILENO : -1, .events = POLLIN, .revents = 0},
+            {.fd = has_input ? streams_[std::string(machine_ports[0])].socket.get() : -1, .events = POLLOUT, .revents = 0}};
         for (const auto &[name, stream] : streams_)
             waiting.push_back({.fd = stream.socket.get(), .events = POLLIN, .revents = 0});
         poll(waiting.data(), waiting.size(), -1);
         if (waiting[0].revents != 0)
+            read_input();
+        if (waiting[1].revents != 0)
             pass_input();
         // The status is the machine's last word: what it wrote before it is here already.
         ended = status.kept.ends_with('\n');
-        size_t next = 1;
+        size_t next = 2;
         for (auto &[name, stream] : streams_)
             if (const short events = waiting[next++].revents; (events != 0 || ended) && stream.socket)
                 while (pass_output(name, stream) && ended) {
@@ -353,13 +370,14 @@ int Machine::run()
                     if (poll(&more, 1, 0) <= 0)
                         break;
                 }
-        ended = ended || waitpid(process_, nullptr, WNOHANG) == process_;
+        if (waitpid(process_, nullptr, WNOHANG) == process_) {
+            process_ = 0; // its number may be another one's soon
+            ended = true;
+        }
     }
-    if (!status.kept.ends_with('\n')) {
-        process_ = 0;
+    if (!status.kept.ends_with('\n'))
         throw std::runtime_error("the virtual machine ended without a word; its console's end:\n" +
                                  streams_["console"].kept);
-    }
     return std::stoi(status.kept);
 }
 

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/epoll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include "simulator/usb/uplink.h"
@@ -65,6 +66,9 @@ void UsbPort::on_ready()
     while (const auto message = take_message(devices_))
         if (message->modem < plugs_.size())
             plugs_[message->modem]->on_message(*message);
+    char byte = 0;
+    if (recv(devices_.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0)
+        loop_.unwatch(devices_.get()); // it has ended: nothing more will come
 }
 
 UsbPlug::UsbPlug(UsbPort &port, const std::string &bus, const Profile &profile, Received received)
@@ -147,10 +151,11 @@ void UsbPlug::detach()
 
 bool UsbPlug::send(int interface, std::string_view bytes)
 {
-    port_.send({.kind = UsbMessage::Kind::bytes,
-                .modem = number_,
-                .interface = static_cast<uint8_t>(interface),
-                .bytes = std::string(bytes)});
+    for (size_t start = 0; start < bytes.size(); start += most_usb_bytes)
+        port_.send({.kind = UsbMessage::Kind::bytes,
+                    .modem = number_,
+                    .interface = static_cast<uint8_t>(interface),
+                    .bytes = std::string(bytes.substr(start, most_usb_bytes))});
     return true;
 }
 

@@ -30,7 +30,6 @@ namespace simulator {
 namespace {
 
 constexpr size_t message_head = 3;
-constexpr size_t most_message = 16 * 1024;
 constexpr int64_t look_again_ms = 20;
 constexpr unsigned hub_port = 0; ///< of the controller: the hub is 1-1
 constexpr std::string_view behind_hub = "1-1.";
@@ -137,9 +136,9 @@ GadgetEvents UsbDevices::events_of(Place &place, uint8_t modem)
                 [this, &place, modem](int interface, std::string_view bytes) {
                     if (Dial *call = online_call(place, interface))
                         return call->on_bytes(bytes);
-                    for (size_t start = 0; start < bytes.size(); start += most_message)
+                    for (size_t start = 0; start < bytes.size(); start += most_usb_bytes)
                         for_router_.push_back({UsbMessage::Kind::bytes, modem, static_cast<uint8_t>(interface),
-                                               std::string(bytes.substr(start, most_message))});
+                                               std::string(bytes.substr(start, most_usb_bytes))});
                     flush();
                 },
             .frame =
@@ -337,7 +336,7 @@ bool send_message(const Fd &socket, const UsbMessage &message)
 
 std::optional<UsbMessage> take_message(const Fd &socket)
 {
-    std::array<char, message_head + most_message> buffer;
+    std::array<char, message_head + most_usb_bytes> buffer;
     const ssize_t count = recv(socket.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
     if (count < static_cast<ssize_t>(message_head))
         return std::nullopt;

@@ -30,6 +30,9 @@ struct UsbMessage {
     std::string bytes{};
 };
 
+/// The most bytes of one message. What is longer must go in several.
+constexpr size_t most_usb_bytes = size_t{16} * 1024;
+
 /// Nothing is lost and no message is torn. @return false when the other side has gone
 bool send_message(const Fd &socket, const UsbMessage &message);
 /// @return nothing when there is none at present (the socket does not block), or the other side has gone
