@@ -214,6 +214,10 @@ int run_on_pipes(const std::vector<std::string> &job, const std::vector<std::str
             const int port = open_port(static_cast<MachinePort>(standard), is_input ? O_RDONLY : O_WRONLY);
             while (is_input ? pass_on(port, ends[1]) : pass_on(ends[0], port)) {
             }
+            if (is_input) {
+                close(ends[1]);
+                pause(); // the kernel would throw away all that still comes for a closed port, without end
+            }
             _exit(0);
         }
         close(ends[is_input ? 1 : 0]);

@@ -31,6 +31,7 @@ namespace fs = std::filesystem;
 
 constexpr const char *machine_program = "qemu-system-x86_64";
 constexpr size_t shown_console_bytes = 2000;
+constexpr int look_again_ms = 500;
 // Quiet: what the kernel prints costs time, and only its last words are shown, if the machine dies. Its clock is set
 // by nothing that has to be measured. Network devices keep the names that the drivers give them.
 constexpr const char *kernel_words =
@@ -169,6 +170,7 @@ class Machine {
         Fd socket; ///< the machine's side of it is a port
         Fd own;    ///< where its bytes go; none: they are kept
         std::string kept{};
+        bool has_ended = false; ///< the machine's side is closed
     };
 
     std::vector<std::string> command(const fs::path &kernel, int first_files);
@@ -182,7 +184,7 @@ class Machine {
     const bool has_terminal_;
     std::map<std::string, Stream> streams_;
     std::vector<Fd> machine_ends_; ///< until it has them
-    std::string input_; ///< has been read, and not been taken yet
+    std::string input_;            ///< has been read, and not been taken yet
     bool input_ended_ = false;
     pid_t process_ = 0;
 };
@@ -350,26 +352,27 @@ int Machine::run()
     for (bool ended = false; !ended;) {
         const bool wants_input = !input_ended_ && input_.empty();
         const bool has_input = !input_ended_ && !input_.empty();
-        std::vector<pollfd> waiting{
-            {.fd = wants_input ? STDIN_FILENO : -1, .events = POLLIN, .revents = 0},
-            {.fd = has_input ? streams_[std::string(machine_ports[0])].socket.get() : -1, .events = POLLOUT, .revents = 0}};
+        std::vector<pollfd> waiting{{.fd = wants_input ? STDIN_FILENO : -1, .events = POLLIN, .revents = 0},
+                                    {.fd = has_input ? streams_[std::string(machine_ports[0])].socket.get() : -1,
+                                     .events = POLLOUT,
+                                     .revents = 0}};
         for (const auto &[name, stream] : streams_)
-            waiting.push_back({.fd = stream.socket.get(), .events = POLLIN, .revents = 0});
-        poll(waiting.data(), waiting.size(), -1);
+            waiting.push_back({.fd = stream.has_ended ? -1 : stream.socket.get(), .events = POLLIN, .revents = 0});
+        // The status is the machine's last word: what it wrote before it is here already.
+        ended = status.kept.ends_with('\n');
+        poll(waiting.data(), waiting.size(), ended ? 0 : look_again_ms); // its streams end a moment before it does
         if (waiting[0].revents != 0)
             read_input();
         if (waiting[1].revents != 0)
             pass_input();
-        // The status is the machine's last word: what it wrote before it is here already.
-        ended = status.kept.ends_with('\n');
         size_t next = 2;
         for (auto &[name, stream] : streams_)
-            if (const short events = waiting[next++].revents; (events != 0 || ended) && stream.socket)
-                while (pass_output(name, stream) && ended) {
-                    pollfd more{.fd = stream.socket.get(), .events = POLLIN, .revents = 0};
-                    if (poll(&more, 1, 0) <= 0)
-                        break;
-                }
+            if (const short events = waiting[next++].revents; (events != 0 || ended) && !stream.has_ended) {
+                pollfd more{.fd = stream.socket.get(), .events = POLLIN, .revents = 0};
+                do {
+                    stream.has_ended = !pass_output(name, stream);
+                } while (ended && !stream.has_ended && poll(&more, 1, 0) > 0);
+            }
         if (waitpid(process_, nullptr, WNOHANG) == process_) {
             process_ = 0; // its number may be another one's soon
             ended = true;

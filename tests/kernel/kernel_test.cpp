@@ -182,4 +182,15 @@ TEST_F(KernelTwoModems, WakeTheHotplugScripts)
               "add usb usb_interface 1-1.2:1.4\nbind usb usb_interface 1-1.2:1.4\nbind usb usb_device 1-1.2\n");
 }
 
+// A person's terminal stays open, too.
+TEST(KernelMachine, EndsWithItsCommandWhateverIsInItsInput)
+{
+    const RouterRun run = run_program({"sh", "-c",
+                                       "yes | timeout 100 " + built_word("simrouter") +
+                                           " --kernel --modem EC25 -- sh -c 'read line; echo $line; exit 3'; echo $?"});
+    if (run.out == "77\n")
+        GTEST_SKIP() << run.err;
+    EXPECT_EQ(run.out, "y\n3\n") << run.err;
+}
+
 } // namespace
