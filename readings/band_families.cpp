@@ -44,9 +44,12 @@ bool read_mask(const BandFamily &family, std::string_view reply, BandSettings &s
 
 // --- +GTACT: 20,6,3,1,2,4,5,8,101,103,120,5041,5078   (RAT, two preferences; WCDMA as it is, LTE from 101 on, NR after
 //     "50"), and AT+GTACT=?: (1,2,4),(2,3,6),(2,3,6),(),(1,5,8),(101,103),(),(),(501,5078)
+//     +XACT: 4,2,1,1,2,4,5,8,101,103,166               (L860: the same; GSM as 850 to 1900), and AT+XACT=?:
+//     (0-6),(0-2),0,900,1800,1,2,4,5,8,101,103,166
 
 constexpr std::string_view nr_prefix = "50";
 constexpr int64_t lte_base = 100;
+constexpr int64_t last_lte_code = 300;
 
 // @return false for a code of another technology
 bool add_code(std::string_view code, BandSettings &settings)
@@ -55,6 +58,8 @@ bool add_code(std::string_view code, BandSettings &settings)
     if (!number || *number <= lte_base)
         return false;
     const bool is_nr = code.starts_with(nr_prefix) && code.size() > nr_prefix.size();
+    if (!is_nr && *number > last_lte_code)
+        return false;
     const auto band = is_nr ? decimal(without_first(code, nr_prefix.size())) : std::optional{*number - lte_base};
     if (band)
         (is_nr ? settings.nr : settings.lte).add(*band);
@@ -75,16 +80,8 @@ bool read_gtact(const BandFamily &family, std::string_view reply, BandSettings &
 
 bool read_gtact_list(const BandFamily &family, std::string_view reply, BandSettings &settings)
 {
-    constexpr int groups_before_bands = 4;
-    std::string_view record = record_of(reply, family.tag);
-    for (int group = 0; !record.empty(); group++) {
-        take_until(record, "(");
-        for (std::string_view codes = take_until(record, ")"); !codes.empty();) {
-            const std::string_view code = take_until(codes, ",");
-            if (group >= groups_before_bands)
-                add_code(trim(code), settings);
-        }
-    }
+    for (std::string_view record = record_of(reply, family.tag); !record.empty();)
+        add_code(trim(take_until(record, "(),")), settings); // the codes of technologies and preferences are low
     return settings.lte.told || settings.nr.told;
 }
 
@@ -232,6 +229,8 @@ constexpr BandFamily families[] = {
      .mask_field = 2, .needs_bands = true, .all_lte = mask_of_63_bands},
     {.tag = "+GTACT:", .dialects = {"fibocom"}, .questions = {"AT+GTACT?"}, .supported = "AT+GTACT=?",
      .read = read_gtact, .read_supported = read_gtact_list, .write = "AT+GTACT=%r%c\n"},
+    {.tag = "+XACT:", .dialects = {"fibocom"}, .questions = {"AT+XACT?"}, .supported = "AT+XACT=?",
+     .read = read_gtact, .read_supported = read_gtact_list, .write = "AT+XACT=%r%c\n"},
     // The row 10 is for sets of the user's own. The password is the same for all modems of the maker.
     {.tag = "!BAND:", .dialects = {"sierra"}, .questions = {"AT!BAND?"}, .supported = "AT!BAND=?",
      .read = read_band_table, .read_supported = read_band_table,
@@ -246,7 +245,7 @@ constexpr BandFamily families[] = {
     {.tag = "#BND:", .dialects = {"telit"}, .questions = {"AT#BND?"}, .supported = "AT#BND=?",
      .read = read_bnd, .read_supported = read_bnd_list, .write = "AT#BND=%r%p\n"},
     // "99", 40000000, 2 and 4 leave the other parts as they are.
-    {.tag = "^SYSCFGEX:", .dialects = {"huawei", "3gpp"}, .questions = {"AT^SYSCFGEX?"}, .supported = "AT^SYSCFGEX=?",
+    {.tag = "^SYSCFGEX:", .dialects = {"huawei", "meig", "3gpp"}, .questions = {"AT^SYSCFGEX?"}, .supported = "AT^SYSCFGEX=?",
      .read = read_mask, .read_supported = read_syscfgex_list, .write = "AT^SYSCFGEX=\"99\",40000000,2,4,%m,,\n",
      .mask_field = 4, .needs_bands = true, .all_lte = mask_of_63_bands},
     // 2 allows bands and leaves the others as they are; 1 forbids.

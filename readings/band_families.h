@@ -9,7 +9,7 @@
 
 struct BandFamily {
     const char *tag;          ///< what its replies start with, "+QNWPREFCFG:"
-    const char *dialects[2];  ///< of readings/dialects.h; empty ones end the list
+    const char *dialects[3];  ///< of readings/dialects.h; empty ones end the list
     const char *questions[3]; ///< for the bands in use; empty ones end the list
     const char *supported;    ///< question for the bands that the modem has; null if there is none
     /// @return false for a reply that is not understood; settings may then be written in part

@@ -47,8 +47,8 @@ void tell_dashed_network(Cell &cell, std::string_view network)
 constexpr FieldRule lte_rules[] = {
     {3, Quantity::tac, Scale::hex},        {4, Quantity::cell_id, Scale::number},  {5, Quantity::pci, Scale::number},
     {6, {}, Scale::band_words},            {7, Quantity::arfcn, Scale::number},
-    {8, Quantity::bandwidth_dl, Scale::lte_bw_index},
 };
+constexpr FieldRule bandwidth_rules[] = {{8, Quantity::bandwidth_dl, Scale::lte_bw_index}};
 constexpr FieldRule uplink_rules[] = {{9, Quantity::bandwidth_ul, Scale::lte_bw_index}};
 constexpr Levels lte_levels = {.rsrp = 11, .rsrq = 10, .rssi = 12, .sinr = 13};
 
@@ -129,7 +129,9 @@ void read_line(const Fields &fields, Technology technology, Report &report)
     case Technology::emtc:
     case Technology::nb_iot:
         tell_fields(fields, lte_rules, cell);
-        if (fields[8] == "0" || fields[9] != "0") // A76xx print 0 for what they do not tell
+        if (technology != Technology::nb_iot) // a narrow-band carrier has no bandwidth of the list; its field is 0
+            tell_fields(fields, bandwidth_rules, cell);
+        if (technology != Technology::nb_iot && (fields[8] == "0" || fields[9] != "0")) // A76xx print 0 for "not told"
             tell_fields(fields, uplink_rules, cell);
         return tell_levels(fields, lte_levels, false, cell);
     case Technology::gsm:

@@ -171,6 +171,12 @@ constexpr Question telit[] = {
     {"temperature", "AT#TEMPSENS=2", read_temperature},
 };
 
+constexpr Question meig[] = {
+    {"serving",     "AT+MENG=\"servingcell\"",   read_qeng_serving, nullptr, true},
+    {"neighbours",  "AT+MENG=\"neighbourcell\"", read_qeng_neighbours},
+    {"temperature", "AT+TEMP",                   read_temperature},
+};
+
 constexpr Dialect dialect_rows[] = {
     {"quectel", {"QUECTEL"},                              {0x2c7c, 0x05c6},         quectel},
     {"sierra",  {"SIERRA"},                               {0x1199},                 sierra},
@@ -180,6 +186,7 @@ constexpr Dialect dialect_rows[] = {
     {"huawei",  {"HUAWEI", "TD TECH", "MT5700", "MH5000"}, {0x12d1, 0x3466},        huawei},
     {"foxconn", {"T99W", "FOXCONN", "DW59", "MV3"},       {0x0489, 0x1e2d, 0x413c}, foxconn},
     {"telit",   {"TELIT", "CINTERION", "FN9", "LM9", "LN9"}, {0x1bc7},              telit},
+    {"meig",    {"MEIG", "SLM", "SRM"},                   {0x2dee},                 meig},
     {"3gpp",    {},                                       {},                       {}},
 };
 // clang-format on

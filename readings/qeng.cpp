@@ -11,11 +11,14 @@ namespace {
 // +QENG: "servingcell","NOCONN","LTE","FDD",262,03,F62927,277,250,1,3,3,8D40,-97,-10,-69,16,9,160,-    (EM12-G)
 //         0             1        2     3    4   5  6      7   8   9 10 11 12  13  14  15  16
 // BG95 says eMTC, CAT-M, NBIoT and NTN NBIoT in the same layout.
+// +MENG: "servingcell","CONNECT","LTE","FDD",262,01,2fc9902,316,1300,3,5,5,fbe,-108,-10.5,-77,-20,19   (SLM770A)
+// Its older firmware leaves SINR out.
 constexpr FieldRule lte_rules[] = {
     {6, Quantity::cell_id, Scale::hex},       {7, Quantity::pci, Scale::number},        {8, Quantity::arfcn, Scale::number},
     {9, {}, Scale::lte_band},                 {12, Quantity::tac, Scale::hex},          {13, Quantity::rsrp, Scale::decibels},
-    {14, Quantity::rsrq, Scale::decibels},    {15, Quantity::rssi, Scale::decibels},    {16, Quantity::sinr, Scale::decibels},
+    {14, Quantity::rsrq, Scale::decibels},    {15, Quantity::rssi, Scale::decibels},
 };
+constexpr size_t lte_sinr = 16;
 constexpr FieldRule lte_bandwidth_rules[] = {
     {10, Quantity::bandwidth_ul, Scale::lte_bw_index}, {11, Quantity::bandwidth_dl, Scale::lte_bw_index},
 };
@@ -86,13 +89,15 @@ void tell_duplex(std::string_view mode, Cell &cell)
 }
 
 // shift is -2 for the anchor's own line, whose duplex mode is field 1.
-void read_lte(const Fields &fields, size_t shift, bool has_bandwidth, Cell &cell)
+void read_lte(const Fields &fields, size_t shift, bool has_bandwidth, bool has_sinr, Cell &cell)
 {
     tell_duplex(fields[3 + shift], cell);
     cell.tell_network(fields[4 + shift], fields[5 + shift]);
     tell_fields(fields, lte_rules, cell, shift);
     if (has_bandwidth)
         tell_fields(fields, lte_bandwidth_rules, cell, shift);
+    if (has_sinr)
+        tell_value(fields[lte_sinr + shift], Quantity::sinr, Scale::decibels, cell);
 }
 
 // RM500U and its kin print MHz instead of an index, and one field more of a standalone cell.
@@ -109,8 +114,9 @@ bool is_modem_state(std::string_view word)
     return word == "SEARCH" || word == "LIMSRV" || word == "NOCONN" || word == "CONNECT";
 }
 
-void read_serving_line(const Fields &fields, Report &report)
+void read_serving_line(const Fields &fields, bool is_meig, Report &report)
 {
+    constexpr size_t fields_with_sinr = 18;
     if (is_modem_state(fields[1]))
         tell_text(report.modem_state, fields[1]);
     if (fields[1] == "SEARCH")
@@ -123,7 +129,8 @@ void read_serving_line(const Fields &fields, Report &report)
     case Technology::emtc:
     case Technology::nb_iot:
         // A narrow-band carrier has no bandwidth of the LTE list; its field is 0.
-        return read_lte(fields, 0, technology != Technology::nb_iot, cell);
+        return read_lte(fields, 0, technology != Technology::nb_iot, !is_meig || fields.size() >= fields_with_sinr,
+                        cell);
     case Technology::nr_sa:
         tell_duplex(fields[3], cell);
         cell.tell_network(fields[4], fields[5]);
@@ -168,15 +175,16 @@ bool read_qeng_serving(std::string_view reply, Report &report)
     bool understood = false;
     // A line break may separate the tag from its fields, so lines are recognised by their first field.
     for (std::string_view line; next_line(reply, line);) {
-        if (starts_with_word(line, "+QENG:"))
+        const bool is_meig = starts_with_word(line, "+MENG:");
+        if (is_meig || starts_with_word(line, "+QENG:"))
             line = trim(without_first(line, 6));
         const Fields fields{line};
         const bool is_quoted = line.starts_with('"');
         if (is_quoted && fields[0] == "servingcell") {
-            read_serving_line(fields, report);
+            read_serving_line(fields, is_meig, report);
         } else if (is_quoted && fields[0] == "LTE") {
             report.tell_technology(Technology::lte);
-            read_lte(fields, anchor_shift, true, report.serving);
+            read_lte(fields, anchor_shift, true, true, report.serving);
         } else if (is_quoted && fields[0] == "NR5G-NSA") {
             report.tell_nr_beside_lte();
             report.nr.tell_network(fields[1], fields[2]);
@@ -193,7 +201,7 @@ bool read_qeng_serving(std::string_view reply, Report &report)
 bool read_qeng_neighbours(std::string_view reply, Report &report)
 {
     bool understood = false;
-    for (std::string_view record; next_record(reply, "+QENG:", record);) {
+    for (std::string_view record; next_record(reply, "ENG:", record);) {
         const Fields fields{record};
         if (!fields[0].starts_with("neighbourcell"))
             continue;

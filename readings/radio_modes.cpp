@@ -23,7 +23,7 @@ constexpr ModeFamily modes[] = {
     {.tag = "+CNMP:", .dialects = {"simcom"}, .question = "AT+CNMP?", .key = nullptr,
      .field = 0, .keeps_record = false, .before = "AT+CNMP=", .after = "",
      .values = {"2", "38", "71", "109", "14", "13"}},
-    {.tag = "^SYSCFGEX:", .dialects = {"huawei", "3gpp"}, .question = "AT^SYSCFGEX?", .key = nullptr,
+    {.tag = "^SYSCFGEX:", .dialects = {"huawei", "meig", "3gpp"}, .question = "AT^SYSCFGEX?", .key = nullptr,
      .field = 0, .keeps_record = false, .before = "AT^SYSCFGEX=\"", .after = "\",40000000,2,4,40000000,,",
      .values = {"00", "03", "08", "0803|0308", "02", "01"}},
     {.tag = "+ZSNT:", .dialects = {"zte"}, .question = "AT+ZSNT?", .key = nullptr,

@@ -26,14 +26,15 @@ bool keep_hottest(std::string_view value, int64_t parts, Report &report)
 // ^CHIPTEMP: 432,445,451,65535            (MT5700M)
 // +GTSENRDTEMP: 1,37628                   (FM350: the sensor's number, and thousandths)
 // +MTSM: 52                               (FM150)
+// +TEMP: "soc-thmzone","38500"            (SLM770A: in thousandths; SLM828: in degrees)
 struct Form {
     std::string_view tag;
     uint8_t first;  ///< field of the first temperature
     uint16_t parts; ///< of a degree
 };
 constexpr Form forms[] = {
-    {"+QTEMP:", 0, 1},     {"+CPMUTEMP:", 0, 1},       {"#TEMPSENS:", 1, 1},
-    {"^CHIPTEMP:", 0, 10}, {"+GTSENRDTEMP:", 1, 1000}, {"+MTSM:", 0, 1},
+    {"+QTEMP:", 0, 1},          {"+CPMUTEMP:", 0, 1}, {"#TEMPSENS:", 1, 1}, {"^CHIPTEMP:", 0, 10},
+    {"+GTSENRDTEMP:", 1, 1000}, {"+MTSM:", 0, 1},     {"+TEMP:", 1, 1},     {"+TEMP:", 1, 1000},
 };
 
 } // namespace

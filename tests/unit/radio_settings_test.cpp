@@ -84,6 +84,14 @@ const BandRow band_rows[] = {
     {"AT+GTACT?", "\r\n+GTACT: 14,,,5078\r\n\r\nOK\r\n", "?|n78|?", "n41", "AT+GTACT=14,,,5041\n",
      "AT+GTACT=14,,,5078\n"},
     {"AT+GTACT?", "\r\n+GTACT: 20\r\n\r\nOK\r\n", nullptr, nullptr, nullptr, nullptr},
+    // L860
+    {"AT+XACT?", "\r\n+XACT: 4,2,1,1,2,4,5,8,101,102,103,107,120,141,166\r\n\r\nOK\r\n",
+     "B1 B2 B3 B7 B20 B41 B66|?|?", "B3,B20", "AT+XACT=4,2,1,1,2,4,5,8,103,120\n",
+     "AT+XACT=4,2,1,1,2,4,5,8,101,102,103,107,120,141,166\n",
+     "\r\n+XACT: (0-6),(0-2),0,900,1800,1900,850,1,2,4,5,8,101,102,103,120,141,166\r\n\r\nOK\r\n",
+     "B1 B2 B3 B20 B41 B66|?|?"},
+    {"AT+XACT?", "\r\n+XACT: 6,2,1,900,1800,1,8,103,107\r\n\r\nOK\r\n", "B3 B7|?|?", "B3",
+     "AT+XACT=6,2,1,900,1800,1,8,103\n", "AT+XACT=6,2,1,900,1800,1,8,103,107\n"},
     // EM7455
     {"AT!BAND?",
      "\r\nIndex, Name,                        GW Band Mask     L Band Mask      TDS Band Mask\r\n"
@@ -248,7 +256,7 @@ TEST(BandFamilies, AreSettledForEveryDialectThatHasOne)
         for (const char *dialect : family.dialects)
             dialects += dialect == nullptr ? "" : std::string{dialect} + " ";
     }
-    EXPECT_EQ(dialects, "quectel quectel fibocom sierra simcom simcom telit huawei 3gpp foxconn ");
+    EXPECT_EQ(dialects, "quectel quectel fibocom fibocom sierra simcom simcom telit huawei meig 3gpp foxconn ");
 }
 
 TEST(BandFamilies, AllowAllBandsAgain)

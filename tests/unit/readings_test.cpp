@@ -92,8 +92,7 @@ const Row rows[] = {
     {"CPSI, narrow band (SIM7000 manual)", read_cpsi,
      "+CPSI: LTE NB-IOT,Online,460-00,0x182D,187214780,220,EUTRAN-BAND8,3736,0,0,-9,-82,-67,15\r\n",
      R"({"network": {"technology": "NB-IoT", "mcc": "460", "mnc": "00"},
-         "serving": {"band": "B8", "cell_id": 187214780, "tac": 6189, "pci": 220, "arfcn": 3736, "bandwidth_dl_mhz": 1.4,
-                     "bandwidth_ul_mhz": 1.4, "rssi_dbm": -67, "rsrp_dbm": -82, "rsrq_db": -9, "sinr_db": 15}})"},
+         "serving": {"band": "B8", "cell_id": 187214780, "tac": 6189, "pci": 220, "arfcn": 3736, "rssi_dbm": -67, "rsrp_dbm": -82, "rsrq_db": -9, "sinr_db": 15}})"},
     {"CPSI, the NR line before LTE's", read_cpsi,
      "+CPSI: NR5G_NSA,257,NR5G_BAND78,629952,-920,-110,153\r\n"
      "+CPSI: LTE,Online,460-11,0x5A1E,187214780,257,EUTRAN-BAND3,1825,4,4,-102,-924,-632,13\r\n",
