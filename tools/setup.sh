@@ -22,7 +22,7 @@ packages_of() {
         command -v node >/dev/null || echo nodejs
         command -v npm >/dev/null || echo npm
         ;;
-    kernel) echo qemu-system-x86 python3 ppp libmbim-utils gammu smstools ;;
+    kernel) echo qemu-system-x86 python3 ppp libmbim-utils libqmi-utils gammu smstools ;;
     lint) echo git clang-format clang-tidy ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     *) echo "setup.sh: \"$1\" is no group of packages" >&2 && exit 64 ;;

@@ -29,6 +29,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Without the copying of strings byte by byte, which is fast in a processor only.
+constexpr const char *emulated_processor = "max,-erms,-fsrm";
 constexpr const char *machine_program = "qemu-system-x86_64";
 constexpr size_t shown_console_bytes = 2000;
 constexpr int look_again_ms = 500;
@@ -245,7 +247,7 @@ std::vector<std::string> Machine::command(const fs::path &kernel, int first_file
                                       "-append",
                                       kernel_words};
     const bool help = has_hardware_help();
-    for (const char *word : {"-accel", help ? "kvm" : "tcg", "-cpu", help ? "host" : "max"})
+    for (const char *word : {"-accel", help ? "kvm" : "tcg", "-cpu", help ? "host" : emulated_processor})
         words.emplace_back(word);
     words.insert(words.end(),
                  {"-fsdev", "local,id=host,path=/,security_model=none,readonly=on,multidevs=remap", "-device",

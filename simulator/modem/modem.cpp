@@ -154,6 +154,23 @@ void Modem::happen(const Task &task, Milliseconds at)
         schedule(at + again_ms, {.kind = Task::Kind::happening, .bytes = task.bytes});
 }
 
+std::string Modem::ask(const std::string &command, Milliseconds now)
+{
+    advance(now);
+    if (!attached_ || find_row(command).row == nullptr)
+        return {};
+    Answer answer;
+    compose_one(profile_.at_interface(), command, now, answer);
+    for (const LaterLine &line : answer.after)
+        schedule(now + line.at_ms, {.kind = Task::Kind::send, .interface = line.interface, .bytes = line.bytes});
+    if (answer.detach)
+        schedule(now + answer.detach->in_ms, {.kind = Task::Kind::detach, .absence = *answer.detach});
+    std::string reply;
+    for (const std::string &line : answer.lines)
+        reply += line;
+    return reply;
+}
+
 void Modem::next_command(const Task &task, Milliseconds at)
 {
     Channel &channel = channels_[task.interface];

@@ -101,6 +101,8 @@ class Modem {
     /// Empty for a name that was never set.
     std::string variable(std::string_view name) const;
     void set_variable(const std::string &name, const std::string &value);
+    /// What it answers to a command that comes another way than by a port; empty for one that it does not know.
+    std::string ask(const std::string &command, Milliseconds now);
     /// Prints an unsolicited line now: on interface, or on the first that answers AT (-1).
     void send_unsolicited(int interface, std::string_view line, Milliseconds now);
 

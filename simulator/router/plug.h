@@ -33,6 +33,12 @@ class Plug {
     /// From now on the modem takes no more bytes, until it was away.
     virtual void stick() {}
 
+    /// The number of its line into the operator's network, from 1; 0: it has none.
+    virtual int line_number() const { return 0; }
+    /// A network interface carries packets; the order is a line_order_text.
+    virtual void open_line(int, const std::string &) {}
+    virtual void close_line(int) {}
+
     /// Who hears of the calls from now on, and of DTR.
     virtual void watch_calls(Called) {}
     /// @return false: no network can be called, or it refuses this APN

@@ -10,6 +10,7 @@ PluggedModem::PluggedModem(RouterParts &parts, std::string bus, Modem modem)
                             [this](int interface, std::string_view bytes) { on_received(interface, bytes); }))
 {
     plug_->watch_calls([this](int interface, CallNews news) { on_call_news(interface, news); });
+    start_qmi();
     attach(false, false);
     if (modem_.takes_no_bytes())
         plug_->stick();
@@ -56,7 +57,12 @@ void PluggedModem::attach(bool renumbered, bool is_back)
 void PluggedModem::on_received(int interface, std::string_view bytes)
 {
     parts_.log.add(device_name(interface), ">", bytes);
-    modem_.receive(interface, bytes, EventLoop::now_ms());
+    if (qmi_ && interface == qmi_interface_)
+        qmi_->receive(bytes, EventLoop::now_ms());
+    else
+        modem_.receive(interface, bytes, EventLoop::now_ms());
+    if (qmi_)
+        qmi_->look(EventLoop::now_ms());
     report_unknown();
     wait_for_next();
 }
@@ -72,6 +78,8 @@ void PluggedModem::on_due()
             parts_.journal.add("device", bus(), "gone");
             is_plugged_ = false;
             is_away_ = true;
+            if (qmi_)
+                qmi_->forget();
             plug_->detach();
             break;
         case Event::Kind::back:
@@ -81,6 +89,8 @@ void PluggedModem::on_due()
             work_call(event);
         }
     }
+    if (qmi_ && is_plugged_)
+        qmi_->look(EventLoop::now_ms());
     report_unknown();
     wait_for_next();
 }
@@ -117,6 +127,25 @@ void PluggedModem::on_call_news(int interface, CallNews news)
     else
         modem_.end_call(interface, now);
     wait_for_next();
+}
+
+void PluggedModem::start_qmi()
+{
+    const auto &interfaces = modem_.profile().interfaces;
+    const auto found = std::ranges::find(interfaces, Interface::Kind::cdc_wdm, &Interface::kind);
+    if (plug_->line_number() == 0 || found == interfaces.end())
+        return;
+    qmi_interface_ = found->number;
+    qmi_.emplace(
+        modem_, parts_.demand, plug_->line_number(),
+        QmiModem::Host{
+            .send =
+                [this](std::string_view message) {
+                    plug_->send(qmi_interface_, message);
+                    parts_.log.add(device_name(qmi_interface_), "<", message);
+                },
+            .open_line = [this](const LineOrder &order) { plug_->open_line(qmi_interface_, line_order_text(order)); },
+            .close_line = [this] { plug_->close_line(qmi_interface_); }});
 }
 
 void PluggedModem::report_unknown()

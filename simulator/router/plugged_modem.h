@@ -8,6 +8,7 @@
 #include "simulator/router/event_loop.h"
 #include "simulator/router/journal.h"
 #include "simulator/router/plug.h"
+#include "simulator/usb/qmi_modem.h"
 
 namespace simulator {
 
@@ -19,6 +20,7 @@ struct RouterParts {
     /// Makes what makes a modem's devices.
     std::function<std::unique_ptr<Plug>(const std::string &bus, const Profile &profile, Plug::Received received)>
         make_plug;
+    LinkDemand demand{}; ///< of the network behind the modems
 };
 
 /// A modem in a USB port of the router: its devices and its bytes.
@@ -49,10 +51,13 @@ class PluggedModem {
     void report_unknown();
     void wait_for_next();
     std::string device_name(int interface) const;
+    void start_qmi();
 
     RouterParts &parts_;
     Modem modem_;
     std::unique_ptr<Plug> plug_;
+    std::optional<QmiModem> qmi_; ///< of a modem whose interface for it has a network behind it
+    int qmi_interface_ = -1;
     bool is_plugged_ = false; ///< the router has all of its devices
     bool is_away_ = false;    ///< pulled out
     EventLoop::Timer timer_ = 0;

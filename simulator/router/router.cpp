@@ -93,7 +93,8 @@ Router::Router(const Options &options, std::vector<Modem> modems, RunFiles files
       parts_{loop_, files_.journal, files_.log,
              [this](const std::string &bus, const Profile &profile, Plug::Received received) {
                  return make_plug(bus, profile, std::move(received));
-             }},
+             },
+             operators_demand(options)},
       commands_(loop_, [this](const CommandReport &report) { return on_command(report); }),
       child_signals_(watch_children())
 {

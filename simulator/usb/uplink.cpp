@@ -1,6 +1,7 @@
 #include "simulator/usb/uplink.h"
 
 #include <arpa/inet.h>
+#include <array>
 #include <sys/epoll.h>
 #include <unistd.h>
 
@@ -10,8 +11,8 @@ namespace simulator {
 
 namespace {
 
-constexpr size_t most_packet = 65536;
-constexpr int packets_at_once = 16; ///< other modems want their turn
+constexpr size_t most_packet = 2048; ///< the lines are made for 1500
+constexpr int packets_at_once = 16;  ///< other modems want their turn
 
 std::string address_bytes(int family, const std::string &text)
 {
@@ -107,12 +108,12 @@ void Uplink::watch()
 
 void Uplink::on_ready()
 {
-    std::string packet(most_packet, '\0');
+    std::array<char, most_packet> packet;
     for (int taken = 0; taken < packets_at_once && watched_; taken++) {
         const ssize_t count = read(line_.get(), packet.data(), packet.size());
         if (count <= 0)
             return;
-        take_(std::string_view(packet).substr(0, static_cast<size_t>(count)));
+        take_({packet.data(), static_cast<size_t>(count)});
     }
 }
 

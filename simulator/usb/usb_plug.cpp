@@ -176,9 +176,9 @@ bool UsbPlug::may_call(const std::string &apn) const
     return lets_in(demand, {.apn = apn, .context_apn = apn});
 }
 
-void UsbPlug::order(UsbMessage::Kind kind, int interface)
+void UsbPlug::order(UsbMessage::Kind kind, int interface, const std::string &bytes)
 {
-    port_.send({.kind = kind, .modem = number_, .interface = static_cast<uint8_t>(interface)});
+    port_.send({.kind = kind, .modem = number_, .interface = static_cast<uint8_t>(interface), .bytes = bytes});
 }
 
 void UsbPlug::stick()

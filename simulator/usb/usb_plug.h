@@ -56,11 +56,17 @@ class UsbPlug : public Plug {
     void go_online(int interface) override { order(UsbMessage::Kind::call, interface); }
     void hold_call(int interface) override { order(UsbMessage::Kind::hold_call, interface); }
     void hang_up(int interface) override { order(UsbMessage::Kind::hang_up, interface); }
+    int line_number() const override { return number_ + 1; }
+    void open_line(int interface, const std::string &text) override
+    {
+        order(UsbMessage::Kind::open_line, interface, text);
+    }
+    void close_line(int interface) override { order(UsbMessage::Kind::close_line, interface); }
 
     void on_message(const UsbMessage &message);
 
   private:
-    void order(UsbMessage::Kind kind, int interface);
+    void order(UsbMessage::Kind kind, int interface, const std::string &bytes = {});
     bool find_names();
     void tell_driver();
     void wait_for_names();
