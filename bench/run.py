@@ -42,7 +42,7 @@ AREAS = (
     ("bands and mode", 27_200, ("readings/band_*", "readings/radio_modes.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
     ("metrics and openwisp", 10_500, ("discovery/record/metrics.cpp", "discovery/record/openwisp.cpp", "core/cli/fleet*")),
     ("models files", 5_100, ("core/table/models_file.cpp",)),
-    ("ubus object", 33_400, ("core/cli/rpcd*", "watch/options.cpp", "sms/boxes.cpp")),
+    ("ubus object", 33_400, ("core/cli/rpcd*", "watch/options.cpp", "sms/boxes.cpp", "sms/parts.cpp")),
 )
 LIMITED_TARGET = "mips-linux-musl"
 PRODUCT_LIMIT = 547_000

@@ -1,6 +1,5 @@
 #include "sms/boxes.h"
 
-#include <algorithm>
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
@@ -9,6 +8,7 @@
 
 #include "platform/files.h"
 #include "sms/message.h"
+#include "sms/parts.h"
 #include "sms/spool.h"
 
 namespace {
@@ -37,35 +37,27 @@ struct Entry {
     Text<100> name;
 };
 
-// The newest messages of all boxes, in a heap whose top is the oldest of them.
+// The newest messages of all boxes, the newest first.
 class Newest {
   public:
     explicit Newest(size_t most) : entries_(static_cast<Entry *>(calloc(most, sizeof(Entry)))), most_(most) {}
 
     void add(const Entry &entry)
     {
-        if (entries_ == nullptr)
+        size_t place = size_;
+        while (place > 0 && begin()[place - 1].time < entry.time)
+            place--;
+        if (place == most_ || entries_ == nullptr)
             return;
-        if (size_ == most_) {
-            if (entry.time <= entries_.get()->time)
-                return;
-            std::pop_heap(begin(), begin() + size_, is_newer);
-            size_--;
-        }
-        begin()[size_++] = entry;
-        std::push_heap(begin(), begin() + size_, is_newer);
+        size_ += size_ < most_ ? 1 : 0;
+        memmove(begin() + place + 1, begin() + place, (size_ - place - 1) * sizeof(Entry));
+        begin()[place] = entry;
     }
 
-    /// The newest first.
-    std::span<const Entry> sorted()
-    {
-        std::sort_heap(begin(), begin() + size_, is_newer);
-        return {begin(), size_};
-    }
+    std::span<const Entry> entries() const { return {begin(), size_}; }
 
   private:
-    static bool is_newer(const Entry &one, const Entry &other) { return one.time > other.time; }
-    Entry *begin() { return entries_.get(); }
+    Entry *begin() const { return entries_.get(); }
 
     std::unique_ptr<Entry, Free> entries_;
     size_t most_;
@@ -100,7 +92,7 @@ void add_headers_of_sent(json_object *message, const char *path)
     static constexpr struct {
         std::string_view label;
         const char *key;
-    } headers[] = {{"To: ", "from"}, {"Fail_reason: ", "error"}};
+    } headers[] = {{"To: ", "from"}, {"To_TOA: ", "type"}, {"Fail_reason: ", "error"}};
     Text<1024> text;
     read_file(path, text.capacity() - 1, text);
     std::string_view rest = text.view();
@@ -142,11 +134,14 @@ Json describe(const Entry &entry)
     const char *box = boxes[entry.box].name;
     kjson_add_string(object.get(), "id", SpoolPath::format("%s/%s", box, entry.name.c_str()).view());
     kjson_add_string(object.get(), "box", box);
-    for (const auto &[key, member] : {std::pair{"number", "from"}, {"text", "body"}, {"error", "error"}})
+    for (const auto &[key, member] :
+         {std::pair{"number", "from"}, {"type", "type"}, {"text", "body"}, {"error", "error"}})
         if (const char *text = kjson_get_string(message.get(), member); text != nullptr)
             kjson_add_string(object.get(), key, without_line_end(text));
     kjson_add_string(object.get(), "time", time_of(kjson_get_string(message.get(), "time"), entry.time).view());
     kjson_add_boolean(object.get(), "unread", entry.box == unread_box);
+    const char *text = kjson_get_string(object.get(), "text");
+    kjson_add_int(object.get(), "parts", count_sms_parts(text == nullptr ? "" : text));
     return object;
 }
 
@@ -169,7 +164,7 @@ void sms_list_boxes(json_object *array, size_t most)
         add_names(newest, box);
     constexpr size_t most_bytes = size_t{256} * 1024;
     size_t bytes = 0;
-    for (const Entry &entry : newest.sorted()) {
+    for (const Entry &entry : newest.entries()) {
         Json message = describe(entry);
         if (message == nullptr)
             continue;

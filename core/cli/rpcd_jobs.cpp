@@ -25,7 +25,7 @@
 
 namespace {
 
-constexpr char jobs[] = "jobs";
+constexpr auto &jobs = rpcd_folder;
 constexpr char folder_lock[] = "lock";
 constexpr size_t id_length = 32;
 constexpr int most_running = 4;
@@ -48,22 +48,6 @@ bool make_folder()
     if (!ensure_state_dir(jobs))
         take_folder_name(path.c_str(), 0700);
     return ensure_state_dir(jobs) && chmod(path.c_str(), 0700) == 0;
-}
-
-// Calls that start or look at jobs take turns, of milliseconds.
-Fd take_turn()
-{
-    constexpr int tries = 200;
-    constexpr useconds_t wait_us = 10'000;
-    if (!make_folder())
-        return Fd{};
-    Fd lock = open_state(jobs, folder_lock, O_RDWR | O_CREAT);
-    for (int i = 0; lock && flock(lock.get(), LOCK_EX | LOCK_NB) != 0; i++) {
-        if (i == tries)
-            return Fd{};
-        usleep(wait_us);
-    }
-    return lock;
 }
 
 Json state_document(const char *state)
@@ -315,6 +299,21 @@ void block_child_signal(int how)
 
 } // namespace
 
+Fd take_rpcd_turn()
+{
+    constexpr int tries = 200;
+    constexpr useconds_t wait_us = 10'000;
+    if (!make_folder())
+        return Fd{};
+    Fd lock = open_state(jobs, folder_lock, O_RDWR | O_CREAT);
+    for (int i = 0; lock && flock(lock.get(), LOCK_EX | LOCK_NB) != 0; i++) {
+        if (i == tries)
+            return Fd{};
+        usleep(wait_us);
+    }
+    return lock;
+}
+
 void remove_identity(json_object *report)
 {
     static constexpr struct {
@@ -328,7 +327,7 @@ void remove_identity(json_object *report)
 
 void start_rpcd_job(const RpcdCall &call, json_object *answer)
 {
-    const Fd turn = take_turn();
+    const Fd turn = take_rpcd_turn();
     JobId id;
     if (!turn)
         return rpcd_fail(answer, "failed", "the folder of the jobs cannot be used");
@@ -359,7 +358,7 @@ void answer_job(const RpcdCall &call, json_object *answer)
 {
     const char *id = call.text(RpcdArgument::job);
     HeapText text{static_cast<char *>(calloc(1, longest_result + Head::capacity()))};
-    const Fd turn = take_turn();
+    const Fd turn = take_rpcd_turn();
     read_head(id);
     if (!turn || text == nullptr ||
         read_state(jobs, id, longest_result + Head::capacity() - 1, {text.get(), longest_result + Head::capacity()}) <=

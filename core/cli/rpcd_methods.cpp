@@ -2,19 +2,17 @@
 
 #include <algorithm>
 #include <cstring>
-#include <syslog.h>
 #include <unistd.h>
 
 #include "core/cli/history_command.h"
 #include "core/cli/modems.h"
 #include "core/cli/rpcd_jobs.h"
+#include "core/cli/rpcd_messages.h"
 #include "core/cli/rpcd_settings.h"
 #include "core/cli/rpcd_work.h"
 #include "discovery/record/info.h"
 #include "discovery/record/snapshot.h"
 #include "platform/clock.h"
-#include "platform/shell.h"
-#include "sms/boxes.h"
 #include "status/traffic.h"
 #include "watch/settings.h"
 #include "watch/watch.h"
@@ -161,45 +159,6 @@ void answer_resume(const RpcdCall &call, json_object *answer)
 {
     resume_watch(call.bus.c_str());
     rpcd_succeed(answer);
-}
-
-void answer_messages(const RpcdCall &, json_object *answer)
-{
-    constexpr size_t most = 500;
-    Json messages{json_object_new_array()};
-    sms_list_boxes(messages.get(), most);
-    kjson_add_object(answer, "messages", std::move(messages));
-}
-
-void answer_message_send(const RpcdCall &call, json_object *answer)
-{
-    const char *const words[] = {"sendsms", call.text(RpcdArgument::recipient), call.text(RpcdArgument::text),
-                                 "international", nullptr};
-    const bool is_taken = run_program(words) == 0;
-    // Messages cost money, so there is a trace of them.
-    syslog(LOG_NOTICE, "a text message was %s over ubus", is_taken ? "sent" : "refused");
-    if (is_taken)
-        rpcd_succeed(answer);
-    else
-        rpcd_fail(answer, "failed", "the SMS daemon did not take the message; is smstools3 installed?");
-}
-
-void answer_change_of_message(bool is_done, json_object *answer)
-{
-    if (is_done)
-        rpcd_succeed(answer);
-    else
-        rpcd_fail(answer, "not-found", "there is no such message");
-}
-
-void answer_message_delete(const RpcdCall &call, json_object *answer)
-{
-    answer_change_of_message(sms_remove_from_box(call.text(RpcdArgument::message)) == 0, answer);
-}
-
-void answer_message_read(const RpcdCall &call, json_object *answer)
-{
-    answer_change_of_message(sms_mark_box_read(call.text(RpcdArgument::message)) == 0, answer);
 }
 
 void answer_log(const RpcdCall &call, json_object *answer)

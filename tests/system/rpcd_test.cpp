@@ -149,7 +149,7 @@ ls /tmp/modem.jobs | grep -c "$id")sh");
 TEST(RpcdJobs, AreFourAtMostAndOneThatChangesAModem)
 {
     const RouterRun run = call({"--modem", "EC25", "--modem", "EP06@2-1.2", "--fault", "silence"}, R"sh(
-call mode_restore | cut -c 1-8; call bands_restore; call connect '{"bus":"1-1.2"}' | cut -c 1-15
+call mode_restore | cut -c 1-8; call bands_restore; call connect '{"bus":"1-1.2"}' | cut -c 1-14
 call mode_set '{"bus":"2-1.2","mode":"4g"}' | cut -c 1-8
 call mode | cut -c 1-8; call mode | cut -c 1-8; call mode; call set '{"values":{"interval":7}}')sh");
     EXPECT_EQ(run.out, "{\"job\":\"\n"
@@ -294,14 +294,15 @@ call message_read '{"id":"in/GMS99.a"}'; ls storage
 for id in in/../../../config/network in/... sent/../sent/send.d in//etc/config/network some/y sent/send.d failed/send.e sent/send.d; do
     call message_delete "{\"id\":\"$id\"}" | cut -c 1-18; done
 ls sent failed /etc/config/network
-call message_send '{"number":"+43660123","text":"It'\''s $(id) `x`"}')sh");
+call message_send '{"number":"+43660123","text":"It'\''s $(id) `x`"}'
+call message_send '{"number":"22888","text":"STOP"}')sh");
     EXPECT_EQ(
         run.out,
-        R"json({"messages":[{"id":"in/GMS99.a","box":"in","number":"43660123","text":"<img src=x onerror=alert(1)>","time":"2026-11-21 01:02:03","unread":true},
-{"id":"in/GMS98.b","box":"in","number":"Bank","text":"read","time":"2026-11-20 01:02:03","unread":false},
-{"id":"out/send.c","box":"out","number":"43660","text":"waits","time":"2026-11-19 00:00:00","unread":false},
-{"id":"sent/send.d","box":"sent","number":"43660","text":"went","time":"2026-11-18 00:00:00","unread":false},
-{"id":"failed/send.e","box":"failed","number":"43661","text":"lost","error":"+CMS ERROR: 38","time":"2026-11-17 00:00:00","unread":false}]}
+        R"json({"messages":[{"id":"in/GMS99.a","box":"in","number":"43660123","type":"international","text":"<img src=x onerror=alert(1)>","time":"2026-11-21 01:02:03","unread":true,"parts":1},
+{"id":"in/GMS98.b","box":"in","number":"Bank","text":"read","time":"2026-11-20 01:02:03","unread":false,"parts":1},
+{"id":"out/send.c","box":"out","number":"43660","type":"international","text":"waits","time":"2026-11-19 00:00:00","unread":false,"parts":1},
+{"id":"sent/send.d","box":"sent","number":"43660","text":"went","time":"2026-11-18 00:00:00","unread":false,"parts":1},
+{"id":"failed/send.e","box":"failed","number":"43661","text":"lost","error":"+CMS ERROR: 38","time":"2026-11-17 00:00:00","unread":false,"parts":1}]}
 {"result":"ok"}
 GMS98.b
 GMS99.a
@@ -318,11 +319,37 @@ GMS99.a
 failed:
 
 sent:
-{"result":"ok"}
+{"result":"ok","parts":1}
+{"result":"ok","parts":1}
 )json") << run.err;
     const auto sent = run.journal_of("run", "modemctl");
-    ASSERT_EQ(sent.size(), 1U);
+    ASSERT_EQ(sent.size(), 2U);
     EXPECT_EQ(sent[0], R"(sendsms +43660123 'It'\''s $(id) `x`' international)");
+    EXPECT_EQ(sent[1], "sendsms 22888 STOP unknown");
+}
+
+// A program that runs wild, here in five processes, costs no more than fifty parts in an hour.
+TEST(RpcdMessages, AreSentUpToALimit)
+{
+    const RouterRun run = call({"--modem", "EC25"}, R"sh(
+long=$(head -c 1500 /dev/zero | tr '\0' x)
+call message_send "{\"number\":\"+43660123\",\"text\":\"$long\"}"
+for i in 1 2 3 4 5; do (for j in 1 2 3 4 5 6 7 8 9 10; do call message_send '{"number":"+43660123","text":"hello"}'; done) & done >/tmp/all
+wait; sort /tmp/all | uniq -c | sed 's/^ *//'
+call message_send "{\"number\":\"+43660123\",\"text\":\"$long\"}" | cut -c 1-16; stat -c '%a %s' /tmp/modem.jobs/sent
+printf '\0\0\0\0\0\0\0\0' >/tmp/modem.jobs/sent; call message_send '{"number":"+43660123","text":"hello"}' | cut -c 1-14
+: >/tmp/modem.jobs/sent; call message_send '{"number":"+43660123","text":"hello"}'
+rm /tmp/modem.jobs/sent; mkdir /tmp/modem.jobs/sent; call message_send '{"number":"+43660123","text":"hello"}' | cut -c 1-16)sh");
+    EXPECT_EQ(run.out, R"({"result":"ok","parts":10}
+10 {"error":"limit","message":"at most 50 parts of messages are sent in an hour"}
+40 {"result":"ok","parts":1}
+{"error":"limit"
+600 8
+{"result":"ok"
+{"result":"ok","parts":1}
+{"error":"limit"
+)") << run.err;
+    EXPECT_EQ(run.journal_of("run", "modemctl").size(), 43U);
 }
 
 // ubus carries no more than a megabyte.

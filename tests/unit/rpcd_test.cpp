@@ -114,7 +114,7 @@ TEST(RpcdMethods, HaveErrorsThatTheDocumentExplains)
     for (const Row &row : rows_under("ubus.md", "word"))
         documented.insert(found_in(row.at("word"), "`([^`]+)`").at(0));
     std::set<std::string> used;
-    for (const char *file : {"call", "jobs", "methods", "settings", "command"}) {
+    for (const char *file : {"call", "jobs", "messages", "methods", "settings", "command"}) {
         std::ifstream in{SOURCE_ROOT "/core/cli/rpcd_" + std::string{file} + ".cpp"};
         const std::string source{std::istreambuf_iterator<char>{in}, {}};
         for (const std::string &word : found_in(source, R"rx(rpcd_fail\([^,]+, "([a-z-]+)")rx"))

@@ -13,6 +13,7 @@
 #include "platform/files.h"
 #include "sms/latin9.h"
 #include "sms/message.h"
+#include "sms/parts.h"
 #include "sms/spool.h"
 #include "sms/ucs2.h"
 #include "tests/unit/temporary_directory.h"
@@ -357,6 +358,52 @@ TEST_F(Spool, CountsTheMessagesOfABusWhateverTheyAre)
     EXPECT_EQ(sms_count_folder(folder().c_str(), "2-1.2"), 3);
     EXPECT_EQ(sms_count_folder(folder().c_str(), "1-1.3"), 1);
     EXPECT_EQ(sms_count_folder("/nowhere/at/all/", "1-1.2"), 0);
+}
+
+std::string times(int count, const char *text)
+{
+    std::string all;
+    for (int i = 0; i < count; i++)
+        all += text;
+    return all;
+}
+
+// The page counts in the same way: tests/web/model_test.mjs has these rows, too.
+TEST(SmsParts, AreThoseThatAnOperatorCounts)
+{
+    const struct {
+        std::string text;
+        int parts;
+    } rows[] = {
+        {"", 1},
+        {"Hello", 1},
+        {times(160, "x"), 1},
+        {times(161, "x"), 2},
+        {times(306, "x"), 2},
+        {times(307, "x"), 3},
+        {times(160, "ü"), 1},
+        {times(80, "€"), 1},
+        {times(81, "€"), 2},
+        {times(152, "x") + "€" + times(10, "x"), 2},
+        {times(152, "x") + "€" + times(152, "x"), 3}, // the two halves of an escaped character stay together
+        {times(76, "Ω") + times(76, "^") + "Ω", 2},
+        {times(70, "ç"), 1}, // only the large letter is in the GSM alphabet
+        {times(71, "ç"), 2},
+        {times(70, "`"), 1},
+        {times(71, "`"), 2},
+        {times(70, "Ж"), 1},
+        {times(134, "Ж"), 2},
+        {times(135, "Ж"), 3},
+        {times(35, "😀"), 1},
+        {times(36, "😀"), 2},
+        {times(66, "x") + "😀" + times(66, "x"), 3},
+        {"a\r\nb", 1},
+        {times(100, "\xe2\x82"), 2}, // no UTF-8
+        {std::string(2000, '\xff'), 30},
+        {"x\xf0", 1},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(count_sms_parts(row.text), row.parts) << row.text;
 }
 
 } // namespace
