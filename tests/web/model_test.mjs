@@ -46,6 +46,8 @@ rows('a message costs what its alphabet and its parts cost', given => {
     ['Ж'.repeat(70), ['ucs2', 70, 1, 0, 'Ж']],
     ['Ж'.repeat(71), ['ucs2', 71, 2, 63, 'Ж']],
     [`${at(66)}😀${at(10)}`, ['ucs2', 78, 2, 55, '😀']],
+    ['Ω'.repeat(76) + '^'.repeat(76) + 'Ω', ['gsm', 229, 2, 76, '^']],
+    ['`', ['ucs2', 1, 1, 69, '`']],
     ['a\r\nb', ['gsm', 3, 1, 157, '']],
 ]);
 
@@ -106,9 +108,18 @@ test('a plot is scaled to its frame, and a gap or a missing value ends a line', 
     assert.deepEqual(lines, [[[0, 20], [6, 10]], [[18, 0]], [[100, 20]]]);
 });
 
+rows('samples have the time of the browser', ([samples, uptime_s]) => model.timed(samples, uptime_s, 1000).map(({ time }) => time), [
+    [[[{ uptime_s: 10, time: 900 }, { uptime_s: 70, time: 960 }], 110], [900, 960]],
+    [[[{ uptime_s: 10, time: 5 }, { uptime_s: 70, time: 65 }], 70], [940, 1000]],
+    [[[{ uptime_s: 10 }, { uptime_s: 70 }], 80], [930, 990]],
+    [[[{ uptime_s: 10 }, { uptime_s: 70 }]], [940, 1000]],
+    [[[{ uptime_s: 90, time: 1000 }], 70], [1000]],
+    [[[], 5], []],
+]);
+
 test('a change of cell and a loss of the connection are marked', () => {
     const samples = [{ time: 1, cell_id: 7, state: 'online' }, { time: 2, cell_id: 8, state: 'online' }, { time: 3, cell_id: 8, state: 'suspect' }, { time: 4, state: 'online' }];
-    const { marks } = model.plot(samples, 'rsrp', { from: 0, to: 10, width: 10, height: 10 });
+    const { marks } = model.plot(samples, 'rsrp', { from: 0, to: 10, width: 10, height: 10, least: -140, most: -44 });
     assert.deepEqual(marks.map(({ x, what }) => [x, what]), [[2, 'cell'], [3, 'state']]);
 });
 
@@ -118,7 +129,7 @@ rows('an axis has round values', ([least, most]) => model.ticks(least, most), [
 
 test('values are those that the cell has, judged by the same steps as the program', () => {
     const values = model.values({ rsrp_dbm: -95, rsrq_db: -12.5, sinr_db: 2.9, rssi_dbm: null, pci: 3 });
-    assert.deepEqual(values.map(({ name, text, tone }) => [name, text, tone]), [['rsrp', '-95\u00a0dBm', 'good'], ['rsrq', '-12.5\u00a0dB', 'fair'], ['sinr', '2.9\u00a0dB', 'bad']]);
+    assert.deepEqual(values.map(({ name, text, good }) => [name, text, good]), [['rsrp', '-95\u00a0dBm', -95], ['rsrq', '-12.5\u00a0dB', -12], ['sinr', '2.9\u00a0dB', 10]]);
     assert.deepEqual(model.values(undefined), []);
     assert.ok(model.values({ rsrp_dbm: 500 })[0].share === 1 && model.values({ rsrp_dbm: -500 })[0].share === 0);
 });
@@ -154,8 +165,8 @@ test('the newest month counts, of all cards', () => {
 });
 
 test('conversations have their newest message last, and the newest conversation first', () => {
-    const list = model.conversations([{ number: '+431', time: '2026-01-01', text: 'a' }, { number: '432', time: '2026-01-03', unread: true }, { number: '431', time: '2026-01-02', text: 'b', unread: true }, {}]);
-    assert.deepEqual(list.map(({ number, unread, messages }) => [number, unread, messages.length]), [['432', 1, 1], ['431', 1, 2], ['', 0, 1]]);
+    const list = model.conversations([{ number: '+431', time: '2026-01-01', text: 'a' }, { number: '432', time: '2026-01-03', unread: true }, { number: '431', time: '2026-01-02', text: 'b', unread: true }, { number: '433', type: 'international', time: '2025' }, {}]);
+    assert.deepEqual(list.map(({ number, unread, messages }) => [number, unread, messages.length]), [['432', 1, 1], ['+431', 1, 2], ['+433', 0, 1], ['', 0, 1]]);
     assert.deepEqual(list[1].messages.map(({ text }) => text), ['a', 'b']);
     assert.deepEqual(model.conversations(undefined), []);
 });

@@ -111,10 +111,13 @@ test('markup in a name is a text', async () => {
         serving: { band: name, pci: 1, rsrp_dbm: -80 }, quality: { level: 4, words: name, limit: name }, interface: { state: name, ipv4: [name] } };
     const page = await open(router, 'overview');
     await page.route('**/ubus/**', async route => {
-        const { id, params } = route.request().postDataJSON() ?? {};
-        if (!['info', 'status'].includes(params?.[2]))
-            return route.continue();
-        await route.fulfill({ json: { jsonrpc: '2.0', id, result: [0, { ...report, state: 'blocked', reason: name, interface: name, interface_status: report.interface }] } });
+        const response = await route.fetch();
+        const requests = [route.request().postDataJSON()].flat(), answers = [await response.json()].flat();
+        requests.forEach(({ params }, i) => {
+            if (['info', 'status'].includes(params[2]))
+                answers[i].result = [0, { ...report, state: 'blocked', reason: name, interface: name, interface_status: report.interface }];
+        });
+        await route.fulfill({ response, json: Array.isArray(route.request().postDataJSON()) ? answers : answers[0] });
     });
     for (const view of ['overview', 'signal', 'diagnostics']) {
         await page.goto(`${router.url}/cgi-bin/luci/admin/modem/${view}`);

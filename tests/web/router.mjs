@@ -26,7 +26,6 @@ const ok = 0, invalidArgument = 2, methodNotFound = 3, noData = 5, timeout = 7;
 const jsonErrors = {
     '-32700': 'Parse error',
     '-32601': 'Method not found',
-    '-32600': 'Invalid request',
     '-32602': 'Invalid parameters',
     '-32000': 'Object not found',
     '-32002': 'Access denied',
@@ -288,14 +287,14 @@ export class Router {
 
     async call(request) {
         if (!isObject(request) || request.jsonrpc !== '2.0' || typeof request.method !== 'string')
-            throw new JsonRpcError(-32600);
+            throw new JsonRpcError(-32700);
         if (request.method === 'list')
             return this.rpcdRuns ? { modemctl: Object.fromEntries(this.methods.map(name => [name, {}])) } : {};
         if (request.method !== 'call')
             throw new JsonRpcError(-32601);
         const [id, object, method, given] = Array.isArray(request.params) ? request.params : [];
         if (typeof id !== 'string' || typeof object !== 'string' || typeof method !== 'string' || !isObject(given))
-            throw new JsonRpcError(-32602);
+            throw new JsonRpcError(-32700);
         if (!this.rpcdRuns || !['session', 'modemctl'].includes(object))
             throw new JsonRpcError(-32000);
         if (!this.sessions.allows(id, 'ubus', object, method))

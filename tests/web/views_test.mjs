@@ -129,12 +129,12 @@ test('messages: conversations, markup as text, the cost of a text, sending, read
         'mkdir -p /etc/spool/sms/outgoing /etc/spool/sms/storage /etc/spool/sms/sent /etc/spool/sms/checked');
     const page = await open(router, 'messages');
     await page.getByRole('button', { name: /<b>Bank<\/b>/ }).waitFor();
-    await page.getByRole('button', { name: /^436601234567 \(1 new\)/ }).click();
+    await page.getByRole('button', { name: /^\+436601234567 \(1 new\)/ }).click();
     await page.getByText(`Hello ${evil}`).waitFor();
     await page.getByText('was not sent').waitFor();
     assert.equal(await page.locator('.modemctl img, .modemctl script, .modemctl i, .modemctl b').count(), 0);
     assert.match(await page.title(), /^Router/);
-    await page.getByRole('button', { name: /^436601234567 2026/ }).waitFor();
+    await page.getByRole('button', { name: /^\+436601234567 2026/ }).waitFor();
     assert.equal(await page.getByLabel('To').inputValue(), '+436601234567');
 
     await page.getByLabel('Text').fill('Grüße, 5 €');
@@ -157,7 +157,9 @@ test('messages: conversations, markup as text, the cost of a text, sending, read
     assert.deepEqual(router.calls.filter(({ method }) => method === 'message_send').map(({ given }) => given), [{ number: '+436601234567', text: 'On my way' }]);
 
     await page.getByRole('button', { name: /^43999/ }).click();
-    await page.getByRole('button', { name: 'Delete the message' }).click();
+    await page.getByRole('button', { name: 'Delete', exact: true }).click();
+    await page.getByText('Delete for ever?').waitFor();
+    await page.waitForTimeout(800); // a click that comes sooner is the second one of a double click
     await page.getByText('Delete for ever?').click();
     await page.getByRole('button', { name: /^43999/ }).waitFor({ state: 'detached' });
     assert.equal((await router.sh('ls /etc/spool/sms/incoming /etc/spool/sms/storage | grep -c cccccc')).output, '0\n');

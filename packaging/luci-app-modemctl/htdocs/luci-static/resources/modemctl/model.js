@@ -123,16 +123,13 @@ return baseclass.extend({
 		return '%s-%s-%s %s:%s'.format(date.getFullYear(), two(date.getMonth() + 1), two(date.getDate()), two(date.getHours()), two(date.getMinutes()));
 	},
 
-	levels() { return Object.keys(levels); },
-
-	// The values of a cell, in the order of the table above: { name, label, value, unit, text, good, share, low, high (0 to 1), tone }.
+	// The values of a cell, in the order of the table above: { name, label, value, unit, text, good, share, low, high (0 to 1) }.
 	values(cell) {
 		return Object.keys(levels).filter(name => is_number(cell?.[key_of[name]])).map(name => {
 			const value = cell[key_of[name]], { unit, poor, good, least, most } = levels[name];
 			const share = number => Math.min(1, Math.max(0, (number - least) / (most - least)));
 			return { name, label: name.toUpperCase(), value, unit, good, text: `${value}\u00a0${unit}`,
-				share: share(value), low: share(poor), high: share(good),
-				tone: value >= good ? 'good' : value >= poor ? 'fair' : 'bad' };
+				share: share(value), low: share(poor), high: share(good) };
 		});
 	},
 
@@ -251,32 +248,26 @@ return baseclass.extend({
 		const since = is_number(status?.since_s) ? status.since_s : link?.uptime_s;
 		if (status?.paused_s > 0)
 			return { tone: 'off', text: _('Paused for %s more').format(this.seconds(status.paused_s)), action: 'resume' };
-		switch (watch) {
-		case 'off':
-			return { tone: 'off', text: because(_('Not online')), action: 'connect' };
-		case 'absent':
-			return { tone: 'bad', text: _('Not online: no modem is plugged in'), action: '' };
-		case 'blocked':
-			return { tone: 'bad', text: because(_('Not online')), action: /PIN|roaming|limit|settings/.test(status.reason) ? 'settings' : '' };
-		case 'no-service':
-			return { tone: 'busy', text: _('No network: the modem is searching'), action: '' };
-		case 'starting':
-			return { tone: 'busy', text: _('Connecting'), action: '' };
-		case 'online':
-			return { tone: 'good', text: this.technology(info)
-				? _('Online by %s for %s').format(this.technology(info), this.seconds(since ?? 0)) : _('Online for %s').format(this.seconds(since ?? 0)), action: '' };
-		case 'suspect':
-			return { tone: 'busy', text: because(_('The connection is being checked')), action: '' };
-		case 'recovering':
-			return { tone: 'busy', text: because(_('Reconnecting')), action: '' };
-		case 'slow':
-			return { tone: 'bad', text: because(_('Not online, the next try is later')), action: 'connect' };
+		const online = (text, by) => this.technology(info) ? by.format(this.technology(info), this.seconds(since ?? 0)) : text.format(this.seconds(since ?? 0));
+		const states = {
+			off: [ 'off', because(_('Not online')), 'connect' ],
+			absent: [ 'bad', _('Not online: no modem is plugged in') ],
+			blocked: [ 'bad', because(_('Not online')), /PIN|roaming|limit|settings/.test(status?.reason) ? 'settings' : '' ],
+			'no-service': [ 'busy', _('No network: the modem is searching') ],
+			starting: [ 'busy', _('Connecting') ],
+			online: [ 'good', online(_('Online for %s'), _('Online by %s for %s')) ],
+			suspect: [ 'busy', because(_('The connection is being checked')) ],
+			recovering: [ 'busy', because(_('Reconnecting')) ],
+			slow: [ 'bad', because(_('Not online, the next try is later')), 'connect' ],
+		};
+		if (Object.hasOwn(states, watch)) {
+			const [ tone, text, action = '' ] = states[watch];
+			return { tone, text, action };
 		}
 		if (info?.sim?.state && info.sim.state !== 'ready')
 			return { tone: 'bad', text: _('Not online: the SIM card %s').format(this.sim_text(info)), action: info.sim.state === 'pin' ? 'settings' : '' };
 		if (link?.state === 'up')
-			return { tone: 'good', text: this.technology(info)
-				? _('Connected by %s for %s').format(this.technology(info), this.seconds(link.uptime_s ?? 0)) : _('Connected for %s').format(this.seconds(link.uptime_s ?? 0)), action: '' };
+			return { tone: 'good', text: online(_('Connected for %s'), _('Connected by %s for %s')), action: '' };
 		if (info?.error === 'no-snapshot')
 			return { tone: 'off', text: _('Nothing is known yet'), action: 'refresh' };
 		if (link?.state === 'pending')
@@ -308,7 +299,7 @@ return baseclass.extend({
 
 	// Lines of a plot for samples with a "time" in seconds: { lines: [[x, y]...], marks, ticks, y(value) }. A gap in time or a
 	// missing value ends a line.
-	plot(samples, name, { from, to, width, height, least = levels[name].least, most = levels[name].most, gap = 180 }) {
+	plot(samples, name, { from, to, width, height, least, most, gap = 180 }) {
 		const key = key_of[name];
 		const x = time => Math.round((time - from) / (to - from) * width * 10) / 10;
 		const y = value => Math.round((1 - (Math.min(most, Math.max(least, value)) - least) / (most - least)) * height * 10) / 10;
@@ -331,6 +322,15 @@ return baseclass.extend({
 			before = sample;
 		}
 		return { lines, marks, y };
+	},
+
+	// Samples with a time by the clock of the browser, which is now. That of the router may be wrong, or not set yet; what it counts
+	// since its start is right.
+	timed(samples, uptime_s, now) {
+		const newest = samples[samples.length - 1];
+		const by_start = sample => now - Math.max(0, (uptime_s ?? newest.uptime_s) - sample.uptime_s);
+		const ahead = is_number(newest?.time) ? by_start(newest) - newest.time : 0;
+		return samples.map(sample => ({ ...sample, time: is_number(sample.time) ? sample.time + ahead : by_start(sample) }));
 	},
 
 	// Round values between least and most for the axis: at most five.
@@ -373,16 +373,22 @@ return baseclass.extend({
 			costly: { character: foreign, why: _('is not in the short alphabet: a part has 70 characters instead of 160') } };
 	},
 
+	// A number without the plus, which the SMS daemon leaves out in one box and keeps in another.
+	plain_number(number) {
+		return String(number ?? '').replace(/^\+/, '');
+	},
+
 	// Messages by the number at the other end, those with the newest message first; the messages of each from old to new.
 	conversations(messages) {
 		const by_number = new Map();
 		for (const message of messages ?? []) {
-			// The SMS daemon leaves out the plus of an international number in one box and keeps it in another.
-			const number = String(message.number ?? '').replace(/^\+/, '');
-			if (!by_number.has(number))
-				by_number.set(number, { number, messages: [], unread: 0 });
-			const conversation = by_number.get(number);
+			const key = this.plain_number(message.number);
+			if (!by_number.has(key))
+				by_number.set(key, { key, number: key, messages: [], unread: 0 });
+			const conversation = by_number.get(key);
 			conversation.messages.push(message);
+			if (message.type === 'international' || message.number?.length > key.length)
+				conversation.number = '+' + key;
 			conversation.unread += message.unread ? 1 : 0;
 		}
 		const time = message => String(message.time ?? '');

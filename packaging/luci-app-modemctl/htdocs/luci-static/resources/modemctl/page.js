@@ -1,6 +1,7 @@
 'use strict';
 'require baseclass';
 'require rpc';
+'require view';
 'require dom';
 'require poll';
 'require modemctl.model as model';
@@ -15,10 +16,11 @@ const methods = {
 	mode_restore: [ 'bus' ], connect: [ 'bus' ], disconnect: [ 'bus' ], restart: [ 'bus' ], at: [ 'bus', 'command' ], record: [ 'bus' ],
 };
 
-// uhttpd works off a batch one after the other, so one slow answer would hold up the rest.
+// Calls of one moment go as one batch, which uhttpd works off one after the other. None of them waits for a modem, so nothing is
+// held up; and rpcd, which since March 2026 sometimes loses the answer of a program that runs beside another, has one at a time.
 const calls = {};
 for (const method in methods)
-	calls[method] = rpc.declare({ object: 'modemctl', method, params: methods[method], nobatch: true, reject: true });
+	calls[method] = rpc.declare({ object: 'modemctl', method, params: methods[method], reject: true });
 
 const access = rpc.declare({ object: 'session', method: 'access', params: [ 'scope', 'object', 'function' ], expect: { access: false } });
 
@@ -39,6 +41,25 @@ function wait(milliseconds) {
 	return new Promise(resolve => setTimeout(resolve, milliseconds));
 }
 
+// Milliseconds of a clock that nobody sets.
+function now() {
+	return performance.now();
+}
+
+function failure(word, message) {
+	return Object.assign(new Error(message), { word });
+}
+
+// What went wrong in words. The plugin's own sentences are English; LuCI adds the line of its program.
+function sentence(error) {
+	return { busy: model.job_error(3), 'no-modem': model.job_error(1), 'no-snapshot': _('Nothing is known yet.'),
+		limit: _('So many messages were sent within an hour that the router sends no more for a while.') }[error.word]
+		?? String(error.message ?? error).split('\n')[0];
+}
+
+// What has been drawn in a place.
+const drawn = new WeakMap();
+
 // It stays in the document while it is empty, so that a screen reader announces what comes.
 const banner = h('div', { 'class': 'modemctl-banner', 'aria-live': 'assertive' });
 
@@ -46,16 +67,32 @@ return baseclass.extend({
 	h,
 	svg,
 	wait,
+	now,
+	sentence,
 
+	// Who has come to a button by the keyboard stays on it, if the new content has it too.
 	fill(node, ...children) {
+		const focused = document.activeElement, name = one => one.id || one.getAttribute('aria-label') || one.textContent;
+		const was_inside = node !== focused && node.contains(focused);
 		dom.content(node, children.flat(2));
+		if (was_inside)
+			(node.contains(focused) ? focused : [ ...node.querySelectorAll('button, a, summary, [tabindex]') ].find(one => name(one) === name(focused)))?.focus({ preventScroll: true });
+	},
+
+	// Fills a place when what it shows has changed, and not while a button of it is held down: the press would be lost.
+	redraw(place, shown, make) {
+		const text = JSON.stringify(shown);
+		if (drawn.get(place) === text || place.querySelector(':active'))
+			return;
+		this.fill(place, make());
+		drawn.set(place, text);
 	},
 
 	// The answer, or an error with the plugin's word: busy, no-modem ...
 	async call(method, given) {
 		const answer = await calls[method](...methods[method].map(name => given?.[name]));
 		if (answer?.error)
-			throw Object.assign(new Error(answer.message || answer.error), { word: answer.error, option: answer.option });
+			throw Object.assign(failure(answer.error, answer.message || answer.error), { option: answer.option });
 		return answer;
 	},
 
@@ -68,12 +105,12 @@ return baseclass.extend({
 	// Starts a job and asks for its result, each second; shows the seconds in place.
 	async job(method, given, place) {
 		const { job } = await this.call(method, given);
-		const start = Date.now();
+		const start = now();
 		for (;;) {
-			await wait(Date.now() - start < 3000 ? 300 : 1000);
+			await wait(now() - start < 3000 ? 300 : 1000);
 			const answer = await this.call('job', { id: job }).catch(error => {
 				// The page's own way to the router may be the modem that is being restarted.
-				if (error.word || error.name === 'SessionError' || Date.now() - start > 600000)
+				if (error.word || error.name === 'SessionError' || now() - start > 600000)
 					throw error;
 				return { state: 'running' };
 			});
@@ -81,33 +118,35 @@ return baseclass.extend({
 				if (place)
 					this.fill(place);
 				if (answer.status !== 0)
-					throw new Error(answer.result?.message ?? answer.result?.error ?? (answer.result?.up === false ? _('The connection did not come up.') : model.job_error(answer.status)));
+					throw failure('job', answer.result?.message ?? answer.result?.error ?? (answer.result?.up === false ? _('The connection did not come up.') : model.job_error(answer.status)));
 				return answer.result ?? answer.output;
 			}
 			if (place)
-				this.fill(place, _('In progress for %s').format(model.seconds((Date.now() - start) / 1000)));
+				this.fill(place, _('In progress for %s').format(model.seconds((now() - start) / 1000)));
 		}
 	},
 
-	style() {
-		return h('link', { rel: 'stylesheet', href: L.resource('modemctl/style.css') });
+	whole(title, ...children) {
+		return h('div', { 'class': 'modemctl' }, h('link', { rel: 'stylesheet', href: L.resource('modemctl/style.css') }), h('h2', { name: 'content' }, title), banner, children);
 	},
 
-	banner() { return banner; },
-
-	// Runs what asks the router; says so if it cannot be reached, and goes on by itself once it can.
+	// Runs what asks the router, and once more if the answer was lost; says so if there is none, and goes on by itself once there is.
 	async guard(ask) {
+		let text = '', result;
 		try {
-			const result = await ask();
-			this.fill(banner);
-			return result;
+			result = await ask().catch(async error => {
+				if (error.word || error.name === 'SessionError')
+					throw error;
+				await wait(500);
+				return ask();
+			});
 		} catch (error) {
 			if (error.name !== 'SessionError')
-				this.fill(banner, h('div', { 'class': 'alert-message warning' }, h('p', {}, error.word === 'busy'
-					? _('Another program uses the modem. The page tries again.')
-					: _('The router does not answer (%s). The page tries again by itself.').format(error.message))));
-			return undefined;
+				text = error.word ? sentence(error) : _('The router does not answer (%s). The page tries again by itself.').format(sentence(error));
 		}
+		// A screen reader says it once.
+		this.redraw(banner, text, () => text ? h('div', { 'class': 'alert-message warning' }, h('p', {}, text)) : '');
+		return result;
 	},
 
 	// Calls ask at once, and then every so many seconds while the view is open; never twice at a time.
@@ -122,14 +161,19 @@ return baseclass.extend({
 	polls() { return poll.active(); },
 
 	tell(place, error) {
-		this.fill(place, error ? h('span', { 'class': 'modemctl-bad' }, error.message ?? error) : '');
+		if (place)
+			this.fill(place, error ? h('span', { 'class': 'modemctl-bad' }, sentence(error)) : '');
 	},
 
-	button(label, action, kind) {
+	// What goes wrong is told in place.
+	button(label, action, kind, place) {
 		const button = h('button', { type: 'button', 'class': 'btn cbi-button %s'.format(kind ?? ''), click: async () => {
 			button.disabled = true;
+			this.tell(place);
 			try {
-				await action(button);
+				await action();
+			} catch (error) {
+				this.tell(place, error);
 			} finally {
 				button.disabled = false;
 			}
@@ -137,10 +181,23 @@ return baseclass.extend({
 		return button;
 	},
 
-	// The modem that the view shows: from the address (#1-1.2), else the first.
-	chosen(modems) {
-		const wanted = decodeURIComponent(location.hash.slice(1));
-		return modems.find(modem => modem.bus === wanted) ?? modems[0];
+	// A button that asks before it acts. The second click of a double click is no answer.
+	careful(label, question, action, place) {
+		let asked = null;
+		const button = this.button(label, async () => {
+			if (asked === null) {
+				asked = now();
+				this.fill(button, question);
+			} else if (now() - asked > 700) {
+				try {
+					await action();
+				} finally {
+					asked = null;
+					this.fill(button, label);
+				}
+			}
+		}, 'cbi-button-negative', place);
+		return button;
 	},
 
 	name(modem) {
@@ -148,46 +205,50 @@ return baseclass.extend({
 	},
 
 	// A choice between modems; nothing with only one.
-	picker(modems, show) {
+	picker(modems, chosen, show) {
 		if (modems.length < 2)
 			return '';
 		const select = h('select', { id: 'modemctl-modem', 'class': 'cbi-input-select', change: () => {
 			history.replaceState(null, '', '#' + encodeURIComponent(select.value));
 			show(modems.find(modem => modem.bus === select.value));
-		} }, modems.map(modem => h('option', { value: modem.bus, selected: modem === this.chosen(modems) ? '' : null }, this.name(modem))));
-		return h('div', { 'class': 'modemctl-row' }, h('label', { 'for': 'modemctl-modem' }, _('Modem')), select);
+		} }, modems.map(modem => h('option', { value: modem.bus, selected: modem.bus === chosen.bus ? '' : null }, this.name(modem))));
+		return this.row(h('label', { 'for': 'modemctl-modem' }, _('Modem')), select);
 	},
 
 	none() {
 		return h('p', { 'class': 'cbi-section' }, _('No modem is plugged in. The page shows one as soon as it is there.'));
 	},
 
-	// The frame of a view that shows one modem. make(modem) gives { node, ask }; ask runs at once and every so many seconds.
-	// While the modem stays, its node stays too, and with it what somebody types.
+	// The frame of a view that shows one modem: that of the address (#1-1.2), else the first. make(modem) gives { node, ask }; ask
+	// runs at once and every so many seconds. The node stays while the modem is away, which may be restarting, and with it what
+	// somebody types; another modem in its place gets another one.
 	frame(title, seconds, make) {
-		const body = h('div', {}), head = h('div', {});
-		let listed = null, bus = null, shown = null, asked = 0;
-		const show = modem => {
-			bus = modem?.bus;
-			shown = modem ? make(modem) : null;
-			this.fill(body, shown ? shown.node : this.none());
-			return shown?.ask();
+		const body = h('div', {}, h('p', { 'class': 'spinning' }, _('Loading…'))), head = h('div', {});
+		let modem = null, view = null, asked = -Infinity;
+		const show = chosen => {
+			modem = chosen;
+			view = make(modem);
+			this.fill(body, view.node);
+			return view.ask();
 		};
 		const ask = async () => {
-			if (Date.now() - asked >= 4500) {
+			if (now() - asked >= 4500) {
 				const { modems } = await this.call('modems');
-				asked = Date.now();
-				if (JSON.stringify(modems) !== listed) {
-					listed = JSON.stringify(modems);
-					this.fill(head, this.picker(modems, modem => this.guard(() => show(modem))));
-					if (!modems.length || this.chosen(modems).bus !== bus)
-						return show(this.chosen(modems));
-				}
+				asked = now();
+				const found = modems.find(one => modem ? one.bus === modem.bus : '#' + encodeURIComponent(one.bus) === location.hash) ?? (modem ? null : modems[0]);
+				const choices = modem && !found ? [ modem, ...modems ] : modems;
+				this.redraw(head, choices, () => this.picker(choices, found ?? modem, one => this.guard(() => show(one))));
+				if (found && found.usb !== modem?.usb)
+					return show(found);
+				if (modem && !found)
+					throw failure('no-modem');
+				if (!modem)
+					this.fill(body, this.none());
 			}
-			return shown?.ask();
+			return view?.ask();
 		};
 		this.repeat(ask, seconds);
-		return h('div', { 'class': 'modemctl' }, this.style(), h('h2', { name: 'content' }, title), banner, head, body);
+		return this.whole(title, head, body);
 	},
 
 	// On a telephone LuCI's themes hide the heads and put each one beside its cell.
@@ -195,6 +256,20 @@ return baseclass.extend({
 		return h('div', { 'class': 'modemctl-scroll', tabindex: 0, role: 'region', 'aria-label': label }, h('table', { 'class': 'table' },
 			h('thead', {}, h('tr', { 'class': 'tr table-titles' }, heads.map(head => h('th', { 'class': 'th', scope: 'col' }, head)))),
 			h('tbody', {}, rows.map(row => h('tr', { 'class': 'tr' }, row.map((cell, i) => h('td', { 'class': 'td', 'data-title': heads[i] || null }, cell ?? '')))))));
+	},
+
+	// A view without LuCI's own buttons. Buttons of the page are drawn if the session has the right to their method.
+	view(methods, render) {
+		return view.extend({ handleSave: null, handleSaveApply: null, handleReset: null, load: () => this.rights(...methods), render });
+	},
+
+	row(...children) {
+		return h('div', { 'class': 'modemctl-row' }, children);
+	},
+
+	// Where it is said what becomes of an action.
+	place() {
+		return h('p', { 'aria-live': 'polite' });
 	},
 
 	section(title, ...children) {

@@ -1,5 +1,4 @@
 'use strict';
-'require view';
 'require form';
 'require modemctl.model as model';
 'require modemctl.page as page';
@@ -19,15 +18,15 @@ class Connection {
 	constructor(modem, rights) {
 		Object.assign(this, { bus: { bus: modem.bus }, rights, asked: false });
 		this.settings = h('div', {}, h('p', { 'class': 'spinning' }, _('Loading…')));
-		this.result = h('p', { 'aria-live': 'polite' });
+		this.result = page.place();
 		this.choices = h('div', {});
-		this.choosing = h('p', { 'aria-live': 'polite' });
+		this.choosing = page.place();
 		this.radio = h('div', {});
-		this.working = h('p', { 'aria-live': 'polite' });
+		this.working = page.place();
 		this.node = h('div', {},
 			this.settings, this.result,
-			page.section(_('APN by the SIM card'), page.button(_('Which APNs fit this card?'), () => this.suggest(), 'cbi-button-action'), this.choosing, this.choices),
-			page.section(_('Bands and generations'), page.button(_('Ask the modem'), () => this.read_radio(), 'cbi-button-action'), this.working, this.radio));
+			page.section(_('APN by the SIM card'), page.button(_('Which APNs fit this card?'), () => this.suggest(), 'cbi-button-action', this.choosing), this.choosing, this.choices),
+			page.section(_('Bands and generations'), page.button(_('Ask the modem'), () => this.read_radio(), 'cbi-button-action', this.working), this.working, this.radio));
 	}
 
 	// The form is drawn once; a poll never changes what somebody types.
@@ -59,6 +58,10 @@ class Connection {
 			const option = add(form.ListValue, name, title, { rmempty: false }, description);
 			for (const [ key, text ] of choices)
 				option.value(key, text);
+			// A list without the present value would change it to its first one.
+			const present = values[section.section][name];
+			if (present && !choices.some(([ key ]) => key === present))
+				option.value(present, present);
 		};
 		const number = (name, title, least, most, description) =>
 			add(form.Value, name, title, { datatype: `range(${least},${most})`, placeholder: defaults[name], rmempty: true }, description);
@@ -82,108 +85,81 @@ class Connection {
 		add(form.Value, 'usage_warn', _('Warnings, in per cent of the limit'), { rmempty: true }, _('Such as “80 95”.'));
 		choose('usage_action', _('At the limit'), [ [ 'warn', _('only warn') ], [ 'disconnect', _('disconnect') ] ]);
 		const node = await map.render();
-		this.map = map;
-		const save = page.button(_('Save'), () => this.save(map, values, before), 'cbi-button-save');
-		const forget = page.button(_('Forget the APN and login'), async () => {
-			try {
-				await page.call('set', { ...this.bus, values: { auto: true } });
-				await this.again(_('Saved. The next connect chooses by the SIM card.'));
-			} catch (error) {
-				page.tell(this.result, error);
-			}
-		});
-		return [ node, h('div', { 'class': 'modemctl-row' }, save, forget,
-			this.rights.connect ? page.button(_('Connect with these settings'), () => this.connect(), 'cbi-button-action') : '') ];
+		const save = () => this.save(map, values, before);
+		return [ node, page.row(page.button(_('Save'), save, 'cbi-button-save', this.result),
+			page.button(_('Forget the APN and login'), () => this.set({ auto: true }, _('Saved. The next connect chooses by the SIM card.')), '', this.result),
+			this.rights.connect ? page.button(_('Connect with these settings'), async () => await save() && this.connect(), 'cbi-button-action', this.result) : '') ];
 	}
 
-	async again(text) {
+	// Writes settings, and draws the form with what the router then has.
+	async set(values, text) {
+		await page.call('set', { ...this.bus, values }).catch(error => {
+			throw error.option ? new Error(_('%s: the router does not take this value.').format(error.option)) : error;
+		});
 		this.asked = false;
 		await page.guard(() => this.ask());
 		page.fill(this.result, text);
 	}
 
+	// True if the router has what the form says.
 	async save(map, values, before) {
 		try {
 			await map.save();
 		} catch {
-			return; // the form has said what is wrong
+			return false; // the form has said what is wrong
 		}
 		const changed = {};
 		for (const section in before)
 			for (const name in before[section]) {
 				const value = String(values[section][name] ?? '');
 				if (value !== String(before[section][name] ?? ''))
-					changed[name] = value === 'warn' ? '' : value;
+					changed[name] = name === 'usage_action' && value === 'warn' ? '' : value;
 			}
-		if (!Object.keys(changed).length)
-			return page.fill(this.result, _('Nothing was changed.'));
-		try {
-			await page.call('set', { ...this.bus, values: changed });
-			await this.again(_('Saved. The connection uses it at the next connect.'));
-		} catch (error) {
-			page.tell(this.result, error.option ? _('%s: the router does not take this value.').format(error.option) : error);
-		}
+		if (Object.keys(changed).length)
+			await this.set(changed, _('Saved. The connection uses it at the next connect.'));
+		else
+			page.fill(this.result, _('Nothing was changed.'));
+		return true;
 	}
 
 	async connect() {
-		try {
-			await page.job('connect', this.bus, this.result);
-			page.fill(this.result, _('Connected.'));
-		} catch (error) {
-			page.tell(this.result, error);
-		}
+		await page.job('connect', this.bus, this.result);
+		page.fill(this.result, _('Connected.'));
 	}
 
 	async suggest() {
-		try {
-			const list = await page.job('apn', this.bus, this.choosing);
-			page.fill(this.choices, page.table(_('APNs'), [ _('APN'), _('Why'), _('Login'), '' ], list.map(row => [ row.apn || _('(empty)'), model.word(row.why),
-				[ row.username, row.auth === 'NONE' ? '' : row.auth ].filter(Boolean).join(', '),
-				this.rights.set ? page.button(_('Use'), () => this.use(row)) : '' ])));
-		} catch (error) {
-			page.tell(this.choosing, error);
-		}
+		const list = await page.job('apn', this.bus, this.choosing);
+		page.fill(this.choices, page.table(_('APNs'), [ _('APN'), _('Why'), _('Login'), '' ], list.map(row => [ row.apn || _('(empty)'), model.word(row.why),
+			[ row.username, row.auth === 'NONE' ? '' : row.auth ].filter(Boolean).join(', '),
+			this.rights.set ? page.button(_('Use'), () => this.use(row), '', this.choosing) : '' ])));
 	}
 
-	async use(row) {
-		try {
-			// The router knows the password of a listed login; this page does not.
-			await page.call('set', { ...this.bus, values: row.password_set ? { auto: true } : { apn: row.apn, username: row.username ?? '', auth: row.auth ?? '', password: '' } });
-			await this.again(_('Saved. The connection uses it at the next connect.'));
-		} catch (error) {
-			page.tell(this.result, error);
-		}
+	use(row) {
+		// The router knows the password of a listed login; this page does not.
+		return this.set(row.password_set ? { auto: true } : { apn: row.apn, username: row.username ?? '', auth: row.auth ?? '', password: '' },
+			_('Saved. The connection uses it at the next connect.'));
 	}
 
 	async read_radio() {
-		const place = text => page.fill(this.working, text);
-		const ask = async (method) => {
-			try {
-				return await page.job(method, this.bus, this.working);
-			} catch (error) {
-				return { failed: error.message };
-			}
-		};
-		place(_('In progress'));
+		const ask = method => page.job(method, this.bus, this.working).catch(error => ({ failed: page.sentence(error) }));
 		const bands = await ask('bands'), mode = await ask('mode');
-		place('');
-		page.fill(this.radio, this.bands(bands), this.modes(mode));
+		page.fill(this.radio, this.bands(bands ?? {}), this.modes(mode ?? {}));
 	}
 
 	// Runs a change and draws what the modem then has.
 	async change(method, given, undo) {
-		try {
-			await page.job(method, { ...this.bus, ...given }, this.working);
-			await this.read_radio();
-			page.fill(this.working, undo ? _('The setting before is back.') : _('Done. “Undo” brings the setting before back.'));
-		} catch (error) {
-			page.tell(this.working, error);
-		}
+		await page.job(method, { ...this.bus, ...given }, this.working);
+		await this.read_radio();
+		page.fill(this.working, undo ? _('The setting before is back.') : _('Done. “Undo” brings the setting before back.'));
 	}
 
 	keep(name) {
 		const box = h('input', { type: 'checkbox', id: 'modemctl-keep-' + name });
 		return [ box, h('div', {}, box, ' ', h('label', { 'for': box.id }, _('Keep it even if no network is found; otherwise the setting before comes back after two minutes.'))) ];
+	}
+
+	button(label, action, kind) {
+		return page.button(label, action, kind, this.working);
 	}
 
 	bands({ active = {}, supported = {}, failed }) {
@@ -192,7 +168,7 @@ class Connection {
 		const boxes = [];
 		const group = (title, keys) => {
 			const on = new Set(keys.flatMap(key => active[key] ?? [])), all = [ ...new Set(keys.flatMap(key => [ ...supported[key] ?? [], ...active[key] ?? [] ])) ];
-			return all.length ? h('fieldset', {}, h('legend', {}, title), h('div', { 'class': 'modemctl-row' }, all.map(name => {
+			return all.length ? h('fieldset', {}, h('legend', {}, title), page.row(all.map(name => {
 				const box = h('input', { type: 'checkbox', id: 'modemctl-band-' + name, value: name, checked: on.has(name) ? '' : null, disabled: this.rights.bands_set ? null : '' });
 				boxes.push(box);
 				return h('span', {}, box, ' ', h('label', { 'for': box.id }, name));
@@ -204,37 +180,27 @@ class Connection {
 		// A modem that does not list what it supports may have more than those in use.
 		const more = supported.lte || supported.nr ? null : h('input', { id: 'modemctl-more-bands', 'class': 'cbi-input-text', placeholder: 'B3, B20' });
 		const [ keep, keep_row ] = this.keep('bands');
-		return [ ...groups, more ? h('div', { 'class': 'modemctl-row' }, h('label', { 'for': more.id }, _('Further bands')), more) : '', keep_row, h('div', { 'class': 'modemctl-row' },
-			page.button(_('Use these bands'), () => {
+		return [ ...groups, more ? page.row(h('label', { 'for': more.id }, _('Further bands')), more) : '', keep_row, h('div', { 'class': 'modemctl-row' },
+			this.button(_('Use these bands'), () => {
 				const chosen = [ ...boxes.filter(box => box.checked).map(box => box.value), ...band_names(more?.value ?? '') ];
-				return chosen.length ? this.change('bands_set', { bands: chosen, keep: keep.checked }) : page.tell(this.working, _('Choose a band.'));
+				if (!chosen.length)
+					throw new Error(_('Choose a band.'));
+				return this.change('bands_set', { bands: chosen, keep: keep.checked });
 			}, 'cbi-button-save'),
-			page.button(_('All bands'), () => this.change('bands_set', { bands: 'auto', keep: keep.checked })),
-			page.button(_('Undo'), () => this.change('bands_restore', {}, true))) ];
+			this.button(_('All bands'), () => this.change('bands_set', { bands: 'auto', keep: keep.checked })),
+			this.button(_('Undo'), () => this.change('bands_restore', {}, true))) ];
 	}
 
-	modes({ mode, failed }) {
+	modes({ mode = 'other', failed }) {
 		if (failed)
 			return h('p', {}, _('Generations: %s').format(failed));
 		const select = h('select', { id: 'modemctl-mode', 'class': 'cbi-input-select', disabled: this.rights.mode_set ? null : '' },
 			(modes.includes(mode) ? modes : [ mode, ...modes ]).map(name => h('option', { value: name, selected: name === mode ? '' : null }, /^\d/.test(name) ? name.toUpperCase() : model.word(name))));
 		const [ keep, keep_row ] = this.keep('mode');
-		return [ h('div', { 'class': 'modemctl-row' }, h('label', { 'for': select.id }, _('Generations')), select), this.rights.mode_set ? [ keep_row, h('div', { 'class': 'modemctl-row' },
-			page.button(_('Use these generations'), () => this.change('mode_set', { mode: select.value, keep: keep.checked }), 'cbi-button-save'),
-			page.button(_('Undo'), () => this.change('mode_restore', {}, true))) ] : '' ].flat();
+		return [ page.row(h('label', { 'for': select.id }, _('Generations')), select), this.rights.mode_set ? [ keep_row, h('div', { 'class': 'modemctl-row' },
+			this.button(_('Use these generations'), () => this.change('mode_set', { mode: select.value, keep: keep.checked }), 'cbi-button-save'),
+			this.button(_('Undo'), () => this.change('mode_restore', {}, true))) ] : '' ].flat();
 	}
 }
 
-return view.extend({
-	handleSave: null,
-	handleSaveApply: null,
-	handleReset: null,
-
-	load() {
-		return page.rights('set', 'connect', 'bands_set', 'mode_set');
-	},
-
-	render(rights) {
-		return page.frame(_('Connection'), 5, modem => new Connection(modem, rights));
-	},
-});
+return page.view([ 'set', 'connect', 'bands_set', 'mode_set' ], rights => page.frame(_('Connection'), 5, modem => new Connection(modem, rights)));

@@ -1,5 +1,4 @@
 'use strict';
-'require view';
 'require modemctl.model as model';
 'require modemctl.page as page';
 
@@ -11,10 +10,10 @@ const states = () => ({ out: _('waits to be sent'), sent: _('sent'), failed: _('
 
 class Messages {
 	constructor(rights) {
-		Object.assign(this, { rights, list: [], open: null, shown: '' });
+		Object.assign(this, { rights, list: [], open: null });
 		this.names = h('ul', { 'class': 'modemctl-list' });
 		this.thread = h('div', { 'aria-live': 'polite' });
-		this.result = h('p', { 'aria-live': 'polite' });
+		this.result = page.place();
 		this.node = h('div', { 'class': 'modemctl-messages' }, h('section', { 'class': 'cbi-section' }, h('h3', {}, _('Conversations')), this.names),
 			h('section', { 'class': 'cbi-section' }, this.thread, rights.message_send ? this.form() : ''));
 	}
@@ -31,89 +30,67 @@ class Messages {
 		};
 		text.addEventListener('input', tell);
 		const send = page.button(_('Send'), async () => {
-			const to = number.value.replace(/[\s\/()-]/g, '');
-			if (!model.is_number_to_send(to) || !text.value)
-				return page.tell(this.result, _('A number of 3 to 20 digits and a text are needed.'));
-			try {
-				await page.call('message_send', { number: to, text: text.value });
+			// A tabulator, which comes with a pasted text, is not in any alphabet of messages.
+			const to = number.value.replace(/[\s\/()-]/g, ''), given = text.value, said = given.replace(/\t/g, ' ');
+			if (!model.is_number_to_send(to) || !said)
+				throw new Error(_('A number of 3 to 20 digits and a text are needed.'));
+			await page.call('message_send', { number: to, text: said });
+			if (text.value === given)
 				text.value = '';
-				tell();
-				page.fill(this.result, _('Given to the SMS daemon. What becomes of it is shown in the conversation.'));
-				this.open = to.replace(/^\+/, '');
-			} catch (error) {
-				page.tell(this.result, error);
-			}
+			tell();
+			this.open = model.plain_number(to);
 			await page.guard(() => this.ask());
-		}, 'cbi-button-positive');
-		return h('div', {}, h('h3', {}, _('New message')), h('div', { 'class': 'modemctl-row' }, h('label', { 'for': 'modemctl-number' }, _('To')), number),
+			page.fill(this.result, _('Given to the SMS daemon. What becomes of it is shown in the conversation.'));
+		}, 'cbi-button-positive', this.result);
+		return h('div', {}, h('h3', {}, _('New message')), page.row(h('label', { 'for': 'modemctl-number' }, _('To')), number),
 			h('label', { 'for': 'modemctl-text' }, _('Text')), text, count, send, this.result);
 	}
 
 	async ask() {
-		const { messages } = await page.call('messages');
-		const seen = JSON.stringify(messages);
-		if (seen === this.shown)
-			return;
-		this.shown = seen;
-		this.list = model.conversations(messages);
+		this.list = model.conversations((await page.call('messages')).messages);
 		this.show();
 	}
 
 	show() {
-		page.fill(this.names, this.list.length ? this.list.map(one => h('li', {}, h('button', { type: 'button', 'class': 'btn cbi-button', 'data-number': one.number,
-			'aria-current': one.number === this.open ? 'true' : null, click: () => this.choose(one.number) },
-			h('strong', {}, one.number || _('unknown')), one.unread ? _(' (%d new)').format(one.unread) : '', h('br'), h('span', { 'class': 'modemctl-small' }, one.last.time ?? '', h('br'), Array.from(String(one.last.text ?? '')).slice(0, 40).join(''))))) : h('li', {}, _('There are no messages.')));
-		const chosen = this.list.find(one => one.number === this.open);
-		// What is the same is not drawn anew: somebody may be about to press one of its buttons.
-		const drawn = JSON.stringify([ this.open, chosen?.messages.map(({ id, box, error }) => [ id, box, error ]) ]);
-		if (drawn === this.drawn)
-			return;
-		this.drawn = drawn;
-		page.fill(this.thread, chosen ? [ h('h3', {}, chosen.number || _('unknown')), chosen.messages.map(message => this.bubble(message)) ] : '');
+		const summary = this.list.map(({ key, number, unread, last }) => ({ key, number, unread, time: last.time ?? '', text: Array.from(String(last.text ?? '')).slice(0, 40).join('') }));
+		page.redraw(this.names, [ summary, this.open ], () => summary.length ? summary.map(one => h('li', {}, h('button', { type: 'button', id: 'modemctl-with-' + one.key, 'class': 'btn cbi-button', 'data-number': one.key,
+			'aria-current': one.key === this.open ? 'true' : null, click: () => this.choose(one.key) },
+			h('strong', {}, one.number || _('unknown')), one.unread ? _(' (%d new)').format(one.unread) : '', h('br'), h('span', { 'class': 'modemctl-small' }, one.time, h('br'), one.text)))) : h('li', {}, _('There are no messages.')));
+		const chosen = this.chosen();
+		page.redraw(this.thread, [ chosen?.number, chosen?.messages.map(({ id, box, error }) => [ id, box, error ]) ], () =>
+			chosen ? [ h('h3', {}, chosen.number || _('unknown')), chosen.messages.map(message => this.bubble(message)) ] : '');
 	}
 
-	async choose(number) {
-		this.open = number;
-		if (this.number && model.is_number_to_send(number))
-			this.number.value = '+' + number;
+	chosen() {
+		return this.list.find(({ key }) => key === this.open);
+	}
+
+	async choose(key) {
+		this.open = key;
 		this.show();
-		this.names.querySelector('[aria-current]')?.focus();
-		if (this.rights.message_read)
-			await page.guard(async () => {
-				for (const { id } of this.list.find(one => one.number === number).messages.filter(message => message.unread))
-					await page.call('message_read', { id });
-				await this.ask();
-			});
+		const { number, messages } = this.chosen();
+		if (this.number && model.is_number_to_send(number))
+			this.number.value = number;
+		if (this.rights.message_read) {
+			// Another page may have been faster.
+			await Promise.all(messages.filter(({ unread }) => unread).map(({ id }) => page.call('message_read', { id }).catch(() => {})));
+			await page.guard(() => this.ask());
+		}
 	}
 
 	bubble(message) {
 		const own = message.box !== 'in', state = own ? states()[message.box] ?? message.box : '';
 		return h('div', { 'class': 'modemctl-bubble' + (own ? ' modemctl-own' : ''), 'data-box': message.box }, message.text ?? '',
 			h('div', { 'class': 'modemctl-small' }, [ message.time, state, message.error, message.parts > 1 ? _('parts: %d').format(message.parts) : '' ].filter(Boolean).join(', '),
-				this.rights.message_delete ? [ ' ', h('button', { type: 'button', 'class': 'btn cbi-button cbi-button-negative', 'aria-label': _('Delete the message of %s').format(message.time ?? ''),
-					click: async event => {
-						if (event.currentTarget.dataset.sure !== 'yes') {
-							event.currentTarget.dataset.sure = 'yes';
-							return page.fill(event.currentTarget, _('Delete for ever?'));
-						}
-						await page.call('message_delete', { id: message.id }).catch(error => page.tell(this.result, error));
-						await page.guard(() => this.ask());
-					} }, _('Delete')) ] : ''));
+				this.rights.message_delete ? [ ' ', page.careful(_('Delete'), _('Delete for ever?'), async () => {
+					await page.call('message_delete', { id: message.id });
+					await page.guard(() => this.ask());
+				}, this.result) ] : ''));
 	}
 }
 
-return view.extend({
-	handleSave: null,
-	handleSaveApply: null,
-	handleReset: null,
-
-	load() {
-		return page.rights('message_send', 'message_delete', 'message_read');
-	},
-
-	render(rights) {
-		const messages = new Messages(rights);
-		page.repeat(() => messages.ask(), 5);
-		return h('div', { 'class': 'modemctl' }, page.style(), h('h2', { name: 'content' }, _('Messages')), page.banner(), messages.node);
-	},
+return page.view([ 'message_send', 'message_delete', 'message_read' ], rights => {
+	const messages = new Messages(rights);
+	page.repeat(() => messages.ask(), 5);
+	return page.whole(_('Messages'), messages.node);
 });

@@ -1,5 +1,4 @@
 'use strict';
-'require view';
 'require modemctl.model as model';
 'require modemctl.page as page';
 
@@ -16,7 +15,7 @@ function link_to(view, bus, text) {
 
 class Card {
 	constructor(modem, rights) {
-		Object.assign(this, { modem, rights, shown: '', progress: h('span', { 'aria-live': 'polite' }) });
+		Object.assign(this, { modem, rights, busy: false, progress: h('span', { 'aria-live': 'polite' }) });
 		this.body = h('div', {}, h('p', { 'class': 'spinning' }, _('Loading…')));
 		this.node = h('section', { 'class': 'cbi-section', 'data-bus': modem.bus, 'aria-label': page.name(modem) }, h('h3', {}, page.name(modem)),
 			modem.held_by ? h('p', {}, _('Another program, %s, has a port of this modem open.').format([].concat(modem.held_by).join(', '))) : '', this.body, this.progress);
@@ -30,33 +29,35 @@ class Card {
 				throw error;
 			return { error: error.word, message: error.message };
 		});
-		const [ info, status, usage, settings ] = await Promise.all([ 'info', 'status', 'usage', 'settings' ].map(method => told(page.call(method, bus))));
-		// A card that is redrawn loses the focus of the keyboard.
-		const seen = JSON.stringify([ info, status, usage, settings ]);
-		if (seen !== this.shown && !this.body.contains(document.activeElement))
-			page.fill(this.body, this.parts(info, status, usage, settings));
-		this.shown = seen;
+		this.answers = await Promise.all([ 'info', 'status', 'usage', 'settings' ].map(method => told(page.call(method, bus))));
+		this.draw();
 	}
 
+	draw() {
+		page.redraw(this.body, [ this.answers, this.busy ], () => this.parts(...this.answers));
+	}
+
+	// One thing at a time: the buttons stay where they are, so that a second click meets nothing else, but do nothing.
 	async act(method) {
+		this.busy = true;
+		this.draw();
 		try {
-			if (method === 'resume')
-				await page.call(method, { bus: this.modem.bus });
-			else
-				await page.job(method, { bus: this.modem.bus }, this.progress);
-			page.tell(this.progress);
-		} catch (error) {
-			page.tell(this.progress, error);
+			await (method === 'resume' ? page.call : page.job).call(page, method, { bus: this.modem.bus }, this.progress);
+		} finally {
+			this.busy = false;
+			await page.guard(() => this.ask());
 		}
-		document.activeElement?.blur();
-		await page.guard(() => this.ask());
+	}
+
+	button(label, method, kind) {
+		return this.rights[method] ? Object.assign(page.button(label, () => this.act(method), kind, this.progress), { disabled: this.busy }) : '';
 	}
 
 	action(name) {
 		const labels = { connect: _('Connect'), resume: _('Resume'), refresh: _('Ask the modem') };
 		if (name === 'settings')
 			return link_to('connection', this.modem.bus, _('Open the settings'));
-		return labels[name] && this.rights[name] ? page.button(labels[name], () => this.act(name), 'cbi-button-action') : '';
+		return labels[name] ? this.button(labels[name], name, 'cbi-button-action') : '';
 	}
 
 	signal(info) {
@@ -86,34 +87,23 @@ class Card {
 				[ _('This month'), month ? [ month.text, month.limit ? [ ' ', h('meter', { min: 0, max: 1, high: 0.9, value: month.share, 'aria-label': _('Part of the limit') }) ] : '' ].flat() : '' ],
 				[ _('Measured'), model.is_old(info) ? _('%s ago').format(model.seconds(info.age ?? info.age_s)) : '' ],
 			]),
-			h('div', { 'class': 'modemctl-row' }, this.action(state.action), info.error === 'no-snapshot' && state.action !== 'refresh' ? this.action('refresh') : '',
-				state.tone === 'good' && this.rights.disconnect ? page.button(_('Disconnect'), () => this.act('disconnect')) : '',
+			page.row(this.action(state.action), info.error === 'no-snapshot' && state.action !== 'refresh' ? this.action('refresh') : '',
+				state.tone === 'good' ? this.button(_('Disconnect'), 'disconnect') : '',
 				link_to('signal', this.modem.bus, _('Signal')), link_to('diagnostics', this.modem.bus, _('Diagnostics'))),
 		];
 	}
 }
 
-return view.extend({
-	handleSave: null,
-	handleSaveApply: null,
-	handleReset: null,
-
-	load() {
-		return page.rights('connect', 'disconnect', 'resume', 'refresh');
-	},
-
-	render(rights) {
-		const body = h('div', { 'class': 'modemctl-cards' });
-		let cards = [], listed = null;
-		page.repeat(async () => {
-			const { modems } = await page.call('modems');
-			if (JSON.stringify(modems) !== listed) {
-				listed = JSON.stringify(modems);
-				cards = modems.map(modem => new Card(modem, rights));
-				page.fill(body, cards.length ? cards.map(card => card.node) : page.none());
-			}
-			await Promise.all(cards.map(card => card.ask()));
-		}, 5);
-		return h('div', { 'class': 'modemctl' }, page.style(), h('h2', { name: 'content' }, _('Modems')), page.banner(), body);
-	},
+return page.view([ 'connect', 'disconnect', 'resume', 'refresh' ], rights => {
+	const body = h('div', { 'class': 'modemctl-cards' });
+	let cards = [];
+	page.repeat(async () => {
+		const { modems } = await page.call('modems');
+		page.redraw(body, modems, () => {
+			cards = modems.map(modem => cards.find(card => JSON.stringify(card.modem) === JSON.stringify(modem)) ?? new Card(modem, rights));
+			return cards.length ? cards.map(card => card.node) : page.none();
+		});
+		await Promise.all(cards.map(card => card.ask()));
+	}, 5);
+	return page.whole(_('Modems'), body);
 });

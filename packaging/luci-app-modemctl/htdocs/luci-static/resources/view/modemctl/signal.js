@@ -1,5 +1,4 @@
 'use strict';
-'require view';
 'require modemctl.model as model';
 'require modemctl.page as page';
 
@@ -40,7 +39,7 @@ function draw(samples, name, hours, width) {
 
 class Signal {
 	constructor(modem, rights) {
-		Object.assign(this, { bus: { bus: modem.bus }, rights, hours: 24, samples: [], sampled: 0, best: null, aligning: false });
+		Object.assign(this, { bus: { bus: modem.bus }, rights, hours: 24, samples: [], sampled: -Infinity, best: null, turn: 0, aligning: false });
 		this.now = h('div', {});
 		this.plots = h('div', {});
 		// A plot is drawn for the width that it has, so that its letters stay readable.
@@ -48,6 +47,7 @@ class Signal {
 		this.cells = h('div', {});
 		this.figure = h('div', { 'class': 'modemctl-figure', 'aria-live': 'polite', 'data-figure': '' }, '–');
 		this.under = h('p', {});
+		this.asking = page.place();
 		this.align = h('div', { hidden: '' }, this.figure, this.under);
 		this.start = page.button(_('Align an antenna'), () => this.toggle(), 'cbi-button-action');
 		this.start.setAttribute('aria-expanded', 'false');
@@ -56,7 +56,7 @@ class Signal {
 			this.draw();
 		} }, [ 1, 6, 24 ].map(hours => h('option', { value: hours, selected: hours === this.hours ? '' : null }, _('%d h').format(hours))));
 		this.node = h('div', {}, page.section(_('Now'), this.now, this.start, this.align),
-			page.section(_('Until now'), h('div', { 'class': 'modemctl-row' }, h('label', { 'for': 'modemctl-hours' }, _('The last')), range), this.plots),
+			page.section(_('Until now'), page.row(h('label', { 'for': 'modemctl-hours' }, _('The last')), range), this.plots),
 			page.section(_('Cells'), this.cells));
 	}
 
@@ -67,10 +67,10 @@ class Signal {
 			return { error: error.word };
 		});
 		this.show(info);
-		if (Date.now() - this.sampled > 30000) {
+		if (page.now() - this.sampled > 30000) {
 			const { history } = await page.call('history', { ...this.bus, since: 1440 });
-			this.samples = history ?? [];
-			this.sampled = Date.now();
+			this.samples = model.timed(history ?? [], info.error ? undefined : info.uptime_s + (info.age ?? 0), Date.now() / 1000);
+			this.sampled = page.now();
 			this.draw();
 		}
 	}
@@ -84,24 +84,23 @@ class Signal {
 
 	show(info) {
 		if (info.error)
-			return page.fill(this.now, h('p', {}, _('Nothing is known yet.')), this.rights.refresh ? page.button(_('Ask the modem'), async () => {
-				await page.guard(async () => this.show(await page.job('refresh', this.bus, this.under)));
-			}) : '');
+			return page.redraw(this.now, info.error, () => [ h('p', {}, _('Nothing is known yet.')), this.rights.refresh
+				? page.button(_('Ask the modem'), async () => this.show(await page.job('refresh', this.bus, this.asking)), 'cbi-button-action', this.asking) : '', this.asking ]);
 		const quality = info.quality ?? {}, values = model.values(info.serving);
-		page.fill(this.now,
+		page.redraw(this.now, info, () => [
 			h('p', {}, quality.words ? [ page.bars(quality.level, _('Signal %d of 5').format(quality.level)), ' ', h('strong', {}, model.word(quality.words)), ' ' ] : '',
 				[ model.operator(info), model.technology(info), model.carrier_text(info) ].filter(Boolean).join(', '),
 				model.is_old(info) ? ' (%s)'.format(_('%s ago').format(model.seconds(info.age))) : ''),
 			model.advice(info) ? h('p', {}, model.advice(info)) : '',
 			h('dl', { 'class': 'modemctl-facts' }, values.map(value => h('div', { 'data-value': value.name }, h('dt', {}, value.label),
 				h('dd', {}, h('meter', { min: 0, max: 1, low: value.low, high: value.high, optimum: 1, value: value.share, 'aria-label': value.label }), ' ', value.text, ' ',
-					h('span', { 'class': 'modemctl-small' }, _('good from %s').format(value.good)))))));
+					h('span', { 'class': 'modemctl-small' }, _('good from %s').format(value.good)))))) ]);
 		const heads = [ _('Role'), _('Kind'), _('Band'), _('MHz'), _('Channel'), _('Cell'), 'RSRP', 'RSRQ', 'SINR' ];
 		const serving = model.carriers(info).map(cell => [ cell.role === 'SCC' ? _('further carrier') : _('serving'), ...model.cell_row({ rat: info.network?.technology, ...cell }) ]);
 		const others = model.neighbours(info).map(cell => [ _('neighbour'), ...model.cell_row(cell) ]);
 		const cell = info.serving ?? {};
-		page.fill(this.cells, cell.cell_id === undefined ? '' : h('p', {}, _('Cell %s, area %s').format(cell.cell_id, cell.tac ?? cell.lac ?? '–')),
-			serving.length + others.length ? page.table(_('Cells'), heads, [ ...serving, ...others ]) : h('p', {}, _('The modem names no cells.')));
+		page.redraw(this.cells, [ serving, others, cell.cell_id, cell.tac, cell.lac ], () => [ cell.cell_id === undefined ? '' : h('p', {}, _('Cell %s, area %s').format(cell.cell_id, cell.tac ?? cell.lac ?? '–')),
+			serving.length + others.length ? page.table(_('Cells'), heads, [ ...serving, ...others ]) : h('p', {}, _('The modem names no cells.')) ]);
 		if (this.aligning)
 			this.measure(info);
 	}
@@ -124,28 +123,17 @@ class Signal {
 		this.start.setAttribute('aria-expanded', String(this.aligning));
 		page.fill(this.start, this.aligning ? _('Stop aligning') : _('Align an antenna'));
 		if (this.aligning)
-			this.follow();
+			this.follow(++this.turn);
 	}
 
-	async follow() {
-		while (this.aligning && this.node.isConnected && page.polls()) {
-			const started = Date.now();
+	// Who stops and starts again begins another turn, and the one before ends.
+	async follow(turn) {
+		while (this.aligning && turn === this.turn && this.node.isConnected && page.polls()) {
+			const started = page.now();
 			await page.guard(async () => this.show(this.rights.refresh ? await page.job('refresh', this.bus) : await page.call('info', this.bus)));
-			await page.wait(Math.max(200, started + 2000 - Date.now()));
+			await page.wait(Math.max(200, started + 2000 - page.now()));
 		}
 	}
 }
 
-return view.extend({
-	handleSave: null,
-	handleSaveApply: null,
-	handleReset: null,
-
-	load() {
-		return page.rights('refresh');
-	},
-
-	render(rights) {
-		return page.frame(_('Signal'), 5, modem => new Signal(modem, rights));
-	},
-});
+return page.view([ 'refresh' ], rights => page.frame(_('Signal'), 5, modem => new Signal(modem, rights)));
