@@ -67,9 +67,10 @@ struct DialectRow {
     const char *technology;
 };
 const DialectRow dialect_rows[] = {
-    {"EP06", "quectel", "LTE"},   {"BG95", "quectel", "eMTC"},     {"MC7430", "sierra", "LTE"},
-    {"NL678E", "fibocom", "LTE"}, {"SIMCOM7600", "simcom", "LTE"}, {"ME3630", "zte", "LTE"},
-    {"unlisted", "3gpp", "LTE"},
+    {"EP06", "quectel", "LTE"},      {"BG95", "quectel", "eMTC"},     {"MC7430", "sierra", "LTE"},
+    {"NL678E", "fibocom", "LTE"},    {"SIMCOM7600", "simcom", "LTE"}, {"ME3630", "zte", "LTE"},
+    {"unlisted", "3gpp", "LTE"},     {"LM960", "telit", "LTE"},       {"T99W175", "foxconn", "LTE"},
+    {"MT5700", "huawei", "NR5G-SA"},
 };
 
 TEST(Info, ChoosesTheDialectOfEachModem)
