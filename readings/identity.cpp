@@ -82,6 +82,7 @@ bool read_ati(std::string_view reply, Report &report)
     const Label labels[] = {
         {"MANUFACTURER:", report.manufacturer}, {"MODEL:", report.model}, {"REVISION:", report.revision}};
     bool has_labels = false;
+    bool has_code = false;
     Text<64> plain[2];
     size_t plain_lines = 0;
     for (std::string_view line; next_plain_line(reply, line);) {
@@ -95,6 +96,7 @@ bool read_ati(std::string_view reply, Report &report)
             tell_imei(trim(without_first(line, 5)), report);
         // "332", ".Built@Aug-27-2024:18:22:53": Telit's and Intel's modems print no more.
         const bool is_code = starts_with_digits(line, line.size()) || line.starts_with('"');
+        has_code = has_code || is_code;
         // "SIM7000G R1529": the model alone, since AT+CGMR tells the whole revision.
         const size_t revision = line.find(" R1");
         if (!has_label && !is_code && plain_lines < std::size(plain))
@@ -105,7 +107,7 @@ bool read_ati(std::string_view reply, Report &report)
         tell_text(report.manufacturer, plain[0].view());
     if (!has_labels && plain_lines > 0)
         tell_text(report.model, plain[plain_lines - 1].view());
-    return !report.model.empty() || !report.manufacturer.empty() || !report.revision.empty();
+    return has_code || !report.model.empty() || !report.manufacturer.empty() || !report.revision.empty();
 }
 
 bool read_manufacturer(std::string_view reply, Report &report)

@@ -64,7 +64,7 @@ constexpr FieldRule gsm_rules[] = {
 // +QENG: "neighbourcell intra","LTE",275,280,-14,-99,-67,-,-,-,-,-,-            (RM520N-GL)
 //         0                     1     2   3   4   5   6
 // +QENG: "neighbourcell","GSM",94,3,14,50,255,0,0,-1920,0                       (EC25 on LTE: ARFCN first)
-// +QENG: "neighbourcell","GSM",<mcc>,<mnc>,<lac>,<cell>,<bsic>,<arfcn>,...      (on GSM: 13 fields)
+// +QENG: "neighbourcell","GSM",460,00,24A5,1241,33,33,-83,22,146,0,0            (EC20 on GSM: 13 fields)
 // +QENG: "neighbourcell","WCDMA",4385,0,14,62,84,-1010,-100,17                  (EM06-A)
 // +QENG: "neighbourcell","NR",<arfcn>,<pci>,<rsrp>,<rsrq>,<sinr>,...            (RM500U manual)
 constexpr FieldRule lte_neighbour_rules[] = {
@@ -77,7 +77,7 @@ constexpr FieldRule lte_from_older_rules[] = {
 };
 constexpr FieldRule gsm_from_gsm_rules[] = {
     {4, Quantity::lac, Scale::hex},           {5, Quantity::cell_id, Scale::hex},       {6, Quantity::bsic, Scale::number},
-    {7, Quantity::arfcn, Scale::number},
+    {7, Quantity::arfcn, Scale::number},      {8, Quantity::rssi, Scale::decibels},
 };
 constexpr FieldRule other_neighbour_rules[] = {{2, Quantity::arfcn, Scale::number}};
 // clang-format on

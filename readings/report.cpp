@@ -91,7 +91,7 @@ void Cell::tell_band(std::optional<int64_t> number, bool is_nr)
 
 void Cell::tell_band(std::string_view words)
 {
-    // "LTE BAND 3", "NR5G BAND 41", "EUTRAN-BAND3", "NR5G_BAND78": the number counts, the rest says which family.
+    // "LTE BAND 3", "NR5G BAND 41", "EUTRAN-BAND3", "NR5G_BAND78", "NR N78": the number counts, the rest says which family.
     constexpr std::string_view band_word = "BAND";
     words = trim(words);
     const size_t position = words.find(band_word);
@@ -99,6 +99,8 @@ void Cell::tell_band(std::string_view words)
         const auto number = decimal(trim(without_first(words, position + band_word.size())));
         return tell_band(number, words.starts_with("NR"));
     }
+    if (words.starts_with("NR"))
+        return tell_band(decimal(without_first(words, words.find_last_of("Nn") + 1)), true);
     if (words != "-")
         tell_text(band, words);
 }

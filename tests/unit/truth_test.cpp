@@ -167,7 +167,7 @@ TEST(Truth, SurvivesRandomChangesOfReplies)
 {
     std::mt19937 random{20261122};
     for (const TranscriptScene &scene : transcript_scenes())
-        for (int round = 0; round < 20; round++) {
+        for (int round = 0; round < 10; round++) {
             const Json report = json_of(report_of(scene, [&](std::string text) {
                 for (int change = 0; change < 4 && !text.empty(); change++)
                     text[random() % text.size()] = static_cast<char>(random());
