@@ -170,7 +170,9 @@ TEST(SlowLocalUser, HoldsNobodyUpByAPipeThatComesBetweenALookAndCat)
          "/tmp/modem.2-1.2/signal={}"},
         "mkdir /run/slow; printf '#!/bin/sh\nsleep 300 & exec sleep 300\n' >/run/slow/cat; chmod +x /run/slow/cat; "
         "PATH=/run/slow:$PATH; modemctl connect serial /dev/ttyUSB3 '*99#' internet; uci get network.modem_1_1_2.apn; "
-        "modemctl 2-1.2 signal; pidof sleep");
+        "modemctl 2-1.2 signal; tries=0; "
+        // What was killed is seen until it has ended.
+        "while pidof sleep >/dev/null && [ $tries -lt 1000 ]; do tries=$((tries + 1)); done; pidof sleep");
     EXPECT_EQ(run.out, "\nconnect success\ninternet\nNot support\n") << run.err;
     EXPECT_GE(run.duration.count(), 15'000) << "three files, 5 s each: was the slow cat used?";
     EXPECT_LE(run.duration.count(), 60'000);
