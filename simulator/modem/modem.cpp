@@ -341,6 +341,8 @@ void Modem::finish_answer(int interface, const Answer &answer, const Misbehaviou
     Channel &channel = channels_[interface];
     channel.answering = true;
     channel.answer++;
+    if (answer.data)
+        schedule_data(*answer.data, end);
     for (const LaterLine &line : answer.after)
         schedule(end + line.at_ms, {.kind = Task::Kind::send, .interface = line.interface, .bytes = line.bytes});
     if (answer.detach) {

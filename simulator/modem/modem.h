@@ -42,16 +42,18 @@ struct Event {
         bytes,
         gone,
         back,
-        dial,   ///< is there a network for a call? The answer is answer_dial
-        online, ///< from now on the interface's bytes are the call's, which the modem does not look at
-        hold,   ///< they are commands again, and the call goes on
-        hang_up ///< the call ends
+        dial,      ///< is there a network for a call? The answer is answer_dial
+        online,    ///< from now on the interface's bytes are the call's, which the modem does not look at
+        hold,      ///< they are commands again, and the call goes on
+        hang_up,   ///< the call ends
+        open_data, ///< the network interface carries packets of that context
+        close_data
     } kind;
     Milliseconds at = 0;
     int interface = -1; ///< of bytes and calls
     std::string bytes{};
     bool renumbered = false; ///< of back: the device nodes get other numbers than before
-    std::string context{};   ///< of dial: the PDP context
+    std::string context{};   ///< of dial and open_data: the PDP context
 };
 
 struct UnknownCommand {
@@ -160,6 +162,7 @@ class Modem {
         std::optional<Detach> detach;
         std::optional<Prompt> prompt;
         std::optional<CallOrder> call;
+        std::optional<DataOrder> data;
     };
     struct Match {
         const Row *row = nullptr;
@@ -187,6 +190,7 @@ class Modem {
     void finish_call(int interface, const CallOrder &order, Milliseconds end);
     void leave_call(int interface, Call next, std::string_view result, Milliseconds now);
     void schedule_call(Event::Kind kind, int interface, Milliseconds at, const std::string &context = {});
+    void schedule_data(const DataOrder &order, Milliseconds at);
     Answer compose(int interface, const std::string &line, Milliseconds now);
     void compose_one(int interface, const std::string &command, Milliseconds now, Answer &answer);
     void work_row(int interface, const Row &row, const Scope &scope, Answer &answer);

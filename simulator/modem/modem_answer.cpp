@@ -94,6 +94,8 @@ void Modem::work_row(int interface, const Row &row, const Scope &scope, Answer &
         answer.detach = row.detach;
     if (row.call)
         answer.call = CallOrder{row.call->kind, expand(row.call->context, scope)};
+    if (row.data)
+        answer.data = DataOrder{row.data->opens, expand(row.data->context, scope)};
 }
 
 } // namespace simulator

@@ -16,6 +16,11 @@ void Modem::schedule_call(Event::Kind kind, int interface, Milliseconds at, cons
     schedule(at, {.kind = Task::Kind::call, .interface = interface, .call = kind, .context = context});
 }
 
+void Modem::schedule_data(const DataOrder &order, Milliseconds at)
+{
+    schedule_call(order.opens ? Event::Kind::open_data : Event::Kind::close_data, -1, at, order.context);
+}
+
 // What cannot be done in the call's state changes the reply and is not done.
 void Modem::check_call(int interface, Answer &answer)
 {

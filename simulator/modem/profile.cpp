@@ -68,6 +68,8 @@ class NameCheck {
             unsolicited(line);
         if (row.call)
             text(row.call->context);
+        if (row.data)
+            text(row.data->context);
         for (const Step &step : row.steps)
             this->step(step);
         taken_.clear();

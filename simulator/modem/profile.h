@@ -71,6 +71,12 @@ struct CallOrder {
     bool operator==(const CallOrder &) const = default;
 };
 
+/// What a row does with the session of the modem's network interface.
+struct DataOrder {
+    bool opens = false;
+    std::string context{}; ///< the PDP context, may hold $variables
+};
+
 struct Row {
     Pattern command;
     std::vector<Condition> conditions;
@@ -79,6 +85,7 @@ struct Row {
     std::vector<UnsolicitedLine> unsolicited;
     std::optional<Detach> detach;
     std::optional<CallOrder> call;
+    std::optional<DataOrder> data;
     std::vector<Step> steps;
     std::string file;
     int line = 0;
@@ -95,10 +102,13 @@ struct Variable {
 struct Interface {
     enum class Kind { ttyUSB, ttyACM, cdc_wdm, none };
     enum class Role { silent, at, talks };
+    /// How it carries packets, if it does. All but the first need a second interface, of the next number.
+    enum class Network { makers_own, ecm, ncm, mbim };
     int number = 0;
     Kind kind = Kind::none;
     Role role = Role::silent;
     std::string netdev{}; ///< "wwan0", empty without one
+    Network network = Network::makers_own;
 };
 
 /// A simulated modem as its profile file describes it. docs/simulated-modems.md is the manual of the format.

@@ -13,6 +13,16 @@ namespace {
 constexpr int deepest_include = 8;
 constexpr size_t longest_line = 4096;
 
+std::optional<Interface::Network> find_network(std::string_view word)
+{
+    constexpr std::pair<std::string_view, Interface::Network> words[] = {
+        {"ecm", Interface::Network::ecm}, {"ncm", Interface::Network::ncm}, {"mbim", Interface::Network::mbim}};
+    for (const auto &[name, network] : words)
+        if (name == word)
+            return network;
+    return std::nullopt;
+}
+
 bool is_line(const Step &step)
 {
     return step.variable.empty();
@@ -147,6 +157,8 @@ void ProfileParser::read_interface(std::string_view fields)
             interface.role = Interface::Role::at;
         else if (tty && word == "talks")
             interface.role = Interface::Role::talks;
+        else if (const auto network = find_network(word))
+            interface.network = *network;
         else if (word != "silent")
             fail("unknown word '" + std::string(word) + "' of an interface");
     }
@@ -202,6 +214,8 @@ void ProfileParser::directive(std::string_view line)
         read_detach(line);
     } else if (keyword == "call") {
         read_call(line);
+    } else if (keyword == "data") {
+        read_data(line);
     } else if (keyword == "each") {
         read_each(line);
     } else if (keyword == "cme") {
@@ -309,6 +323,15 @@ void ProfileParser::read_call(std::string_view fields)
         fail("dial wants a PDP context, and only dial");
     names_in(call.context);
     profile_.rows.back().call = call;
+}
+
+void ProfileParser::read_data(std::string_view fields)
+{
+    const std::string_view what = take_word(fields);
+    if ((what != "open" && what != "close") || fields.empty())
+        fail("data wants open or close, and a PDP context");
+    names_in(fields);
+    profile_.rows.back().data = DataOrder{.opens = what == "open", .context = std::string(fields)};
 }
 
 void ProfileParser::read_each(std::string_view fields)

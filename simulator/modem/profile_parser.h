@@ -33,6 +33,7 @@ class ProfileParser {
     [[noreturn]] void repeated(const Row &first, const Row &second);
     void read_detach(std::string_view fields);
     void read_call(std::string_view fields);
+    void read_data(std::string_view fields);
     void read_each(std::string_view fields);
     Condition read_condition(std::string_view fields, bool negated);
     UnsolicitedLine read_row_urc(std::string_view fields);

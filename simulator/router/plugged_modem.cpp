@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "simulator/usb/network_line.h"
+
 namespace simulator {
 
 PluggedModem::PluggedModem(RouterParts &parts, std::string bus, Modem modem)
@@ -59,10 +61,14 @@ void PluggedModem::on_received(int interface, std::string_view bytes)
     parts_.log.add(device_name(interface), ">", bytes);
     if (qmi_ && interface == qmi_interface_)
         qmi_->receive(bytes, EventLoop::now_ms());
+    else if (mbim_ && interface == qmi_interface_)
+        mbim_->receive(bytes, EventLoop::now_ms());
     else
         modem_.receive(interface, bytes, EventLoop::now_ms());
     if (qmi_)
         qmi_->look(EventLoop::now_ms());
+    if (mbim_)
+        mbim_->look();
     report_unknown();
     wait_for_next();
 }
@@ -80,6 +86,8 @@ void PluggedModem::on_due()
             is_away_ = true;
             if (qmi_)
                 qmi_->forget();
+            if (mbim_)
+                mbim_->forget();
             plug_->detach();
             break;
         case Event::Kind::back:
@@ -91,6 +99,8 @@ void PluggedModem::on_due()
     }
     if (qmi_ && is_plugged_)
         qmi_->look(EventLoop::now_ms());
+    if (mbim_ && is_plugged_)
+        mbim_->look();
     report_unknown();
     wait_for_next();
 }
@@ -113,8 +123,31 @@ void PluggedModem::work_call(const Event &event)
         return plug_->hold_call(event.interface);
     if (event.kind == Event::Kind::hang_up)
         return plug_->hang_up(event.interface);
+    if (event.kind == Event::Kind::open_data || event.kind == Event::Kind::close_data)
+        return work_data(event);
     const bool may_call = plug_->may_call(modem_.variable("apn_" + event.context));
     modem_.answer_dial(event.interface, may_call, EventLoop::now_ms());
+}
+
+/// The session of the interface that needs no messages of its own to come online.
+void PluggedModem::work_data(const Event &event)
+{
+    using Network = Interface::Network;
+    const auto &interfaces = modem_.profile().interfaces;
+    const auto found = std::ranges::find_if(interfaces, [](const Interface &interface) {
+        return interface.network == Network::ecm || interface.network == Network::ncm;
+    });
+    if (found == interfaces.end())
+        return;
+    if (event.kind == Event::Kind::close_data)
+        return plug_->close_line(found->number);
+    const std::string apn = modem_.variable("apn_" + event.context);
+    plug_->open_line(found->number,
+                     line_order_text({.framing = Framing::ethernet,
+                                      .credentials = {.apn = apn,
+                                                      .user = modem_.variable("user_" + event.context),
+                                                      .password = modem_.variable("password_" + event.context),
+                                                      .context_apn = apn}}));
 }
 
 void PluggedModem::on_call_news(int interface, CallNews news)
@@ -136,9 +169,25 @@ void PluggedModem::start_qmi()
     if (plug_->line_number() == 0 || found == interfaces.end())
         return;
     qmi_interface_ = found->number;
+    if (found->network == Interface::Network::mbim)
+        return start_mbim();
     qmi_.emplace(
         modem_, parts_.demand, plug_->line_number(),
         QmiModem::Host{
+            .send =
+                [this](std::string_view message) {
+                    plug_->send(qmi_interface_, message);
+                    parts_.log.add(device_name(qmi_interface_), "<", message);
+                },
+            .open_line = [this](const LineOrder &order) { plug_->open_line(qmi_interface_, line_order_text(order)); },
+            .close_line = [this] { plug_->close_line(qmi_interface_); }});
+}
+
+void PluggedModem::start_mbim()
+{
+    mbim_.emplace(
+        modem_, parts_.demand, plug_->line_number(),
+        MbimModem::Host{
             .send =
                 [this](std::string_view message) {
                     plug_->send(qmi_interface_, message);

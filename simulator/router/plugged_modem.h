@@ -8,6 +8,7 @@
 #include "simulator/router/event_loop.h"
 #include "simulator/router/journal.h"
 #include "simulator/router/plug.h"
+#include "simulator/usb/mbim_modem.h"
 #include "simulator/usb/qmi_modem.h"
 
 namespace simulator {
@@ -47,19 +48,22 @@ class PluggedModem {
     void on_due();
     void send(const Event &event);
     void work_call(const Event &event);
+    void work_data(const Event &event);
     void on_call_news(int interface, CallNews news);
     void report_unknown();
     void wait_for_next();
     std::string device_name(int interface) const;
     void start_qmi();
+    void start_mbim();
 
     RouterParts &parts_;
     Modem modem_;
     std::unique_ptr<Plug> plug_;
-    std::optional<QmiModem> qmi_; ///< of a modem whose interface for it has a network behind it
-    int qmi_interface_ = -1;
-    bool is_plugged_ = false; ///< the router has all of its devices
-    bool is_away_ = false;    ///< pulled out
+    std::optional<QmiModem> qmi_;   ///< of a modem whose interface for it has a network behind it
+    std::optional<MbimModem> mbim_; ///< likewise
+    int qmi_interface_ = -1;        ///< of either
+    bool is_plugged_ = false;       ///< the router has all of its devices
+    bool is_away_ = false;          ///< pulled out
     EventLoop::Timer timer_ = 0;
     size_t reported_unknown_ = 0;
 };

@@ -5,6 +5,7 @@
 
 #include "simulator/modem/profile.h"
 #include "simulator/usb/gadget.h"
+#include "simulator/usb/ntb.h"
 
 namespace simulator {
 
@@ -14,7 +15,9 @@ struct InterfaceEndpoints {
     int in = 0;
     int out = 0;
     int notify = 0;
-    bool is_network = false; ///< frames go there, and messages by requests
+    bool is_network = false;            ///< frames go there
+    bool has_messages = false;          ///< ... and messages by requests
+    std::optional<NtbContent> blocks{}; ///< frames come in blocks
 };
 
 /// What a host does with a modem.
@@ -45,6 +48,8 @@ class ModemGadget : public UsbGadget {
     /// Bytes of a serial interface, or a message of a control channel.
     void send_to_host(int interface, std::string_view bytes);
     void send_frame(int interface, std::string_view frame);
+    /// A network interface has its connection, or has lost it: the host's device has a carrier or none.
+    void set_connected(int interface, bool connected);
     /// False: the host is behind with its reading, and more frames could be lost.
     bool has_room(int interface) const;
     /// What a serial interface's host has not read yet is lost.
@@ -64,6 +69,7 @@ class ModemGadget : public UsbGadget {
 
     const std::vector<InterfaceEndpoints> endpoints_;
     const GadgetEvents events_;
+    uint16_t sequence_ = 0;                           ///< of blocks
     std::map<int, std::deque<std::string>> messages_; ///< of the control channels, until the host asks for them
 };
 

@@ -30,10 +30,11 @@ std::string find_entry(const fs::path &folder, std::string_view beginning)
     return {};
 }
 
-/// The kernel's drivers make a network device for QMI. What an interface "none" of a profile is has no driver here.
+/// The kernel's drivers make a network device for QMI and what is a standard. A maker's own "none" has no driver here.
 bool has_netdev(const Interface &interface)
 {
-    return interface.kind == Interface::Kind::cdc_wdm && !interface.netdev.empty();
+    return !interface.netdev.empty() &&
+           (interface.kind == Interface::Kind::cdc_wdm || interface.network != Interface::Network::makers_own);
 }
 
 } // namespace

@@ -77,6 +77,7 @@ class UsbDevices {
     void on_router();
     void on_message(const UsbMessage &message);
     GadgetEvents events_of(Place &place, uint8_t modem);
+    static void work_line(Place &place, const UsbMessage &message);
     void call(Place &place, const UsbMessage &message);
     static Dial *online_call(Place &place, int interface);
     Dial::Host host_of(Place &place, uint8_t modem, int interface);
@@ -111,7 +112,7 @@ UsbDevices::UsbDevices(std::vector<UsbPlan> plans, Fd router) : router_(std::mov
         place.gadget = std::make_unique<ModemGadget>(loop_, port - 1, modem_layout(plans[i].profile),
                                                      events_of(place, static_cast<uint8_t>(i)));
         for (const Interface &interface : plans[i].profile.interfaces)
-            if (interface.kind == Interface::Kind::cdc_wdm)
+            if (interface.kind == Interface::Kind::cdc_wdm || interface.network != Interface::Network::makers_own)
                 place.lines.try_emplace(
                     interface.number, *place.uplink,
                     NetworkLine::Host{
@@ -154,6 +155,19 @@ GadgetEvents UsbDevices::events_of(Place &place, uint8_t modem)
                         call->on_room();
                 },
             .dtr_lost = [this, modem](int interface) { send_news(modem, interface, CallNews::dtr_lost); }};
+}
+
+void UsbDevices::work_line(Place &place, const UsbMessage &message)
+{
+    const auto line = place.lines.find(message.interface);
+    if (line == place.lines.end())
+        return;
+    bool is_open = false;
+    if (message.kind == UsbMessage::Kind::open_line)
+        is_open = line->second.open(parse_line_order(message.bytes));
+    else
+        line->second.close();
+    place.gadget->set_connected(message.interface, is_open);
 }
 
 Dial *UsbDevices::online_call(Place &place, int interface)
@@ -227,13 +241,7 @@ void UsbDevices::on_message(const UsbMessage &message)
         return place.gadget->send_to_host(message.interface, message.bytes);
     case UsbMessage::Kind::open_line:
     case UsbMessage::Kind::close_line:
-        if (const auto line = place.lines.find(message.interface); line == place.lines.end())
-            return;
-        else if (message.kind == UsbMessage::Kind::open_line)
-            line->second.open(parse_line_order(message.bytes));
-        else
-            line->second.close();
-        return;
+        return work_line(place, message);
     case UsbMessage::Kind::call:
         return call(place, message);
     case UsbMessage::Kind::hold_call:
@@ -258,6 +266,9 @@ void UsbDevices::when(std::function<bool()> ready, std::function<void()> then)
 
 void UsbDevices::plug(Place &place)
 {
+    // A driver takes a carrier for granted until it hears that there is none.
+    for (const auto &[interface, line] : place.lines)
+        place.gadget->set_connected(interface, false);
     if (place.connected)
         return hub_->connect(static_cast<int>(place.hub_port), true);
     to_connect_.push_back(&place);

@@ -31,14 +31,31 @@ Texts descriptors_of(const std::string &configuration, uint8_t kind)
 TEST(ModemLayout, SaysWhatTheKernelsDriversLookAt)
 {
     const ModemLayout layout = modem_layout(load_profile(find_profiles({}), "EC25"));
-    EXPECT_EQ(layout.descriptors.device, std::string({18, 1, 0, 2, '\xef', 2, 1, 64, '\x7c', 0x2c, 0x25, 1, 0x18, 3, 1, 2, 0, 1}));
+    EXPECT_EQ(layout.descriptors.device,
+              std::string({18, 1, 0, 2, '\xef', 2, 1, 64, '\x7c', 0x2c, 0x25, 1, 0x18, 3, 1, 2, 0, 1}));
     // number, alternate, endpoints, class: the diagnostics, three serial ports, QMI
-    EXPECT_EQ(descriptors_of(layout.descriptors.configuration, 4),
-              (Texts{{0, 0, 2, '\xff', '\xff', '\xff', 0},
-                     {1, 0, 3, '\xff', 0, 0, 0},
-                     {2, 0, 3, '\xff', 0, 0, 0},
-                     {3, 0, 3, '\xff', 0, 0, 0},
-                     {4, 0, 3, '\xff', '\xff', '\xff', 0}}));
+    EXPECT_EQ(descriptors_of(layout.descriptors.configuration, 4), (Texts{{0, 0, 2, '\xff', '\xff', '\xff', 0},
+                                                                          {1, 0, 3, '\xff', 0, 0, 0},
+                                                                          {2, 0, 3, '\xff', 0, 0, 0},
+                                                                          {3, 0, 3, '\xff', 0, 0, 0},
+                                                                          {4, 0, 3, '\xff', '\xff', '\xff', 0}}));
+}
+
+// ECM: the pair of interfaces, the version, which belong together, the address; then the data interface off and on.
+TEST(ModemLayout, DescribesAnEthernetFunction)
+{
+    const ModemLayout layout = modem_layout(load_profile(find_profiles({}), "EC200T"));
+    const std::string &configuration = layout.descriptors.configuration;
+    EXPECT_EQ(descriptors_of(configuration, 11), Texts{std::string({0, 2, 2, 6, 0, 0})});
+    EXPECT_EQ(descriptors_of(configuration, 0x24),
+              (Texts{{0, 0x10, 1}, {6, 0, 1}, {15, 3, 0, 0, 0, 0, '\xea', 5, 0, 0, 0}}));
+    EXPECT_EQ(layout.descriptors.texts.at(3), "02000000000A");
+    EXPECT_EQ(descriptors_of(configuration, 4), (Texts{{0, 0, 1, 2, 6, 0, 0},
+                                                       {1, 0, 0, 10, 0, 0, 0},
+                                                       {1, 1, 2, 10, 0, 0, 0},
+                                                       {2, 0, 3, '\xff', 0, 0, 0},
+                                                       {3, 0, 3, '\xff', 0, 0, 0},
+                                                       {4, 0, 3, '\xff', 0, 0, 0}}));
 }
 
 // The kernel refuses a configuration whose lengths are wrong, and a second endpoint of the same number.
@@ -47,8 +64,14 @@ TEST(ModemLayout, IsWholeForEveryProfile)
     for (const Profile &profile : list_profiles(find_profiles({}))) {
         const ModemLayout layout = modem_layout(profile);
         const std::string &configuration = layout.descriptors.configuration;
-        EXPECT_EQ(little_endian(static_cast<uint32_t>(configuration.size()), 2), configuration.substr(2, 2)) << profile.name;
-        EXPECT_EQ(descriptors_of(configuration, 4).size(), profile.interfaces.size()) << profile.name;
+        EXPECT_EQ(little_endian(static_cast<uint32_t>(configuration.size()), 2), configuration.substr(2, 2))
+            << profile.name;
+        std::set<char> numbers;
+        for (const std::string &interface : descriptors_of(configuration, 4))
+            numbers.insert(interface[0]);
+        EXPECT_EQ(static_cast<size_t>(configuration[4]), numbers.size()) << profile.name;
+        for (const Interface &interface : profile.interfaces)
+            EXPECT_TRUE(numbers.contains(static_cast<char>(interface.number))) << profile.name;
         std::set<char> addresses;
         const Texts endpoints = descriptors_of(configuration, 5);
         for (const std::string &endpoint : endpoints) {
@@ -102,12 +125,16 @@ TEST(Archive, IsWhatAKernelUnpacks)
     archive.add_folder("modules");
     archive.add_file("job", "abc", 0644);
     const std::string zeros(4, '\0');
-    EXPECT_EQ(archive.text(), "07070100000001000041ed000000000000000000000001000000000000000000000000000000000000000000000000"
-                              "0000000800000000modules" + zeros.substr(0, 3) +
-                                  "07070100000002000081a40000000000000000000000010000000000000003000000000000000000000000000000"
-                                  "000000000400000000job" + zeros.substr(0, 3) + "abc" + zeros.substr(0, 1) +
-                                  "070701000000000000000000000000000000000000000100000000000000000000000000000000000000000000"
-                                  "00000000000b00000000TRAILER!!!" + zeros);
+    EXPECT_EQ(archive.text(),
+              "07070100000001000041ed000000000000000000000001000000000000000000000000000000000000000000000000"
+              "0000000800000000modules" +
+                  zeros.substr(0, 3) +
+                  "07070100000002000081a40000000000000000000000010000000000000003000000000000000000000000000000"
+                  "000000000400000000job" +
+                  zeros.substr(0, 3) + "abc" + zeros.substr(0, 1) +
+                  "070701000000000000000000000000000000000000000100000000000000000000000000000000000000000000"
+                  "00000000000b00000000TRAILER!!!" +
+                  zeros);
 }
 
 } // namespace
