@@ -18,7 +18,12 @@ constexpr const char *dial_files =
     "final() { tr -dc '[:print:]\\n' | grep -o -e '^OK$' -e '^CONNECT' -e '^NO CARRIER$'; }\n";
 
 struct SerialClients {
-    static Lines options() { return {"--modem", "EC25", "--link", "apn=internet,username=guest,password=secret"}; }
+    static Lines options()
+    {
+        return {"--modem", "EC25",
+                "--link",  "apn=internet,username=guest,password=secret",
+                "--sms",   "+441632960001:Hello at 8?"};
+    }
     static std::vector<Script> scripts()
     {
         return {
@@ -38,6 +43,21 @@ struct SerialClients {
                        "sleep 1; printf 'ATO\\r'; sleep 1) | microcom -t 30000 /dev/ttyUSB3 | final"},
             {"DTR", "(printf 'ATD*99***1#\\r'; sleep 2) | microcom -t 4000 /dev/ttyUSB3 | final\n"
                     "(sleep 1; printf 'AT\\r'; sleep 1) | microcom -t 3000 /dev/ttyUSB3 | final"},
+            {"gammu", "printf '[gammu]\\ndevice = /dev/ttyUSB2\\nconnection = at115200\\n' >/tmp/gammurc\n"
+                      "ask() { timeout 60 gammu -c /tmp/gammurc \"$@\" 2>&1; }\n"
+                      "ask identify | grep -e ^Manu -e ^IMEI -e ^'SIM IMSI'; ask networkinfo; ask getallsms | grep -e "
+                      "Hello -e ^'Remote number'"},
+            // After gammu: it takes what it has received out of the modem.
+            {"smsd",
+             "mkdir -p /tmp/sms; cd /tmp/sms; mkdir incoming outgoing checked sent failed\n"
+             "printf 'devices = GMS99\\nlogfile = /tmp/sms/log\\ninfofile = /tmp/sms/info\\npidfile = "
+             "/tmp/sms/pid\\ndelaytime = 1\\nloglevel = 6\\n' >conf\n"
+             "for folder in incoming outgoing checked sent failed; do echo $folder = $PWD/$folder >>conf; done\n"
+             "printf '[GMS99]\\ndevice = /dev/ttyUSB2\\nincoming = yes\\n' >>conf\n"
+             "printf 'To: 441632960009\\n\\nOn my way' >outgoing/reply\n"
+             "smsd -c/tmp/sms/conf -t >/dev/null 2>&1 &\nserver=$!\n"
+             "wait_until '[ -e sent/reply ] && [ -n \"$(ls incoming)\" ]'; kill $server; ls sent failed\n"
+             "grep ^From: incoming/*; tail -n 1 incoming/*; echo"},
         };
     }
 };
@@ -52,7 +72,7 @@ class KernelSerialClients : public OnKernel<SerialClients> {
     }
 };
 
-// chat's fourth status and up: the first text that it was to stop at.
+// Status 8 of pppd: chat, which was to dial, has failed.
 TEST_F(KernelSerialClients, HearNoCarrierForAWrongApn)
 {
     EXPECT_EQ(walk().of("wrong APN").substr(0, 2), "8\n");
@@ -80,6 +100,39 @@ TEST_F(KernelSerialClients, InterruptACallAndHangUp)
 TEST_F(KernelSerialClients, EndTheirCallWhenTheyCloseThePort)
 {
     EXPECT_EQ(walk().of("DTR"), "CONNECT\nNO CARRIER\nOK\n");
+}
+
+// gammu reads the memory of the card and that of the modem, which are one here.
+TEST_F(KernelSerialClients, AskTheModemAndItsNetwork)
+{
+    if (!fs::exists("/usr/bin/gammu"))
+        GTEST_SKIP() << "gammu is missing: tools/setup.sh kernel installs it";
+    EXPECT_EQ(walk().of("gammu"), "Manufacturer         : Quectel\n"
+                                  "IMEI                 : 861536030123456\n"
+                                  "SIM IMSI             : 232031234567890\n"
+                                  "Network state        : home network\n"
+                                  "Network              : 232 03 (T-Mobile AT, Austria), LAC 2616, CID 1D6A50B\n"
+                                  "Name in phone        : \"T-Mobile A\"\n"
+                                  "Packet network state : home network\n"
+                                  "Packet network       : 232 03 (T-Mobile AT, Austria), LAC 2616, CID 1D6A50B\n"
+                                  "Name in phone        : \"T-Mobile A\"\n"
+                                  "GPRS                 : attached\n"
+                                  "Remote number        : \"+441632960001\"\n"
+                                  "Hello at 8?\n"
+                                  "Remote number        : \"+441632960001\"\n"
+                                  "Hello at 8?\n");
+}
+
+TEST_F(KernelSerialClients, SendAndReceiveMessages)
+{
+    if (!fs::exists("/usr/sbin/smsd"))
+        GTEST_SKIP() << "smsd is missing: tools/setup.sh kernel installs it";
+    EXPECT_EQ(walk().of("smsd"), "failed:\n"
+                                 "\n"
+                                 "sent:\n"
+                                 "reply\n"
+                                 "From: 441632960001\n"
+                                 "Hello at 8?\n");
 }
 
 } // namespace
