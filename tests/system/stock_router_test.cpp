@@ -307,6 +307,7 @@ TEST(StockRouter, GivesTheWatchAPowerSwitchOnlyIfItHasOne)
         "uci set modemctl.watch.probe=none; uci set modemctl.watch.absent_wait=1; uci commit modemctl; "
         "is() { n=0; until modemctl watch status | grep -q \"^state *$1\"; do n=$((n + 1)); [ $n -lt 200 ] || break; "
         "sleep 0.1; done; }; "
+        "mkdir /tmp/modem.1-1.2; chown 65534 /tmp/modem.1-1.2 2>/dev/null; "
         "/etc/init.d/modemctl-watch start & is online; printf 'AT+CGPADDR\\r' >/dev/ttyUSB2; is absent; sleep 4; "
         "grep -o 'switching.*' /tmp/log; ls /var/run/modemctl-power 2>/dev/null; "
         "modemctl watch status | sed -n 's/^budgets *power *//p'";

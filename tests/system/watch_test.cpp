@@ -145,6 +145,37 @@ const Fault faults[] = {
     {"its memory is rubbish", ec25("", "setup=100"), "start_until online; kill $watch; wait $watch; head -c 3000 /dev/urandom >/tmp/modem.1-1.2/watch; rests_in online 1",
      "online;the network answers;\n", ""},
     {"it was asleep for long", ec25("", "setup=100"), "start_until online; kill -STOP $watch; sleep 5; kill -CONT $watch; sleep 2; say", "online;the network answers;\n", ""},
+    // Somebody else is at the interface, the port or the files.
+    {"the device is switched off", ec25("", "setup=100,dns=answer"),
+     "probe_by dns; start_until online; ip link set wwan0 down; wait_for recovering; wait_for online; say", "online;the network answers;\n", "suspect -> recovering: reconnect"},
+    {"the session dies again and again", ec25("", "setup=100,dns=1/0"),
+     "probe_by dns; start_until slow; say; modemctl watch status | grep -E 'budgets +(reconnect|modem)' | tr -s ' '", "slow;nothing more to try;\nbudgets reconnect 5\nbudgets modem 1\n", "suspect -> recovering: modem, 1 of 2 left this hour"},
+    {"a program steals what the modem says", ec25("", "setup=100"), "cat /dev/ttyUSB2 >/dev/null & start_until online; sleep 8; say", "online;the network answers;\n", ""},
+    {"a hook that hangs", ec25("", "setup=100,dns=2/0", {"--put", TEST_DATA "/openwrt/hotplug-call:/usr/sbin/hotplug-call"}),
+     "mkdir -p /etc/hotplug.d/modem; echo 'sleep 1000' >/etc/hotplug.d/modem/50; probe_by dns; start_until online; wait_for recovering; wait_for online; say", "online;the network answers;\n", "suspect -> recovering: reconnect"},
+    {"its state file is a folder", ec25("", "setup=never"), "mkdir -p /tmp/modem.1-1.2/watch; modemctl watch & sleep 12; kill -0 $! && echo alive", "alive\n", "recovering: reconnect"},
+    {"its folder is removed", ec25("", "setup=100"), "start_until online; rm -rf /tmp/modem.1-1.2; sleep 2; say; ubus call network.interface.modem_1_1_2 down; wait_for off; say", "online;the network answers;\noff;not wanted;\n", ""},
+    {"it is killed in the middle of a stage", ec25("", "setup=never"), // and started again and again, as procd does
+     "start_until recovering; until modemctl watch status | grep -q 'last_stage *radio'; do sleep 0.1; done; kill -9 $watch; wait $watch 2>/dev/null;"
+     "while :; do modemctl watch 2>/dev/null; sleep 1; done & wait_for slow; say; modemctl AT AT+CFUN? | grep -o 'CFUN: .'", "slow;nothing more to try;\nCFUN: 1\n",
+     "suspect -> recovering: modem, 1 of 2 left this hour"},
+    {"taken down in the middle of the ladder", ec25("", "setup=never"),
+     "start_until recovering; until modemctl watch status | grep -q 'last_stage *radio'; do sleep 0.1; done; sleep 8; ubus call network.interface.modem_1_1_2 down; wait_for off; say", "off;not wanted;\n", "suspect -> recovering: radio"},
+    {"switched off in the middle of the ladder", ec25("", "setup=never"),
+     "start_until recovering; set_option enabled 0; wait_for off; say", "off;not wanted;\n", "suspect -> recovering: reconnect"},
+    {"the network is restarted", ec25("", "setup=100"), "start_until online; ubus call network restart; sleep 4; wait_for online; say", "online;the network answers;\n", ""},
+    {"the interface is made anew", ec25("", "setup=100"),
+     "start_until online; uci delete network.modem_1_1_2; uci commit network; ubus call network reload; wait_for off; say;"
+     "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi; uci set network.modem_1_1_2.device=/dev/cdc-wdm0; uci commit network; ubus call network reload; wait_for online; say", "off;not wanted;\nonline;the network answers;\n", ""},
+    // A modem that talks nonsense, while its data flows.
+    {"every reply comes late", ec25("", "setup=100", {"--fault", "late=2500"}), "start_until online; sleep 15; say", "online;the network answers;\n", ""},
+    {"replies never end", ec25("", "setup=100", {"--fault", "endless"}), "start_until online; sleep 15; say", "online;the network answers;\n", ""},
+    {"replies without a last line", ec25("", "setup=100", {"--fault", "no-final"}), "start_until online; sleep 10; say", "online;the network answers;\n", ""},
+    {"replies full of garbage", ec25("", "setup=100", {"--fault", "garbage-inside=200", "--fault", "eight-bit=30"}), "start_until online; sleep 6; say", "online;the network answers;\n", ""},
+    {"replies with zero bytes", ec25("", "setup=100", {"--fault", "zero=20"}), "start_until online; sleep 6; say", "online;the network answers;\n", ""},
+    {"nonsense and no session", ec25("", "setup=never", {"--fault", "garbage-inside=200"}), "start_until slow; wait_for slow; say", "slow;nothing more to try;\n", "recovering: reconnect"},
+    {"the radio is left off", ec25("", "setup=never"), "modemctl AT AT+CFUN=4 >/dev/null; start_until recovering; say; modemctl AT AT+CFUN? | grep -o 'CFUN: .'", "recovering;reconnect, 5 of 6 left this hour;\nCFUN: 1\n",
+     "no-service -> no-service: radio"},
 };
 // clang-format on
 
