@@ -78,19 +78,12 @@ QmiAnswer imsi(QmiModem &modem, const QmiRequest &)
 
 QmiAnswer bands(QmiModem &modem, const QmiRequest &)
 {
-    const auto mask = [&](const char *variable) {
-        const std::string text = modem.variable(variable);
-        uint64_t bits = 0;
-        if (text.starts_with("0x"))
-            std::from_chars(text.data() + 2, text.data() + text.size(), bits, 16);
-        return bits;
-    };
-    const auto number = [](uint64_t value) {
-        return little_endian(static_cast<uint32_t>(value), 4) + little_endian(static_cast<uint32_t>(value >> 32), 4);
-    };
-    // GSM 900, 1800, 1900 and 850, WCDMA 2100, 1900, 850 and 900 by their bits here
-    constexpr uint64_t older = 1ULL << 7 | 1ULL << 8 | 1ULL << 9 | 1ULL << 19 | 1ULL << 22 | 1ULL << 49;
-    return {.values = qmi_value(1, number(older)) + qmi_value(0x10, number(mask("band_lte")))};
+    return {.values = qmi_value(1, qmi_older_bands()) + qmi_value(0x10, qmi_lte_bands(modem))};
+}
+
+std::string mask_bytes(uint64_t mask)
+{
+    return little_endian(static_cast<uint32_t>(mask), 4) + little_endian(static_cast<uint32_t>(mask >> 32), 4);
 }
 
 const QmiRow rows[] = {
@@ -111,6 +104,21 @@ const QmiRow rows[] = {
 };
 
 } // namespace
+
+std::string qmi_older_bands()
+{
+    // GSM 900 (with its extension) and 1800, GSM 850, WCDMA 2100 and 900
+    return mask_bytes(1ULL << 7 | 1ULL << 8 | 1ULL << 9 | 1ULL << 19 | 1ULL << 22 | 1ULL << 49);
+}
+
+std::string qmi_lte_bands(const QmiModem &modem)
+{
+    const std::string text = modem.variable("band_lte");
+    uint64_t mask = 0;
+    if (text.starts_with("0x"))
+        std::from_chars(text.data() + 2, text.data() + text.size(), mask, 16);
+    return mask_bytes(mask);
+}
 
 std::span<const QmiRow> qmi_device_rows()
 {

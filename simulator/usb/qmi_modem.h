@@ -109,4 +109,8 @@ std::string system_info_values(QmiModem &modem);
 std::string signal_values(QmiModem &modem);
 std::string card_status_value(QmiModem &modem);
 
+// The bands as masks of eight bytes
+std::string qmi_older_bands();
+std::string qmi_lte_bands(const QmiModem &modem);
+
 } // namespace simulator

@@ -27,6 +27,7 @@ struct Technology {
 constexpr std::array<Technology, 3> technologies = {{{"GSM", gsm, 1 << 2, 2, "1", 0x12, 0x17},
                                                      {"WCDMA", umts, 1 << 3, 12, "2", 0x13, 0x18},
                                                      {"LTE", lte, 1 << 4, 11, "3", 0x14, 0x19}}};
+constexpr char ascii = 1; ///< of a name
 constexpr uint16_t all_modes = 1 << 2 | 1 << 3 | 1 << 4;
 
 const Technology *technology_of(const QmiModem &modem)
@@ -139,7 +140,8 @@ QmiAnswer selection(QmiModem &modem, const QmiRequest &)
     const auto *only = std::ranges::find(technologies, scan_mode, &Technology::scan_mode);
     const uint16_t modes = only == technologies.end() ? all_modes : only->mode_bit;
     // no emergency; any roaming; the network chosen by itself; data and calls; LTE first
-    return {.values = qmi_number(0x10, 0, 1) + qmi_number(0x11, modes, 2) + qmi_number(0x14, 0xff, 2) +
+    return {.values = qmi_number(0x10, 0, 1) + qmi_number(0x11, modes, 2) + qmi_value(0x12, qmi_older_bands()) +
+                      qmi_value(0x15, qmi_lte_bands(modem)) + qmi_number(0x14, 0xff, 2) +
                       qmi_number(0x16, modem.variable("cops_mode") == "1" ? 1 : 0, 1) + qmi_number(0x18, 2, 4) +
                       qmi_value(0x1c, std::string{3, lte, umts, gsm})};
 }
@@ -173,9 +175,10 @@ QmiAnswer scan(QmiModem &modem, const QmiRequest &)
 
 QmiAnswer plmn_name(QmiModem &modem, const QmiRequest &)
 {
-    // the service provider's, the network's short and long name; each: coding (7 bits), country's letters, spare bits
-    const auto name = [](const std::string &text) { return std::string{0, 0, 0} + counted(text); };
-    return {.values = qmi_value(0x10, std::string(4, '\0') + counted("") + name(modem.variable("operator_1")) +
+    // the service provider's name: coding, text; then the network's short and long name: coding, without the country's
+    // letters, no spare bits, text
+    const auto name = [](const std::string &text) { return std::string{ascii, 0, 0} + counted(text); };
+    return {.values = qmi_value(0x10, std::string{ascii} + counted("") + name(modem.variable("operator_1")) +
                                           name(modem.variable("operator_0")))};
 }
 
