@@ -57,6 +57,8 @@ export async function open(router, view, { user = 'root', width = 1100, height =
     const page = await context.newPage();
     page.complaints = [];
     page.session = session.ubus_rpc_session;
+    page.asked = [];
+    page.on('request', request => request.url().includes('/ubus/') && page.asked.push(request.postData()));
     page.on('pageerror', error => page.complaints.push(String(error)));
     page.on('console', message => message.type() === 'error' && page.complaints.push(message.text()));
     page.on('request', request => request.url().startsWith(router.url) || request.url().startsWith('data:') || request.url().startsWith('blob:') || page.complaints.push(`asks ${request.url()}`));

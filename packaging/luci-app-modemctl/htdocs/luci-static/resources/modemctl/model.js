@@ -391,13 +391,13 @@ return baseclass.extend({
 				conversation.number = '+' + key;
 			conversation.unread += message.unread ? 1 : 0;
 		}
-		const time = message => String(message.time ?? '');
+		const time = message => String(message.time ?? ''), by_time = (one, other) => time(one) < time(other) ? -1 : time(one) > time(other) ? 1 : 0;
 		const list = Array.from(by_number.values());
 		for (const conversation of list) {
-			conversation.messages.sort((one, other) => time(one) < time(other) ? -1 : time(one) > time(other) ? 1 : 0);
+			conversation.messages.sort(by_time);
 			conversation.last = conversation.messages[conversation.messages.length - 1];
 		}
-		return list.sort((one, other) => time(one.last) < time(other.last) ? 1 : time(one.last) > time(other.last) ? -1 : 0);
+		return list.sort((one, other) => by_time(other.last, one.last));
 	},
 
 	is_number_to_send(number) {

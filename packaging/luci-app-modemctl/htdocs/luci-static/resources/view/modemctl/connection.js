@@ -9,11 +9,6 @@ const h = page.h;
 
 const modes = [ 'auto', '4g', '5g', '4g+5g', '3g', '2g' ];
 
-// "B3, n78" as a list.
-function band_names(text) {
-	return text.split(/[\s,]+/).filter(Boolean);
-}
-
 class Connection {
 	constructor(modem, rights) {
 		Object.assign(this, { bus: { bus: modem.bus }, rights, asked: false });
@@ -182,7 +177,7 @@ class Connection {
 		const [ keep, keep_row ] = this.keep('bands');
 		return [ ...groups, more ? page.row(h('label', { 'for': more.id }, _('Further bands')), more) : '', keep_row, h('div', { 'class': 'modemctl-row' },
 			this.button(_('Use these bands'), () => {
-				const chosen = [ ...boxes.filter(box => box.checked).map(box => box.value), ...band_names(more?.value ?? '') ];
+				const chosen = [ ...boxes.filter(box => box.checked).map(box => box.value), ...(more?.value ?? '').split(/[\s,]+/).filter(Boolean) ];
 				if (!chosen.length)
 					throw new Error(_('Choose a band.'));
 				return this.change('bands_set', { bands: chosen, keep: keep.checked });

@@ -98,7 +98,7 @@ return page.view([ 'connect', 'disconnect', 'resume', 'refresh' ], rights => {
 	const body = h('div', { 'class': 'modemctl-cards' });
 	let cards = [];
 	page.repeat(async () => {
-		const { modems } = await page.call('modems');
+		const modems = await page.modems();
 		page.redraw(body, modems, () => {
 			cards = modems.map(modem => cards.find(card => JSON.stringify(card.modem) === JSON.stringify(modem)) ?? new Card(modem, rights));
 			return cards.length ? cards.map(card => card.node) : page.none();
