@@ -128,6 +128,7 @@ constexpr Question quectel[] = {
 
 constexpr Question sierra[] = {
     {"serving", "AT!GSTATUS?", read_gstatus, nullptr, true},
+    {"serving", "AT!LTEINFO?", read_lteinfo},
     {"serving", "AT!NRINFO?",  read_nrinfo},
 };
 

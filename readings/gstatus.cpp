@@ -221,6 +221,44 @@ bool read_gstatus(std::string_view reply, Report &report)
     return true;
 }
 
+// Serving:   EARFCN MCC MNC   TAC      CID Bd D U SNR PCI  RSRQ   RSRP   RSSI RXLV     (MC7455)
+//               800 310 410 35666 0A14666A  2 5 5  22 404 -14.1  -79.6  -45.5 --
+//                 0   1   2     3        4  5 6 7   8   9    10     11     12
+bool read_lteinfo(std::string_view reply, Report &report)
+{
+    static constexpr FieldRule rules[] = {
+        {0, Quantity::arfcn, Scale::positive},
+        {3, Quantity::tac, Scale::number},
+        {4, Quantity::cell_id, Scale::hex},
+        {5, {}, Scale::lte_band},
+        {6, Quantity::bandwidth_dl, Scale::lte_bw_index},
+        {7, Quantity::bandwidth_ul, Scale::lte_bw_index},
+        {9, Quantity::pci, Scale::number},
+        {10, Quantity::rsrq, Scale::decibels},
+        {11, Quantity::rsrp, Scale::decibels},
+        {12, Quantity::rssi, Scale::decibels},
+    };
+    constexpr size_t least_fields = 13;
+    const bool understood = find_word(reply, "!LTEINFO") != std::string_view::npos;
+    for (std::string_view line; next_line(reply, line);) {
+        Text<100> row; // with commas between the fields
+        while (!line.empty()) {
+            row.append(row.empty() ? "" : ",");
+            row.append(take_until(line, " \t"));
+            line = trim(line);
+        }
+        const Fields fields{row.view()};
+        if (fields.size() < least_fields || !decimal(fields[1])) // its heading, or the cells around it
+            continue;
+        report.tell_technology(Technology::lte);
+        if (report.technology != Technology::lte && report.technology != Technology::nr_nsa)
+            break;
+        report.serving.tell_network(fields[1], fields[2]);
+        tell_fields(fields, rules, report.serving);
+    }
+    return understood;
+}
+
 bool read_nrinfo(std::string_view reply, Report &report)
 {
     const std::string_view mode = word_after(reply, {}, "CONNECTIVITY MODE:");

@@ -145,6 +145,7 @@ bool read_gtccinfo(std::string_view reply, Report &report)
 // PCC:103,470,1802,100,100,1,1,2,2,-102             (FM350; the last is the RSRP in dBm)
 //     0   1   2    3
 // SCC 1:2,0,138,18,38100,100,255,0,255,0,255,-102   (FM350; state 2 is active, the last is the PCC's RSRP again)
+// The FM190 says "LTE PCC:" and "NR PCC:", and its other fields are not known.
 //       0 1 2   3  4     5
 bool read_gtcainfo(std::string_view reply, Report &report)
 {
@@ -154,6 +155,9 @@ bool read_gtcainfo(std::string_view reply, Report &report)
     static constexpr FieldRule nr_carrier_rules[] = {{1, Quantity::pci, Scale::number},
                                                      {2, Quantity::arfcn, Scale::number},
                                                      {3, Quantity::bandwidth_dl, Scale::nr_bw_fifths}};
+    for (const std::string_view unknown : {"LTE PCC:", "NR PCC:"})
+        if (find_word(reply, unknown) != std::string_view::npos)
+            return false;
     const size_t before = report.carriers.size;
     while (Cell *cell = report.carriers.add()) {
         const size_t primary = find_word(reply, "PCC:");
@@ -181,6 +185,8 @@ bool read_gtcainfo(std::string_view reply, Report &report)
             continue;
         }
         const std::string_view last = fields[fields.size() - 1];
+        if (last == "0") // too weak to be measured
+            continue;
         tell_value(last, Quantity::rsrp,
                    last.starts_with('-') ? Scale::decibels
                    : is_nr               ? Scale::nr_rsrp

@@ -91,7 +91,8 @@ void Cell::tell_band(std::optional<int64_t> number, bool is_nr)
 
 void Cell::tell_band(std::string_view words)
 {
-    // "LTE BAND 3", "NR5G BAND 41", "EUTRAN-BAND3", "NR5G_BAND78", "NR N78": the number counts, the rest says which family.
+    // "LTE BAND 3", "NR5G BAND 41", "EUTRAN-BAND3", "NR5G_BAND78", "NR N78": the number counts, the rest says which
+    // family.
     constexpr std::string_view band_word = "BAND";
     words = trim(words);
     const size_t position = words.find(band_word);
