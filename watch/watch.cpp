@@ -46,6 +46,11 @@ Fd take_lock(const char *bus)
     return lock && flock(lock.get(), LOCK_EX | LOCK_NB) == 0 ? std::move(lock) : Fd{};
 }
 
+int64_t number_of(const char *digits)
+{
+    return decimal(digits).value_or(0);
+}
+
 // What the modem and the board have for the ladder. A healthy step does not need it.
 void find_means(Watcher &watcher)
 {
@@ -137,17 +142,12 @@ HistorySample new_sample()
             .spare = {}};
 }
 
-uint64_t number_of(const Text<24> &text)
-{
-    return static_cast<uint64_t>(decimal(text.view()).value_or(0));
-}
-
 // The flash gets the usage at most once in so many seconds, and only if there is enough of it.
 void keep_fresh_usage(Watcher &watcher, int64_t between_writes_s)
 {
     constexpr uint64_t worth_a_write = 1'000'000;
     Scene &scene = watcher.scene;
-    const int64_t age = uptime_s() - decimal(scene.kept.view()).value_or(0);
+    const int64_t age = uptime_s() - number_of(scene.kept.c_str());
     if (watcher.fresh.total() >= worth_a_write && age >= between_writes_s && keep_usage(watcher.fresh)) {
         watcher.fresh = {};
         watcher.kept = read_kept_usage();
@@ -162,9 +162,11 @@ bool count_usage(Watcher &watcher, const DeviceCounters &counters)
     Scene &scene = watcher.scene;
     const WatchSettings &settings = watcher.settings;
     const uint32_t month = billing_month(time(nullptr), settings.first_day);
-    watcher.fresh.add(scene.iccid.view(), month, counted_since(number_of(scene.received), counters.rx_bytes),
-                      counted_since(number_of(scene.sent), counters.tx_bytes));
-    if (number_of(scene.received) != counters.rx_bytes || number_of(scene.sent) != counters.tx_bytes)
+    const auto received = static_cast<uint64_t>(number_of(scene.received.c_str()));
+    const auto sent = static_cast<uint64_t>(number_of(scene.sent.c_str()));
+    watcher.fresh.add(scene.iccid.view(), month, counted_since(received, counters.rx_bytes),
+                      counted_since(sent, counters.tx_bytes));
+    if (received != counters.rx_bytes || sent != counters.tx_bytes)
         write_new_usage(watcher.bus, watcher.fresh);
     scene.received = Text<24>::format("%llu", static_cast<unsigned long long>(counters.rx_bytes));
     scene.sent = Text<24>::format("%llu", static_cast<unsigned long long>(counters.tx_bytes));
@@ -173,7 +175,7 @@ bool count_usage(Watcher &watcher, const DeviceCounters &counters)
     const uint64_t used =
         watcher.kept.total(scene.iccid.view(), month) + watcher.fresh.total(scene.iccid.view(), month);
     const auto percent = static_cast<int64_t>(used / (uint64_t{settings.limit_mb} * 10'000));
-    const int64_t before = decimal(scene.warned.view()).value_or(0);
+    const int64_t before = number_of(scene.warned.c_str());
     int64_t reached = percent >= 100 ? 100 : 0;
     for (std::string_view rest = settings.warnings.view(); !rest.empty();)
         if (const auto warning = decimal(take_until(rest, " ")); warning && *warning <= percent)
@@ -210,7 +212,7 @@ uint32_t take_step(Watcher &watcher)
     if (!seen.is_there || (seen.is_changed && seen.has_ports))
         find_means(watcher);
     HistorySample sample = new_sample();
-    const uint32_t age = uptime_s() - static_cast<uint32_t>(decimal(scene.sampled.view()).value_or(0));
+    const uint32_t age = uptime_s() - static_cast<uint32_t>(number_of(scene.sampled.c_str()));
     const bool is_due = scene.sampled.empty() || age >= sample_interval_s;
     watcher.is_read = take_snapshot_mark(watcher.bus);
     const auto state = static_cast<WatchState>(scene.memory.state);
