@@ -72,6 +72,11 @@ test('every text is a plain literal, so that it can be found', () => {
         assert.deepEqual([...fs.readFileSync(file, 'utf8').matchAll(/\b_\((?!'(?:[^'\\]|\\.)*'\))[^)]{0,40}/g)].map(([text]) => text), [], file);
 });
 
+// LuCI looks a text up without the blanks around it, and finds none that has some.
+test('no text begins or ends with a blank', () => {
+    assert.deepEqual(textsOfThePage().filter(text => text !== text.trim() || /\s\s/.test(text)), []);
+});
+
 test('German is complete, with the same places for values', () => {
     const places = text => (text.match(/%[.\d]*[a-z%]/g) ?? []).join(' ');
     const texts = read(german);

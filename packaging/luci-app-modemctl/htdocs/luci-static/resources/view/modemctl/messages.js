@@ -55,7 +55,7 @@ class Messages {
 		const summary = this.list.map(({ key, number, unread, last }) => ({ key, number, unread, time: last.time ?? '', text: Array.from(String(last.text ?? '')).slice(0, 40).join('') }));
 		page.redraw(this.names, [ summary, this.open ], () => summary.length ? summary.map(one => h('li', {}, h('button', { type: 'button', id: 'modemctl-with-' + one.key, 'class': 'btn cbi-button', 'data-number': one.key,
 			'aria-current': one.key === this.open ? 'true' : null, click: () => this.choose(one.key) },
-			h('strong', {}, one.number || _('unknown')), one.unread ? _(' (%d new)').format(one.unread) : '', h('br'), h('span', { 'class': 'modemctl-small' }, one.time, h('br'), one.text)))) : h('li', {}, _('There are no messages.')));
+			h('strong', {}, one.number || _('unknown')), one.unread ? [ ' ', _('(%d new)').format(one.unread) ] : '', h('br'), h('span', { 'class': 'modemctl-small' }, one.time, h('br'), one.text)))) : h('li', {}, _('There are no messages.')));
 		const chosen = this.chosen();
 		page.redraw(this.thread, [ chosen?.number, chosen?.messages.map(({ id, box, error }) => [ id, box, error ]) ], () =>
 			chosen ? [ h('h3', {}, chosen.number || _('unknown')), chosen.messages.map(message => this.bubble(message)) ] : '');
