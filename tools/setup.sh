@@ -100,6 +100,11 @@ for group in "$@"; do
         fetch_programs agents mosquitto mosquitto-clients libmosquitto1 libcjson1 libwrap0 libdlt2 collectd-core
         ;;
     browser) fetch_modules ;;
-    kernel) tools/fetch_kernel.py build/kernel || echo "The kernel cannot be fetched: its tests will be skipped." ;;
+    kernel)
+        tools/fetch_kernel.py build/kernel || echo "The kernel cannot be fetched: its tests will be skipped."
+        # Its service would take this machine's modems, and the two daemons that it needs would start too.
+        fetch_programs modemmanager modemmanager libmm-glib0 udev polkitd libpolkit-gobject-1-0 libpolkit-agent-1-0 \
+            libduktape207 dbus-daemon dbus-bin dbus-system-bus-common libgudev-1.0-0 libmbim-glib4 libmbim-proxy libqmi-proxy
+        ;;
     esac
 done
