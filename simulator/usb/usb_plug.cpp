@@ -99,8 +99,7 @@ void UsbPlug::attach(bool, std::function<void()> plugged)
 /// A router's kernel knows more modems than Debian's: its drivers are told by the same file.
 void UsbPlug::tell_driver()
 {
-    // The link comes when the kernel is through with all drivers that it knows.
-    if (is_told_ || !fs::exists("/sys/bus/usb/devices/" + device_.bus + "/port"))
+    if (is_told_)
         return;
     is_told_ = true;
     std::array<char, 16> ids;
@@ -112,8 +111,12 @@ void UsbPlug::tell_driver()
 
 void UsbPlug::wait_for_names()
 {
+    // The link comes when the kernel is through with all drivers that it knows. It is looked for first: a driver that is
+    // told of a modem which another one knows takes that modem's network interfaces when it comes again.
+    const bool is_probed = fs::exists("/sys/bus/usb/devices/" + device_.bus + "/port");
     if (!find_names()) {
-        tell_driver();
+        if (is_probed)
+            tell_driver();
         timer_ = port_.loop().at(EventLoop::now_ms() + look_again_ms, [this] { wait_for_names(); });
         return;
     }
