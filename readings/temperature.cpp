@@ -5,18 +5,21 @@
 namespace {
 
 // 255 and -273 stand for a sensor that is not there.
-constexpr int64_t coldest = -50;
-constexpr int64_t hottest = 150;
+constexpr int32_t coldest = -50;
+constexpr int32_t hottest = 150;
 
-bool keep_hottest(std::string_view value, int64_t parts, Report &report)
+bool keep_hottest(std::string_view value, int32_t parts, Report &report)
 {
     if (value.ends_with('C'))
         value.remove_suffix(1);
     const auto number = decimal(trim(value));
-    if (!number || *number / parts < coldest || *number / parts > hottest)
+    if (!number || *number < INT16_MIN || *number > INT32_MAX)
         return false;
-    if (!report.temperature_c || *number / parts > *report.temperature_c)
-        report.temperature_c = *number / parts;
+    const int32_t degrees = static_cast<int32_t>(*number) / parts;
+    if (degrees < coldest || degrees > hottest)
+        return false;
+    if (!report.temperature_c || degrees > *report.temperature_c)
+        report.temperature_c = degrees;
     return true;
 }
 
