@@ -239,7 +239,7 @@ bool read_lteinfo(std::string_view reply, Report &report)
         {12, Quantity::rssi, Scale::decibels},
     };
     constexpr size_t least_fields = 13;
-    const bool understood = find_word(reply, "!LTEINFO") != std::string_view::npos;
+    const bool understood = find_word(reply, "!LTEINFO:") != std::string_view::npos;
     for (std::string_view line; next_line(reply, line);) {
         Text<100> row; // with commas between the fields
         while (!line.empty()) {

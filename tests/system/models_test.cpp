@@ -29,13 +29,15 @@ std::string session_of(const std::string &model)
     return session;
 }
 
-// The profiles that are a model, and not what several models share. The 5G ones are in models_file_test.cpp.
+// The profiles that are a model, and not what several models share. Those of the models file and the 5G ones are in
+// models_file_test.cpp.
 Lines simulated_models()
 {
     Lines models;
     for (const auto &entry : std::filesystem::directory_iterator{SOURCE_ROOT "/simulator/profiles"}) {
         const std::string text = read_text(entry.path());
-        if (text.find("\nmodel ") != std::string::npos && text.find(", 5G") == std::string::npos)
+        if (text.find("\nmodel ") != std::string::npos && text.find(", 5G") == std::string::npos &&
+            text.find("(not in the built-in table)") == std::string::npos)
             models.push_back(entry.path().stem());
     }
     std::sort(models.begin(), models.end());

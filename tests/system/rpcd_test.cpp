@@ -149,7 +149,7 @@ ls /tmp/modem.jobs | grep -c "$id")sh");
 TEST(RpcdJobs, AreFourAtMostAndOneThatChangesAModem)
 {
     const RouterRun run = call({"--modem", "EC25", "--modem", "EP06@2-1.2", "--fault", "silence"}, R"sh(
-call mode_restore | cut -c 1-8; call bands_restore; call connect '{"bus":"1-1.2"}' | cut -c 1-14
+call mode_restore | cut -c 1-8; call bands_restore; call connect '{"bus":"1-1.2"}' | cut -c 1-15
 call mode_set '{"bus":"2-1.2","mode":"4g"}' | cut -c 1-8
 call mode | cut -c 1-8; call mode | cut -c 1-8; call mode; call set '{"values":{"interval":7}}')sh");
     EXPECT_EQ(run.out, "{\"job\":\"\n"
