@@ -15,11 +15,15 @@ namespace {
 Text<100> probe_power_file(std::string_view bus)
 {
     const bool is_first_port = bus == "1-1.2" || bus == "1-1";
+    // Not a conditional expression in the list: clang 14, which compiles the fuzz targets, crashes on it.
+    ShellCommand own_pin = "ls /sys/class/gpio/gpio2/value";
+    if (is_first_port)
+        own_pin = "ls /sys/class/gpio/gpio0/value";
     const ShellCommand probes[] = {
         "ls /sys/class/leds/*:usbpow*/brightness",
         "ls /sys/class/gpio/usbpow/value",
         "ls /sys/class/leds/*:3gcontrol/brightness",
-        is_first_port ? ShellCommand{"ls /sys/class/gpio/gpio0/value"} : "ls /sys/class/gpio/gpio2/value",
+        own_pin,
         "ls /sys/class/gpio/gpio2/value",
     };
     Text<100> file;
