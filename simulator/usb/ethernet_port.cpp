@@ -1,15 +1,15 @@
 #include "simulator/usb/ethernet_port.h"
 
-#include <arpa/inet.h>
 #include <cstdint>
-#include <sys/socket.h>
+
+#include "simulator/usb/bytes.h"
 
 namespace simulator {
 
 namespace {
 
 constexpr size_t head_bytes = 14;
-constexpr size_t address_bytes = 6;
+constexpr size_t hardware_bytes = 6;
 enum FrameKind : uint16_t { ipv4 = 0x0800, arp = 0x0806, ipv6 = 0x86dd };
 
 constexpr size_t ipv4_head_bytes = 20;
@@ -49,14 +49,6 @@ std::string number(uint32_t value, size_t bytes)
     for (; bytes > 0; value >>= 8)
         text[--bytes] = static_cast<char>(value);
     return text;
-}
-
-std::string address(const std::string &text)
-{
-    const int family = text.find(':') == std::string::npos ? AF_INET : AF_INET6;
-    std::string bytes(family == AF_INET ? 4 : 16, '\0');
-    inet_pton(family, text.c_str(), bytes.data());
-    return bytes;
 }
 
 /// The internet's sum of 16 bits.
@@ -118,11 +110,11 @@ EthernetPort::Taken EthernetPort::take(std::string_view frame)
 {
     if (frame.size() < head_bytes)
         return {};
-    host_ = frame.substr(address_bytes, address_bytes);
+    host_ = frame.substr(hardware_bytes, hardware_bytes);
     if (!session_)
         return {};
     const std::string_view content = frame.substr(head_bytes);
-    switch (number_at(frame, 2 * address_bytes)) {
+    switch (number_at(frame, 2 * hardware_bytes)) {
     case arp:
         return {.answer = answer_arp(content)};
     case ipv4:
@@ -157,7 +149,7 @@ std::string EthernetPort::answer_arp(std::string_view search_message) const
         return {};
     const std::string_view host = search_message.substr(8, 10);
     const std::string wanted(search_message.substr(24, 4));
-    if (wanted == address(session_->address))
+    if (wanted == address_bytes(session_->address))
         return {}; // the host asks whether anybody else has its address
     return frame(arp, head + number(2, 2) + std::string(hardware_address) + wanted + std::string(host));
 }
@@ -174,8 +166,8 @@ std::string EthernetPort::answer_dhcp(std::string_view packet) const
     const uint8_t kind = asked.size() == 1 ? static_cast<uint8_t>(asked[0]) : 0;
     if (message[0] != 1 || (kind != discover && kind != request))
         return {};
-    const std::string own = address(session_->gateway);
-    const std::string given = address(session_->address);
+    const std::string own = address_bytes(session_->gateway);
+    const std::string given = address_bytes(session_->address);
     // A request names the address in an option, or, to keep one, as the client's own.
     std::string_view wanted = option_of(message, wanted_address);
     if (wanted.empty())
@@ -188,9 +180,10 @@ std::string EthernetPort::answer_dhcp(std::string_view packet) const
     text.resize(options_offset - 4);
     text += "\x63\x82\x53\x63" + option(message_kind, number(answer, 1)) + option(server, own);
     if (answer != refused)
-        text += option(lease_time, number(7200, 4)) +
-                option(netmask, number(~uint32_t{0} << (32 - session_->mask), 4)) + option(router, own) +
-                option(name_servers, address(session_->name_servers[0]) + address(session_->name_servers[1]));
+        text +=
+            option(lease_time, number(7200, 4)) + option(netmask, number(~uint32_t{0} << (32 - session_->mask), 4)) +
+            option(router, own) +
+            option(name_servers, address_bytes(session_->name_servers[0]) + address_bytes(session_->name_servers[1]));
     text += static_cast<char>(options_end);
     const std::string datagram = number(server_port, 2) + number(client_port, 2) +
                                  number(static_cast<uint32_t>(udp_head_bytes + text.size()), 2) + number(0, 2) + text;
@@ -206,21 +199,21 @@ std::string EthernetPort::answer_ipv6(std::string_view packet) const
     // one unit of eight bytes
     const std::string own_hardware = std::string{2, 1} + std::string(hardware_address);
     const auto kind = static_cast<uint8_t>(message[0]);
-    const std::string router = address("fe80::1");
+    const std::string router = address_bytes("fe80::1");
     if (kind == router_search) {
         // 64 hops, for 1800 s; the subnet's first 64 bits for addresses and for the link itself, for two hours
-        const std::string subnet = address(session_->gateway6).substr(0, 8) + number(0, 4) + number(0, 4);
+        const std::string subnet = address_bytes(session_->gateway6).substr(0, 8) + number(0, 4) + number(0, 4);
         const std::string text = number(router_here << 24, 4) + number(64U << 24 | 1800, 4) + number(0, 4) +
                                  number(0, 4) + std::string{3, 4, static_cast<char>(session_->mask6), '\xc0'} +
                                  number(7200, 4) + number(7200, 4) + number(0, 4) + subnet + std::string{1, 1} +
                                  std::string(hardware_address);
-        return frame(ipv6, icmp6_packet(router, address("ff02::1"), text));
+        return frame(ipv6, icmp6_packet(router, address_bytes("ff02::1"), text));
     }
     constexpr size_t search_bytes = 24;
     if (kind != search || message.size() < search_bytes || from == std::string(16, '\0'))
         return {}; // from nobody: the host asks whether anybody else has its address
     const std::string wanted(message.substr(8, 16));
-    if (wanted == from || wanted == address(session_->address6))
+    if (wanted == from || wanted == address_bytes(session_->address6))
         return {};
     // a router, asked for, to be believed
     return frame(ipv6, icmp6_packet(wanted, from,

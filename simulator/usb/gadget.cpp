@@ -55,7 +55,7 @@ void append_number(std::string &message, uint32_t number)
 
 uint16_t little_at(std::string_view bytes, size_t at)
 {
-    return static_cast<uint16_t>(static_cast<uint8_t>(bytes[at]) | static_cast<uint8_t>(bytes[at + 1]) << 8);
+    return static_cast<uint16_t>(little_endian_at(bytes, at, 2));
 }
 
 /// UTF-16; the texts are ASCII.
@@ -68,14 +68,6 @@ std::string coded_text(std::string_view text)
 }
 
 } // namespace
-
-std::string little_endian(uint32_t number, size_t bytes)
-{
-    std::string text;
-    for (; bytes > 0; bytes--, number >>= 8)
-        text += static_cast<char>(number);
-    return text;
-}
 
 std::string endpoint_descriptor(uint8_t address, uint8_t kind, uint16_t packet_bytes, uint8_t interval)
 {

@@ -10,6 +10,7 @@
 
 #include "platform/files.h"
 #include "simulator/router/event_loop.h"
+#include "simulator/usb/bytes.h"
 
 namespace simulator {
 
@@ -28,9 +29,6 @@ struct UsbRequest {
     uint16_t index = 0;
     uint16_t length = 0;
 };
-
-/// Bytes in USB's order.
-std::string little_endian(uint32_t number, size_t bytes);
 
 /// One endpoint's descriptor.
 std::string endpoint_descriptor(uint8_t address, uint8_t kind, uint16_t packet_bytes, uint8_t interval);

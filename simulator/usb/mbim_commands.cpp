@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <arpa/inet.h>
 #include <array>
 #include <cstdlib>
 
+#include "simulator/usb/bytes.h"
 #include "simulator/usb/mbim_modem.h"
 
 // The commands of MBIM's basic service (Basic Connect), by their numbers (CID).
@@ -266,13 +266,6 @@ Answer contexts(MbimModem &modem, const MbimRequest &request)
     return {.info = list.done()};
 }
 
-std::string address_of(const std::string &text)
-{
-    std::string bytes(4, '\0');
-    inet_pton(AF_INET, text.c_str(), bytes.data());
-    return bytes;
-}
-
 Answer ip_configuration(MbimModem &modem, const MbimRequest &request)
 {
     if (request.is_set)
@@ -289,13 +282,14 @@ Answer ip_configuration(MbimModem &modem, const MbimRequest &request)
                 .number(address_gateway_names_mtu)
                 .number(0)
                 .number(1)
-                .place(MbimInfo().number(static_cast<uint32_t>(session.mask)).bytes(address_of(session.address)).done())
+                .place(
+                    MbimInfo().number(static_cast<uint32_t>(session.mask)).bytes(address_bytes(session.address)).done())
                 .number(0)
                 .number(0)
-                .place(address_of(session.gateway))
+                .place(address_bytes(session.gateway))
                 .number(0)
                 .number(2)
-                .place(address_of(session.name_servers[0]) + address_of(session.name_servers[1]))
+                .place(address_bytes(session.name_servers[0]) + address_bytes(session.name_servers[1]))
                 .number(0)
                 .number(0)
                 .number(static_cast<uint32_t>(session.mtu))

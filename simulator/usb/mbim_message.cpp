@@ -1,6 +1,6 @@
 #include "simulator/usb/mbim_message.h"
 
-#include "simulator/usb/gadget.h"
+#include "simulator/usb/bytes.h"
 
 namespace simulator {
 
@@ -13,10 +13,7 @@ constexpr char no_ascii = '?';
 
 uint32_t number_at(std::string_view bytes, size_t at)
 {
-    uint32_t number = 0;
-    for (size_t i = 4; i > 0; i--)
-        number = number << 8 | static_cast<uint8_t>(bytes[at + i - 1]);
-    return number;
+    return little_endian_at(bytes, at, 4);
 }
 
 std::string number_text(size_t number)

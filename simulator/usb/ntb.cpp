@@ -1,6 +1,6 @@
 #include "simulator/usb/ntb.h"
 
-#include "simulator/usb/gadget.h"
+#include "simulator/usb/bytes.h"
 
 namespace simulator {
 
@@ -20,7 +20,7 @@ std::string_view table_mark(NtbContent content)
 
 size_t number_at(std::string_view bytes, size_t at)
 {
-    return static_cast<uint8_t>(bytes[at]) | static_cast<size_t>(static_cast<uint8_t>(bytes[at + 1])) << 8;
+    return little_endian_at(bytes, at, 2);
 }
 
 std::string number(size_t value)

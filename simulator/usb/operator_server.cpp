@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "platform/files.h"
+#include "simulator/usb/bytes.h"
 #include "simulator/usb/operator_network.h"
 
 namespace simulator {
@@ -27,7 +28,7 @@ constexpr uint16_t names_port = 53;
 constexpr size_t most_request = 4096;
 constexpr size_t piece_bytes = 65536;
 
-/// Of both address families; which address a client asked is only known for questions of a connection.
+/// One for each address: a client that asks by UDP takes an answer only from the address that it asked.
 Fd listening_socket(int kind, const char *address, uint16_t port)
 {
     const int family = std::string_view(address).find(':') == std::string_view::npos ? AF_INET : AF_INET6;
@@ -161,13 +162,10 @@ std::string answer_name_question(std::string_view question)
         return {};
     const std::string_view kind = question.substr(end + 1, 2);
     std::string address;
-    if (kind == std::string_view("\0\1", 2)) {
-        address.resize(4);
-        inet_pton(AF_INET, OperatorNetwork::server, address.data());
-    } else if (kind == std::string_view("\0\x1c", 2)) {
-        address.resize(16);
-        inet_pton(AF_INET6, OperatorNetwork::server6, address.data());
-    }
+    if (kind == std::string_view("\0\1", 2))
+        address = address_bytes(OperatorNetwork::server);
+    else if (kind == std::string_view("\0\x1c", 2))
+        address = address_bytes(OperatorNetwork::server6);
     const char answers = address.empty() ? 0 : 1;
     std::string text(question.substr(0, end + 5));
     text[2] = static_cast<char>(text[2] | is_answer);

@@ -24,14 +24,6 @@ char tries(const QmiModem &modem, const char *name)
     return static_cast<char>(atoi(modem.variable(name).c_str()));
 }
 
-std::string from_hex(const std::string &digits)
-{
-    std::string bytes;
-    for (size_t i = 0; i + 1 < digits.size(); i += 2)
-        bytes += static_cast<char>(strtol(digits.substr(i, 2).c_str(), nullptr, 16));
-    return bytes;
-}
-
 /// Digits as cards hold them: two a byte, the first one in its lower half.
 std::string swapped_digits(std::string digits)
 {
@@ -39,7 +31,7 @@ std::string swapped_digits(std::string digits)
         digits += 'f';
     for (size_t i = 0; i + 1 < digits.size(); i += 2)
         std::swap(digits[i], digits[i + 1]);
-    return from_hex(digits);
+    return bytes_of_hex(digits);
 }
 
 /// A file of the card; nothing if it has none of that number.
@@ -49,7 +41,7 @@ std::optional<std::string> card_file(const QmiModem &modem, uint32_t number)
         const std::string digits = modem.variable(name);
         if (digits.empty())
             return std::nullopt;
-        return from_hex(digits);
+        return bytes_of_hex(digits);
     };
     switch (number) {
     case 0x2fe2:
@@ -169,24 +161,19 @@ QmiAnswer unblock_pin(QmiModem &modem, const QmiRequest &request)
     return enter(modem, "AT+CPIN=" + digits_in(request, 2, 1) + ',' + digits_in(request, 2, 2 + puk));
 }
 
-QmiAnswer accept(QmiModem &, const QmiRequest &)
-{
-    return {};
-}
-
 const QmiRow rows[] = {
-    {qmi_card, 0x00, accept},
+    {qmi_card, 0x00, accept_request},
     {qmi_card, 0x20, read_file},
     {qmi_card, 0x24, file_attributes},
     {qmi_card, 0x26, verify_pin},
     {qmi_card, 0x27, unblock_pin},
-    {qmi_card, 0x2a, accept},
+    {qmi_card, 0x2a, accept_request},
     {qmi_card, 0x2e,
      [](QmiModem &, const QmiRequest &request) {
          return QmiAnswer{.values = qmi_number(0x10, request.number(1, 4).value_or(0), 4)};
      }},
     {qmi_card, 0x2f, card_status},
-    {qmi_card, 0x44, accept},
+    {qmi_card, 0x44, accept_request},
 };
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "simulator/usb/qmi_modem.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <array>
 
 // WDS and WDA: connections, profiles, and how packets are framed.
@@ -13,7 +12,6 @@ namespace {
 constexpr uint32_t ipv4 = 4;
 constexpr uint32_t ipv6 = 6;
 constexpr int profiles = 16;
-constexpr uint16_t connection_changed = 0x22;
 
 /// Why a call failed: the old number, then the kind of the reason and the reason itself.
 struct CallFailure {
@@ -27,16 +25,8 @@ constexpr CallFailure wrong_password{10, 6, 29};
 
 std::string reversed_address(const std::string &text)
 {
-    std::array<char, 4> bytes{};
-    inet_pton(AF_INET, text.c_str(), bytes.data());
+    const std::string bytes = address_bytes(text);
     return {bytes.rbegin(), bytes.rend()};
-}
-
-std::string address6(const std::string &text)
-{
-    std::string bytes(16, '\0');
-    inet_pton(AF_INET6, text.c_str(), bytes.data());
-    return bytes;
 }
 
 std::string text_or(const std::string &first, const std::string &second)
@@ -82,7 +72,7 @@ QmiAnswer start(QmiModem &modem, const QmiRequest &request)
     const uint32_t handle = modem.new_handle();
     modem.calls().push_back({request.client, handle, family});
     // connected
-    modem.indicate(qmi_data, connection_changed, qmi_value(1, std::string{2, 0}) + qmi_number(0x12, family, 1));
+    modem.indicate(qmi_data, qmi_connection_changed, qmi_value(1, std::string{2, 0}) + qmi_number(0x12, family, 1));
     return {.values = qmi_number(1, handle, 4)};
 }
 
@@ -124,9 +114,9 @@ QmiAnswer settings(QmiModem &modem, const QmiRequest &request)
     const Session session = modem.session();
     std::string values = qmi_number(0x29, static_cast<uint32_t>(session.mtu), 4) + qmi_number(0x2b, call->family, 1);
     if (call->family == ipv6)
-        return {.values = qmi_value(0x25, address6(session.address6) + static_cast<char>(session.mask6)) +
-                          qmi_value(0x26, address6(session.gateway6) + static_cast<char>(session.mask6)) +
-                          qmi_value(0x27, address6(session.name_server6)) + values};
+        return {.values = qmi_value(0x25, address_bytes(session.address6) + static_cast<char>(session.mask6)) +
+                          qmi_value(0x26, address_bytes(session.gateway6) + static_cast<char>(session.mask6)) +
+                          qmi_value(0x27, address_bytes(session.name_server6)) + values};
     const uint32_t mask = ~uint32_t{0} << (32 - session.mask);
     return {.values = qmi_value(0x15, reversed_address(session.name_servers[0])) +
                       qmi_value(0x16, reversed_address(session.name_servers[1])) +
@@ -244,11 +234,6 @@ QmiAnswer autoconnect(QmiModem &, const QmiRequest &)
     return {.values = qmi_number(1, 0, 1)};
 }
 
-QmiAnswer accept(QmiModem &, const QmiRequest &)
-{
-    return {};
-}
-
 QmiAnswer framing(QmiModem &modem, const QmiRequest &)
 {
     // no marks for quality; one packet in each transfer, both ways
@@ -264,13 +249,13 @@ QmiAnswer set_framing(QmiModem &modem, const QmiRequest &request)
 }
 
 const QmiRow rows[] = {
-    {qmi_data, 0x00, accept},         {qmi_data, 0x01, accept},         {qmi_data, 0x02, accept},
-    {qmi_data, 0x03, accept},         {qmi_data, 0x20, start},          {qmi_data, 0x21, stop},
+    {qmi_data, 0x00, accept_request}, {qmi_data, 0x01, accept_request}, {qmi_data, 0x02, accept_request},
+    {qmi_data, 0x03, accept_request}, {qmi_data, 0x20, start},          {qmi_data, 0x21, stop},
     {qmi_data, 0x22, status},         {qmi_data, 0x27, create_profile}, {qmi_data, 0x28, change_profile},
     {qmi_data, 0x29, delete_profile}, {qmi_data, 0x2a, profile_list},   {qmi_data, 0x2b, profile},
     {qmi_data, 0x2d, settings},       {qmi_data, 0x34, autoconnect},    {qmi_data, 0x49, default_profile},
-    {qmi_data, 0x4d, set_family},     {qmi_data, 0x51, accept},         {qmi_data, 0x85, attach_parameters},
-    {qmi_data, 0x93, accept},         {qmi_data, 0x94, attach_list},    {qmi_framing, 0x00, accept},
+    {qmi_data, 0x4d, set_family},     {qmi_data, 0x51, accept_request}, {qmi_data, 0x85, attach_parameters},
+    {qmi_data, 0x93, accept_request}, {qmi_data, 0x94, attach_list},    {qmi_framing, 0x00, accept_request},
     {qmi_framing, 0x20, set_framing}, {qmi_framing, 0x21, framing},
 };
 

@@ -18,11 +18,6 @@ QmiAnswer text_of(QmiModem &modem, const char *variable)
     return {.values = qmi_value(1, modem.variable(variable))};
 }
 
-QmiAnswer accept(QmiModem &, const QmiRequest &)
-{
-    return {};
-}
-
 QmiAnswer capabilities(QmiModem &, const QmiRequest &)
 {
     // bits a second up and down; data and calls at once; a card; three technologies: GSM, UMTS, LTE
@@ -87,8 +82,8 @@ std::string mask_bytes(uint64_t mask)
 }
 
 const QmiRow rows[] = {
-    {qmi_device, 0x00, accept},
-    {qmi_device, 0x01, accept},
+    {qmi_device, 0x00, accept_request},
+    {qmi_device, 0x01, accept_request},
     {qmi_device, 0x20, capabilities},
     {qmi_device, 0x21, [](QmiModem &modem, const QmiRequest &) { return text_of(modem, "maker"); }},
     {qmi_device, 0x22, [](QmiModem &modem, const QmiRequest &) { return text_of(modem, "model_name"); }},

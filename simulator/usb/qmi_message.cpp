@@ -8,14 +8,6 @@ constexpr char message_start = 1;
 constexpr size_t outer_head = 6; // start, length, from whom, service, client
 constexpr char from_modem = '\x80';
 
-uint32_t number_at(std::string_view bytes, size_t at, size_t count)
-{
-    uint32_t number = 0;
-    for (size_t i = count; i > 0; i--)
-        number = number << 8 | static_cast<uint8_t>(bytes[at + i - 1]);
-    return number;
-}
-
 } // namespace
 
 std::string QmiRequest::value(uint8_t kind) const
@@ -29,12 +21,13 @@ std::optional<uint32_t> QmiRequest::number(uint8_t kind, size_t bytes, size_t at
     const auto found = values.find(kind);
     if (found == values.end() || found->second.size() < at + bytes)
         return std::nullopt;
-    return number_at(found->second, at, bytes);
+    return little_endian_at(found->second, at, bytes);
 }
 
 std::optional<QmiRequest> parse_qmi_request(std::string_view message)
 {
-    if (message.size() < outer_head || message[0] != message_start || number_at(message, 1, 2) + 1 != message.size())
+    if (message.size() < outer_head || message[0] != message_start ||
+        little_endian_at(message, 1, 2) + 1 != message.size())
         return std::nullopt;
     QmiRequest request{.service = static_cast<uint8_t>(message[4]), .client = static_cast<uint8_t>(message[5])};
     // A transaction's number is shorter in the control service.
@@ -42,13 +35,13 @@ std::optional<QmiRequest> parse_qmi_request(std::string_view message)
     const size_t head = outer_head + 1 + number_bytes + 4;
     if (message.size() < head)
         return std::nullopt;
-    request.transaction = static_cast<uint16_t>(number_at(message, outer_head + 1, number_bytes));
-    request.message = static_cast<uint16_t>(number_at(message, head - 4, 2));
+    request.transaction = static_cast<uint16_t>(little_endian_at(message, outer_head + 1, number_bytes));
+    request.message = static_cast<uint16_t>(little_endian_at(message, head - 4, 2));
     message.remove_prefix(head);
     while (!message.empty()) {
-        if (message.size() < 3 || message.size() < 3 + number_at(message, 1, 2))
+        if (message.size() < 3 || message.size() < 3 + little_endian_at(message, 1, 2))
             return std::nullopt;
-        const size_t length = number_at(message, 1, 2);
+        const size_t length = little_endian_at(message, 1, 2);
         request.values[static_cast<uint8_t>(message[0])] = message.substr(3, length);
         message.remove_prefix(3 + length);
     }

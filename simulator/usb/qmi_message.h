@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "simulator/usb/gadget.h"
+#include "simulator/usb/bytes.h"
 
 namespace simulator {
 
@@ -39,8 +39,8 @@ enum QmiError : uint16_t {
     qmi_no_card = 37,
     qmi_invalid_argument = 48,
     qmi_no_entry = 50,
-    qmi_unavailable = 74,
     qmi_unknown_message = 71,
+    qmi_unavailable = 74,
     qmi_no_such_file = 80,
     qmi_not_supported = 94
 };

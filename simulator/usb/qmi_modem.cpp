@@ -23,7 +23,6 @@ constexpr std::array<ServiceVersion, 7> versions = {{{qmi_control, 1, 5},
 
 constexpr uint8_t everybody = 0xff;
 constexpr uint8_t most_clients = 0xfe;
-constexpr uint32_t most_messages = 255;
 
 enum ControlMessage : uint16_t {
     set_instance = 0x20,
@@ -34,14 +33,17 @@ enum ControlMessage : uint16_t {
     synchronise = 0x27
 };
 
-constexpr uint16_t connection_changed = 0x22;
-
 bool is_service(uint8_t service)
 {
     return service != qmi_control && std::ranges::find(versions, service, &ServiceVersion::service) != versions.end();
 }
 
 } // namespace
+
+QmiAnswer accept_request(QmiModem &, const QmiRequest &)
+{
+    return {};
+}
 
 QmiModem::QmiModem(Modem &modem, LinkDemand demand, int number, Host host)
     : modem_(modem), demand_(std::move(demand)), number_(number), host_(std::move(host))
@@ -183,7 +185,7 @@ void QmiModem::end_calls(const std::function<bool(const Call &)> &which)
         host_.close_line();
     // disconnected; generic end by the client; the family
     for (const Call &call : ended)
-        indicate(qmi_data, connection_changed,
+        indicate(qmi_data, qmi_connection_changed,
                  qmi_value(1, std::string{1, 0}) + qmi_number(0x10, 2, 2) + qmi_number(0x12, call.family, 1));
 }
 
@@ -216,15 +218,12 @@ void QmiModem::look_at_messages()
         messages_.reset();
         return;
     }
-    std::set<uint32_t> places;
-    for (uint32_t place = 1; place <= most_messages; place++)
-        if (!variable("sms_pdu_" + std::to_string(place)).empty())
-            places.insert(place);
-    const std::string storage(1, variable("sms_memory") == "SM" ? 0 : 1);
+    std::set<uint32_t> places = message_places(*this);
+    const std::string storage = little_endian(message_storage(*this), 1);
     for (const uint32_t place : places)
         if (messages_ && !messages_->contains(place))
             indicate(qmi_messages, 1, qmi_value(0x10, storage + little_endian(place, 4)));
-    messages_ = places;
+    messages_ = std::move(places);
 }
 
 } // namespace simulator

@@ -94,6 +94,9 @@ struct QmiRow {
     QmiAnswer (*answer)(QmiModem &modem, const QmiRequest &request);
 };
 
+/// To a request that changes nothing here.
+QmiAnswer accept_request(QmiModem &modem, const QmiRequest &request);
+
 std::span<const QmiRow> qmi_data_rows();
 std::span<const QmiRow> qmi_device_rows();
 std::span<const QmiRow> qmi_network_rows();
@@ -104,10 +107,16 @@ std::span<const QmiRow> qmi_message_rows();
 bool is_registered(const QmiModem &modem);
 
 // What indications repeat
+constexpr uint16_t qmi_connection_changed = 0x22;
 std::string serving_system_values(QmiModem &modem);
 std::string system_info_values(QmiModem &modem);
 std::string signal_values(QmiModem &modem);
 std::string card_status_value(QmiModem &modem);
+
+// Short messages
+std::set<uint32_t> message_places(const QmiModem &modem);
+/// Where the modem keeps them: on the card (0) or in itself (1).
+uint32_t message_storage(const QmiModem &modem);
 
 // The bands as masks of eight bytes
 std::string qmi_older_bands();

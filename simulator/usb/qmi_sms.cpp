@@ -10,12 +10,6 @@ constexpr uint32_t most_messages = 255;
 constexpr char point_to_point = 6;
 enum Tag : uint32_t { was_read = 0, not_read = 1 };
 
-/// The storage that the modem uses: the card (0) or its own (1). The other one is empty.
-uint32_t storage_of(const QmiModem &modem)
-{
-    return modem.variable("sms_memory") == "SM" ? 0 : 1;
-}
-
 std::string pdu_name(uint32_t place)
 {
     return "sms_pdu_" + std::to_string(place);
@@ -34,8 +28,8 @@ QmiAnswer list(QmiModem &modem, const QmiRequest &request)
         return {.error = qmi_missing_argument};
     std::string found;
     uint32_t count = 0;
-    for (uint32_t place = 1; place <= most_messages && *storage == storage_of(modem); place++) {
-        if (modem.variable(pdu_name(place)).empty() || (tag && *tag != tag_of(modem, place)))
+    for (const uint32_t place : message_places(modem)) {
+        if (*storage != message_storage(modem) || (tag && *tag != tag_of(modem, place)))
             continue;
         found += little_endian(place, 4) + little_endian(tag_of(modem, place), 1);
         count++;
@@ -47,7 +41,8 @@ QmiAnswer list(QmiModem &modem, const QmiRequest &request)
 std::optional<uint32_t> place_in(const QmiModem &modem, const QmiRequest &request, uint8_t kind, size_t at)
 {
     const auto place = request.number(kind, 4, at);
-    if (!place || modem.variable(pdu_name(*place)).empty() || request.number(1, 1).value_or(2) != storage_of(modem))
+    if (!place || modem.variable(pdu_name(*place)).empty() ||
+        request.number(1, 1).value_or(2) != message_storage(modem))
         return std::nullopt;
     return place;
 }
@@ -57,10 +52,7 @@ QmiAnswer read(QmiModem &modem, const QmiRequest &request)
     const auto place = place_in(modem, request, 1, 1);
     if (!place)
         return {.error = qmi_no_entry};
-    const std::string digits = modem.variable(pdu_name(*place));
-    std::string pdu;
-    for (size_t i = 0; i + 1 < digits.size(); i += 2)
-        pdu += static_cast<char>(strtol(digits.substr(i, 2).c_str(), nullptr, 16));
+    const std::string pdu = bytes_of_hex(modem.variable(pdu_name(*place)));
     const std::string tag = little_endian(tag_of(modem, *place), 1);
     return {.values = qmi_value(1, tag + point_to_point + counted(pdu, 2))};
 }
@@ -85,8 +77,8 @@ QmiAnswer remove(QmiModem &modem, const QmiRequest &request)
         return {};
     }
     const auto tag = request.number(0x11, 1);
-    for (uint32_t place = 1; place <= most_messages; place++)
-        if (request.number(1, 1).value_or(2) == storage_of(modem) && (!tag || *tag == tag_of(modem, place)))
+    for (const uint32_t place : message_places(modem))
+        if (request.number(1, 1).value_or(2) == message_storage(modem) && (!tag || *tag == tag_of(modem, place)))
             modem.modem().set_variable(pdu_name(place), "");
     return {};
 }
@@ -116,7 +108,7 @@ QmiAnswer routes(QmiModem &modem, const QmiRequest &)
     std::string list = little_endian(5, 2);
     for (const int kind : {0, 1, 2, 3, 4})
         list += little_endian(0, 1) + little_endian(static_cast<uint32_t>(kind), 1) +
-                little_endian(storage_of(modem), 1) + little_endian(1, 1);
+                little_endian(message_storage(modem), 1) + little_endian(1, 1);
     return {.values = qmi_value(1, list)};
 }
 
@@ -125,19 +117,28 @@ QmiAnswer centre(QmiModem &modem, const QmiRequest &)
     return {.values = qmi_value(1, "145" + counted(modem.variable("sms_centre")))};
 }
 
-QmiAnswer accept(QmiModem &, const QmiRequest &)
-{
-    return {};
-}
-
 const QmiRow rows[] = {
-    {qmi_messages, 0x00, accept}, {qmi_messages, 0x01, accept},     {qmi_messages, 0x20, send},
-    {qmi_messages, 0x22, read},   {qmi_messages, 0x23, change_tag}, {qmi_messages, 0x24, remove},
-    {qmi_messages, 0x31, list},   {qmi_messages, 0x32, accept},     {qmi_messages, 0x33, routes},
+    {qmi_messages, 0x00, accept_request}, {qmi_messages, 0x01, accept_request}, {qmi_messages, 0x20, send},
+    {qmi_messages, 0x22, read},           {qmi_messages, 0x23, change_tag},     {qmi_messages, 0x24, remove},
+    {qmi_messages, 0x31, list},           {qmi_messages, 0x32, accept_request}, {qmi_messages, 0x33, routes},
     {qmi_messages, 0x34, centre},
 };
 
 } // namespace
+
+std::set<uint32_t> message_places(const QmiModem &modem)
+{
+    std::set<uint32_t> places;
+    for (uint32_t place = 1; place <= most_messages; place++)
+        if (!modem.variable(pdu_name(place)).empty())
+            places.insert(place);
+    return places;
+}
+
+uint32_t message_storage(const QmiModem &modem)
+{
+    return modem.variable("sms_memory") == "SM" ? 0 : 1;
+}
 
 std::span<const QmiRow> qmi_message_rows()
 {

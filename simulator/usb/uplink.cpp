@@ -1,10 +1,10 @@
 #include "simulator/usb/uplink.h"
 
-#include <arpa/inet.h>
 #include <array>
 #include <sys/epoll.h>
 #include <unistd.h>
 
+#include "simulator/usb/bytes.h"
 #include "simulator/usb/operator_network.h"
 
 namespace simulator {
@@ -13,13 +13,6 @@ namespace {
 
 constexpr size_t most_packet = 2048; ///< the lines are made for 1500
 constexpr int packets_at_once = 16;  ///< other modems want their turn
-
-std::string address_bytes(int family, const std::string &text)
-{
-    std::string bytes(family == AF_INET ? 4 : 16, '\0');
-    inet_pton(family, text.c_str(), bytes.data());
-    return bytes;
-}
 
 } // namespace
 
@@ -50,9 +43,8 @@ bool lets_in(const LinkDemand &demand, const Credentials &credentials)
 bool is_from(const Session &session, std::string_view packet)
 {
     if (packet.size() >= 20 && packet[0] >> 4 == 4)
-        return packet.substr(12, 4) == address_bytes(AF_INET, session.address);
-    return packet.size() >= 40 && packet[0] >> 4 == 6 &&
-           packet.substr(8, 16) == address_bytes(AF_INET6, session.address6);
+        return packet.substr(12, 4) == address_bytes(session.address);
+    return packet.size() >= 40 && packet[0] >> 4 == 6 && packet.substr(8, 16) == address_bytes(session.address6);
 }
 
 Uplink::Uplink(EventLoop &loop, Fd line, int number, LinkDemand demand)

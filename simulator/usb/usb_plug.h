@@ -1,8 +1,8 @@
 #pragma once
 
 #include <functional>
-#include <list>
 #include <string>
+#include <vector>
 
 #include "simulator/router/event_loop.h"
 #include "simulator/router/plug.h"
