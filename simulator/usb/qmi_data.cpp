@@ -12,6 +12,7 @@ namespace {
 constexpr uint32_t ipv4 = 4;
 constexpr uint32_t ipv6 = 6;
 constexpr int profiles = 16;
+constexpr size_t longest_text = 127; ///< of an APN, a name or a password
 
 /// Why a call failed: the old number, then the kind of the reason and the reason itself.
 struct CallFailure {
@@ -41,6 +42,18 @@ QmiAnswer fail(const CallFailure &failure)
                       qmi_value(0x11, little_endian(failure.kind, 2) + little_endian(failure.reason, 2))};
 }
 
+/// False for a text that no context can hold.
+bool can_be_kept(const std::string &text)
+{
+    return text.size() <= longest_text &&
+           std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~' && c != '"'; });
+}
+
+bool can_be_kept(const QmiRequest &request, std::initializer_list<uint8_t> kinds)
+{
+    return std::ranges::all_of(kinds, [&](uint8_t kind) { return can_be_kept(request.value(kind)); });
+}
+
 /// What the request does not say comes from the modem's context.
 Credentials credentials_of(const QmiModem &modem, const QmiRequest &request)
 {
@@ -60,6 +73,8 @@ QmiAnswer start(QmiModem &modem, const QmiRequest &request)
         family = ipv4;
     if (std::ranges::find(modem.calls(), family, &QmiModem::Call::family) != modem.calls().end())
         return {.error = qmi_no_effect};
+    if (!can_be_kept(request, {0x14, 0x17, 0x18}))
+        return {.error = qmi_invalid_argument};
     if (!is_registered(modem))
         return fail(no_service);
     const Credentials credentials = credentials_of(modem, request);
@@ -135,7 +150,9 @@ QmiAnswer set_family(QmiModem &modem, const QmiRequest &request)
 
 // The profiles are the contexts of AT+CGDCONT.
 
+/// By their numbers in QMI. 1 is PPP, which is no type of a context here.
 constexpr std::array<const char *, 4> context_types = {"IP", "", "IPV6", "IPV4V6"};
+constexpr std::array<const char *, 4> context_texts = {"apn_", "user_", "password_", "auth_"};
 
 QmiAnswer profile_list(QmiModem &modem, const QmiRequest &)
 {
@@ -164,9 +181,15 @@ QmiAnswer profile(QmiModem &modem, const QmiRequest &request)
                       qmi_number(0x1d, static_cast<uint32_t>(atoi(modem.variable("auth_" + index).c_str())), 1)};
 }
 
+bool is_good_profile(const QmiRequest &request)
+{
+    const uint32_t type = request.number(0x11, 1).value_or(0);
+    return type < context_types.size() && *context_types[type] != '\0' && can_be_kept(request, {0x14, 0x1b, 0x1c});
+}
+
 void write_profile(QmiModem &modem, const std::string &index, const QmiRequest &request)
 {
-    if (const auto type = request.number(0x11, 1); type && *type < context_types.size())
+    if (const auto type = request.number(0x11, 1))
         modem.modem().set_variable("pdp_" + index, context_types[*type]);
     const std::array<std::pair<uint8_t, const char *>, 3> texts = {
         {{0x14, "apn_"}, {0x1b, "user_"}, {0x1c, "password_"}}};
@@ -182,12 +205,16 @@ QmiAnswer change_profile(QmiModem &modem, const QmiRequest &request)
     const std::string index = std::to_string(request.number(1, 1, 1).value_or(0));
     if (modem.variable("pdp_" + index).empty())
         return {.error = qmi_no_entry};
+    if (!is_good_profile(request))
+        return {.error = qmi_invalid_argument};
     write_profile(modem, index, request);
     return {};
 }
 
 QmiAnswer create_profile(QmiModem &modem, const QmiRequest &request)
 {
+    if (!is_good_profile(request))
+        return {.error = qmi_invalid_argument};
     for (int i = 1; i <= profiles; i++) {
         const std::string index = std::to_string(i);
         if (!modem.variable("pdp_" + index).empty())
@@ -205,6 +232,9 @@ QmiAnswer delete_profile(QmiModem &modem, const QmiRequest &request)
     if (modem.variable("pdp_" + index).empty())
         return {.error = qmi_no_entry};
     modem.ask("AT+CGDCONT=" + index);
+    // A new context in this place must not begin with the old one's password.
+    for (const char *name : context_texts)
+        modem.modem().set_variable(name + index, "");
     return {};
 }
 

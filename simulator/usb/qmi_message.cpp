@@ -37,7 +37,10 @@ std::optional<QmiRequest> parse_qmi_request(std::string_view message)
         return std::nullopt;
     request.transaction = static_cast<uint16_t>(little_endian_at(message, outer_head + 1, number_bytes));
     request.message = static_cast<uint16_t>(little_endian_at(message, head - 4, 2));
+    const size_t values_bytes = little_endian_at(message, head - 2, 2);
     message.remove_prefix(head);
+    if (values_bytes != message.size())
+        return std::nullopt;
     while (!message.empty()) {
         if (message.size() < 3 || message.size() < 3 + little_endian_at(message, 1, 2))
             return std::nullopt;

@@ -127,13 +127,13 @@ void QmiModem::control(const QmiRequest &request)
         if (!client)
             return answer(request, qmi_malformed, {});
         release(static_cast<uint8_t>(*client), static_cast<uint8_t>(*client >> 8));
-        return answer(request, qmi_ok, qmi_value(1, request.value(1)));
+        return answer(request, qmi_ok, qmi_number(1, *client, 2));
     }
     case set_data_format:
         framing_ = request.number(0x10, 2) == 2 ? Framing::raw_ip : Framing::ethernet;
         return answer(request, qmi_ok, qmi_number(0x10, framing_ == Framing::raw_ip ? 2 : 1, 2));
     case synchronise:
-        forget();
+        forget_clients();
         return answer(request, qmi_ok, {});
     default:
         return answer(request, qmi_unknown_message, {});
@@ -164,6 +164,12 @@ void QmiModem::release(uint8_t service, uint8_t client)
 }
 
 void QmiModem::forget()
+{
+    forget_clients();
+    framing_ = Framing::ethernet;
+}
+
+void QmiModem::forget_clients()
 {
     clients_.clear();
     families_.clear();

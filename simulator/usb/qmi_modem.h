@@ -32,7 +32,7 @@ class QmiModem {
     void receive(std::string_view message, Milliseconds now);
     /// Tells the host what has changed since it was last told.
     void look(Milliseconds now);
-    /// Unplugged or restarted: nobody has anything open.
+    /// Unplugged or restarted: nobody has anything open, and frames are Ethernet's.
     void forget();
 
     // For the services
@@ -65,6 +65,7 @@ class QmiModem {
     void control(const QmiRequest &request);
     void allocate(const QmiRequest &request);
     void release(uint8_t service, uint8_t client);
+    void forget_clients();
     void look_at_messages();
     void answer(const QmiRequest &request, QmiError error, std::string_view values);
 

@@ -69,6 +69,8 @@ QmiAnswer change_tag(QmiModem &modem, const QmiRequest &request)
 
 QmiAnswer remove(QmiModem &modem, const QmiRequest &request)
 {
+    if (!request.number(1, 1))
+        return {.error = qmi_missing_argument};
     if (request.values.contains(0x10)) {
         const auto place = place_in(modem, request, 0x10, 0);
         if (!place)
@@ -78,7 +80,7 @@ QmiAnswer remove(QmiModem &modem, const QmiRequest &request)
     }
     const auto tag = request.number(0x11, 1);
     for (const uint32_t place : message_places(modem))
-        if (request.number(1, 1).value_or(2) == message_storage(modem) && (!tag || *tag == tag_of(modem, place)))
+        if (*request.number(1, 1) == message_storage(modem) && (!tag || *tag == tag_of(modem, place)))
             modem.modem().set_variable(pdu_name(place), "");
     return {};
 }

@@ -208,6 +208,58 @@ TEST_F(QmiOfEc25, TellsOfAMessageThatComes)
     EXPECT_EQ(error_of(qmi_messages, 0x22, qmi_value(1, place)), qmi_no_entry);
 }
 
+TEST_F(QmiOfEc25, RepeatsOnlyTheClientThatItReleases)
+{
+    start();
+    const Sent answer = ask(qmi_control, 0x23, qmi_value(1, std::string{qmi_data, 1} + std::string(60'000, 'x')));
+    EXPECT_EQ(answer.message.value(1), (std::string{qmi_data, 1}));
+}
+
+TEST_F(QmiOfEc25, KeepsOnlyTextsThatAContextCanHold)
+{
+    start();
+    const std::string fourth = qmi_value(1, std::string{0, 4});
+    EXPECT_EQ(error_of(qmi_data, 0x27, qmi_value(0x14, "internet")), qmi_ok);
+    EXPECT_EQ(modem_->variable("apn_4"), "internet");
+    for (const std::string &wrong : {std::string(128, 'a'), std::string("a\r\n+CGDCONT: 3"), std::string("a\"b"),
+                                     std::string("a\0b", 3), std::string("\xc3\xa4")})
+        for (const uint8_t kind : {0x14, 0x1b, 0x1c}) {
+            EXPECT_EQ(error_of(qmi_data, 0x27, qmi_value(kind, wrong)), qmi_invalid_argument) << wrong;
+            EXPECT_EQ(error_of(qmi_data, 0x28, fourth + qmi_value(kind, wrong)), qmi_invalid_argument) << wrong;
+        }
+    EXPECT_EQ(error_of(qmi_data, 0x28, fourth + qmi_number(0x11, 1, 1)), qmi_invalid_argument); // PPP
+    EXPECT_EQ(error_of(qmi_data, 0x28, fourth + qmi_number(0x11, 4, 1)), qmi_invalid_argument);
+    EXPECT_EQ(modem_->variable("apn_4"), "internet");
+    EXPECT_EQ(modem_->variable("pdp_5"), "");
+    EXPECT_EQ(connect(std::string("a\0b", 3)).error, qmi_invalid_argument);
+}
+
+TEST_F(QmiOfEc25, DeletesAProfileWithItsPassword)
+{
+    start();
+    ask(qmi_data, 0x27, qmi_value(0x14, "internet") + qmi_value(0x1b, "u") + qmi_value(0x1c, "p"));
+    EXPECT_EQ(error_of(qmi_data, 0x29, qmi_value(1, std::string{0, 4})), qmi_ok);
+    EXPECT_EQ(ask(qmi_data, 0x27).message.value(1), std::string("\0\4", 2));
+    const Sent again = ask(qmi_data, 0x2b, qmi_value(1, std::string{0, 4}));
+    EXPECT_EQ(again.message.value(0x14) + again.message.value(0x1b) + again.message.value(0x1c), "");
+}
+
+TEST_F(QmiOfEc25, KeepsItsFramingUntilItRestarts)
+{
+    start();
+    const auto framing = [&] {
+        client(qmi_framing);
+        sent_.clear();
+        return ask(qmi_framing, 0x21).message.number(0x11, 4);
+    };
+    EXPECT_EQ(framing(), 1U);
+    ask(qmi_framing, 0x20, qmi_number(0x11, 2, 4));
+    ask(qmi_control, 0x27);
+    EXPECT_EQ(framing(), 2U);
+    qmi_->forget();
+    EXPECT_EQ(framing(), 1U);
+}
+
 // A host may send anything: every message, without its values, with ones that are too short, and cut anywhere.
 TEST_F(QmiOfEc25, AnswersAnyValuesAndIgnoresWhatIsNoMessage)
 {
@@ -226,6 +278,12 @@ TEST_F(QmiOfEc25, AnswersAnyValuesAndIgnoresWhatIsNoMessage)
         qmi_->receive(whole.substr(0, size), 0);
     qmi_->receive(whole + 'x', 0);
     qmi_->receive(request_text(qmi_device, 1, 0x25, "\1\xff\xff"), 0);
+    constexpr size_t values_length = 11;
+    for (const int more : {-1, 1}) {
+        std::string lying = whole;
+        lying[values_length] = static_cast<char>(lying[values_length] + more);
+        qmi_->receive(lying, 0);
+    }
     EXPECT_TRUE(sent_.empty());
 }
 
