@@ -113,6 +113,12 @@ std::string pin_info(const MbimModem &modem)
         .done();
 }
 
+/// What else a host writes could be another AT command.
+bool has_digits_only(const std::string &text)
+{
+    return text.find_first_not_of("0123456789") == std::string::npos;
+}
+
 Answer pin(MbimModem &modem, const MbimRequest &request)
 {
     if (modem.variable("pin") == "NOSIM")
@@ -122,9 +128,13 @@ Answer pin(MbimModem &modem, const MbimRequest &request)
     constexpr uint32_t enter = 0;
     if (request.number(4) != enter)
         return {.status = mbim_no_support};
-    std::string command = "AT+CPIN=\"" + request.text(8) + '"';
+    const std::string first = request.text(8);
+    const std::string second = request.text(16);
+    if (!has_digits_only(first + second))
+        return {.status = mbim_wrong_parameters, .info = pin_info(modem)};
+    std::string command = "AT+CPIN=\"" + first + '"';
     if (request.number(0) == puk1)
-        command += ",\"" + request.text(16) + '"';
+        command += ",\"" + second + '"';
     const bool is_right = modem.ask(command).find("OK") != std::string::npos;
     return {.status = is_right ? mbim_ok : mbim_failure, .info = pin_info(modem)};
 }
@@ -170,7 +180,7 @@ Answer packet_service(MbimModem &modem, const MbimRequest &request)
             modem.disconnect();
         modem.ask(request.number(0) == detach ? "AT+CGATT=0" : "AT+CGATT=1");
     }
-    const bool is_attached = is_registered(modem) && modem.variable("attached") == "1";
+    const bool is_attached = has_packet_service(modem);
     if (request.is_set && request.number(0) == 0 && !is_attached)
         return {.status = is_radio_on(modem) ? mbim_not_registered : mbim_radio_off};
     // no error; attached or not; speeds to and from the network, of 8 bytes each
@@ -227,6 +237,8 @@ Answer connect(MbimModem &modem, const MbimRequest &request)
     }
     if (!is_registered(modem))
         return {.status = is_radio_on(modem) ? mbim_not_registered : mbim_radio_off, .info = connection_info(modem)};
+    if (!has_packet_service(modem))
+        return {.status = mbim_detached, .info = connection_info(modem)};
     const std::string context_apn = modem.variable("apn_" + std::to_string(modem.demand().cid));
     const std::string apn = request.text(8);
     const Credentials credentials{.apn = apn.empty() ? context_apn : apn,
@@ -334,6 +346,11 @@ Answer services(MbimModem &, const MbimRequest &)
 }
 
 } // namespace
+
+bool has_packet_service(const MbimModem &modem)
+{
+    return is_registered(modem) && modem.variable("attached") == "1";
+}
 
 Answer answer_mbim_command(MbimModem &modem, const MbimRequest &request)
 {

@@ -6,10 +6,13 @@ namespace simulator {
 
 namespace {
 
-constexpr size_t head_bytes = 12;    // type, length, transaction
-constexpr size_t command_bytes = 48; // ... how many fragments and which, service, number, query or set, length
+constexpr size_t head_bytes = 12;     // type, length, transaction
+constexpr size_t fragment_bytes = 20; // ... how many fragments and which
+constexpr size_t command_bytes = 48;  // ... how many fragments and which, service, number, query or set, length
 constexpr size_t alignment = 4;
 constexpr char no_ascii = '?';
+constexpr char first_ascii = ' ';
+constexpr char last_ascii = '~';
 
 uint32_t number_at(std::string_view bytes, size_t at)
 {
@@ -46,7 +49,7 @@ std::string MbimRequest::text(size_t at) const
         return {};
     std::string text;
     for (size_t i = start; i + 1 < start + length; i += 2)
-        text += info[i + 1] == 0 && static_cast<uint8_t>(info[i]) < 0x80 ? info[i] : no_ascii;
+        text += info[i + 1] == 0 && info[i] >= first_ascii && info[i] <= last_ascii ? info[i] : no_ascii;
     return text;
 }
 
@@ -64,10 +67,12 @@ MbimRead read_mbim_request(std::string_view text)
         return read;
     if (request.type != mbim_command)
         read.error = mbim_unknown;
-    else if (text.size() < command_bytes || number_at(text, command_bytes - 4) != text.size() - command_bytes)
+    else if (text.size() < fragment_bytes)
         read.error = mbim_length;
     else if (number_at(text, head_bytes) != 1 || number_at(text, head_bytes + 4) != 0)
         read.error = mbim_fragment; // the longest message takes all that there is
+    else if (text.size() < command_bytes || number_at(text, command_bytes - 4) != text.size() - command_bytes)
+        read.error = mbim_length;
     if (read.error)
         return read;
     request.service = text.substr(20, 16);

@@ -26,6 +26,7 @@ enum MbimStatus : uint32_t {
     mbim_pin_required = 5,
     mbim_not_registered = 7,
     mbim_no_support = 9,
+    mbim_detached = 12,
     mbim_not_activated = 16,
     mbim_wrong_apn = 18,
     mbim_wrong_password = 19,
@@ -51,7 +52,8 @@ struct MbimRequest {
 
     /// A number in info; 0 behind its end.
     uint32_t number(size_t at) const;
-    /// The text whose place and length are at that place of info; empty if they lead out of it.
+    /// The text whose place and length are at that place of info; empty if they lead out of it. "?" stands for what is
+    /// no printable ASCII.
     std::string text(size_t at) const;
 };
 

@@ -52,6 +52,8 @@ void MbimModem::look()
 {
     if (!is_open_)
         return;
+    if (!has_packet_service(*this))
+        disconnect();
     for (const uint32_t cid : told_commands) {
         std::string info = answer_mbim_command(*this, {.cid = cid}).info;
         if (info == told_[cid])

@@ -59,6 +59,9 @@ class MbimModem {
     std::map<uint32_t, std::string> told_; ///< by the command's number
 };
 
+/// Registered, and attached for packets.
+bool has_packet_service(const MbimModem &modem);
+
 /// What the modem answers to a command of the basic service.
 MbimModem::Answer answer_mbim_command(MbimModem &modem, const MbimRequest &request);
 

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <tuple>
 
 #include "modem_under_test.h"
 #include "simulator/modem/profiles_folder.h"
@@ -196,6 +197,45 @@ TEST(MbimModem, TellsWhatHasChanged)
     EXPECT_EQ(host.look().size(), 2U); // the registration and the packet service
 }
 
+TEST(MbimModem, LosesItsConnectionWithTheNetwork)
+{
+    Host host(Values{});
+    host.say(open_message);
+    for (const auto &[name, lost, found] :
+         {std::tuple("ps_registration", "3", "1"), std::tuple("attached", "0", "1"), std::tuple("cfun", "4", "1")}) {
+        EXPECT_EQ(host.connect("internet", "p").status, 0U);
+        EXPECT_EQ(host.line(), "open for internet");
+        host.look();
+        host.modem().set_variable(name, lost);
+        const auto told = host.look();
+        EXPECT_EQ(host.line(), "closed") << name;
+        ASSERT_FALSE(told.empty());
+        // of the connection: session 0, off
+        EXPECT_EQ(told.back().substr(36, 4), number(12)) << name;
+        EXPECT_EQ(told.back().substr(44, 8), number(0) + number(3)) << name;
+        EXPECT_NE(host.connect("internet", "p").status, 0U) << name;
+        host.modem().set_variable(name, found);
+    }
+}
+
+TEST(MbimModem, MakesNoOtherCommandOfAPin)
+{
+    Host host(Values{{"pin", "SIM PUK"}, {"puk_code", "12345678"}});
+    host.say(open_message);
+    const auto enter = [&](uint32_t kind, const std::string &first, const std::string &second) {
+        const auto at = [](size_t place) { return number(static_cast<uint32_t>(24 + place)); };
+        const auto length = [](const std::string &text) { return number(static_cast<uint32_t>(2 * text.size())); };
+        return host.ask(4, true,
+                        number(kind) + number(0) + at(0) + length(first) + at(wide(first).size()) + length(second) +
+                            wide(first) + wide(second));
+    };
+    EXPECT_EQ(enter(2, "12345678\",\"1111", "").status, 21U);
+    EXPECT_EQ(enter(11, "12345678", "11\n11").status, 21U);
+    EXPECT_EQ(host.modem().variable("pin"), "SIM PUK");
+    EXPECT_EQ(enter(11, "12345678", "1111").status, 0U);
+    EXPECT_EQ(host.modem().variable("pin"), "READY");
+}
+
 TEST(MbimModem, RefusesWhatItCannotRead)
 {
     Host host(Values{});
@@ -209,6 +249,11 @@ TEST(MbimModem, RefusesWhatItCannotRead)
     EXPECT_EQ(host.say(message(77, 5, "")), message(0x80000004, 5, number(6)));
     // the second of two fragments, and a length that is not that of the message
     EXPECT_EQ(host.say(message(3, 5, number(2) + number(1) + std::string(28, '\0'))),
+              message(0x80000004, 5, number(2)));
+    // the first of two: the second has the rest of its information
+    EXPECT_EQ(host.say(message(3, 5,
+                               number(2) + number(0) + std::string(mbim_basic_connect) + number(12) + number(1) +
+                                   number(8000) + std::string(100, '\0'))),
               message(0x80000004, 5, number(2)));
     EXPECT_EQ(host.say(open_message + "x"), message(0x80000004, 0, number(3)));
 }
