@@ -158,6 +158,7 @@ void Dial::hold()
 {
     is_online_ = false;
     escape_ = {};
+    loop_.cancel(silence_);
 }
 
 void Dial::end()

@@ -100,10 +100,15 @@ bool UsbGadget::attach()
         throw std::system_error(errno, std::generic_category(), attach_file);
     if (write(file.get(), order.data(), order.size()) < 0)
         return false;
-    socket_ = std::move(own);
+    serve(std::move(own));
+    return true;
+}
+
+void UsbGadget::serve(Fd socket)
+{
+    socket_ = std::move(socket);
     input_.clear();
     loop_.watch(socket_.get(), EPOLLIN, [this](uint32_t) { on_ready(); });
-    return true;
 }
 
 void UsbGadget::drop()

@@ -46,6 +46,8 @@ class UsbGadget {
     unsigned port() const { return port_; }
     /// Puts it into its port. @return false while the port is not free yet
     bool attach();
+    /// Answers the messages on that socket, of which the kernel has the other end.
+    void serve(Fd socket);
     /// Out of its port: the kernel sees the connection end.
     void drop();
     /// As wires that are pulled: every transfer under way fails with EPROTO, and what was kept is lost.

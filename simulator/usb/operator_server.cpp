@@ -124,8 +124,9 @@ void answer_name(int socket_of_names)
     std::array<char, 1500> question;
     sockaddr_storage from{};
     socklen_t size = sizeof from;
-    const ssize_t count =
-        recvfrom(socket_of_names, question.data(), question.size(), 0, reinterpret_cast<sockaddr *>(&from), &size);
+    // The kernel may drop a datagram with a wrong checksum only now, and then nothing is there.
+    const ssize_t count = recvfrom(socket_of_names, question.data(), question.size(), MSG_DONTWAIT,
+                                   reinterpret_cast<sockaddr *>(&from), &size);
     const std::string answer =
         answer_name_question({question.data(), static_cast<size_t>(std::max<ssize_t>(count, 0))});
     if (!answer.empty())

@@ -59,8 +59,10 @@ Uplink::~Uplink()
 
 std::optional<Session> Uplink::open(const Credentials &credentials, Take take)
 {
-    if (!lets_in(demand_, credentials))
+    if (!lets_in(demand_, credentials)) {
+        close();
         return std::nullopt;
+    }
     take_ = std::move(take);
     held_ = false;
     watch();

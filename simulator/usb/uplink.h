@@ -54,7 +54,7 @@ class Uplink {
     ~Uplink();
 
     /// The packets go to take from now on. Opening an open one again changes who takes them.
-    /// @return nothing if the operator refuses
+    /// @return nothing if the operator refuses; then it is closed
     std::optional<Session> open(const Credentials &credentials, Take take);
     void close();
     bool is_open() const { return static_cast<bool>(take_); }

@@ -111,8 +111,8 @@ void UsbPlug::tell_driver()
 
 void UsbPlug::wait_for_names()
 {
-    // The link comes when the kernel is through with all drivers that it knows. It is looked for first: a driver that is
-    // told of a modem which another one knows takes that modem's network interfaces when it comes again.
+    // The link comes when the kernel is through with all drivers that it knows. It is looked for first: a driver that
+    // is told of a modem which another one knows takes that modem's network interfaces when it comes again.
     const bool is_probed = fs::exists("/sys/bus/usb/devices/" + device_.bus + "/port");
     if (!find_names()) {
         if (is_probed)

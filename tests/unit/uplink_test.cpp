@@ -142,6 +142,9 @@ TEST_F(UplinkLine, StaysClosedForAWrongApn)
     EXPECT_FALSE(uplink_->is_open());
     from_network("one");
     EXPECT_EQ(taken_, "");
+    open("internet");
+    EXPECT_EQ(open("wrong"), std::nullopt);
+    EXPECT_FALSE(uplink_->is_open());
 }
 
 TEST_F(UplinkLine, CarriesNothingThatOthersHaveSent)

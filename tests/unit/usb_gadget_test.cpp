@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <gtest/gtest.h>
 #include <set>
 #include <sys/socket.h>
@@ -93,6 +95,79 @@ TEST(UsbBuses, AreThoseThatTheControllerCanTellApart)
                   std::string("--kernel: its controller has the buses 1-1.2 to 1-1.7 and 1-2 to 1-15, not ") + bus);
     EXPECT_EQ(check_usb_buses({"1-1.3", "1-3"}),
               "--kernel: its controller cannot tell 1-3 from the other bus that ends in 3");
+}
+
+// The kernel's side of the connection
+
+std::string big_endian(uint32_t number)
+{
+    const std::string reversed = little_endian(number, 4);
+    return {reversed.rbegin(), reversed.rend()};
+}
+
+/// A transfer as the kernel submits it.
+std::string transfer(uint32_t number, bool to_host, uint32_t endpoint, uint32_t length, const std::string &setup,
+                     const std::string &bytes = {})
+{
+    return big_endian(1) + big_endian(number) + big_endian(0) + big_endian(to_host ? 1 : 0) + big_endian(endpoint) +
+           big_endian(0) + big_endian(length) + std::string(12, '\0') + setup + bytes;
+}
+
+std::string reply_to(uint32_t number, int status, const std::string &bytes, size_t taken = 0)
+{
+    return big_endian(3) + big_endian(number) + std::string(12, '\0') + big_endian(static_cast<uint32_t>(status)) +
+           big_endian(static_cast<uint32_t>(bytes.size() + taken)) + std::string(20, '\0') + bytes;
+}
+
+/// An EC25 whose host writes to a socket.
+class GadgetOnASocket : public testing::Test {
+  protected:
+    GadgetOnASocket()
+    {
+        std::array<int, 2> ends;
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends.data()), 0);
+        kernel_ = Fd(ends[0]);
+        gadget_.serve(Fd(ends[1]));
+    }
+    std::string say(const std::string &bytes)
+    {
+        EXPECT_EQ(send(kernel_.get(), bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+        loop_.run_once(0);
+        std::array<char, 4096> buffer;
+        const ssize_t count = recv(kernel_.get(), buffer.data(), buffer.size(), 0);
+        return {buffer.data(), static_cast<size_t>(std::max<ssize_t>(count, 0))};
+    }
+
+    EventLoop loop_;
+    Fd kernel_;
+    std::string received_;
+    ModemLayout layout_ = modem_layout(load_profile(find_profiles({}), "EC25"));
+    ModemGadget gadget_{loop_,
+                        0,
+                        layout_,
+                        {.received = [this](int, std::string_view bytes) { received_ += bytes; },
+                         .frame = [](int, std::string_view) {},
+                         .room = [](int) {},
+                         .dtr_lost = [](int) {}}};
+};
+
+const std::string device_request = {'\x80', 6, 0, 1, 0, 0, 18, 0};
+const std::string unknown_request = {'\x80', 99, 0, 0, 0, 0, 18, 0};
+
+TEST_F(GadgetOnASocket, AnswersTransfersWhereverTheirBytesAreParted)
+{
+    const std::string &device = layout_.descriptors.device;
+    const std::string asked = transfer(7, true, 0, 18, device_request);
+    EXPECT_EQ(say(asked), reply_to(7, 0, device));
+    EXPECT_EQ(say(transfer(8, true, 0, 4, device_request)), reply_to(8, 0, device.substr(0, 4)));
+    EXPECT_EQ(say(transfer(9, true, 0, 18, unknown_request)), reply_to(9, -EPIPE, ""));
+    const std::string written = transfer(10, false, 1, 3, std::string(8, '\0'), "AT\r");
+    for (const size_t size : {1, 11, 47, 48, 49}) {
+        EXPECT_EQ(say(written.substr(0, size)), "");
+        EXPECT_EQ(say(written.substr(size)), reply_to(10, 0, "", 3));
+    }
+    EXPECT_EQ(say(asked + asked), reply_to(7, 0, device) + reply_to(7, 0, device));
+    EXPECT_EQ(received_, "AT\rAT\rAT\rAT\rAT\r");
 }
 
 TEST(UsbMessages, ArriveWholeAndEndWithTheOtherSide)
