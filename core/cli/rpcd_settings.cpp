@@ -127,16 +127,25 @@ void set_network(const Uci &uci, const char *iface, std::string_view name, const
     changes.network = true;
 }
 
-bool commit(const Uci &uci, const Changes &changes)
+// A package that cannot be written ends it: what was written before is named.
+bool commit(const Uci &uci, const Changes &changes, json_object *answer)
 {
     const struct {
         bool is_changed;
         const char *package;
     } rows[] = {{changes.network, "network"}, {changes.devconf, "devconf"}, {changes.watch, "modemctl"}};
-    bool is_written = true;
-    for (const auto &row : rows)
-        is_written = (!row.is_changed || kuci2_commit(uci, row.package) == 0) && is_written;
-    return is_written;
+    Json written{json_object_new_array()};
+    for (const auto &row : rows) {
+        if (!row.is_changed)
+            continue;
+        if (kuci2_commit(uci, row.package) != 0) {
+            rpcd_fail(answer, "failed", "the configuration %s cannot be written", row.package);
+            kjson_add_object(answer, "written", std::move(written));
+            return false;
+        }
+        kjson_array_add_string(written.get(), row.package);
+    }
+    return true;
 }
 
 } // namespace
@@ -203,8 +212,6 @@ void answer_set(const RpcdCall &call, json_object *answer)
             changes.watch = true;
         }
     }
-    if (commit(uci, changes))
+    if (commit(uci, changes, answer))
         rpcd_succeed(answer);
-    else
-        rpcd_fail(answer, "failed", "the configuration cannot be written");
 }

@@ -64,6 +64,16 @@ TEST(Rpcd, ListsItsMethodsWithoutAModemToo)
     EXPECT_TRUE(run.out.ends_with("}\n64\n64\n")) << run.out;
 }
 
+TEST(Rpcd, NamesTheFilesThatWereWrittenBeforeOneThatCannotBe)
+{
+    const RouterRun run = call({"--modem", "EC25"}, R"sh(
+rm -f /etc/config/modemctl; mkdir /etc/config/modemctl
+call set '{"bus":"1-1.2","values":{"apn":"internet","interval":20}}'
+call set '{"bus":"1-1.2","values":{"interval":20}}'; uci get network.modem_1_1_2.apn)sh");
+    const std::string failure = R"({"error":"failed","message":"the configuration modemctl cannot be written",)";
+    EXPECT_EQ(run.out, failure + R"("written":["network"]})" + "\n" + failure + R"("written":[]})" + "\ninternet\n");
+}
+
 TEST(Rpcd, AnswersAnythingWithAnObject)
 {
     const RouterRun run = call({"--modem", "EC25"}, R"sh(
