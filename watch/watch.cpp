@@ -290,7 +290,11 @@ int watch(const char *bus, bool is_once)
 
 int pause_watch(const char *bus, int64_t seconds)
 {
-    return write_state(bus, pause_file, Text<24>::format("%lld\n", monotonic_ms() / 1000LL + seconds).view());
+    const auto end = Text<24>::format("%lld\n", monotonic_ms() / 1000LL + seconds);
+    Text<24> noted;
+    write_state(bus, pause_file, end.view());
+    read_state(bus, pause_file, 20, noted); // a full file system keeps the old file
+    return noted == end.view() ? 0 : -1;
 }
 
 void resume_watch(const char *bus)

@@ -62,7 +62,10 @@ int run_watch(const CommandRun &run)
     } else if (verb == "resume") {
         resume_watch(bus);
     } else if (const auto time = detail.empty() ? usual_pause_s : parse_time(detail); verb == "pause" && time) {
-        return pause_watch(bus, *time) == 0 ? 0 : 1;
+        if (pause_watch(bus, *time) == 0)
+            return 0;
+        tell_person("the pause cannot be noted in /tmp");
+        return 1;
     } else {
         result = exit_usage;
     }

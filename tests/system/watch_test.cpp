@@ -317,6 +317,15 @@ TEST(Watch, TakesTheInterfaceDownAtTheDataLimit)
     EXPECT_TRUE(has_line(run, "100 per cent of the data limit")) << all(run);
 }
 
+TEST(Watch, SaysThatAPauseCannotBeNoted)
+{
+    EXPECT_EQ(watch({"--modem", "EC25"}, "modemctl watch --once; dd if=/dev/zero of=/tmp/full bs=1M 2>/dev/null;"
+                                         "for t in 1 2; do modemctl watch pause 1h; echo $?; rm -f /tmp/full; done;"
+                                         "modemctl watch pause 30m; modemctl watch status | grep -c '^paused_s *1[78]'")
+                  .out,
+              "1\n0\n1\n");
+}
+
 TEST(Watch, RefusesWhatItDoesNotUnderstand)
 {
     for (const char *words : {"--twice", "pause 30x", "pause -5", "pause 99999999999999999999", "status --yaml",
