@@ -11,6 +11,8 @@ constexpr uint32_t most_reboots = 3;
 constexpr uint32_t refresh_wait = 20;
 constexpr uint32_t longest_leap = 3600; // a longer one is a clock that was set, or a suspended router
 constexpr uint32_t most_doublings = 4;
+constexpr int32_t busy_packets = 100;   // received in "idle" seconds: more than a dead session gets
+constexpr int32_t most_out_for_one = 8; // packets sent for one that came in
 constexpr uint32_t fact_silent = 1;
 constexpr uint32_t fact_other_address = 2;
 
@@ -27,7 +29,7 @@ class Decider {
         pass_time();
         count_packets();
         judge_person();
-        const uint32_t facts = collect_facts(config_, memory_, seen_, cause_, has_moved_);
+        const uint32_t facts = collect_facts(config_, memory_, seen_, cause_);
         for (const WatchRow &row : watch_rows)
             if ((row.from & state_bit(state())) != 0 && (facts & row.needs) == row.needs && (facts & row.lacks) == 0) {
                 follow(row);
@@ -40,12 +42,15 @@ class Decider {
 
   private:
     WatchState state() const { return static_cast<WatchState>(memory_.state); }
+    bool is_online() const { return state() == WatchState::online; }
 
     void pass_time()
     {
         const uint32_t passed = memory_.seen == 0 || seen_.now < memory_.seen ? 0 : seen_.now - memory_.seen;
         memory_.clock += std::min(passed, longest_leap);
         memory_.seen = seen_.now;
+        if (passed != 0)
+            memory_.moved = 0; // a step's further calls see the same packets
         pass_budget_time(memory_);
         if (seen_.is_there)
             memory_.there = 1;
@@ -53,21 +58,34 @@ class Decider {
             memory_.downed = 0;
     }
 
+    // Where probes are answered, a few packets are no life: a modem answers ARP itself, and a dead session still gets
+    // broadcasts. Where no probe was ever answered, packets are all that tells.
     void count_packets()
     {
-        const auto more = static_cast<int32_t>(seen_.received - memory_.received);
-        has_moved_ = more > 0;
-        if (more != 0 || static_cast<int32_t>(seen_.sent - memory_.sent) < 0) {
-            memory_.quiet = memory_.clock;
-            memory_.received = seen_.received;
-            memory_.sent = seen_.sent;
-        }
-        if (seen_.is_probed)
+        const auto in = static_cast<int32_t>(seen_.received - memory_.received);
+        const auto out = static_cast<int32_t>(seen_.sent - memory_.sent);
+        const auto heard = static_cast<int32_t>(seen_.received - memory_.heard);
+        const bool has_proof = memory_.answered != 0;
+        if (has_proof ? heard >= busy_packets : in > 0)
+            memory_.moved = 1;
+        const bool is_life = in < 0 || out < 0 || in > (has_proof ? std::max(out / most_out_for_one, 1) : 0);
+        if (is_online() && (is_life || seen_.is_answered))
+            memory_.tries = !is_life && is_stalled(config_, memory_, seen_) ? 1 : 0;
+        if (is_life || seen_.is_answered)
+            begin_count();
+        if (seen_.is_probed || heard >= busy_packets || heard < 0) {
+            memory_.heard = seen_.received;
             memory_.probed = memory_.clock;
-        if (seen_.is_answered) {
-            memory_.quiet = memory_.clock;
-            memory_.sent = seen_.sent;
         }
+        if (seen_.is_answered)
+            memory_.answered = 1;
+    }
+
+    void begin_count()
+    {
+        memory_.quiet = memory_.clock;
+        memory_.received = seen_.received;
+        memory_.sent = seen_.sent;
     }
 
     // The PIN that was sent counts as refused until the card is ready.
@@ -173,7 +191,7 @@ class Decider {
         decision_.action = pick_action(row.deed);
         if (row.to != same_state && row.to != state())
             change(row.to, row.reason);
-        if (state() == WatchState::online && memory_.clock - memory_.since >= config_.settle)
+        if (is_online() && memory_.clock - memory_.since >= config_.settle)
             forget();
     }
 
@@ -219,9 +237,11 @@ class Decider {
     {
         if (to == WatchState::blocked)
             memory_.cause = static_cast<uint32_t>(cause_);
-        if (to == WatchState::off || to == WatchState::blocked)
+        if (to == WatchState::off || to == WatchState::blocked) {
             forget();
-        if (state() == WatchState::online || state() == WatchState::off)
+            memory_.answered = 0; // a person may bring another card, whose network answers no probe
+        }
+        if (is_online() || state() == WatchState::off)
             memory_.outage = memory_.clock;
         if (to == WatchState::starting)
             memory_.connected = 0;
@@ -268,9 +288,7 @@ class Decider {
         spend_budget(memory_, stage);
         decision_.action = WatchAction::stage;
         decision_.stage = stage;
-        memory_.quiet = memory_.clock; // what was sent in vain before does not speak against what the stage brings
-        memory_.received = seen_.received;
-        memory_.sent = seen_.sent;
+        begin_count(); // what was sent in vain before does not speak against what the stage brings
         const WatchState before = state();
         const WatchState to =
             before == WatchState::absent || before == WatchState::no_service ? before : WatchState::recovering;
@@ -314,7 +332,6 @@ class Decider {
     WatchMemory memory_;
     WatchDecision decision_;
     WatchCause cause_ = WatchCause::none;
-    bool has_moved_ = false;
 };
 
 } // namespace

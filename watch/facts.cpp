@@ -14,12 +14,20 @@ bool is_locked(WatchCause cause)
            cause == WatchCause::pin_tries || cause == WatchCause::settings;
 }
 
-bool is_stalled(const WatchConfig &config, const WatchMemory &memory, const WatchObservation &now)
+bool is_online(const WatchMemory &memory)
 {
-    return memory.clock - memory.quiet >= config.stall && now.sent - memory.sent >= config.stall_packets;
+    return memory.state == static_cast<uint32_t>(WatchState::online);
 }
 
 } // namespace
+
+bool is_stalled(const WatchConfig &config, const WatchMemory &memory, const WatchObservation &now)
+{
+    // A line that only sends was asked and has answered, so it is asked less often.
+    const bool is_one_way = is_online(memory) && memory.tries != 0;
+    return memory.clock - memory.quiet >= std::max(config.stall, is_one_way ? config.idle : 0) &&
+           now.sent - memory.sent >= config.stall_packets;
+}
 
 WatchCause pick_cause(const WatchConfig &config, const WatchMemory &memory, const WatchObservation &now)
 {
@@ -42,16 +50,14 @@ WatchCause pick_cause(const WatchConfig &config, const WatchMemory &memory, cons
 }
 
 uint32_t collect_facts(const WatchConfig &config, const WatchMemory &memory, const WatchObservation &now,
-                       WatchCause cause, bool has_moved)
+                       WatchCause cause)
 {
-    const uint32_t quiet = memory.clock - memory.quiet;
+    const uint32_t quiet = memory.clock - std::max(memory.answered != 0 ? 0 : memory.quiet, memory.probed);
     const bool is_up = now.link == WatchLink::up;
-    const bool is_online = memory.state == static_cast<uint32_t>(WatchState::online);
     const bool probes = config.probe != static_cast<uint32_t>(WatchProbe::none);
     // Without probes the network daemon is believed, but not about a device that has gone and come back without it.
     const bool is_believed = !probes && now.has_device && !is_stalled(config, memory, now);
-    const bool is_alive =
-        now.is_answered || (is_up && (has_moved || is_believed)) || (is_online && has_moved && now.has_device);
+    const bool is_alive = now.is_answered || (is_up && (memory.moved != 0 || is_believed));
     const bool is_taken_down = now.link == WatchLink::down && !now.is_started && !now.is_misset && memory.downed == 0;
     const struct {
         uint32_t fact;
@@ -71,7 +77,7 @@ uint32_t collect_facts(const WatchConfig &config, const WatchMemory &memory, con
         {probed, now.is_probed || !probes},
         {alive, is_alive},
         {stalled, is_stalled(config, memory, now)},
-        {idle, probes && config.idle != 0 && std::min(quiet, memory.clock - memory.probed) >= config.idle},
+        {idle, probes && config.idle != 0 && quiet >= config.idle},
         {probe_due, memory.clock - memory.probed >= config.stall || memory.clock >= memory.due},
         {told, now.is_told},
         {asked, memory.asked != 0},

@@ -43,6 +43,9 @@ enum Fact : uint32_t {
 /// Why a person is needed, as far as the modem and the network daemon were asked.
 WatchCause pick_cause(const WatchConfig &config, const WatchMemory &memory, const WatchObservation &now);
 
-/// A set of Fact. has_moved: packets have come in since the last step.
+/// Packets go out, and none or too few come in.
+bool is_stalled(const WatchConfig &config, const WatchMemory &memory, const WatchObservation &now);
+
+/// A set of Fact.
 uint32_t collect_facts(const WatchConfig &config, const WatchMemory &memory, const WatchObservation &now,
-                       WatchCause cause, bool has_moved);
+                       WatchCause cause);

@@ -24,9 +24,12 @@ struct WatchMemory {
     uint32_t cause = 0;     ///< WatchCause
     uint32_t there = 0;     ///< 1 if the modem was seen since the router's start
     uint32_t received = 0;
-    uint32_t sent = 0;                                           ///< packets when some last came in
-    uint32_t quiet = 0;                                          ///< clock at which packets last came in
-    uint32_t probed = 0;                                         ///< clock of the last probe
+    uint32_t sent = 0;                                           ///< packets when enough last came in
+    uint32_t quiet = 0;                                          ///< clock at which enough packets last came in
+    uint32_t moved = 0;                                          ///< 1 if what came in since the last step is life
+    uint32_t heard = 0;                                          ///< packets received at "probed"
+    uint32_t probed = 0;                                         ///< clock of the last probe, or of a busy line
+    uint32_t answered = 0;                                       ///< 1 if a probe was answered: silence tells
     uint32_t outage = 0;                                         ///< clock at which the outage began
     uint32_t pin_sent = 0;                                       ///< hash of a PIN that was sent and not yet accepted
     uint32_t reboots = 0;                                        ///< of the router, since the modem was last online

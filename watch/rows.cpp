@@ -38,6 +38,7 @@ constexpr WatchRow rows[] = {
     {s_blocked,            0,                    0,            starting,   Deed::again,      "the cause is gone"},
     // Online, and how it ends.
     {s_online,             no_device,            0,            suspect,    Deed::again,      "the interface has no address"},
+    {s_online,             stalled,              probed,       same,       Deed::probe,      ""},
     {s_online,             stalled,              0,            suspect,    Deed::again,      "packets out and none in"},
     {s_online,             failed,               0,            suspect,    Deed::again,      "no name server answers"},
     {s_online,             idle,                 probed,       same,       Deed::probe,      ""},

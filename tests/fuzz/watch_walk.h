@@ -33,6 +33,7 @@ class WatchWalk {
                 break;
         }
         world_.is_changed = false;
+        received_ = world_.received;
         Text<longest_watch_memory> text;
         if (what % 16 == 0) {
             write_watch_memory(memory_, text);
@@ -172,7 +173,8 @@ class WatchWalk {
                 "the blocked and the unwanted rest");
         require(memory_.clock >= before.clock && memory_.clock - before.clock <= 3600,
                 "the clock neither leaps nor returns");
-        const bool moves = static_cast<int32_t>(observed_.received - before.received) > 0;
+        // Packets speak for a line as long as no probe was ever answered.
+        const bool moves = world_.received != received_ && memory_.answered == 0;
         const bool is_online = observed_.is_answered || (observed_.link == WatchLink::up && moves);
         require(!is_online || decision.action != WatchAction::stage, "an online interface is never reset");
         require(decision.action != WatchAction::stage || observed_.link != WatchLink::untold || !observed_.is_there,
@@ -229,6 +231,7 @@ class WatchWalk {
     WatchObservation world_{.now = 1000, .is_there = true, .has_ports = true, .link = WatchLink::down};
     WatchObservation observed_;
     bool answers_ = false;
+    uint32_t received_ = 0; ///< at the end of the step before
     WatchMemory memory_;
     std::deque<Ran> times_;
     int last_ = -1;

@@ -19,6 +19,7 @@ say() { modemctl watch status | grep -E '^(state|reason) ' | sed 's/^[a-z]* *//'
 start_until() { modemctl watch & watch=$!; wait_for $1; }
 rests_in() { start_until $1; sleep $2; say; }
 probe_by() { set_option probe $1; set_option idle 1; set_option retry 2; }
+send_packets() { while kill -0 $watch; do ip neigh flush dev wwan0; bash -c "for i in \$(seq $1); do echo >/dev/udp/10.64.1.1/9; done"; sleep 0.4; done 2>/dev/null; }
 uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi
 uci set network.modem_1_1_2.device=/dev/cdc-wdm0; uci commit network; ubus call network reload
 touch /etc/config/modemctl; uci set modemctl.watch=watch
@@ -91,6 +92,14 @@ const Fault faults[] = {
      "online;the network answers;\n", "suspect -> recovering: reconnect, 5 of 6 left this hour"},
     {"session dead on a silent line", ec25("", "setup=100,dns=2/0"), "probe_by dns; start_until online; wait_for recovering; wait_for online; say",
      "online;the network answers;\n", "suspect -> recovering: reconnect, 5 of 6 left this hour"},
+    {"session dead, but the modem answers ARP", ec25("", "setup=100,dns=1/0"),
+     "set_option probe dns; set_option idle 600; start_until online; send_packets 10 & wait_for recovering; wait_for online; say",
+     "online;the network answers;\n", "online -> suspect: packets out and none in"},
+    {"session dead on a silent line with stray packets", ec25("", "setup=100,dns=1/0"),
+     "probe_by dns; set_option idle 3; set_option stall 600; start_until online; send_packets 1 & wait_for recovering; wait_for online; say",
+     "online;the network answers;\n", "online -> suspect: no name server answers"},
+    {"a line that only sends", ec25("", "setup=100,dns=answer"),
+     "set_option probe dns; set_option idle 4; start_until online; send_packets 10 & sleep 10; say; grep -c suspect /tmp/modem.1-1.2/watch.log", "online;the network answers;\n0\n", ""},
     {"the network's name server is silent", ec25("", "setup=100,dns=silent/answer"), "probe_by dns; rests_in online 8", "online;the network answers;\n", ""},
     {"all name servers fail", ec25("", "setup=100,dns=fail"), "probe_by dns; rests_in online 4", "online;the network answers;\n", ""},
     {"no name server, but echoes", ec25("", "setup=100,dns=silent"), "probe_by ping; rests_in online 4", "online;the network answers;\n", ""},

@@ -68,7 +68,7 @@ WatchMemory in(WatchState state, bool is_due = true)
     memory.since = 40'000;
     memory.due = is_due ? 50'000 : 60'000;
     memory.quiet = memory.probed = 49'990;
-    memory.received = memory.sent = 1000;
+    memory.received = memory.sent = memory.heard = 1000;
     memory.there = 1;
     return memory;
 }
@@ -155,8 +155,17 @@ const Row rows[] = {
     {"idle, answered",      with(with(in(online), &WatchMemory::quiet, 49'000), &WatchMemory::probed, 49'000), {quiet(), up, true}, online, Act::none, "", "p"},
     {"idle, no answer",     with(with(in(online), &WatchMemory::quiet, 49'000), &WatchMemory::probed, 49'000), {quiet(), up, false}, suspect, Act::none,
                             "online -> suspect: no name server answers", "pla"},
-    {"stalled, answered",   with(in(online), &WatchMemory::quiet, 49'900), {but(quiet(), [](auto &o) { o.sent += 14; }), up, true}, online, Act::none,
-                            "online -> suspect: packets out and none in; suspect -> online: the network answers", "lp"},
+    {"stalled, answered",   with(in(online), &WatchMemory::quiet, 49'900), {but(quiet(), [](auto &o) { o.sent += 14; }), up, true}, online, Act::none, "", "p"},
+    {"stalled, no answer",  with(in(online), &WatchMemory::quiet, 49'900), {but(quiet(), [](auto &o) { o.sent += 14; }), up}, suspect, Act::none,
+                            "online -> suspect: packets out and none in", "pla"},
+    {"stalled but for ARP", with(with(in(online), &WatchMemory::quiet, 49'900), &WatchMemory::answered, 1), {but(quiet(), [](auto &o) { o.sent += 40; o.received += 5; }), up}, suspect, Act::none,
+                            "online -> suspect: packets out and none in", "pla"},
+    {"an upload",           with(with(in(online), &WatchMemory::quiet, 49'900), &WatchMemory::answered, 1), {but(quiet(), [](auto &o) { o.sent += 40; o.received += 6; })}, online, Act::none, ""},
+    {"broadcasts only",     with(with(in(online), &WatchMemory::probed, 49'000), &WatchMemory::answered, 1),
+                            {but(quiet(), [](auto &o) { o.received += 99; }), up}, suspect, Act::none, "online -> suspect: no name server answers", "pla"},
+    {"a busy line",         with(with(in(online), &WatchMemory::probed, 49'000), &WatchMemory::answered, 1),
+                            {but(quiet(), [](auto &o) { o.received += 100; })}, online, Act::none, ""},
+    {"no probe was answered", with(in(online), &WatchMemory::probed, 49'000), {but(quiet(), [](auto &o) { o.received++; })}, online, Act::none, ""},
     {"nine packets out",    with(in(online), &WatchMemory::quiet, 49'900), {but(quiet(), [](auto &o) { o.sent += 9; })}, online, Act::none, ""},
     {"no address",          in(online),   {but(quiet(), [](auto &o) { o.has_device = false; })}, suspect, Act::none, "online -> suspect: the interface has no address", "la"},
     {"counters start anew", in(online),   {but(quiet(), [](auto &o) { o.received = o.sent = 3; })}, online, Act::none, ""},
@@ -164,6 +173,8 @@ const Row rows[] = {
     {"up by itself",        in(starting, false), {quiet(), up, true}, online, Act::none, "starting -> online: the network answers", "lap"},
     {"up without answer",   in(starting, false), {quiet(), up}, starting, Act::none, "", "lap"},
     {"netifd is at it",     in(starting, false), {quiet(), pending}, starting, Act::none, "", "la"},
+    {"packets, no answers", in(starting, false), {but(quiet(), [](auto &o) { o.received++; }), up}, online, Act::none, "starting -> online: the network answers", "lap"},
+    {"junk, no answers",    with(in(starting, false), &WatchMemory::answered, 1), {but(quiet(), [](auto &o) { o.received++; }), up}, starting, Act::none, "", "lap"},
     {"down",                in(starting, false), {quiet()}, starting, Act::connect, "", "la"},
     {"down, connected once", with(in(starting, false), &WatchMemory::connected, 1), {quiet()}, starting, Act::none, "", "la"},
     {"no ports yet",        in(starting, false), {but(quiet(), [](auto &o) { o.has_ports = false; })}, starting, Act::none, "", "l"},
@@ -285,6 +296,26 @@ TEST(WatchDecider, WithoutProbesBelievesTheInterface)
     EXPECT_EQ(step(config, idle, {quiet()}).line, "") << "an idle line stays online";
     const Outcome stalled = step(config, idle, {but(quiet(), [](auto &o) { o.sent += 20; }), up});
     EXPECT_EQ(stalled.line, "online -> suspect: packets out and none in");
+}
+
+// A line that carries telemetry only, in one direction.
+TEST(WatchDecider, AsksALineThatOnlySendsNoMoreOftenThanAnIdleOne)
+{
+    WatchMemory memory = in(online);
+    Seen seen{.now = quiet(), .link = up, .answers = true};
+    size_t probes = 0;
+    for (int i = 0; i < 120; i++) {
+        seen.now.now += 30;
+        seen.now.sent += 30;
+        const Outcome outcome = step({}, memory, seen);
+        EXPECT_EQ(outcome.line, "");
+        const size_t asked = outcome.asked.size();
+        probes += asked;
+        seen.now.received += static_cast<uint32_t>(asked); // the answer
+        memory = outcome.memory;
+    }
+    EXPECT_GE(probes, 11U) << "in an hour";
+    EXPECT_LE(probes, 13U);
 }
 
 TEST(WatchDecider, HoldsItsPropertiesInAMillionRandomSteps)
