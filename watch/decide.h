@@ -40,7 +40,7 @@ struct WatchConfig {
     uint32_t pin_hash = 0; ///< of the configured PIN and the card; 0 without a PIN
 };
 
-enum class WatchSim : uint8_t { untold, ready, wait, missing, pin, puk };
+enum class WatchSim : uint8_t { untold, ready, wait, missing, pin, puk, locked }; ///< wait: busy, or failing
 enum class WatchService : uint8_t { untold, registered, searching, denied };
 enum class WatchLink : uint8_t { untold, up, pending, down };
 

@@ -11,7 +11,7 @@ constexpr uint32_t most_rounds = 3;
 bool is_locked(WatchCause cause)
 {
     return cause == WatchCause::puk || cause == WatchCause::pin_missing || cause == WatchCause::pin_refused ||
-           cause == WatchCause::pin_tries || cause == WatchCause::settings;
+           cause == WatchCause::pin_tries || cause == WatchCause::settings || cause == WatchCause::lock;
 }
 
 bool is_online(const WatchMemory &memory)
@@ -44,6 +44,8 @@ WatchCause pick_cause(const WatchConfig &config, const WatchMemory &memory, cons
     }
     if (now.is_told && now.sim == WatchSim::missing)
         return WatchCause::no_sim;
+    if (now.is_told && now.sim == WatchSim::locked)
+        return WatchCause::lock;
     if (now.is_told && now.service == WatchService::denied)
         return WatchCause::denied;
     return now.is_misset ? WatchCause::settings : WatchCause::none;
@@ -88,7 +90,7 @@ uint32_t collect_facts(const WatchConfig &config, const WatchMemory &memory, con
                            memory.pin_sent != config.pin_hash && now.pin_tries >= 3},
         {registered, now.is_told && now.service == WatchService::registered},
         {failed, now.is_probed && !now.is_answered},
-        {unregistered, now.is_told && now.service == WatchService::searching},
+        {unregistered, now.is_told && now.service == WatchService::searching && now.sim != WatchSim::wait},
         {due, memory.clock >= memory.due},
         {more_rounds, memory.tries + 1 < most_rounds},
         {connected, memory.connected != 0},

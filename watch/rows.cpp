@@ -64,6 +64,7 @@ constexpr WatchRow rows[] = {
     {s_wait,               0,                    looked,       same,       Deed::look,       ""},
     {s_wait,               0,                    told,         same,       Deed::ask,        ""},
     {s_wait,               person,               0,            blocked,    Deed::none,       ""},
+    {s_wait,               no_sim,               0,            suspect,    Deed::again,      "the SIM card fails"},
     {s_wait,               silent,               0,            suspect,    Deed::again,      "the modem does not answer"},
     {s_wait,               registered,           0,            starting,   Deed::again,      "registered"},
     {s_wait,               up | due,             probed,       same,       Deed::probe,      ""},

@@ -147,10 +147,11 @@ WatchSim sim_of(SimState state)
     case SimState::puk:
         return WatchSim::puk;
     case SimState::busy:
+    case SimState::failure: // a restart of the modem may mend it
         return WatchSim::wait;
-    case SimState::not_inserted:
     case SimState::network_lock:
-    case SimState::failure:
+        return WatchSim::locked;
+    case SimState::not_inserted:
     case SimState::error:
         return WatchSim::missing;
     case SimState::untold:

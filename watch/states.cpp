@@ -8,7 +8,8 @@ constexpr char state_names[][11] = {"off", "absent", "blocked", "no-service", "s
 constexpr char stage_names[][10] = {"refresh", "reconnect", "radio", "modem", "usb", "power", "router", ""};
 constexpr char cause_names[][34] = {"", "no SIM card", "the SIM card wants its PUK", "the PIN is not configured",
                                     "the PIN was refused", "the tries for the PIN are too few",
-                                    "the network refuses the SIM card", "the settings are refused"};
+                                    "the network refuses the SIM card", "the settings are refused",
+                                    "the modem takes other cards only"};
 // clang-format on
 
 } // namespace

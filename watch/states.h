@@ -24,7 +24,18 @@ enum class WatchStage : uint8_t { refresh, reconnect, radio, modem, usb, power, 
 inline constexpr size_t watch_stages = static_cast<size_t>(WatchStage::count);
 
 /// Why a person is needed.
-enum class WatchCause : uint8_t { none, no_sim, puk, pin_missing, pin_refused, pin_tries, denied, settings, count };
+enum class WatchCause : uint8_t {
+    none,
+    no_sim,
+    puk,
+    pin_missing,
+    pin_refused,
+    pin_tries,
+    denied,
+    settings,
+    lock,
+    count
+};
 
 const char *watch_state_name(WatchState state);
 const char *watch_stage_name(WatchStage stage);

@@ -87,7 +87,7 @@ class WatchWalk {
             answers_ = value % 4 == 0;
             break;
         case 16:
-            world_.sim = static_cast<WatchSim>(value % 6);
+            world_.sim = static_cast<WatchSim>(value % 7);
             break;
         case 17:
             world_.service = static_cast<WatchService>(value % 4);

@@ -109,6 +109,7 @@ const Fault faults[] = {
     // A person is needed.
     {"settings that the handler refuses", ec25("", "error=INVALID_OPTIONS,setup=100"), "rests_in blocked 5", "blocked;the settings are refused;\n", ""},
     {"no SIM card", ec25(",pin=NOSIM", "setup=never"), "rests_in blocked 4", "blocked;no SIM card;\n", ""},
+    {"a SIM card that fails", ec25(",pin=FAILURE", "setup=never"), "start_until slow; say", "slow;nothing more to try;\n", "suspect -> recovering: modem, 1 of 2 left this hour"},
     {"PUK", ec25(",pin=SIM PUK", "setup=never"), "rests_in blocked 4", "blocked;the SIM card wants its PUK;\n", ""},
     {"PIN not configured", ec25(",pin=SIM PIN", "setup=never"), "rests_in blocked 4", "blocked;the PIN is not configured;\n", ""},
     {"PIN configured", ec25(",pin=SIM PIN", "setup=100"),
