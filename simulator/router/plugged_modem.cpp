@@ -12,7 +12,7 @@ PluggedModem::PluggedModem(RouterParts &parts, std::string bus, Modem modem)
                             [this](int interface, std::string_view bytes) { on_received(interface, bytes); }))
 {
     plug_->watch_calls([this](int interface, CallNews news) { on_call_news(interface, news); });
-    start_qmi();
+    start_control();
     attach(false, false);
     if (modem_.takes_no_bytes())
         plug_->stick();
@@ -162,39 +162,26 @@ void PluggedModem::on_call_news(int interface, CallNews news)
     wait_for_next();
 }
 
-void PluggedModem::start_qmi()
+void PluggedModem::start_control()
 {
     const auto &interfaces = modem_.profile().interfaces;
     const auto found = std::ranges::find(interfaces, Interface::Kind::cdc_wdm, &Interface::kind);
-    if (plug_->line_number() == 0 || found == interfaces.end())
+    const int number = plug_->line_number();
+    if (number == 0 || found == interfaces.end())
         return;
     qmi_interface_ = found->number;
+    const ControlHost host{
+        .send =
+            [this](std::string_view message) {
+                plug_->send(qmi_interface_, message);
+                parts_.log.add(device_name(qmi_interface_), "<", message);
+            },
+        .open_line = [this](const LineOrder &order) { plug_->open_line(qmi_interface_, line_order_text(order)); },
+        .close_line = [this] { plug_->close_line(qmi_interface_); }};
     if (found->network == Interface::Network::mbim)
-        return start_mbim();
-    qmi_.emplace(
-        modem_, parts_.demand, plug_->line_number(),
-        QmiModem::Host{
-            .send =
-                [this](std::string_view message) {
-                    plug_->send(qmi_interface_, message);
-                    parts_.log.add(device_name(qmi_interface_), "<", message);
-                },
-            .open_line = [this](const LineOrder &order) { plug_->open_line(qmi_interface_, line_order_text(order)); },
-            .close_line = [this] { plug_->close_line(qmi_interface_); }});
-}
-
-void PluggedModem::start_mbim()
-{
-    mbim_.emplace(
-        modem_, parts_.demand, plug_->line_number(),
-        MbimModem::Host{
-            .send =
-                [this](std::string_view message) {
-                    plug_->send(qmi_interface_, message);
-                    parts_.log.add(device_name(qmi_interface_), "<", message);
-                },
-            .open_line = [this](const LineOrder &order) { plug_->open_line(qmi_interface_, line_order_text(order)); },
-            .close_line = [this] { plug_->close_line(qmi_interface_); }});
+        mbim_.emplace(modem_, parts_.demand, number, host);
+    else
+        qmi_.emplace(modem_, parts_.demand, number, host);
 }
 
 void PluggedModem::report_unknown()

@@ -53,8 +53,7 @@ class PluggedModem {
     void report_unknown();
     void wait_for_next();
     std::string device_name(int interface) const;
-    void start_qmi();
-    void start_mbim();
+    void start_control();
 
     RouterParts &parts_;
     Modem modem_;

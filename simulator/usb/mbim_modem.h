@@ -15,11 +15,7 @@ namespace simulator {
 /// The modem behind MBIM messages, as far as its basic service goes: its state is that of the AT commands.
 class MbimModem {
   public:
-    struct Host {
-        std::function<void(std::string_view message)> send;
-        std::function<void(const LineOrder &order)> open_line;
-        std::function<void()> close_line;
-    };
+    using Host = ControlHost;
     struct Answer {
         MbimStatus status = mbim_ok;
         std::string info{};

@@ -21,6 +21,13 @@ struct LineOrder {
 std::string line_order_text(const LineOrder &order);
 LineOrder parse_line_order(std::string_view text);
 
+/// The other side of a modem's control channel, QMI or MBIM.
+struct ControlHost {
+    std::function<void(std::string_view message)> send;
+    std::function<void(const LineOrder &order)> open_line;
+    std::function<void()> close_line;
+};
+
 /// A network interface of a modem: frames of the host on one side, the operator's packets on the other. One transfer is
 /// one frame.
 class NetworkLine {

@@ -19,11 +19,7 @@ namespace simulator {
 /// The modem behind the QMI messages: its state is that of the AT commands.
 class QmiModem {
   public:
-    struct Host {
-        std::function<void(std::string_view message)> send;
-        std::function<void(const LineOrder &order)> open_line;
-        std::function<void()> close_line;
-    };
+    using Host = ControlHost;
 
     /// @param number of the modem's line, from 1
     QmiModem(Modem &modem, LinkDemand demand, int number, Host host);
