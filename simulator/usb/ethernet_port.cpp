@@ -111,6 +111,11 @@ EthernetPort::Taken EthernetPort::take(std::string_view frame)
     if (frame.size() < head_bytes)
         return {};
     host_ = frame.substr(hardware_bytes, hardware_bytes);
+    // qmi_wwan takes a frame that begins with 4 or 6 for a packet without one, and the kernel gives one device in eight
+    // such an address. In one that begins with 0 the driver puts its own. The standards' hosts have the address that
+    // the modem chose.
+    if ((host_[0] & 0xd0) == 0x40)
+        host_[0] &= 0x0f;
     if (!session_)
         return {};
     const std::string_view content = frame.substr(head_bytes);

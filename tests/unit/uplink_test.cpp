@@ -204,6 +204,18 @@ TEST(EthernetPort, TakesPacketsOutOfFramesAndPutsThemIn)
     EXPECT_EQ(port.frame_of(six), host + modem + number(0x86dd, 2) + six);
 }
 
+// The kernel's driver for QMI would take the frame for a packet.
+TEST(EthernetPort, BeginsNoFrameAsAPacketBegins)
+{
+    for (const char first : {'\x42', '\x4e', '\x62', '\x6e'}) {
+        EthernetPort port = open_port();
+        const std::string own = first + host.substr(1);
+        const std::string content = packet("10.64.1.2", "10.99.0.1", 17, "question");
+        EXPECT_EQ(port.take(modem + own + number(0x0800, 2) + content).packet, content);
+        EXPECT_EQ(port.frame_of(content).substr(0, 6), static_cast<char>(first & 0x0f) + host.substr(1));
+    }
+}
+
 std::string dhcp(uint8_t kind, const std::string &options, const std::string &own = "0.0.0.0")
 {
     std::string message = number(0x01010600, 4) + "1234" + number(0x00008000, 4) + address(own);
