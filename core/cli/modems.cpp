@@ -32,10 +32,7 @@ Json describe_usb_device(const char *bus)
     kjson_add_string(modem.get(), "bus", bus);
     kjson_add_string(modem.get(), "model", is_listed ? model->name : "unlisted");
     kjson_add_string(modem.get(), "usb", Text<10>::format("%04x:%04x", vid, pid).view());
-    const auto manager = other_manager_of(ports.get());
     kjson_add_object(modem.get(), "ports", std::move(ports));
-    if (!manager.empty())
-        kjson_add_string(modem.get(), "held_by", manager.view());
     return modem;
 }
 
@@ -63,10 +60,18 @@ Json list_modems()
     return modems;
 }
 
+void add_holder(json_object *modem)
+{
+    if (const auto manager = other_manager_of(kjson_get_object(modem, "ports")); !manager.empty())
+        kjson_add_string(modem, "held_by", manager.view());
+}
+
 int run_modems(const CommandRun &run)
 {
     const Json modems = list_modems();
     const size_t count = json_object_array_length(modems.get());
+    for (size_t i = 0; i < count; i++)
+        add_holder(json_object_array_get_idx(modems.get(), i));
     if (!run.arguments.empty() && strcmp(run.arguments[0], "--json") == 0)
         puts(json_pretty(modems.get()));
     else

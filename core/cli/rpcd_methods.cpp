@@ -27,6 +27,7 @@ void answer_modems(const RpcdCall &, json_object *answer)
     Json modems = list_modems();
     for (size_t i = 0; i < json_object_array_length(modems.get()); i++) {
         json_object *modem = json_object_array_get_idx(modems.get(), i);
+        add_holder(modem);
         kjson_add_string(modem, "name", kjson_get_string(modem, "model"));
         kjson_add_string(modem, "interface", read_watch_settings(kjson_get_string(modem, "bus")).iface.view());
     }
@@ -144,6 +145,7 @@ void answer_usage(const RpcdCall &call, json_object *answer)
         kjson_del_key(entry, "iccid");
     }
     kjson_add_object(answer, "usage", std::move(list));
+    kjson_add_int(answer, "limit_mb", static_cast<int32_t>(read_watch_settings(call.bus.c_str()).limit_mb));
 }
 
 void answer_pause(const RpcdCall &call, json_object *answer)

@@ -158,10 +158,10 @@ test('a strong but noisy signal gets another advice than a weak one', () => {
 
 test('the newest month counts, of all cards', () => {
     const usage = [{ month: '2026-10', rx_bytes: 9e9, tx_bytes: 0 }, { month: '2026-11', rx_bytes: 1e6, tx_bytes: 1e6 }, { month: '2026-11', rx_bytes: 2e6, tx_bytes: 0 }];
-    assert.equal(model.month(usage, { watch: { usage_limit: '8' } }).text, '4.0 MB of 8.0 MB');
-    assert.equal(model.month(usage, {}).text, '4.0 MB');
-    assert.equal(model.month([], {}), null);
-    assert.equal(model.month(undefined), null);
+    assert.equal(model.month({ usage, limit_mb: 8 }).text, '4.0 MB of 8.0 MB');
+    assert.equal(model.month({ usage, limit_mb: 0 }).text, '4.0 MB');
+    assert.equal(model.month({ usage: [], limit_mb: 8 }), null);
+    assert.equal(model.month({ error: 'failed' }), null);
 });
 
 test('conversations have their newest message last, and the newest conversation first', () => {

@@ -45,19 +45,34 @@ test('a modem that is online: state, operator, signal, bands and address on one 
     await page.done();
 });
 
-test('the page costs the modem nothing when the watch has asked it, and needs two rounds of requests', async t => {
+test('the page costs the modem nothing when the watch has asked it, and needs one round of requests', async t => {
     const router = await startRouter(['--modem', 'EC25', '--link', 'setup=100'], online + watched());
     const page = await open(router, 'overview');
     await state(page, 'good').waitFor();
     t.diagnostic(`complete ${Math.round(await page.evaluate(() => performance.now()))} ms after the request for the page`);
-    // The rights and the list of modems as one batch, and what is known of the modem as the other.
-    assert.match(page.asked[0], /"access".*"modems"/);
-    assert.match(page.asked[1], /"info".*"settings"/);
-    const order = router.calls.map(({ object, method }) => object === 'session' ? 'rights' : method).slice(0, 9);
-    assert.deepEqual(order.slice(0, 5), ['rights', 'rights', 'rights', 'rights', 'modems']);
-    assert.deepEqual(order.slice(5).sort(), ['info', 'settings', 'status', 'usage']);
+    // The rights, the list of modems, and what is known of the first one.
+    assert.match(page.asked[0], /"access".*"modems".*"info".*"status".*"usage"/);
+    const order = router.calls.map(({ object, method }) => object === 'session' ? 'rights' : method).slice(0, 8);
+    assert.deepEqual(order, ['rights', 'rights', 'rights', 'rights', 'modems', 'info', 'status', 'usage']);
+    while (router.calls.length < 12)
+        await page.waitForResponse(() => true);
+    assert.deepEqual(router.calls.slice(8, 12).map(({ method, given }) => [method, given.bus]), [['modems', undefined], ['info', '1-1.2'], ['status', '1-1.2'], ['usage', '1-1.2']]);
     assert.ok(router.calls.every(({ method }) => !['refresh', 'job', 'at'].includes(method)));
     await page.done();
+});
+
+test('each view has its first answers in one round, of the modem in the address', async () => {
+    const router = await startRouter(['--modem', 'EC25', '--modem', 'EP06@1-1.3']);
+    const firsts = { signal: ['info', 'history'], connection: ['settings'], diagnostics: ['status', 'log', 'missing'] };
+    for (const view in firsts) {
+        router.calls.length = 0;
+        const page = await open(router, `${view}#1-1.3`);
+        await page.locator('.modemctl .cbi-section').first().waitFor();
+        const asked = router.calls.filter(({ object }) => object !== 'session');
+        assert.deepEqual(asked.map(({ method }) => method), ['modems', ...firsts[view]], view);
+        assert.ok(asked.every(({ method, given }) => ['modems', 'missing'].includes(method) || given.bus === '1-1.3'), view);
+        await page.done();
+    }
 });
 
 test('without a watch and a report, the page offers to ask the modem', async () => {

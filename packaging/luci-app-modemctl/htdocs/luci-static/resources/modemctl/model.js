@@ -280,13 +280,13 @@ return baseclass.extend({
 	},
 
 	// The data of the current month and its limit: { used, limit, share, text }; null if nothing was counted.
-	month(usage, settings) {
+	month({ usage, limit_mb }) {
 		const rows = (usage ?? []).filter(row => is_number(row.rx_bytes));
 		if (!rows.length)
 			return null;
 		const newest = rows.reduce((month, row) => (row.month ?? '') > month ? row.month : month, '');
 		const used = rows.filter(row => (row.month ?? '') === newest).reduce((sum, row) => sum + row.rx_bytes + (row.tx_bytes ?? 0), 0);
-		const limit = Number(settings?.watch?.usage_limit ?? 0) * 1e6;
+		const limit = (limit_mb ?? 0) * 1e6;
 		return { used, limit, share: limit ? Math.min(1, used / limit) : 0,
 			text: limit ? _('%s of %s').format(this.bytes(used), this.bytes(limit)) : this.bytes(used) };
 	},

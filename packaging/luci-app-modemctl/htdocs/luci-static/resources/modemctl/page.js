@@ -57,14 +57,18 @@ function sentence(error) {
 		?? String(error.message ?? error).split('\n')[0];
 }
 
-// The first list of modems, asked for in one batch with the rights: the page is there a round sooner.
-let early = null;
+// The first answers by method, and the bus that they are of. They are asked for in one batch with the rights, while LuCI still asks
+// its own questions: the page is there two rounds sooner.
+const early = new Map();
+let early_bus;
 
 // What has been drawn in a place.
 const drawn = new WeakMap();
 
 // It stays in the document while it is empty, so that a screen reader announces what comes.
 const banner = h('div', { 'class': 'modemctl-banner', 'aria-live': 'assertive' });
+
+document.head.append(h('link', { rel: 'stylesheet', href: L.resource('modemctl/style.css') }));
 
 return baseclass.extend({
 	h,
@@ -93,7 +97,10 @@ return baseclass.extend({
 
 	// The answer, or an error with the plugin's word: busy, no-modem ...
 	async call(method, given) {
-		const answer = await calls[method](...methods[method].map(name => given?.[name]));
+		const sooner = given?.bus === undefined || given.bus === early_bus ? early.get(method) : null;
+		if (sooner)
+			early.delete(method);
+		const answer = await sooner ?? await calls[method](...methods[method].map(name => given?.[name]));
 		if (answer?.error)
 			throw Object.assign(failure(answer.error, answer.message || answer.error), { option: answer.option });
 		return answer;
@@ -130,7 +137,7 @@ return baseclass.extend({
 	},
 
 	whole(title, ...children) {
-		return h('div', { 'class': 'modemctl' }, h('link', { rel: 'stylesheet', href: L.resource('modemctl/style.css') }), h('h2', { name: 'content' }, title), banner, children);
+		return h('div', { 'class': 'modemctl' }, h('h2', { name: 'content' }, title), banner, children);
 	},
 
 	// Runs what asks the router, and once more if the answer was lost; says so if there is none, and goes on by itself once there is.
@@ -155,7 +162,10 @@ return baseclass.extend({
 	// Calls ask at once, and then every so many seconds while the view is open; never twice at a time.
 	repeat(ask, seconds) {
 		let running = null;
-		const run = () => running ??= this.guard(ask).finally(() => { running = null; });
+		const run = () => running ??= this.guard(ask).finally(() => {
+			running = null;
+			early.clear();
+		});
 		poll.add(run, seconds);
 		return run();
 	},
@@ -261,20 +271,20 @@ return baseclass.extend({
 			h('tbody', {}, rows.map(row => h('tr', { 'class': 'tr' }, row.map((cell, i) => h('td', { 'class': 'td', 'data-title': heads[i] || null }, cell ?? '')))))));
 	},
 
-	// A view without LuCI's own buttons. Buttons of the page are drawn if the session has the right to their method.
-	view(methods, render) {
-		const load = () => {
-			const rights = this.rights(...methods);
-			early = this.call('modems').catch(() => null);
-			return rights;
-		};
-		return view.extend({ handleSave: null, handleSaveApply: null, handleReset: null, load, render });
+	// A view without LuCI's own buttons. Buttons of the page are drawn if the session has the right to their method. LuCI renders it
+	// some rounds later; what is asked for first, of the modem in the address or of the first one, is asked for now.
+	view(methods, first, render) {
+		const rights = this.rights(...methods);
+		early_bus = /^#([\d.-]+)$/.exec(location.hash)?.[1];
+		for (const method of first)
+			early.set(method, calls[method](early_bus).catch(() => null));
+		return view.extend({ handleSave: null, handleSaveApply: null, handleReset: null, load: () => rights, render });
 	},
 
 	async modems() {
-		const answer = await early ?? await this.call('modems');
-		early = null;
-		return answer.modems;
+		const { modems } = await this.call('modems');
+		early_bus ??= modems[0]?.bus;
+		return modems;
 	},
 
 	row(...children) {

@@ -24,7 +24,7 @@ class Diagnostics {
 	}
 
 	async ask() {
-		const [ status, { lines }, { missing } ] = await Promise.all([ page.call('status', this.bus), page.call('log', { ...this.bus, lines: 50 }), page.call('missing') ]);
+		const [ status, { lines }, { missing } ] = await Promise.all([ page.call('status', this.bus), page.call('log', this.bus), page.call('missing') ]);
 		page.redraw(this.log, lines, () => lines?.length ? page.table(_('What happened'), [ _('Time'), _('Event') ], [ ...lines ].reverse().map(line =>
 			[ line.time ? model.time(line.time) : _('%s after the start').format(model.seconds(line.uptime_s ?? 0)), model.event(line.text) ])) : h('p', {}, _('Nothing yet.')));
 		page.redraw(this.missing, missing, () => missing?.length ? page.table(_('Missing on this router'), [ _('What'), _('Why it matters') ], missing.map(row => [ row.what, model.word(row.why) ]))
@@ -101,4 +101,4 @@ class Diagnostics {
 	}
 }
 
-return page.view([ 'at', 'record', 'restart', 'identity', 'pause', 'resume' ], rights => page.frame(_('Diagnostics'), 5, modem => new Diagnostics(modem, rights)));
+return page.view([ 'at', 'record', 'restart', 'identity', 'pause', 'resume' ], [ 'modems', 'status', 'log', 'missing' ], rights => page.frame(_('Diagnostics'), 5, modem => new Diagnostics(modem, rights)));

@@ -89,7 +89,7 @@ class Messages {
 	}
 }
 
-return page.view([ 'message_send', 'message_delete', 'message_read' ], rights => {
+return page.view([ 'message_send', 'message_delete', 'message_read' ], [ 'messages' ], rights => {
 	const messages = new Messages(rights);
 	page.repeat(() => messages.ask(), 5);
 	return page.whole(_('Messages'), messages.node);

@@ -29,7 +29,7 @@ class Card {
 				throw error;
 			return { error: error.word, message: error.message };
 		});
-		this.answers = await Promise.all([ 'info', 'status', 'usage', 'settings' ].map(method => told(page.call(method, bus))));
+		this.answers = await Promise.all([ 'info', 'status', 'usage' ].map(method => told(page.call(method, bus))));
 		this.draw();
 	}
 
@@ -70,8 +70,8 @@ class Card {
 			model.advice(info) ? h('div', { 'class': 'modemctl-small' }, model.advice(info)) : '' ];
 	}
 
-	parts(info, status, usage, settings) {
-		const state = model.state(info, status), month = model.month(usage.usage, settings), link = status.interface_status ?? info.interface ?? {};
+	parts(info, status, usage) {
+		const state = model.state(info, status), month = model.month(usage), link = status.interface_status ?? info.interface ?? {};
 		const words = link_words();
 		return [
 			h('p', { 'class': 'modemctl-state modemctl-' + state.tone, 'data-sign': signs[state.tone], 'data-tone': state.tone }, state.text),
@@ -94,7 +94,7 @@ class Card {
 	}
 }
 
-return page.view([ 'connect', 'disconnect', 'resume', 'refresh' ], rights => {
+return page.view([ 'connect', 'disconnect', 'resume', 'refresh' ], [ 'modems', 'info', 'status', 'usage' ], rights => {
 	const body = h('div', { 'class': 'modemctl-cards' });
 	let cards = [];
 	page.repeat(async () => {
