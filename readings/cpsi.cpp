@@ -27,8 +27,9 @@ void tell_levels(const Fields &fields, const Levels &at, bool sinr_in_tenths, Ce
     if (at.rssi != 0)
         tell_value(fields[at.rssi], Quantity::rssi, scale, cell);
     // Newer firmware prints the SINR beside levels in tenths in whole units: only what is out of its range shows which.
-    const int64_t sinr = decimal(fields[at.sinr]).value_or(0);
-    if (!sinr_in_tenths || sinr < -24 || sinr > 41)
+    const auto sinr = decimal(fields[at.sinr]);
+    sinr_in_tenths = sinr_in_tenths && sinr; // not with a fraction
+    if (!sinr_in_tenths || *sinr < -24 || *sinr > 41)
         tell_value(fields[at.sinr], Quantity::sinr, sinr_in_tenths ? Scale::tenths : Scale::decibels, cell);
 }
 

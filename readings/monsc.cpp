@@ -39,9 +39,9 @@ constexpr FieldRule gsm_rules[] = {
     {8, Quantity::rssi, Scale::decibels},
 };
 
-// ^HCSQ: "NR",77,241,31         (MT5700M: RSRP, SINR, RSRQ)
+// ^HCSQ: "NR",77,241,31         (MT5700M: RSRP, SINR, RSRQ; the scale of RSRQ is not settled)
 constexpr FieldRule nr_levels[] = {
-    {1, Quantity::rsrp, Scale::lte_rsrp},  {2, Quantity::sinr, Scale::huawei_sinr}, {3, Quantity::rsrq, Scale::lte_rsrq},
+    {1, Quantity::rsrp, Scale::lte_rsrp},  {2, Quantity::sinr, Scale::huawei_sinr},
 };
 // ^HCSQ: "LTE",66,55,166,18     (RSSI, RSRP, SINR, RSRQ)
 constexpr FieldRule lte_levels[] = {

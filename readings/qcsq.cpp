@@ -75,7 +75,9 @@ bool read_qrsrp(std::string_view reply, Report &report)
     if (fields.size() <= technology)
         return false;
     const bool is_nr = technology_of_quectel(fields[technology]) == Technology::nr_sa;
-    if (fields[0] != "-44" && fields[0] != "-140" && is_nr == (report.technology == Technology::nr_sa))
+    const bool is_serving =
+        report.technology == Technology::unknown || is_nr == (report.technology == Technology::nr_sa);
+    if (fields[0] != "-44" && fields[0] != "-140" && is_serving)
         tell_fields(fields, rsrp_rules, report.serving);
     return true;
 }

@@ -30,12 +30,14 @@ constexpr FieldRule nr_rules[] = {
     {9, Quantity::arfcn, Scale::number},      {10, {}, Scale::nr_band},
     {12, Quantity::rsrp, Scale::decibels},    {13, Quantity::rsrq, Scale::decibels},    {14, Quantity::sinr, Scale::decibels},
 };
+// The first firmware leaves SINR out: the transmit power and the level for cell selection follow RSRQ.
+constexpr size_t nr_fields_without_sinr = 16;
 
 // +QENG: "NR5G-NSA",222,01,920,-96,18,-10,648768,78,10,1   (RM520N-GL; SINR comes before RSRQ)
 //         0         1   2  3   4   5  6   7      8  9
 constexpr FieldRule nr_beside_lte_rules[] = {
     {3, Quantity::pci, Scale::number},        {4, Quantity::rsrp, Scale::decibels},     {5, Quantity::sinr, Scale::decibels},
-    {6, Quantity::rsrq, Scale::decibels},     {7, Quantity::arfcn, Scale::number},      {8, {}, Scale::nr_band},
+    {6, Quantity::rsrq, Scale::decibels},     {7, Quantity::arfcn, Scale::positive},    {8, {}, Scale::nr_band},
 };
 
 // +QENG: "servingcell","NOCONN","WCDMA",310,410,DEA6,2883C,4385,84,254,-98,-7,-,-,-,-,-                    (EM06-A)
@@ -135,7 +137,8 @@ void read_serving_line(const Fields &fields, bool is_meig, Report &report)
         tell_duplex(fields[3], cell);
         cell.tell_network(fields[4], fields[5]);
         tell_nr_bandwidth(fields, 11, report, cell);
-        return tell_fields(fields, nr_rules, cell);
+        return tell_fields(
+            fields, FieldRules{nr_rules}.first(std::size(nr_rules) - (fields.size() == nr_fields_without_sinr)), cell);
     case Technology::wcdma:
     case Technology::gsm:
         cell.tell_network(fields[3], fields[4]);
@@ -189,7 +192,9 @@ bool read_qeng_serving(std::string_view reply, Report &report)
             report.tell_nr_beside_lte();
             report.nr.tell_network(fields[1], fields[2]);
             tell_fields(fields, nr_beside_lte_rules, report.nr);
-            tell_nr_bandwidth(fields, 9, report, report.nr);
+            // What is not measured yet has 0 for its channel and the index 0 for its bandwidth.
+            if (report.nr.get(Quantity::arfcn))
+                tell_nr_bandwidth(fields, 9, report, report.nr);
         } else {
             continue;
         }

@@ -60,10 +60,14 @@ std::optional<int64_t> Cell::get(Quantity quantity) const
         return std::nullopt;
     // The channels of the bands above 64 need 17 bits, of which some firmware prints 16.
     constexpr int64_t last_of_16_bits = 65535;
-    if (quantity == Quantity::arfcn && values_[index] <= last_of_16_bits && band.view().starts_with('B') &&
-        decimal(without_first(band.view(), 1)).value_or(0) > 64)
+    // No LTE receiver measures more: a larger number is an index.
+    constexpr int64_t most_sinr_of_lte = 3000;
+    const int64_t value = values_[index];
+    if (band.view().starts_with('B') && ((quantity == Quantity::sinr && value > most_sinr_of_lte) ||
+                                         (quantity == Quantity::arfcn && value <= last_of_16_bits &&
+                                          decimal(without_first(band.view(), 1)).value_or(0) > 64)))
         return std::nullopt;
-    return values_[index];
+    return value;
 }
 
 void Cell::tell(Quantity quantity, std::optional<int64_t> value)
