@@ -12,6 +12,9 @@ namespace {
 
 using Interface = NetworkDaemon::Interface;
 
+/// Between the end of a handler and its next start.
+constexpr int64_t next_try_ms = 2000;
+
 /// Options whose change netifd applies without taking the interface down.
 constexpr const char *soft_options[] = {"metric", "defaultroute", "peerdns", "dns", "dns_metric", "delegation"};
 
@@ -195,8 +198,18 @@ void NetworkDaemon::start(Interface &interface)
     }
 }
 
+bool NetworkDaemon::start_handler(Interface &interface)
+{
+    // What --link says to fail fails without one.
+    interface.has_handler = interface.link.setup_ms && interface.link.error.empty() && surroundings_.start_handler &&
+                            surroundings_.start_handler(interface.section, interface.l3_device);
+    return interface.has_handler;
+}
+
 void NetworkDaemon::begin_setup(Interface &interface)
 {
+    if (start_handler(interface))
+        return;
     const ModemVariable modem = [&](const std::string &name) {
         return surroundings_.modem_variable ? surroundings_.modem_variable(interface.section, name) : "";
     };
@@ -213,6 +226,37 @@ void NetworkDaemon::check_demands()
     for (auto &[name, interface] : interfaces_)
         if (interface.state == State::pending && interface.waits_for_demand)
             begin_setup(interface);
+}
+
+void NetworkDaemon::hear(const std::string &name, const HandlerReport &report)
+{
+    Interface *interface = find(name);
+    if (!interface || !interface->has_handler)
+        return;
+    switch (report.kind) {
+    case HandlerReport::Kind::up:
+        if (interface->state != State::pending)
+            return;
+        set_error(*interface, "", "");
+        interface->l3_device = report.device;
+        interface->link.address = report.address;
+        interface->link.mask = report.mask;
+        interface->link.gateway = report.gateway;
+        interface->link.dns = report.dns;
+        come_up(*interface, surroundings_.now());
+        if (interface->link.companion)
+            add_companion(*interface);
+        return;
+    case HandlerReport::Kind::failed:
+        return set_error(*interface, option_of(interface->section, "proto"), report.error);
+    case HandlerReport::Kind::ended:
+        interface->has_handler = false; // it need not be stopped
+        stop(*interface);
+        interface->state = State::pending;
+        interface->next_try = surroundings_.now() + next_try_ms;
+        if (surroundings_.wake_at)
+            surroundings_.wake_at(*interface->next_try);
+    }
 }
 
 void NetworkDaemon::come_up(Interface &interface, int64_t at)
@@ -256,6 +300,9 @@ void NetworkDaemon::stop(Interface &interface)
 {
     const State before = std::exchange(interface.state, State::down);
     interface.setup_ends.reset();
+    interface.next_try.reset();
+    if (std::exchange(interface.has_handler, false) && surroundings_.stop_handler)
+        surroundings_.stop_handler(interface.section.name);
     if (before != State::up)
         return;
     if (interface.link.companion)
@@ -282,10 +329,15 @@ void NetworkDaemon::tell_device(const Interface &interface, bool up, const Traff
 void NetworkDaemon::advance()
 {
     // By name, since a setup may add an interface.
-    for (const std::string &name : interface_names())
-        if (Interface *interface = find(name);
-            interface && interface->setup_ends && *interface->setup_ends <= surroundings_.now())
+    for (const std::string &name : interface_names()) {
+        Interface *interface = find(name);
+        if (interface && interface->setup_ends && *interface->setup_ends <= surroundings_.now())
             finish_setup(*interface);
+        if (interface && interface->next_try && *interface->next_try <= surroundings_.now()) {
+            interface->next_try.reset();
+            begin_setup(*interface);
+        }
+    }
 }
 
 void NetworkDaemon::check_devices()

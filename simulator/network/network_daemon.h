@@ -50,6 +50,21 @@ struct DeviceChange {
     NameServers names{}; ///< behind it
 };
 
+/// What the handler of an interface's protocol has to say.
+struct HandlerReport {
+    enum class Kind {
+        up,     ///< the session is open, with these addresses
+        failed, ///< it is not, for this reason
+        ended   ///< the handler's last words: it starts again if it was not to end
+    } kind = Kind::ended;
+    std::string device{};
+    std::string address{};
+    int mask = 32;
+    std::string gateway{};
+    std::vector<std::string> dns{};
+    std::string error{};
+};
+
 /// Everything that the network daemon does not know by itself. Only now and read_config must be set.
 struct NetworkSurroundings {
     std::function<int64_t()> now; ///< milliseconds that never run backwards
@@ -62,6 +77,10 @@ struct NetworkSurroundings {
     std::function<std::string(const InterfaceSection &section, const std::string &variable)> modem_variable{};
     /// The network device of an interface's modem, empty if it has none; unset: none.
     std::function<std::string(const InterfaceSection &section)> modem_netdev{};
+    /// Starts the handler that opens the session of an interface's modem; what it says goes to hear(). Unset, or false:
+    /// the interface has none, and its setup only takes its time.
+    std::function<bool(const InterfaceSection &section, const std::string &device)> start_handler{};
+    std::function<void(const std::string &interface)> stop_handler{};
     /// advance() has something to do at that time; also times that have become void may come.
     std::function<void(int64_t at)> wake_at{};
 };
@@ -90,6 +109,7 @@ class NetworkDaemon {
     void check_devices();
     /// Takes in that a modem may have become what an interface's setup waits for.
     void check_demands();
+    void hear(const std::string &name, const HandlerReport &report);
 
     /// 4 without a configuration: everything runs on then.
     int reload();
@@ -126,6 +146,8 @@ class NetworkDaemon {
         int64_t up_since = 0;
         std::optional<int64_t> setup_ends{}; ///< of a pending one; nothing: never
         bool waits_for_demand = false;       ///< the setup goes on until its demand is met
+        bool has_handler = false;            ///< a process opens its session, and keeps it open
+        std::optional<int64_t> next_try{};   ///< when the handler starts again
         LinkBehaviour link{};                ///< of the setup under way or done
         std::string l3_device{};
         std::string error_subsystem{}; ///< empty: no error
@@ -140,6 +162,7 @@ class NetworkDaemon {
     void start(Interface &interface);
     void stop(Interface &interface);
     void begin_setup(Interface &interface);
+    bool start_handler(Interface &interface);
     void come_up(Interface &interface, int64_t at);
     void finish_setup(Interface &interface);
     void check_device(Interface &interface);

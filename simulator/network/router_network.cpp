@@ -75,6 +75,12 @@ RouterNetwork::RouterNetwork(EventLoop &loop, Journal &journal, const Options &o
 {
     for (const char *name : board_devices)
         devices_.create(name, NetDevices::Kind::board);
+    if (options.kernel)
+        handlers_.emplace(
+            loop_,
+            ProtocolHandlers::Ears{.report = [this](const std::string &interface,
+                                                    const HandlerReport &report) { daemon_->hear(interface, report); },
+                                   .log = [this](const std::string &line) { journal_.add("syslog", "netifd", line); }});
     daemon_ = std::make_unique<NetworkDaemon>(surroundings());
     for (const LinkChoice &link : options.links) {
         if (link.interface.empty())
@@ -119,7 +125,19 @@ NetworkSurroundings RouterNetwork::surroundings()
                     const PluggedModem *modem = modem_of(section);
                     return modem ? modem->netdev_of(option_of(section, "device")) : "";
                 },
+            .start_handler =
+                [this](const InterfaceSection &section, const std::string &device) {
+                    const bool is_modems = option_of(section, "proto") != "dhcp" || modem_of(section) != nullptr;
+                    return handlers_ && is_modems && handlers_->start(section, device);
+                },
+            .stop_handler = [this](const std::string &interface) { handlers_->stop(interface); },
             .wake_at = [this](int64_t at) { loop_.at(at, [this] { daemon_->advance(); }); }};
+}
+
+void RouterNetwork::end_sessions()
+{
+    if (handlers_)
+        handlers_->end();
 }
 
 void RouterNetwork::set_device(const std::string &name, bool present)

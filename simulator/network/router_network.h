@@ -2,11 +2,13 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
 #include "simulator/network/net_devices.h"
 #include "simulator/network/network_daemon.h"
+#include "simulator/network/protocol_handlers.h"
 #include "simulator/network/ubus_server.h"
 #include "simulator/router/event_loop.h"
 #include "simulator/router/journal.h"
@@ -29,6 +31,8 @@ class RouterNetwork {
 
     /// A modem's network device has come or gone.
     void set_device(const std::string &name, bool present);
+    /// The sessions that real clients have opened end.
+    void end_sessions();
     /// Devices have come or gone by themselves.
     void check_devices() { daemon_->check_devices(); }
     /// A modem's stored settings may have become others by other ways than a command.
@@ -47,6 +51,7 @@ class RouterNetwork {
     std::set<std::string> protocol_devices_; ///< that came with an interface ("3g-modem") and go with it
     std::unique_ptr<UbusServer> ubus_;
     std::unique_ptr<NetworkDaemon> daemon_;
+    std::optional<ProtocolHandlers> handlers_; ///< with --kernel
 };
 
 } // namespace simulator

@@ -201,6 +201,7 @@ void Router::collect_children()
                 kill(-child, SIGCONT);
         } else if (child == command_) {
             command_status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+            network_->end_sessions(); // nothing that --wait waits for
         }
     }
     const bool none_left = child < 0 && errno == ECHILD;

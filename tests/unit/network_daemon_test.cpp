@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdio>
+#include <cstdlib>
 #include <libubus.h>
 #include <set>
 
 #include "platform/ubus.h"
 #include "simulator/network/network_daemon.h"
+#include "simulator/network/protocol_scripts.h"
 #include "tests/unit/ubus_fixture.h"
 
 namespace {
@@ -33,6 +37,13 @@ class Network {
                 .change_device = [this](const DeviceChange &change) { note(change); },
                 .modem_variable = [this](const InterfaceSection &,
                                          const std::string &name) { return modem_variables_[name]; },
+                .start_handler =
+                    [this](const InterfaceSection &section, const std::string &device) {
+                        if (has_handlers_)
+                            handlers_.push_back("start " + section.name + " on " + device);
+                        return has_handlers_;
+                    },
+                .stop_handler = [this](const std::string &name) { handlers_.push_back("stop " + name); },
                 .wake_at = [this](int64_t at) { wakes_.push_back(at); },
             });
             daemon_->reload();
@@ -48,6 +59,8 @@ class Network {
     std::map<std::string, std::string> modem_variables_;
     std::vector<std::string> changes_;
     std::vector<int64_t> wakes_;
+    bool has_handlers_ = false;
+    std::vector<std::string> handlers_;
 
   private:
     void note(const DeviceChange &change)
@@ -134,6 +147,91 @@ TEST(NetworkDaemon, KeepsTheRouteAndTheServersInactiveThatNobodyWants)
         std::string::npos)
         << status;
     EXPECT_EQ(network.changes_, std::vector<std::string>{"modem wwan0 up 10.64.1.2/30"});
+}
+
+// Handlers, which open the sessions where the modems are the kernel's
+
+const HandlerReport opened{.kind = HandlerReport::Kind::up,
+                           .device = "wwan1",
+                           .address = "10.64.2.2",
+                           .mask = 30,
+                           .gateway = "10.64.2.1",
+                           .dns = {"10.99.0.53"}};
+
+TEST(NetworkDaemon, ComesUpWithWhatAHandlerSays)
+{
+    Network network({modem()});
+    network.has_handlers_ = true;
+    network.daemon();
+    network.now_ += 60000;
+    EXPECT_NE(network.status("modem").find(R"("up":false,"pending":true)"), std::string::npos);
+    network.daemon().hear("modem", opened);
+    const std::string status = network.status("modem");
+    EXPECT_NE(status.find(R"("l3_device":"wwan1","proto":"qmi")"), std::string::npos) << status;
+    EXPECT_NE(status.find(R"("ipv4-address":[{"address":"10.64.2.2","mask":30}])"), std::string::npos) << status;
+    EXPECT_NE(status.find(R"("dns-server":["10.99.0.53"])"), std::string::npos) << status;
+    network.daemon().down("modem");
+    network.daemon().hear("modem", opened); // on its way when it was stopped
+    EXPECT_EQ(network.handlers_, (std::vector<std::string>{"start modem on wwan0", "stop modem"}));
+    EXPECT_EQ(network.changes_,
+              (std::vector<std::string>{"modem wwan1 up 10.64.2.2/30 via 10.64.2.1", "modem wwan1 down"}));
+}
+
+TEST(NetworkDaemon, StartsAHandlerAgainThatFails)
+{
+    Network network({modem()});
+    network.has_handlers_ = true;
+    network.daemon().hear("modem", {.kind = HandlerReport::Kind::failed, .error = "CALL_FAILED"});
+    network.daemon().hear("modem", {.kind = HandlerReport::Kind::ended});
+    EXPECT_EQ(network.status("modem"), R"({"up":false,"pending":true,"available":true,"autostart":true,)"
+                                       R"("dynamic":false,"proto":"qmi","data":{},)"
+                                       R"("errors":[{"subsystem":"qmi","code":"CALL_FAILED"}]})");
+    EXPECT_EQ(network.wakes_, std::vector<int64_t>{network.now_ + 2000});
+    network.now_ += 1999;
+    network.daemon().advance();
+    EXPECT_EQ(network.handlers_.size(), 1u);
+    network.now_ += 1;
+    network.daemon().advance();
+    EXPECT_EQ(network.handlers_, (std::vector<std::string>(2, "start modem on wwan0")));
+    network.daemon().hear("modem", opened);
+    EXPECT_EQ(network.status("modem").find("errors"), std::string::npos);
+}
+
+TEST(NetworkDaemon, LosesTheConnectionThatAHandlerLoses)
+{
+    Network network({modem("3g")});
+    network.has_handlers_ = true;
+    network.daemon().hear("modem", opened);
+    network.daemon().hear("modem", {.kind = HandlerReport::Kind::ended});
+    EXPECT_EQ(network.changes_.back(), "modem wwan1 down");
+    EXPECT_NE(network.status("modem").find(R"("up":false,"pending":true)"), std::string::npos);
+    network.daemon().down("modem");
+    network.now_ += 5000;
+    network.daemon().advance();
+    EXPECT_EQ(network.handlers_, std::vector<std::string>{"start modem on 3g-modem"});
+}
+
+TEST(NetworkDaemon, GivesHandlersTheirTextsAsTheyAre)
+{
+    InterfaceSection section = modem();
+    section.options["apn"] = {"it's; $(reboot) `reboot`"};
+    for (const char *protocol : {"qmi", "qcm", "mbim", "3g", "ncm", "directip", "dhcp"}) {
+        section.options["proto"] = {protocol};
+        const std::string script = protocol_script(section, "wwan0");
+        const std::string settings = script.substr(0, script.find("failed()")) + "printf %s \"$apn\"";
+        for (const auto &[text, printed] :
+             {std::pair{settings, section.options["apn"][0]},
+              std::pair{"false && {\n" + script + "\n}; echo read", std::string("read\n")}}) {
+            std::array<char, 100> output{};
+            setenv("TEXT", text.c_str(), 1);
+            FILE *shell = popen("sh -c \"$TEXT\" 2>&1", "r");
+            const size_t count = fread(output.data(), 1, output.size(), shell);
+            EXPECT_EQ(pclose(shell), 0) << protocol;
+            EXPECT_EQ(std::string(output.data(), count), printed) << protocol;
+        }
+    }
+    section.options["proto"] = {"static"};
+    EXPECT_EQ(protocol_script(section, "wwan0"), "");
 }
 
 TEST(NetworkDaemon, ShowsADisconnectedModemByItsReason)
