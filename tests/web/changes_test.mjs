@@ -82,6 +82,21 @@ test('two pages: what one does, the other shows, and neither complains', async (
     }
 });
 
+test('a conversation that another page deletes while its button is held down', async () => {
+    const router = await startRouter(['--modem', 'EC25', '--put-text', '/etc/spool/sms/incoming/GMS1.aaaaaa=From: 43660\n\nhello']);
+    const page = await open(router, 'messages');
+    await page.locator('[data-number="43660"]').hover();
+    await page.mouse.down();
+    await router.sh('rm /etc/spool/sms/incoming/GMS1.aaaaaa');
+    const asked = () => router.calls.filter(({ method }) => method === 'messages').length;
+    const before = asked();
+    while (asked() < before + 2)
+        await page.waitForResponse(() => true);
+    await page.mouse.up();
+    await page.getByText('There are no messages.').waitFor();
+    await page.done();
+});
+
 test('a double click connects once', async () => {
     const router = await startRouter(['--modem', 'EP06', '--link', 'setup=6000'], online);
     await router.sh('ubus call network.interface.modem_1_1_2 down; modemctl 1-1.2 info --json');

@@ -171,6 +171,7 @@ test('conversations have their newest message last, and the newest conversation 
     assert.deepEqual(model.conversations(undefined), []);
 });
 
+rows('an APN has its reason', given => model.apn_reason(given), [['network 23203', 'network 23203'], ['SPN <b>', 'SPN <b>'], ['set by the user', 'set by the user'], [undefined, '']]);
 rows('an idle line costs', given => model.idle_cost(given), [['300', '1.2 MB'], ['0', '0 B'], ['', '0 B'], ['x', '0 B']]);
 rows('a number is masked but for four digits', given => model.mask(given), [['861364041234567', '•••••••••••4567'], ['123', '123'], [undefined, '']]);
 rows('a word is translated, and an unknown one stays', given => model.word(given), [['pin', 'wants its PIN'], ['toString', 'toString'], ['__proto__', '__proto__'], [7, '7'], [null, '']]);

@@ -51,6 +51,39 @@ test('signal: values with their meaning, plots of a day, cells; and a figure tha
     await reader.done();
 });
 
+test('signal: a modem that falls silent leaves no old figure, and one sentence', async () => {
+    const router = await startRouter(['--modem', 'EP06', '--link', 'setup=100'], online + watched());
+    const page = await open(router, 'signal');
+    let silent = false;
+    await page.route('**/ubus/**', async route => {
+        const response = await route.fetch(), answers = await response.json();
+        for (const { result } of [answers].flat())
+            if (silent && result?.[1]?.state === 'done')
+                result[1] = { state: 'done', status: 2 };
+        await route.fulfill({ response, json: answers });
+    });
+    await page.getByRole('button', { name: 'Align an antenna' }).click();
+    const figure = text => page.locator('[data-figure]').getByText(text, { exact: true });
+    await figure('-84').waitFor();
+    silent = true;
+    await figure('–').waitFor();
+    await page.evaluate(() => {
+        globalThis.said = [];
+        new MutationObserver(changes => globalThis.said.push(...changes.flatMap(({ addedNodes }) => [...addedNodes].map(node => node.textContent))))
+            .observe(document.querySelector('.modemctl'), { childList: true, subtree: true });
+    });
+    const polls = () => router.calls.filter(({ method }) => method === 'modems').length;
+    const before = polls();
+    while (polls() < before + 2)
+        await page.waitForResponse(() => true);
+    assert.equal(await page.getByText('The modem does not answer.').count(), 1);
+    assert.deepEqual(await page.evaluate(() => globalThis.said.filter(text => text.includes('answer'))), [], 'said again and again');
+    silent = false;
+    await figure('-84').waitFor();
+    await page.getByText('The modem does not answer.').waitFor({ state: 'detached' });
+    await page.done();
+});
+
 test('connection: settings are written once, checked, and never show a secret', async () => {
     const router = await startRouter(['--modem', 'EP06', '--modem', 'EC25@1-1.3', '--link', 'setup=100'],
         `${online}uci set network.modem_1_1_2.apn=old.example; uci set network.modem_1_1_2.password=geheim; uci commit network;${watched()}`);
@@ -136,6 +169,10 @@ test('messages: conversations, markup as text, the cost of a text, sending, read
     assert.match(await page.title(), /^Router/);
     await page.getByRole('button', { name: /^\+436601234567 2026/ }).waitFor();
     assert.equal(await page.getByLabel('To').inputValue(), '+436601234567');
+    await page.getByRole('button', { name: /<b>Bank<\/b>/ }).click();
+    assert.equal(await page.getByLabel('To').inputValue(), '', 'what is typed now must not go to the number before');
+    await page.getByRole('button', { name: /^\+436601234567/ }).click();
+    await page.getByText(`Hello ${evil}`).waitFor();
 
     await page.getByLabel('Text').fill('Grüße, 5 €');
     await page.getByText('“€” counts as two characters.').waitFor();

@@ -350,6 +350,12 @@ return baseclass.extend({
 		return { least: values.reduce((one, other) => Math.min(one, other)), most: values.reduce((one, other) => Math.max(one, other)), last: values[values.length - 1] };
 	},
 
+	// Why an APN is listed: "network 23203", "SPN Example", or a sentence.
+	apn_reason(why) {
+		const [ , network ] = /^network (\d+)$/.exec(why) ?? [];
+		return network ? _('network %s').format(network) : word(why);
+	},
+
 	// A line of the watch's log in words: "starting -> online: the network answers".
 	event(line) {
 		const [ , , to, rest ] = /^([a-z-]+) -> ([a-z-]+)(?:: (.*))?$/.exec(line) ?? [];

@@ -124,7 +124,7 @@ class Connection {
 
 	async suggest() {
 		const list = await page.job('apn', this.bus, this.choosing);
-		page.fill(this.choices, page.table(_('APNs'), [ _('APN'), _('Why'), _('Login'), '' ], list.map(row => [ row.apn || _('(empty)'), model.word(row.why),
+		page.fill(this.choices, page.table(_('APNs'), [ _('APN'), _('Why'), _('Login'), '' ], list.map(row => [ row.apn || _('(empty)'), model.apn_reason(row.why),
 			[ row.username, row.auth === 'NONE' ? '' : row.auth ].filter(Boolean).join(', '),
 			this.rights.set ? page.button(_('Use'), () => this.use(row), '', this.choosing) : '' ])));
 	}

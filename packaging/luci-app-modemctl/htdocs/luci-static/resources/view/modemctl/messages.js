@@ -68,9 +68,12 @@ class Messages {
 	async choose(key) {
 		this.open = key;
 		this.show();
+		if (!this.chosen())
+			return; // its messages were deleted while the button was held down
 		const { number, messages } = this.chosen();
-		if (this.number && model.is_number_to_send(number))
-			this.number.value = number;
+		// Nothing can be sent to a name. The number of another conversation must not stay: what is typed now would go there.
+		if (this.number)
+			this.number.value = model.is_number_to_send(number) ? number : '';
 		if (this.rights.message_read) {
 			// Another page may have been faster.
 			await Promise.all(messages.filter(({ unread }) => unread).map(({ id }) => page.call('message_read', { id }).catch(() => {})));

@@ -48,7 +48,8 @@ class Signal {
 		this.figure = h('div', { 'class': 'modemctl-figure', 'aria-live': 'polite', 'data-figure': '' }, '–');
 		this.under = h('p', {});
 		this.asking = page.place();
-		this.align = h('div', { hidden: '' }, this.figure, this.under);
+		this.trouble = page.place();
+		this.align = h('div', { hidden: '' }, this.figure, this.under, this.trouble);
 		this.start = page.button(_('Align an antenna'), () => this.toggle(), 'cbi-button-action');
 		this.start.setAttribute('aria-expanded', 'false');
 		const range = h('select', { id: 'modemctl-hours', 'class': 'cbi-input-select', change: () => {
@@ -130,7 +131,15 @@ class Signal {
 	async follow(turn) {
 		while (this.aligning && turn === this.turn && this.node.isConnected && page.polls()) {
 			const started = page.now();
-			await page.guard(async () => this.show(this.rights.refresh ? await page.job('refresh', this.bus) : await page.call('info', this.bus)));
+			let trouble = '';
+			try {
+				this.show(this.rights.refresh ? await page.job('refresh', this.bus) : await page.call('info', this.bus));
+			} catch (error) {
+				trouble = page.sentence(error);
+				this.measure({});
+			}
+			// A screen reader says it once.
+			page.redraw(this.trouble, trouble, () => trouble);
 			await page.wait(Math.max(200, started + 2000 - page.now()));
 		}
 	}
