@@ -20,6 +20,7 @@ namespace {
 // PLMN: 250 02
 // eNB ID(PCI): 645413-4(130)
 // RSRP: -71.6dBm rx_diversity: 3 (-78.5dBm,-71.6dBm,-256.0dBm,-256.0dBm)
+// STATUS: SRV/REGISTERED
 //
 // Keys are in capitals here, and without the front that says LTE or NR: some firmware leaves it out. Keys that are not
 // listed (transmit power, antennas) are passed over.
@@ -131,6 +132,8 @@ bool read_debug(std::string_view reply, Report &report)
             report.serving.tell_network(value, take_until(reply, " ,\r\n"));
         } else if (is_key(key, "ID(PCI)")) {
             tell_station(value, report.serving);
+        } else if (value == "SRV/REGISTERED") {
+            report.tell_registration(Registration::registered);
         } else if (is_key(key, "PCELL") || is_key(key, "SCELL")) {
             Cell *added = add_carrier(report, is_key(key, "PCELL"));
             carrier = added != nullptr ? added : &no_carrier;

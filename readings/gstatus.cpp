@@ -207,8 +207,12 @@ bool read_gstatus(std::string_view reply, Report &report)
         tell_wcdma_band(report.serving, reply);
         tell_labels(reply, {}, wcdma_labels, report.serving);
     }
-    if (technology == Technology::nr_sa)
+    if (technology == Technology::nr_sa) {
+        std::string_view mnc = word_after(reply, nr_front, "MCC-MNC:"); // "310-260"
+        const std::string_view mcc = take_until(mnc, "-");
+        report.serving.tell_network(mcc, mnc);
         tell_labels(reply, nr_front, nr_labels, report.serving);
+    }
     if (technology != Technology::lte && technology != Technology::nr_nsa)
         return true;
     tell_labels(reply, {}, lte_labels, report.serving);
