@@ -277,6 +277,10 @@ TEST(Boot, TakesTheFirstKnownModemWhereNoneIsConfigured)
     EXPECT_EQ(run.out, "1-1.3: taken as the modem's bus\n1-1.3: connecting with the APN of the SIM's network\n"
                        "1-1.3: online\n1-1.3\n1-1.3: /usr/bin/modemctl watch 1-1.3\n")
         << run.err;
+    const RouterRun listed = router({"--modem", "RM520N@1-1.3", "--link", "setup=100", "--put",
+                                     SOURCE_ROOT "/packaging/data/models:/usr/share/modemctl/models"},
+                                    none_configured + "/etc/init.d/modemctl start; head -n 1 /tmp/log");
+    EXPECT_EQ(listed.out, "1-1.3: taken as the modem's bus\n") << listed.err;
     // Not every device with serial ports is a modem: one that is not known is not even asked.
     const RouterRun unknown =
         router({"--modem", "unlisted", "--link", "setup=100"},
