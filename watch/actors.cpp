@@ -62,8 +62,11 @@ bool tell_modem(const char *bus, const char *command, int limit_ms)
            modem.session.ask(command, reply, limit_ms) == AtSession::Answer::complete;
 }
 
+// Whoever takes the interface down while a stage is at work wants it down.
 void reconnect(const char *iface)
 {
+    if (!is_started(interface_status(iface, 2).get()))
+        return;
     call_interface(iface, "down");
     for (int i = 0; i < down_polls && interface_state(iface, 2) != interface_is_down; i++)
         sleep(1);
@@ -164,6 +167,14 @@ bool is_being_connected(const char *bus)
     const auto path = Text<64>::format("/var/run/modemctl-reconnect.%s.lock", bus);
     const Fd lock{open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)};
     return lock && flock(lock.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
+bool is_started(json_object *status)
+{
+    // A handler that has given up for good clears "autostart" too, and leaves its error.
+    json_object *errors = kjson_get_object(status, "errors");
+    return (json_object_is_type(errors, json_type_array) && json_object_array_length(errors) > 0) ||
+           !kjson_contain_key(status, "autostart") || kjson_get_boolean(status, "autostart");
 }
 
 void bring_online(const char *bus, const char *iface)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/model/modem_driver.h"
+#include "platform/json.h"
 #include "watch/decide.h"
 #include "watch/settings.h"
 
@@ -19,6 +20,9 @@ bool is_being_connected(const char *bus);
 
 /// Runs connect, disconnect, enter_pin or a stage.
 void act(const char *bus, const ModemDriver &rec, const WatchSettings &settings, WatchAction action, WatchStage stage);
+
+/// By the network daemon's status document: false if a person has taken the interface down.
+bool is_started(json_object *status);
 
 /// What connect and disconnect do, in this process.
 void bring_online(const char *bus, const char *iface);

@@ -34,7 +34,7 @@ struct WatchConfig {
     uint32_t no_service_wait = 1800; ///< then every four times as long
     uint32_t backoff = 900;          ///< doubles up to sixteen times
     uint32_t resets_per_day = 8;     ///< of the modem, by all stages from "modem" on
-    uint32_t probe = static_cast<uint32_t>(WatchProbe::dns);
+    uint32_t probe = static_cast<uint32_t>(WatchProbe::both);
     uint32_t jitter = 10;  ///< per cent of each back-off, 0 to 20, so that a fleet does not return in step
     uint32_t stages = 0xf; ///< a bit for each stage that this modem and board have and the user allows
     uint32_t pin_hash = 0; ///< of the configured PIN and the card; 0 without a PIN

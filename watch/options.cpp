@@ -65,7 +65,7 @@ struct TextOption {
 constexpr TextOption texts[] = {
     {"enabled",      1,  is_one_of,     "0 1",                                            "1"},
     {"interface",    15, is_made_of,    "_",                                              ""},
-    {"probe",        4,  is_one_of,     "none dns ping both",                             "dns"},
+    {"probe",        4,  is_one_of,     "none dns ping both",                             "both"},
     {"target",       93, are_addresses, "",                                               ""},
     {"led",          31, is_made_of,    "_-.:",                                           ""},
     {"roaming",      63, are_countries, "allow deny",                                     "allow"},

@@ -72,6 +72,7 @@ constexpr WatchRow rows[] = {
     {s_wait,               due,                  0,            same,       Deed::round,      ""},
     {s_wait,               0,                    0,            same,       Deed::none,       ""},
     // Slow: the ladder is done, or its budget spent.
+    {s_slow,               changed,              0,            starting,   Deed::again,      "something was changed"},
     {s_slow,               0,                    looked,       same,       Deed::look,       ""},
     {s_slow,               up | probe_due,       probed,       same,       Deed::probe,      ""},
     {s_slow,               0,                    due,          same,       Deed::none,       ""},

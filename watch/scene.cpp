@@ -14,6 +14,7 @@
 #include "discovery/record/info.h"
 #include "discovery/record/snapshot.h"
 #include "discovery/usb/ports.h"
+#include "discovery/usb/usb_ids.h"
 #include "platform/clock.h"
 #include "platform/interface_state.h"
 #include "platform/ubus.h"
@@ -26,6 +27,7 @@
 namespace {
 
 constexpr int ubus_limit_s = 2;
+constexpr int ubus_not_found = 4;
 constexpr char scene_file[] = "watch";
 constexpr char upgrade_file[] = "/tmp/modem_upgrade_status";
 constexpr char public_server_v4[] = "9.9.9.9";
@@ -35,11 +37,11 @@ constexpr time_t longest_upgrade_pause_s = 600; // its progress is written far m
 using SceneText = Text<longest_watch_memory + 400>;
 
 // The texts of a scene, a line each, before the memory.
-std::array<TextOut, 12> texts_of(Scene &scene)
+std::array<TextOut, 13> texts_of(Scene &scene)
 {
-    return {scene.device.out(), scene.server.out(),  scene.address.out(), scene.plug.out(),
-            scene.stamp.out(),  scene.sampled.out(), scene.iccid.out(),   scene.received.out(),
-            scene.sent.out(),   scene.kept.out(),    scene.warned.out(),  scene.reason.out()};
+    return {scene.device.out(),  scene.server.out(), scene.address.out(),  scene.plug.out(), scene.stamp.out(),
+            scene.sampled.out(), scene.iccid.out(),  scene.received.out(), scene.sent.out(), scene.kept.out(),
+            scene.warned.out(),  scene.loader.out(), scene.reason.out()};
 }
 
 bool has_file(const char *path)
@@ -67,6 +69,23 @@ bool is_upgrading()
     // Another user's file would keep the watch away for ever.
     return lstat(upgrade_file, &status) == 0 && (status.st_uid == 0 || status.st_uid == geteuid()) &&
            status.st_mtime <= now && now - status.st_mtime < longest_upgrade_pause_s;
+}
+
+// A modem is in its boot loader while somebody writes its firmware, or because it has failed: that shows in time.
+bool is_being_flashed(const char *bus, Scene &scene)
+{
+    constexpr uint32_t longest_flashing_s = 1800;
+    constexpr uint32_t loaders[] = {0x05c69008, 0x11999070, 0x0e8d0003, 0x0e8d2000};
+    uint32_t vendor = 0;
+    uint32_t product = 0;
+    read_usb_ids(bus, vendor, product);
+    if (std::find(std::begin(loaders), std::end(loaders), vendor << 16 | product) == std::end(loaders)) {
+        scene.loader.clear();
+        return false;
+    }
+    if (scene.loader.empty())
+        scene.loader = Text<16>::format("%u", uptime_s());
+    return uptime_s() - static_cast<uint32_t>(decimal(scene.loader.view()).value_or(0)) < longest_flashing_s;
 }
 
 void count_packets(const Scene &scene, WatchObservation &seen)
@@ -277,6 +296,7 @@ WatchObservation observe(const char *bus, Scene &scene, WatchSettings &settings)
     seen.is_there = has_file(Text<64>::format("/sys/bus/usb/devices/%s", bus).c_str());
     seen.has_ports = is_online;
     if (seen.is_there && !is_online) {
+        seen.is_upgrading = seen.is_upgrading || is_being_flashed(bus, scene);
         const Json ports{json_object_new_array()};
         seen.has_ports = bus_own_ports(bus, ports.get()) > 0;
     }
@@ -292,23 +312,25 @@ void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen)
     seen.link = WatchLink::down;
     bool has_companion = false;
     bool is_addressed = false;
-    scene.server.clear();
+    bool is_unknown = false;
+    Text<46> server;
     for (const char *companion : {"", "_4", "_6"}) {
         const auto name = Text<32>::format("%s%s", settings.iface.c_str(), companion);
-        const Json status = interface_status(name.c_str(), ubus_limit_s);
+        const UbusResult result =
+            ubus_call(Text<64>::format("network.interface.%s", name.c_str()).c_str(), "status", ubus_limit_s * 1000);
+        const Json &status = result.reply;
         const bool is_main = *companion == '\0';
         if (status == nullptr) {
+            is_unknown = is_unknown || (is_main && result.code != ubus_not_found);
             if (is_main)
-                break; // never connected so far
+                break; // never connected so far, or the network daemon is away
             continue;
         }
         json_object *errors = kjson_get_object(status.get(), "errors");
         if (is_main) {
             static constexpr WatchLink links[] = {WatchLink::up, WatchLink::pending, WatchLink::down};
             seen.link = links[parse_interface_state(status.get())];
-            // A handler that has given up for good clears "autostart" too, and leaves its error.
-            seen.is_started = length_of(errors) > 0 || !kjson_contain_key(status.get(), "autostart") ||
-                              kjson_get_boolean(status.get(), "autostart");
+            seen.is_started = is_started(status.get());
         }
         for (size_t i = 0; i < length_of(errors); i++) {
             const char *code = kjson_get_string(json_object_array_get_idx(errors, i), "code");
@@ -319,13 +341,19 @@ void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen)
         if (const char *device = kjson_get_string(status.get(), "l3_device"); is_our_device(device))
             scene.device.assign(device);
         json_object *servers = kjson_get_object(status.get(), "dns-server");
-        if (scene.server.empty() && length_of(servers) > 0)
-            scene.server.assign(json_object_get_string(json_object_array_get_idx(servers, 0)));
+        if (server.empty() && length_of(servers) > 0)
+            server.assign(json_object_get_string(json_object_array_get_idx(servers, 0)));
     }
     if (seen.link == WatchLink::up && has_companion && !is_addressed)
         seen.link = WatchLink::pending;
-    if (!ask_device(scene.device, scene.address))
+    const bool is_device_up = ask_device(scene.device, scene.address);
+    if (!is_device_up)
         scene.address.clear();
+    // Without the network daemon the session goes on, and a modem that is restarted then stays offline.
+    if (is_unknown && is_device_up)
+        seen.link = WatchLink::up;
+    if (!is_unknown)
+        scene.server = server;
     seen.has_other_wan = settings.last_stage.view() != "router" || has_other_way_out(settings.iface.view());
     // A device that was not known before has counted from its own beginning.
     count_packets(scene, seen);

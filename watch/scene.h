@@ -21,6 +21,7 @@ struct Scene {
     Text<24> sent;
     Text<16> kept;   ///< uptime at which the flash last got the usage
     Text<8> warned;  ///< the last warning of the limit, in per cent
+    Text<16> loader; ///< uptime at which the modem was first seen in its boot loader
     Text<64> reason; ///< of the last change
 };
 /// True for the interface itself and its companions: "wanb" is not one of "wan".

@@ -91,9 +91,10 @@ std::string answer_packet(std::string frame, NameServers &servers)
         return "";
     const size_t offset = ETH_HLEN + size_t{ip.ihl} * 4;
     const bool is_own = ip.daddr == inet_addr(servers.own_address.c_str());
+    NameServers::Behaviour &server = is_own ? servers.own : servers.others;
     const bool is_answered = ip.protocol == IPPROTO_UDP
-                                 ? answer_question(frame, offset, is_own ? servers.own : servers.others)
-                                 : ip.protocol == IPPROTO_ICMP && answer_echo(frame, offset);
+                                 ? answer_question(frame, offset, server)
+                                 : ip.protocol == IPPROTO_ICMP && server.questions != 0 && answer_echo(frame, offset);
     if (!is_answered)
         return "";
     std::swap(ip.saddr, ip.daddr); // which leaves the header's checksum as it is

@@ -72,6 +72,12 @@ struct Fault {
     friend void PrintTo(const Fault &fault, std::ostream *out) { *out << fault.what; }
 };
 
+// An EC25 that is told what happens to it, or one of the other files beside it.
+Lines profile(const std::string &name, const std::string &link)
+{
+    return {"--modem", TEST_DATA "/watch/" + name, "--link", "modem_1_1_2," + link};
+}
+
 // clang-format off
 const Fault faults[] = {
     {"healthy", ec25("", "setup=100"), "rests_in online 0", "online;the network answers;\n", ""},
@@ -103,7 +109,7 @@ const Fault faults[] = {
     {"the network's name server is silent", ec25("", "setup=100,dns=silent/answer"), "probe_by dns; rests_in online 8", "online;the network answers;\n", ""},
     {"all name servers fail", ec25("", "setup=100,dns=fail"), "probe_by dns; rests_in online 4", "online;the network answers;\n", ""},
     {"no name server, but echoes", ec25("", "setup=100,dns=silent"), "probe_by ping; rests_in online 4", "online;the network answers;\n", ""},
-    {"nothing answers", ec25("", "setup=100,dns=silent"), "probe_by dns; start_until recovering; say", "recovering;reconnect, 5 of 6 left this hour;\n", "recovering: reconnect"},
+    {"nothing answers", ec25("", "setup=100,dns=0"), "probe_by both; start_until recovering; say", "recovering;reconnect, 5 of 6 left this hour;\n", "recovering: reconnect"},
     {"the interface fails and is not tried again", ec25("", "error=CALL_FAILED,setup=100"), "rests_in recovering 0",
      "recovering;reconnect, 5 of 6 left this hour;\n", "recovering: reconnect"},
     // A person is needed.
@@ -177,6 +183,56 @@ const Fault faults[] = {
     {"the interface is made anew", ec25("", "setup=100"),
      "start_until online; uci delete network.modem_1_1_2; uci commit network; ubus call network reload; wait_for off; say;"
      "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi; uci set network.modem_1_1_2.device=/dev/cdc-wdm0; uci commit network; ubus call network reload; wait_for online; say", "off;not wanted;\nonline;the network answers;\n", ""},
+    // What operators meet.
+    {"the network wants another APN", ec25("", "setup=100,apn=new"),
+     "uci set network.modem_1_1_2.apn=old; uci commit network; ubus call network reload; start_until slow; say;"
+     "uci set network.modem_1_1_2.apn=new; uci commit network; ubus call network reload; wait_for online; say", "slow;nothing more to try;\nonline;the network answers;\n", "suspect -> recovering: modem"},
+    {"all name servers are silent, but echoes come", ec25("", "setup=100,dns=silent"),
+     "uci delete modemctl.watch.probe; set_option idle 2; rests_in online 12; grep -c suspect /tmp/modem.1-1.2/watch.log", "online;the network answers;\n0\n", ""},
+    {"only IPv6", ec25("", "setup=100,address=fd64::2/64"), "rests_in online 5", "online;the network answers;\n", ""},
+    {"a modem in its boot loader", profile("loader.modem", "setup=never"), "rests_in off 8", "off;;\n", ""},
+    {"an upgrade begins in the middle of the ladder", ec25("", "setup=never"),
+     "start_until recovering; echo 50 >/tmp/modem_upgrade_status; wait_for off; sleep 6; say", "off;a firmware upgrade;\n", "recovering -> off: a firmware upgrade"},
+    {"the registration comes back", profile("told.modem,registration=2,ps_registration=2", "setup=never"),
+     "start_until no-service; modemctl AT AT+TREG=1 >/dev/null; wait_for starting; say", "starting;registered;\n", "no-service -> starting: registered"},
+    {"a SIM card is pushed in", profile("told.modem,pin=NOSIM", "setup=never"),
+     "start_until blocked; modemctl AT AT+TPIN=READY >/dev/null; wait_for starting; say", "starting;the cause is gone;\n", "blocked -> starting"},
+    {"a SIM card is pulled and pushed in", profile("told.modem", "setup=100,dns=3/0"),
+     "probe_by dns; start_until online; modemctl AT AT+TPIN=NOSIM >/dev/null; wait_for blocked; say; modemctl AT AT+TPIN=READY >/dev/null; wait_for online; say",
+     "blocked;no SIM card;\nonline;the network answers;\n", "suspect -> blocked: no SIM card"},
+    {"a person enters the PIN after a wrong one", ec25(",pin=SIM PIN", "setup=never"),
+     "uci set network.modem_1_1_2.pincode=9999; uci commit network; start_until blocked; say; modemctl AT 'AT+CPIN=\"1234\"' >/dev/null; wait_for starting; say",
+     "blocked;the PIN was refused;\nstarting;the cause is gone;\n", "the PIN is sent"},
+    {"a person writes another PIN after a wrong one", ec25(",pin=SIM PIN", "setup=never"),
+     "uci set network.modem_1_1_2.pincode=9999; uci commit network; start_until blocked; uci set network.modem_1_1_2.pincode=1234; uci commit network; sleep 8; say",
+     "blocked;the tries for the PIN are too few;\n", "blocked -> starting: something was changed"},
+    {"taken down while the radio restarts", ec25("", "setup=never"),
+     "start_until recovering; until modemctl watch status | grep -q 'last_stage *radio'; do sleep 0.1; done; sleep 1; ubus call network.interface.modem_1_1_2 down; wait_for off; sleep 6; say;"
+     "ifstatus modem_1_1_2 | grep autostart", "off;not wanted;\n\t\"autostart\": false,\n", "suspect -> recovering: radio"},
+    {"paused in the middle of the ladder", ec25("", "setup=never"),
+     "start_until recovering; modemctl watch pause 1h; wait_for off; sleep 4; say; modemctl watch resume; wait_for starting; say", "off;paused;\nstarting;wanted;\n", "recovering -> off: paused"},
+    {"the options change in the middle of the ladder", ec25("", "setup=never"),
+     "start_until recovering; set_option last_stage reconnect; wait_for slow; say; modemctl watch status | grep last_stage", "slow;nothing more to try;\nlast_stage reconnect\n", "recovering: reconnect"},
+    {"the interface gets another name", ec25("", "setup=100"),
+     "start_until online; uci delete network.modem_1_1_2; uci set network.wwan=interface; uci set network.wwan.proto=qmi; uci set network.wwan.device=/dev/cdc-wdm0; uci commit network; ubus call network reload; wait_for off; say;"
+     "uci set modemctl.1_1_2=modem; uci set modemctl.1_1_2.interface=wwan; uci commit modemctl; wait_for online; say", "off;not wanted;\nonline;the network answers;\n", ""},
+    {"the network daemon is gone, but not the session", ec25("", "setup=100,dns=answer"),
+     "probe_by dns; start_until online; mv /var/run/ubus/ubus.sock /tmp/; ip addr del 10.64.1.2/30 dev wwan0; wait_for suspect; ip addr add 10.64.1.2/30 dev wwan0; sleep 15; say", "online;the network answers;\n", ""},
+    {"it is killed in the middle of every stage", ec25("", "setup=never"),
+     "while :; do modemctl watch 2>/dev/null & echo $! >/tmp/pid; wait $!; sleep 0.5; done & for stage in reconnect radio modem; do until modemctl watch status 2>/dev/null | grep -q \"last_stage *$stage\"; do sleep 0.1; done;"
+     "kill -9 $(cat /tmp/pid); done; wait_for slow; say; modemctl AT AT+CFUN? | grep -o 'CFUN: .'", "slow;nothing more to try;\nCFUN: 1\n", "suspect -> recovering: modem, 1 of 2 left this hour"},
+    {"the port is held through an outage", ec25("", "setup=never"), "exec 9<>/dev/ttyUSB2; flock 9; start_until slow; say", "slow;nothing more to try;\n", "suspect -> recovering: reconnect, 5 of 6 left this hour"},
+    {"a modem that refuses everything", profile("refuses.modem", "setup=100"), "rests_in online 5", "online;the network answers;\n", ""},
+    {"a modem that refuses everything, and no session", profile("refuses.modem", "setup=never"), "start_until slow; say", "slow;nothing more to try;\n", "suspect -> recovering: modem, 1 of 2 left this hour"},
+    {"the data limit is reached in an outage", ec25("", "setup=never"),
+     "echo '89430300001234567890 '$(date +%Y%m)' 999000 2000' >/etc/modemctl.usage; set_option usage_action disconnect; start_until recovering; set_option usage_limit 1; wait_for blocked; sleep 6; say",
+     "blocked;the data limit is reached;\n", "recovering -> blocked: the data limit is reached"},
+    {"commands get their answers in an outage", ec25("", "setup=never"),
+     "set_option last_stage radio; start_until recovering; for i in 1 2 3 4 5 6 7 8 9 10 11 12; do modemctl AT ATI | grep -q Revision || echo none; sleep 0.7; done; wait_for slow; say", "slow;nothing more to try;\n", "suspect -> recovering: radio"},
+    {"two modems fail at once", ec25("", "setup=never", {"--modem", "EC25@1-1.3"}),
+     "uci set network.modem_1_1_3=interface; uci set network.modem_1_1_3.proto=qmi; uci set network.modem_1_1_3.device=/dev/cdc-wdm1; uci commit network; ubus call network reload;"
+     "set_option last_stage reconnect; modemctl watch 1-1.2 & modemctl watch 1-1.3 & sleep 1; wait_for slow; until modemctl watch 1-1.3 status | grep -q '^state *\\(slow\\|online\\)'; do sleep 0.2; done; say; modemctl watch 1-1.3 status | grep -c ^state",
+     "slow;nothing more to try;\n1\n", "recovering: reconnect"},
     // A modem that talks nonsense, while its data flows.
     {"every reply comes late", ec25("", "setup=100", {"--fault", "late=2500"}), "start_until online; sleep 15; say", "online;the network answers;\n", ""},
     {"replies never end", ec25("", "setup=100", {"--fault", "endless"}), "start_until online; sleep 15; say", "online;the network answers;\n", ""},

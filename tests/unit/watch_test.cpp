@@ -225,6 +225,7 @@ const Row rows[] = {
     {"resting",             in(slow, false), {quiet()}, slow, Act::none, "", "l"},
     {"resting, up again",   with(in(slow, false), &WatchMemory::probed, 49'000), {quiet(), up, true}, online, Act::none, "slow -> online: the network answers", "lp"},
     {"rested",              in(slow),     {quiet()}, recovering, Act::stage, "slow -> recovering: reconnect: the wait is over, 5 of 6 left this hour", "la"},
+    {"resting, a person's change", in(slow, false), {but(quiet(), [](auto &o) { o.is_changed = true; })}, starting, Act::connect, "slow -> starting: something was changed", "la"},
     {"rested, no coverage", in(slow),     {seen(WatchSim::ready, unregistered)}, no_service, Act::none, "slow -> no-service: not registered", "la"},
     {"rested, no card",     in(slow),     {seen(WatchSim::missing)}, blocked, Act::none, "slow -> blocked: no SIM card", "la"},
     {"one reset done",      with(with(with(with(in(suspect), &WatchMemory::tries, 2), &WatchMemory::asked, 1), &WatchMemory::next, 4), &WatchMemory::round, 1), {quiet()}, slow, Act::none,
