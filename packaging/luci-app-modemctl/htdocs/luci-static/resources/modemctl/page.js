@@ -17,7 +17,7 @@ const methods = {
 };
 
 // Calls of one moment go as one batch, which uhttpd works off one after the other. None of them waits for a modem, so nothing is
-// held up; and rpcd, which since March 2026 sometimes loses the answer of a program that runs beside another, has one at a time.
+// held up.
 const calls = {};
 for (const method in methods)
 	calls[method] = rpc.declare({ object: 'modemctl', method, params: methods[method], reject: true });
