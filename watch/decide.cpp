@@ -150,9 +150,10 @@ class Decider {
 
     void follow(const WatchRow &row)
     {
+        const char *reason = watch_reason(row);
         switch (row.deed) {
         case Deed::climb:
-            climb(row.reason);
+            climb(reason);
             return;
         case Deed::retry:
             // The first remedy once more, then one reset.
@@ -161,7 +162,7 @@ class Decider {
             climb("the wait is over");
             return;
         case Deed::radio:
-            run_stage(WatchStage::radio, row.reason);
+            run_stage(WatchStage::radio, reason);
             memory_.due = memory_.clock + 4 * config_.no_service_wait;
             return;
         case Deed::round:
@@ -175,7 +176,7 @@ class Decider {
             break;
         case Deed::enter_pin:
             memory_.pin_sent = config_.pin_hash; // before it is sent: a killed process must not send it again
-            tell_state(state(), row.reason);
+            tell_state(state(), reason);
             break;
         case Deed::none:
         case Deed::again:
@@ -190,7 +191,7 @@ class Decider {
         }
         decision_.action = pick_action(row.deed);
         if (row.to != same_state && row.to != state())
-            change(row.to, row.reason);
+            change(row.to, reason);
         if (is_online() && memory_.clock - memory_.since >= config_.settle)
             forget();
     }

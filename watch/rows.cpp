@@ -1,5 +1,9 @@
 #include "watch/rows.h"
 
+#include <algorithm>
+#include <array>
+#include <string_view>
+
 namespace {
 
 using enum WatchState;
@@ -9,8 +13,17 @@ constexpr uint16_t s_off = state_bit(off), s_absent = state_bit(absent), s_block
 constexpr uint16_t s_any = 0x1ff;
 constexpr WatchState same = same_state;
 
+struct WrittenRow {
+    uint16_t from;
+    uint32_t needs;
+    uint32_t lacks;
+    WatchState to;
+    Deed deed;
+    std::string_view reason;
+};
+
 // clang-format off
-constexpr WatchRow rows[] = {
+constexpr WrittenRow table[] = {
     // Nobody wants it online, or somebody else is at work.
     {s_any,                unwanted,             0,            off,        Deed::none,       "not wanted"},
     {s_any,                paused,               0,            off,        Deed::none,       "paused"},
@@ -81,7 +94,45 @@ constexpr WatchRow rows[] = {
     {s_slow,               unregistered,         0,            no_service, Deed::none,       "not registered"},
     {s_slow,               0,                    0,            recovering, Deed::retry,      ""},
 };
+// clang-format on
+
+// The program has each reason once, and none for the rows that have none.
+struct Packed {
+    std::array<WatchRow, std::size(table)> rows{};
+    std::array<char, 2000> reasons{}; // it begins with the empty one
+    uint16_t used = 1;
+};
+
+constexpr Packed packed = [] {
+    Packed out;
+    for (size_t i = 0; i < std::size(table); i++) {
+        const WrittenRow &row = table[i];
+        uint16_t at = 0;
+        for (size_t other = 0; other < i && !row.reason.empty() && at == 0; other++)
+            if (table[other].reason == row.reason)
+                at = out.rows[other].reason;
+        if (!row.reason.empty() && at == 0) {
+            at = out.used;
+            std::copy(row.reason.begin(), row.reason.end(), out.reasons.begin() + at);
+            out.used = static_cast<uint16_t>(at + row.reason.size() + 1);
+        }
+        out.rows[i] = {row.from, at, row.needs, row.lacks, row.to, row.deed};
+    }
+    return out;
+}();
+
+constexpr auto rows = packed.rows;
+constexpr auto reasons = [] {
+    std::array<char, packed.used> out{};
+    std::copy_n(packed.reasons.begin(), packed.used, out.begin());
+    return out;
+}();
 
 } // namespace
 
 const std::span<const WatchRow> watch_rows{rows};
+
+const char *watch_reason(const WatchRow &row)
+{
+    return &reasons[row.reason];
+}
