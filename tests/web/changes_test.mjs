@@ -97,6 +97,28 @@ test('a conversation that another page deletes while its button is held down', a
     await page.done();
 });
 
+test('a message that another page deletes first is gone, and nothing is said', async () => {
+    const router = await startRouter(['--modem', 'EC25', '--put-text', '/etc/spool/sms/incoming/GMS1.aaaaaa=From: 43660\n\nhello', '--answer', 'sendsms:1']);
+    const page = await open(router, 'messages', { language: 'de' });
+    await page.route('**/ubus/**', async route => {
+        if (route.request().postData().includes('"modemctl","message_delete"'))
+            await router.sh('rm /etc/spool/sms/incoming/GMS1.aaaaaa');
+        await route.continue();
+    });
+    await page.locator('[data-number="43660"]').click();
+    await page.locator('.modemctl-bubble button').click();
+    await page.waitForTimeout(800); // a click that comes sooner is the second one of a double click
+    await page.getByText('Für immer löschen?').click();
+    await page.getByText('Es gibt keine Nachrichten.').waitFor();
+    assert.deepEqual((await page.locator('p[aria-live]').allInnerTexts()).filter(Boolean), []);
+    // What the router refuses is said in the language of the page.
+    await page.getByLabel('An', { exact: true }).fill('43660');
+    await page.getByLabel('Text').fill('Hallo');
+    await page.getByRole('button', { name: 'Senden' }).click();
+    await page.getByText('Der SMS-Dienst hat die Nachricht nicht angenommen. Ist smstools3 installiert?').waitFor();
+    await page.done();
+});
+
 test('a double click connects once', async () => {
     const router = await startRouter(['--modem', 'EP06', '--link', 'setup=6000'], online);
     await router.sh('ubus call network.interface.modem_1_1_2 down; modemctl 1-1.2 info --json');

@@ -216,7 +216,10 @@ test('diagnostics: log, AT console with its errors, recording, numbers that are 
     await page.getByText('The modem refused the command: ERROR').waitFor();
     await command.fill('rm -rf /');
     await page.getByRole('button', { name: 'Send' }).click();
-    await page.getByText('command is not as it must be').waitFor();
+    await page.getByText('A command begins with AT.').waitFor();
+    await command.fill('AT\u00e9');
+    await page.getByRole('button', { name: 'Send' }).click();
+    await page.getByText('The router does not take this input.').waitFor();
 
     await page.getByRole('button', { name: 'Show the numbers' }).click();
     await page.getByText('•••••••••••4567').waitFor();

@@ -39,6 +39,7 @@ function word(text) {
 		'pending': _('connecting'),
 		'auto': _('automatic'),
 		'other': _('another choice of the modem'),
+		'the SMS daemon did not take the message; is smstools3 installed?': _('The SMS daemon did not take the message. Is smstools3 installed?'),
 	};
 	return Object.hasOwn(words, text) ? words[text] : translated(String(text ?? ''));
 }

@@ -50,11 +50,12 @@ function failure(word, message) {
 	return Object.assign(new Error(message), { word });
 }
 
-// What went wrong in words. The plugin's own sentences are English; LuCI adds the line of its program.
+// What went wrong in words. Most of the plugin's own sentences are English; LuCI adds the line of its program.
 function sentence(error) {
 	return { busy: model.job_error(3), 'no-modem': model.job_error(1), 'no-snapshot': _('Nothing is known yet.'),
+		'bad-argument': _('The router does not take this input.'), 'not-found': _('It is no longer there.'),
 		limit: _('So many messages were sent within an hour that the router sends no more for a while.') }[error.word]
-		?? String(error.message ?? error).split('\n')[0];
+		?? model.word(String(error.message ?? error).split('\n')[0]);
 }
 
 // The first answers by method, and the bus that they are of. They are asked for in one batch with the rights, while LuCI still asks

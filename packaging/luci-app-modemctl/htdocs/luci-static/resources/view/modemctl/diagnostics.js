@@ -64,7 +64,10 @@ class Diagnostics {
 		const progress = page.place();
 		const send = page.button(_('Send'), async () => {
 			page.fill(reply);
-			const result = await page.job('at', { ...this.bus, command: command.value.trim() }, progress);
+			const said = command.value.trim();
+			if (!/^at/i.test(said))
+				throw new Error(_('A command begins with AT.'));
+			const result = await page.job('at', { ...this.bus, command: said }, progress);
 			const text = String(result.reply ?? '').replace(/\r/g, '').replace(/\n+/g, '\n').trim();
 			page.fill(reply, text);
 			const failed = /^(ERROR|\+CM[ES] ERROR.*)$/m.exec(text);

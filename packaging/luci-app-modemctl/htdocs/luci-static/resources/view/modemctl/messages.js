@@ -86,7 +86,10 @@ class Messages {
 		return h('div', { 'class': 'modemctl-bubble' + (own ? ' modemctl-own' : ''), 'data-box': message.box }, message.text ?? '',
 			h('div', { 'class': 'modemctl-small' }, [ message.time, state, message.error, message.parts > 1 ? _('parts: %d').format(message.parts) : '' ].filter(Boolean).join(', '),
 				this.rights.message_delete ? [ ' ', page.careful(_('Delete'), _('Delete for ever?'), async () => {
-					await page.call('message_delete', { id: message.id });
+					await page.call('message_delete', { id: message.id }).catch(error => {
+						if (error.word !== 'not-found')
+							throw error; // else another page was faster
+					});
 					await page.guard(() => this.ask());
 				}, this.result) ] : ''));
 	}
