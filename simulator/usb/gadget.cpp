@@ -186,11 +186,16 @@ bool UsbGadget::take_message()
     if (input_.size() < header_bytes)
         return false;
     const std::string head = input_.substr(0, header_bytes);
+    const uint32_t kind = number_at(head, 0);
     const uint32_t number = number_at(head, 4);
-    if (number_at(head, 0) == unlink_transfer) {
+    if (kind == unlink_transfer) {
         input_.erase(0, header_bytes);
         cancel(number, number_at(head, 20));
         return true;
+    }
+    if (kind != submit) {
+        drop(); // where the next message begins cannot be known
+        return false;
     }
     const bool is_to_host = number_at(head, 12) != 0;
     const size_t length = number_at(head, 24);

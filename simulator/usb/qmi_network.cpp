@@ -167,7 +167,7 @@ QmiAnswer scan(QmiModem &modem, const QmiRequest &)
     if (technology == nullptr)
         return {.values = qmi_number(0x10, 0, 2)};
     // one network: in use, home, not forbidden, not preferred
-    constexpr char in_use = 1 | 1 << 2 | 2 << 4 | 2 << 6;
+    const auto in_use = static_cast<char>(1 | 1 << 2 | 2 << 4 | 2 << 6);
     return {.values =
                 qmi_value(0x10, little(1, 2) + plmn_numbers(modem) + in_use + counted(modem.variable("operator_0"))) +
                 qmi_value(0x11, little(1, 2) + plmn_numbers(modem) + little(technology->radio, 1))};
@@ -239,8 +239,8 @@ std::string system_info_values(QmiModem &modem)
         const std::string digits = plmn(modem) + "\xff\xff\xff\xff\xff\xff";
         const std::string area = little_endian(hex_variable(modem, std::string("area_") + technology.rat), 2);
         const bool is_lte = technology.radio == lte;
-        // Behind a 1 is a value that counts: calls and data, both; roaming; not forbidden; the area; the cell; nothing
-        // refused; the network
+        // A 1 says that the value after it counts: calls and data, both; roaming; not forbidden; the area; the cell;
+        // nothing refused; the network
         std::string info = std::string{1, 3, 1, 3, 1, is_roaming(modem), 1, 0};
         info += is_lte ? std::string{0, 0, 0} : '\1' + area;
         info += '\1' + little_endian(hex_variable(modem, std::string("cell_") + technology.rat), 4);

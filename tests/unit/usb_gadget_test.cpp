@@ -170,6 +170,13 @@ TEST_F(GadgetOnASocket, AnswersTransfersWhereverTheirBytesAreParted)
     EXPECT_EQ(received_, "AT\rAT\rAT\rAT\rAT\r");
 }
 
+TEST_F(GadgetOnASocket, EndsTheConnectionAtAMessageThatItDoesNotKnow)
+{
+    EXPECT_EQ(say(big_endian(9) + transfer(7, true, 0, 18, device_request).substr(4)), "");
+    char byte = 0;
+    EXPECT_EQ(recv(kernel_.get(), &byte, 1, 0), 0);
+}
+
 TEST(UsbMessages, ArriveWholeAndEndWithTheOtherSide)
 {
     std::array<int, 2> ends;
