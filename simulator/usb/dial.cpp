@@ -23,7 +23,7 @@ namespace {
 constexpr const char *peer_program = "/usr/sbin/pppd";
 constexpr const char *peer_folder = "/etc/ppp";
 constexpr size_t pluses_of_escape = 3;
-constexpr size_t most_unsent = 1 << 20; ///< what is more is lost, as on a line
+constexpr size_t most_unsent = 1 << 20; ///< the rest is lost, as on a line
 constexpr int64_t again_ms = 5;
 
 /// A text between quotes, as pppd reads its files.

@@ -50,7 +50,7 @@ struct MbimRequest {
     bool is_set = false;
     std::string info{};
 
-    /// A number in info; 0 behind its end.
+    /// A number in info; 0 after its end.
     uint32_t number(size_t at) const;
     /// The text whose place and length are at that place of info; empty if they lead out of it. "?" stands for what is
     /// no printable ASCII.

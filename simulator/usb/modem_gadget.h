@@ -3,22 +3,10 @@
 #include <functional>
 #include <vector>
 
-#include "simulator/modem/profile.h"
 #include "simulator/usb/gadget.h"
-#include "simulator/usb/ntb.h"
+#include "simulator/usb/modem_layout.h"
 
 namespace simulator {
-
-/// Where an interface's bytes go. 0: it has no such endpoint.
-struct InterfaceEndpoints {
-    int interface = 0;
-    int in = 0;
-    int out = 0;
-    int notify = 0;
-    bool is_network = false;            ///< frames go there
-    bool has_messages = false;          ///< ... and messages by requests
-    std::optional<NtbContent> blocks{}; ///< frames come in blocks
-};
 
 /// What a host does with a modem.
 struct GadgetEvents {
@@ -31,14 +19,6 @@ struct GadgetEvents {
     /// The terminal of a serial interface is not ready any more: its last program has closed it.
     std::function<void(int interface)> dtr_lost;
 };
-
-struct ModemLayout {
-    Descriptors descriptors;
-    std::vector<InterfaceEndpoints> endpoints;
-};
-
-/// What the modem of that profile says of itself, as its real descriptors do in what drivers look at.
-ModemLayout modem_layout(const Profile &profile);
 
 /// A modem as a USB device: interfaces whose bytes, messages and frames are someone else's to answer.
 class ModemGadget : public UsbGadget {
@@ -54,7 +34,7 @@ class ModemGadget : public UsbGadget {
     bool has_room(int interface) const;
     /// What a serial interface's host has not read yet is lost.
     void forget_bytes(int interface);
-    /// All its serial interfaces take no more bytes, or take them again.
+    /// All its interfaces take no more bytes, or take them again.
     void set_stuck(bool stuck);
     /// Unplugged: nobody asks for them any more.
     void lose_messages();

@@ -139,7 +139,8 @@ QmiAnswer enter(QmiModem &modem, const std::string &command)
     return {.error = error, .values = tries_value(modem)};
 }
 
-/// A counted text in a value, behind at bytes; in quotes. What is none of digits would be another command.
+/// A counted text in a value, at that place, in quotes. Empty if it is anything but digits: it could be another
+/// command.
 std::string digits_in(const QmiRequest &request, uint8_t kind, size_t at)
 {
     const size_t length = request.number(kind, 1, at).value_or(0);

@@ -53,24 +53,24 @@ struct QmiRequest {
     uint16_t message = 0;
     std::map<uint8_t, std::string> values{}; ///< by their kinds
 
-    /// Empty without it.
+    /// Empty if there is none of that kind.
     std::string value(uint8_t kind) const;
-    /// A number of that many bytes from place at on; nothing without it.
+    /// A number of that many bytes, from place at on; nothing if the value is too short or not there.
     std::optional<uint32_t> number(uint8_t kind, size_t bytes, size_t at = 0) const;
 };
 
-/// Nothing if it is none, or is cut.
+/// Nothing if it is no request, or is cut.
 std::optional<QmiRequest> parse_qmi_request(std::string_view message);
 
 enum class QmiKind : uint8_t { response, indication };
 
-/// A message of the modem; values are qmi_value()s, one behind the other.
+/// A message of the modem; values are qmi_value()s, one after the other.
 std::string qmi_text(const QmiRequest &of, QmiKind kind, std::string_view values);
 
 /// One value of a message.
 std::string qmi_value(uint8_t kind, std::string_view bytes);
 std::string qmi_number(uint8_t kind, uint32_t number, size_t bytes);
-/// A text behind its length.
+/// A text after its length.
 std::string counted(std::string_view text, size_t length_bytes = 1);
 
 } // namespace simulator

@@ -37,7 +37,7 @@ QmiAnswer list(QmiModem &modem, const QmiRequest &request)
     return {.values = qmi_value(1, little_endian(count, 4) + found)};
 }
 
-/// The place that a request names behind at bytes; nothing if there is no message.
+/// The place of a message, which a request names in that value; nothing if there is no message.
 std::optional<uint32_t> place_in(const QmiModem &modem, const QmiRequest &request, uint8_t kind, size_t at)
 {
     const auto place = request.number(kind, 4, at);

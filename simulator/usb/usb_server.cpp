@@ -37,8 +37,8 @@ constexpr std::string_view at_controller = "1-";
 constexpr const char *usb_devices = "/sys/bus/usb/devices/";
 constexpr const char *new_devices = "/sys/bus/usb/devices/usb1/authorized_default";
 
-/// The number behind prefix, 0 if text is anything else.
-unsigned number_behind(std::string_view prefix, const std::string &text)
+/// The number after prefix, 0 if text is anything else.
+unsigned number_after(std::string_view prefix, const std::string &text)
 {
     return text.starts_with(prefix) && text.find('.', prefix.size()) == std::string::npos
                ? static_cast<unsigned>(atoi(text.c_str() + prefix.size()))
@@ -104,8 +104,8 @@ UsbDevices::UsbDevices(std::vector<UsbPlan> plans, Fd router) : router_(std::mov
     for (size_t i = 0; i < plans.size(); i++) {
         Place &place = places_.emplace_back();
         place.bus = plans[i].bus;
-        place.hub_port = number_behind(behind_hub, place.bus);
-        const unsigned port = place.hub_port > 0 ? place.hub_port : number_behind(at_controller, place.bus);
+        place.hub_port = number_after(behind_hub, place.bus);
+        const unsigned port = place.hub_port > 0 ? place.hub_port : number_after(at_controller, place.bus);
         const int number = static_cast<int>(i) + 1;
         place.uplink = std::make_unique<Uplink>(loop_, network_.line(number), number, plans[i].demand);
         place.peer = dial_peer(session_of(number), plans[i].demand);
@@ -360,8 +360,8 @@ std::string check_usb_buses(const std::vector<std::string> &buses)
 {
     std::set<unsigned> taken;
     for (const std::string &bus : buses) {
-        const unsigned in_hub = number_behind(behind_hub, bus);
-        const unsigned number = in_hub > 0 ? in_hub : number_behind(at_controller, bus);
+        const unsigned in_hub = number_after(behind_hub, bus);
+        const unsigned number = in_hub > 0 ? in_hub : number_after(at_controller, bus);
         if (number < 2 || number > (in_hub > 0 ? static_cast<unsigned>(UsbHub::ports) : 15))
             return "--kernel: its controller has the buses 1-1.2 to 1-1.7 and 1-2 to 1-15, not " + bus;
         if (!taken.insert(number).second)
