@@ -7,7 +7,7 @@
 #   -c FILE      keep the counts there when all passed;  -a FILE  add the counts kept there
 set -u
 
-at_a_time=$(($(nproc) * 6))
+at_a_time=$(($(nproc) * 10))
 passed=0
 failed=0
 skipped=0

@@ -15,7 +15,6 @@ namespace {
 constexpr size_t longest_line = 4096;
 constexpr size_t most_waiting = 64;
 constexpr Milliseconds endless_interval_ms = 10;
-constexpr char plain_error[] = "ERROR\r\n";
 constexpr char end_of_text = 0x1a; // Ctrl-Z
 constexpr char no_text = 0x1b;     // ESC
 constexpr Milliseconds again_ms = 1000;

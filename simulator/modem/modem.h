@@ -114,6 +114,8 @@ class Modem {
     const std::vector<size_t> &row_uses() const { return row_uses_; }
 
   private:
+    static constexpr char plain_error[] = "ERROR\r\n";
+
     struct Task {
         enum class Kind { deliver, send, next_command, unsolicited, endless, detach, attach, happening, call } kind;
         int interface = -1;

@@ -8,8 +8,6 @@ namespace simulator {
 
 namespace {
 
-constexpr char plain_error[] = "ERROR\r\n";
-
 // A line of several commands ends with one final result.
 void drop_final(std::vector<std::string> &lines)
 {

@@ -17,7 +17,7 @@ namespace {
 constexpr char log_path[] = "/dev/log";
 constexpr std::array priorities = {"emerg", "alert", "crit", "err", "warning", "notice", "info", "debug"};
 
-void check(int result, const char *what)
+void check_call(int result, const char *what)
 {
     if (result < 0)
         throw std::system_error(errno, std::generic_category(), what);
@@ -47,12 +47,12 @@ LogLine parse_log_line(std::string_view datagram)
 LogServer::LogServer(EventLoop &loop, Journal &journal)
     : journal_(journal), socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
 {
-    check(socket_.get(), "syslog socket");
+    check_call(socket_.get(), "syslog socket");
     unlink(log_path);
     sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
     std::string_view{log_path}.copy(address.sun_path, sizeof address.sun_path - 1);
-    check(bind(socket_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), log_path);
-    check(chmod(log_path, 0666), log_path);
+    check_call(bind(socket_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), log_path);
+    check_call(chmod(log_path, 0666), log_path);
     loop.watch(socket_.get(), EPOLLIN, [this](uint32_t) { read_lines(); });
 }
 

@@ -162,21 +162,6 @@ QmiAnswer unblock_pin(QmiModem &modem, const QmiRequest &request)
     return enter(modem, "AT+CPIN=" + digits_in(request, 2, 1) + ',' + digits_in(request, 2, 2 + puk));
 }
 
-const QmiRow rows[] = {
-    {qmi_card, 0x00, accept_request},
-    {qmi_card, 0x20, read_file},
-    {qmi_card, 0x24, file_attributes},
-    {qmi_card, 0x26, verify_pin},
-    {qmi_card, 0x27, unblock_pin},
-    {qmi_card, 0x2a, accept_request},
-    {qmi_card, 0x2e,
-     [](QmiModem &, const QmiRequest &request) {
-         return QmiAnswer{.values = qmi_number(0x10, request.number(1, 4).value_or(0), 4)};
-     }},
-    {qmi_card, 0x2f, card_status},
-    {qmi_card, 0x44, accept_request},
-};
-
 } // namespace
 
 std::string card_status_value(QmiModem &modem)
@@ -203,6 +188,20 @@ std::string card_status_value(QmiModem &modem)
 
 std::span<const QmiRow> qmi_card_rows()
 {
+    static constexpr QmiRow rows[] = {
+        {qmi_card, 0x00, accept_request},
+        {qmi_card, 0x20, read_file},
+        {qmi_card, 0x24, file_attributes},
+        {qmi_card, 0x26, verify_pin},
+        {qmi_card, 0x27, unblock_pin},
+        {qmi_card, 0x2a, accept_request},
+        {qmi_card, 0x2e,
+         [](QmiModem &, const QmiRequest &request) {
+             return QmiAnswer{.values = qmi_number(0x10, request.number(1, 4).value_or(0), 4)};
+         }},
+        {qmi_card, 0x2f, card_status},
+        {qmi_card, 0x44, accept_request},
+    };
     return rows;
 }
 

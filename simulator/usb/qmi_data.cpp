@@ -20,7 +20,7 @@ struct CallFailure {
     uint16_t kind;
     uint16_t reason;
 };
-constexpr CallFailure no_service{3, 3, 2001};
+constexpr CallFailure without_service{3, 3, 2001};
 constexpr CallFailure unknown_apn{1, 6, 27};
 constexpr CallFailure wrong_password{10, 6, 29};
 
@@ -76,7 +76,7 @@ QmiAnswer start(QmiModem &modem, const QmiRequest &request)
     if (!can_be_kept(request, {0x14, 0x17, 0x18}))
         return {.error = qmi_invalid_argument};
     if (!is_registered(modem))
-        return fail(no_service);
+        return fail(without_service);
     const Credentials credentials = credentials_of(modem, request);
     if (!lets_in(modem.demand(), credentials)) {
         LinkDemand without_password = modem.demand();
@@ -278,21 +278,20 @@ QmiAnswer set_framing(QmiModem &modem, const QmiRequest &request)
     return framing(modem, request);
 }
 
-const QmiRow rows[] = {
-    {qmi_data, 0x00, accept_request}, {qmi_data, 0x01, accept_request}, {qmi_data, 0x02, accept_request},
-    {qmi_data, 0x03, accept_request}, {qmi_data, 0x20, start},          {qmi_data, 0x21, stop},
-    {qmi_data, 0x22, status},         {qmi_data, 0x27, create_profile}, {qmi_data, 0x28, change_profile},
-    {qmi_data, 0x29, delete_profile}, {qmi_data, 0x2a, profile_list},   {qmi_data, 0x2b, profile},
-    {qmi_data, 0x2d, settings},       {qmi_data, 0x34, autoconnect},    {qmi_data, 0x49, default_profile},
-    {qmi_data, 0x4d, set_family},     {qmi_data, 0x51, accept_request}, {qmi_data, 0x85, attach_parameters},
-    {qmi_data, 0x93, accept_request}, {qmi_data, 0x94, attach_list},    {qmi_framing, 0x00, accept_request},
-    {qmi_framing, 0x20, set_framing}, {qmi_framing, 0x21, framing},
-};
-
 } // namespace
 
 std::span<const QmiRow> qmi_data_rows()
 {
+    static constexpr QmiRow rows[] = {
+        {qmi_data, 0x00, accept_request}, {qmi_data, 0x01, accept_request}, {qmi_data, 0x02, accept_request},
+        {qmi_data, 0x03, accept_request}, {qmi_data, 0x20, start},          {qmi_data, 0x21, stop},
+        {qmi_data, 0x22, status},         {qmi_data, 0x27, create_profile}, {qmi_data, 0x28, change_profile},
+        {qmi_data, 0x29, delete_profile}, {qmi_data, 0x2a, profile_list},   {qmi_data, 0x2b, profile},
+        {qmi_data, 0x2d, settings},       {qmi_data, 0x34, autoconnect},    {qmi_data, 0x49, default_profile},
+        {qmi_data, 0x4d, set_family},     {qmi_data, 0x51, accept_request}, {qmi_data, 0x85, attach_parameters},
+        {qmi_data, 0x93, accept_request}, {qmi_data, 0x94, attach_list},    {qmi_framing, 0x00, accept_request},
+        {qmi_framing, 0x20, set_framing}, {qmi_framing, 0x21, framing},
+    };
     return rows;
 }
 

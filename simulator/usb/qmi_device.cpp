@@ -10,7 +10,7 @@ namespace {
 
 /// AT+CFUN's numbers by the operating modes.
 constexpr int full_power = 1;
-constexpr int no_radio = 4;
+constexpr int radio_off = 4;
 enum OperatingMode : uint32_t { online = 0, low_power = 1, offline = 3, restart = 4 };
 
 QmiAnswer text_of(QmiModem &modem, const char *variable)
@@ -47,7 +47,7 @@ QmiAnswer set_operating_mode(QmiModem &modem, const QmiRequest &request)
         return {};
     case low_power:
     case offline:
-        modem.ask("AT+CFUN=" + std::to_string(no_radio));
+        modem.ask("AT+CFUN=" + std::to_string(radio_off));
         return {};
     case restart:
         modem.ask("AT+CFUN=1,1");
@@ -81,23 +81,6 @@ std::string mask_bytes(uint64_t mask)
     return little_endian(static_cast<uint32_t>(mask), 4) + little_endian(static_cast<uint32_t>(mask >> 32), 4);
 }
 
-const QmiRow rows[] = {
-    {qmi_device, 0x00, accept_request},
-    {qmi_device, 0x01, accept_request},
-    {qmi_device, 0x20, capabilities},
-    {qmi_device, 0x21, [](QmiModem &modem, const QmiRequest &) { return text_of(modem, "maker"); }},
-    {qmi_device, 0x22, [](QmiModem &modem, const QmiRequest &) { return text_of(modem, "model_name"); }},
-    {qmi_device, 0x23, [](QmiModem &modem, const QmiRequest &) { return text_of(modem, "revision"); }},
-    {qmi_device, 0x24, [](QmiModem &, const QmiRequest &) { return QmiAnswer{.error = qmi_not_provisioned}; }},
-    {qmi_device, 0x25, identity},
-    {qmi_device, 0x2c, [](QmiModem &, const QmiRequest &) { return QmiAnswer{.values = qmi_value(1, "10000")}; }},
-    {qmi_device, 0x2d, operating_mode},
-    {qmi_device, 0x2e, set_operating_mode},
-    {qmi_device, 0x3c, iccid},
-    {qmi_device, 0x43, imsi},
-    {qmi_device, 0x45, bands},
-};
-
 } // namespace
 
 std::string qmi_older_bands()
@@ -117,6 +100,22 @@ std::string qmi_lte_bands(const QmiModem &modem)
 
 std::span<const QmiRow> qmi_device_rows()
 {
+    static constexpr QmiRow rows[] = {
+        {qmi_device, 0x00, accept_request},
+        {qmi_device, 0x01, accept_request},
+        {qmi_device, 0x20, capabilities},
+        {qmi_device, 0x21, [](QmiModem &modem, const QmiRequest &) { return text_of(modem, "maker"); }},
+        {qmi_device, 0x22, [](QmiModem &modem, const QmiRequest &) { return text_of(modem, "model_name"); }},
+        {qmi_device, 0x23, [](QmiModem &modem, const QmiRequest &) { return text_of(modem, "revision"); }},
+        {qmi_device, 0x24, [](QmiModem &, const QmiRequest &) { return QmiAnswer{.error = qmi_not_provisioned}; }},
+        {qmi_device, 0x25, identity},
+        {qmi_device, 0x2c, [](QmiModem &, const QmiRequest &) { return QmiAnswer{.values = qmi_value(1, "10000")}; }},
+        {qmi_device, 0x2d, operating_mode},
+        {qmi_device, 0x2e, set_operating_mode},
+        {qmi_device, 0x3c, iccid},
+        {qmi_device, 0x43, imsi},
+        {qmi_device, 0x45, bands},
+    };
     return rows;
 }
 

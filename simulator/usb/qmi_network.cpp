@@ -189,15 +189,6 @@ QmiAnswer attach(QmiModem &modem, const QmiRequest &request)
     return {};
 }
 
-const QmiRow rows[] = {
-    {qmi_network, 0x00, accept_request},  {qmi_network, 0x02, accept_request}, {qmi_network, 0x03, accept_request},
-    {qmi_network, 0x20, signal_strength}, {qmi_network, 0x21, scan},           {qmi_network, 0x22, accept_request},
-    {qmi_network, 0x23, attach},          {qmi_network, 0x24, serving_system}, {qmi_network, 0x25, home_network},
-    {qmi_network, 0x33, set_selection},   {qmi_network, 0x34, selection},      {qmi_network, 0x44, plmn_name},
-    {qmi_network, 0x4d, system_info},     {qmi_network, 0x4f, signal_info},    {qmi_network, 0x50, accept_request},
-    {qmi_network, 0x6c, accept_request},
-};
-
 } // namespace
 
 bool is_registered(const QmiModem &modem)
@@ -276,6 +267,14 @@ std::string signal_values(QmiModem &modem)
 
 std::span<const QmiRow> qmi_network_rows()
 {
+    static constexpr QmiRow rows[] = {
+        {qmi_network, 0x00, accept_request},  {qmi_network, 0x02, accept_request}, {qmi_network, 0x03, accept_request},
+        {qmi_network, 0x20, signal_strength}, {qmi_network, 0x21, scan},           {qmi_network, 0x22, accept_request},
+        {qmi_network, 0x23, attach},          {qmi_network, 0x24, serving_system}, {qmi_network, 0x25, home_network},
+        {qmi_network, 0x33, set_selection},   {qmi_network, 0x34, selection},      {qmi_network, 0x44, plmn_name},
+        {qmi_network, 0x4d, system_info},     {qmi_network, 0x4f, signal_info},    {qmi_network, 0x50, accept_request},
+        {qmi_network, 0x6c, accept_request},
+    };
     return rows;
 }
 

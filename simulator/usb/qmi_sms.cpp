@@ -119,13 +119,6 @@ QmiAnswer centre(QmiModem &modem, const QmiRequest &)
     return {.values = qmi_value(1, "145" + counted(modem.variable("sms_centre")))};
 }
 
-const QmiRow rows[] = {
-    {qmi_messages, 0x00, accept_request}, {qmi_messages, 0x01, accept_request}, {qmi_messages, 0x20, send},
-    {qmi_messages, 0x22, read},           {qmi_messages, 0x23, change_tag},     {qmi_messages, 0x24, remove},
-    {qmi_messages, 0x31, list},           {qmi_messages, 0x32, accept_request}, {qmi_messages, 0x33, routes},
-    {qmi_messages, 0x34, centre},
-};
-
 } // namespace
 
 std::set<uint32_t> message_places(const QmiModem &modem)
@@ -144,6 +137,12 @@ uint32_t message_storage(const QmiModem &modem)
 
 std::span<const QmiRow> qmi_message_rows()
 {
+    static constexpr QmiRow rows[] = {
+        {qmi_messages, 0x00, accept_request}, {qmi_messages, 0x01, accept_request}, {qmi_messages, 0x20, send},
+        {qmi_messages, 0x22, read},           {qmi_messages, 0x23, change_tag},     {qmi_messages, 0x24, remove},
+        {qmi_messages, 0x31, list},           {qmi_messages, 0x32, accept_request}, {qmi_messages, 0x33, routes},
+        {qmi_messages, 0x34, centre},
+    };
     return rows;
 }
 

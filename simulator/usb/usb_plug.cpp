@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int64_t look_again_ms = 20;
+constexpr int64_t look_for_names_ms = 20;
 constexpr const char *serial_ids = "/sys/bus/usb-serial/drivers/option1/new_id";
 
 /// The first entry of folder that begins like this; empty without one.
@@ -117,7 +117,7 @@ void UsbPlug::wait_for_names()
     if (!find_names()) {
         if (is_probed)
             tell_driver();
-        timer_ = port_.loop().at(EventLoop::now_ms() + look_again_ms, [this] { wait_for_names(); });
+        timer_ = port_.loop().at(EventLoop::now_ms() + look_for_names_ms, [this] { wait_for_names(); });
         return;
     }
     port_.say_netdevs_changed();

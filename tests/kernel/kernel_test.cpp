@@ -6,7 +6,7 @@
 
 // The product on Debian's kernel, whose drivers make the modems' devices.
 
-namespace {
+namespace kernel_test {
 
 /// To CTest a suite is one test, which a failure beside a skipped test must not hide from.
 class SkipsTeller : public testing::EmptyTestEventListener {
@@ -207,4 +207,4 @@ TEST(KernelMachine, EndsWithItsCommandWhateverIsInItsInput)
     EXPECT_EQ(run.out, "y\n3\n") << run.err;
 }
 
-} // namespace
+} // namespace kernel_test

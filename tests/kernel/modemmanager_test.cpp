@@ -6,7 +6,7 @@
 // Debian's ModemManager with the daemons that it needs: it finds the modem by the kernel's events, asks it by QMI and
 // AT, and connects. They are only unpacked here, and copied into the virtual machine.
 
-namespace {
+namespace modemmanager_test {
 
 namespace fs = std::filesystem;
 
@@ -101,4 +101,4 @@ TEST_F(KernelModemManager, ConnectsWithTheRightApnOnly)
               "packet loss\n6aa9a3b9b00ebbb8de878ced935dc80c  -\nsuccessfully disconnected all bearers in the modem\n");
 }
 
-} // namespace
+} // namespace modemmanager_test

@@ -5,7 +5,7 @@
 
 // The network functions of modems that are standards, with the kernel's drivers for them.
 
-namespace {
+namespace network_test {
 
 /// No model in the profiles speaks NCM.
 class NcmProfile {
@@ -181,4 +181,4 @@ TEST_F(KernelNetworkFunctions, ComeOnlineByMbim)
                                            "1 packets transmitted, 0 packets received, 100% packet loss\n");
 }
 
-} // namespace
+} // namespace network_test

@@ -4,7 +4,7 @@
 
 // Debian's own program for QMI at a modem's control channel, and packets through its network device.
 
-namespace {
+namespace qmi_clients_test {
 
 namespace fs = std::filesystem;
 
@@ -132,4 +132,4 @@ TEST_F(KernelQmiClient, LosesItsCallWhenTheRadioIsSwitchedOff)
               "Registration state: 'not-registered'\n");
 }
 
-} // namespace
+} // namespace qmi_clients_test

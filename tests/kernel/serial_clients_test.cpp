@@ -4,7 +4,7 @@
 
 // Debian's own programs at a modem's serial ports: pppd dials, gammu and smsd ask and send.
 
-namespace {
+namespace serial_clients_test {
 
 namespace fs = std::filesystem;
 
@@ -135,4 +135,4 @@ TEST_F(KernelSerialClients, SendAndReceiveMessages)
                                  "Hello at 8?\n");
 }
 
-} // namespace
+} // namespace serial_clients_test

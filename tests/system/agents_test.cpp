@@ -10,7 +10,7 @@
 // The examples of docs/ubus.md, with Debian's programs where tools/setup.sh has fetched them. The router has no rpcd: a
 // stand-in of "ubus call modemctl" starts the plugin as rpcd does.
 
-namespace {
+namespace agents_test {
 
 const std::string document = SOURCE_ROOT "/docs/ubus.md";
 const std::string agents = built("agents");
@@ -61,8 +61,6 @@ for folder in "$agents"/usr/lib/*-linux-gnu; do export LD_LIBRARY_PATH="$folder"
         {"--modem", "EC25", "--link", link, "--put", TEST_DATA "/openwrt/hotplug-call:/usr/sbin/hotplug-call"},
         set_up + script);
 }
-
-} // namespace
 
 TEST(Agents, CollectdGetsTheLastSampleOfAModem)
 {
@@ -169,3 +167,5 @@ TEST(Agents, FindEveryMemberOfTheDataModel)
         json_object_put(answer);
     }
 }
+
+} // namespace agents_test

@@ -4,7 +4,7 @@
 
 // The library in a back end: what every endpoint refuses, and a process that lives long.
 
-namespace {
+namespace api_back_end_test {
 
 using Lines = std::vector<std::string>;
 
@@ -275,4 +275,4 @@ TEST(LongLivedBackEnd, MakesNoMistakeThatValgrindSees)
     EXPECT_EQ(usage.size(), 2U);
 }
 
-} // namespace
+} // namespace api_back_end_test

@@ -6,7 +6,7 @@
 
 // The endpoints that change what the modem does, with every command that they hand to the shell.
 
-namespace {
+namespace api_control_test {
 
 using Lines = std::vector<std::string>;
 
@@ -391,4 +391,4 @@ TEST(SimSwitch, SwitchesThePowerOfOtherModels)
     EXPECT_TRUE(has_shell(run, "sleep 15 && signal_led.sh 2-1.2")) << "the dual-SIM modem's bus where none is named";
 }
 
-} // namespace
+} // namespace api_control_test

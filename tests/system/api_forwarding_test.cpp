@@ -6,7 +6,7 @@
 
 // Where received messages go, and the account that mails them.
 
-namespace {
+namespace api_forwarding_test {
 
 using Lines = std::vector<std::string>;
 
@@ -303,4 +303,4 @@ TEST(MailAccount, ReachesAMailServerThroughTheRealMailClient)
         << run.err;
 }
 
-} // namespace
+} // namespace api_forwarding_test

@@ -8,7 +8,7 @@
 
 // The endpoints that report: whole responses, as a web back end gets them.
 
-namespace {
+namespace api_info_test {
 
 using Lines = std::vector<std::string>;
 
@@ -262,4 +262,4 @@ TEST(Cells, AreNotSupportedByEveryModel)
               "0 {");
 }
 
-} // namespace
+} // namespace api_info_test

@@ -4,7 +4,7 @@
 
 // The messages of the spool, from a back end's side.
 
-namespace {
+namespace api_sms_test {
 
 using Lines = std::vector<std::string>;
 
@@ -296,4 +296,4 @@ TEST(SmsCode, IsCutAtFiftyNineAndNineteenCharacters)
                   "\"}\n");
 }
 
-} // namespace
+} // namespace api_sms_test

@@ -5,7 +5,7 @@
 // The firmware upgrade. Where the cloud agent is told, the run waits for it ("--wait"), which takes as long as on a
 // router.
 
-namespace {
+namespace api_upgrade_test {
 
 using Lines = std::vector<std::string>;
 
@@ -61,8 +61,8 @@ TEST(Upgrade, KeepsTheLoginOfItsUrlOutOfTheLog)
     };
     for (const auto &row : rows) {
         const RouterRun run = serve({"--modem", "EP06"}, upgrade(ep06_version, "EP06_2", row.url));
-        EXPECT_EQ(run.journal_of("syslog"),
-                  Lines{std::string{"debug Modem upgrde:/usr/bin/modem_fw_flash 0 "} + row.logged + " EP06_2 md5 d41d8"});
+        EXPECT_EQ(run.journal_of("syslog"), Lines{std::string{"debug Modem upgrde:/usr/bin/modem_fw_flash 0 "} +
+                                                  row.logged + " EP06_2 md5 d41d8"});
     }
 }
 
@@ -189,4 +189,4 @@ TEST(UpgradeStatus, WithoutAModemIsAFailure)
               "-1 {\"msg\":\"The modem is abnormal.Failed to obtain the version.\"}\n");
 }
 
-} // namespace
+} // namespace api_upgrade_test

@@ -4,7 +4,7 @@
 
 // `modemctl apn`: which APNs it lists for the card in the modem, and what it ends with.
 
-namespace {
+namespace apn_test {
 
 const std::string table = BUILD_ROOT "/packaging/apns:/usr/share/modem/apns";
 
@@ -45,8 +45,6 @@ std::string first_choice(const std::string &page)
             words += character;
     return words;
 }
-
-} // namespace
 
 TEST(Apn, ListsWhatFitsTheCard)
 {
@@ -107,3 +105,5 @@ TEST(Apn, EndsAsInfoDoes)
     EXPECT_EQ(run_in_router({"--modem", "EC25,pin=NOSIM"}, {"modemctl", "apn"}).status, 0);
     EXPECT_EQ(run_in_router({"--modem", "EC25", "--fault", "silence"}, {"modemctl", "apn"}).status, 2);
 }
+
+} // namespace apn_test

@@ -5,7 +5,7 @@
 
 // What a user sees of "modemctl AT" when the modem or its port misbehaves. docs/faults.md has these rows for people.
 
-namespace {
+namespace at_faults_test {
 
 struct AtFault {
     std::string what;    ///< as in docs/faults.md
@@ -194,8 +194,7 @@ TEST(SlowAtFaults, AModemThatTakesNothingIsGivenUpAsASilentOne)
 {
     const std::vector<std::function<RouterRun()>> runs = {
         [] {
-            return run_shell({"--modem", "EC25", "--fault", "silence"},
-                             with_stuck_driver() + "modemctl AT ATI");
+            return run_shell({"--modem", "EC25", "--fault", "silence"}, with_stuck_driver() + "modemctl AT ATI");
         },
         [] {
             return run_shell({"--modem", "EC25"}, built_word("stop_output") + " /dev/ttyUSB2 modemctl AT ATI");
@@ -226,4 +225,4 @@ TEST(AtFaultsTable, HasNoRowWithoutATest)
     EXPECT_EQ(names_of(documented_faults("## One command")), tested);
 }
 
-} // namespace
+} // namespace at_faults_test

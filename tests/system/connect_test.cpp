@@ -6,7 +6,7 @@
 
 // Going online and offline: what the flows write, run and print.
 
-namespace {
+namespace connect_test {
 
 using Lines = std::vector<std::string>;
 
@@ -217,10 +217,10 @@ TEST(Connect, ByDirectIpTakesTheModemsEthernetDevice)
 TEST(Connect, OfAWwanDeviceTakesItsNetworkDevice)
 {
     const auto connect = [](const char *model, const char *modem_id, const char *flags) {
-        const RouterRun run =
-            router({"--modem", model}, built_word("call_operation") + " " + modem_id + " 1-1.2 serial_connect " + flags +
-                                           " /dev/ttyUSB3 internet; for option in proto ifname device; do uci get "
-                                           "network.modem_1_1_2.$option; done");
+        const RouterRun run = router({"--modem", model},
+                                     built_word("call_operation") + " " + modem_id + " 1-1.2 serial_connect " + flags +
+                                         " /dev/ttyUSB3 internet; for option in proto ifname device; do uci get "
+                                         "network.modem_1_1_2.$option; done");
         EXPECT_EQ(run.err, "");
         return lines_of(run.out);
     };
@@ -312,4 +312,4 @@ TEST(Disconnect, TakesTheTemplatesInterfaceDown)
     EXPECT_EQ(shell[0], "uci set network.modem.disabled=\"1\"");
 }
 
-} // namespace
+} // namespace connect_test

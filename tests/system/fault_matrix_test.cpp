@@ -6,7 +6,7 @@
 // What goes wrong around a connect, and what is left then: every configuration file is whole, the old one or the new
 // one, and where the fault ends, the next connect works. docs/faults.md has these rows for people.
 
-namespace {
+namespace fault_matrix_test {
 
 using Lines = std::vector<std::string>;
 
@@ -155,4 +155,4 @@ TEST(FaultMatrixTable, HasNoRowWithoutATest)
     EXPECT_EQ(names_of(documented_faults("## A connect")), tested);
 }
 
-} // namespace
+} // namespace fault_matrix_test

@@ -4,7 +4,7 @@
 
 // How bringing an interface up and taking it down changes the firewall's zone: every command, on every kind of board.
 
-namespace {
+namespace firewall_zone_test {
 
 // What brings modem_1_1_2 up into the zone "wan wan6".
 Lines lines_of_entering(const char *commit)
@@ -116,12 +116,12 @@ TEST(FirewallZone, FollowsTheInterfaceByTheseCommands)
 
 TEST(FirewallZone, IsLeftAsItIsWithAWordInTheLogWhenItCannotBeWritten)
 {
-    const RouterRun run =
-        run_online({"--modem", "EC25", "--link", "setup=100"},
-                   "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi;"
-                   "uci commit network; uci set firewall.@zone[1].network='wan \"x'; uci commit "
-                   "firewall;" +
-                       built_word("call_operation") + " 3 1-1.2 iface_up 15 modem_1_1_2; uci get firewall.@zone[1].network");
+    const RouterRun run = run_online({"--modem", "EC25", "--link", "setup=100"},
+                                     "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi;"
+                                     "uci commit network; uci set firewall.@zone[1].network='wan \"x'; uci commit "
+                                     "firewall;" +
+                                         built_word("call_operation") +
+                                         " 3 1-1.2 iface_up 15 modem_1_1_2; uci get firewall.@zone[1].network");
     EXPECT_EQ(run.out, "0 \nwan \"x\n");
     bool is_logged = false;
     for (const std::string &line : run.journal_of("syslog"))
@@ -142,4 +142,4 @@ TEST(SlowInterfaceUp, GivesUpAfterItsBudget)
     EXPECT_EQ(results[1].out, "1 \n1 \n");
 }
 
-} // namespace
+} // namespace firewall_zone_test

@@ -6,7 +6,7 @@
 
 // `modemctl metrics` and `modemctl openwisp` from outside.
 
-namespace {
+namespace fleet_test {
 
 using Lines = std::vector<std::string>;
 
@@ -21,8 +21,6 @@ bool has_line(const std::string &text, const std::string &line)
     const Lines lines = lines_of(text);
     return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
-
-} // namespace
 
 TEST(Metrics, AskTheModemNothingWhileItsReportIsNew)
 {
@@ -73,3 +71,5 @@ TEST(OpenWisp, PrintsTheObjectOrSaysWhyNot)
         EXPECT_EQ(failed.out, "");
     }
 }
+
+} // namespace fleet_test

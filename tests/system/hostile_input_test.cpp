@@ -6,7 +6,7 @@
 // Words and texts that no honest caller gives: every command and every endpoint answers them, runs nothing of them and
 // leaves the configuration whole.
 
-namespace {
+namespace hostile_input_test {
 
 // As the router's printf takes them.
 const char *const nasty_words[] = {
@@ -140,4 +140,4 @@ TEST(SlowHostileInput, InARequestIsAnsweredAndGoesNowhereElse)
     EXPECT_EQ(lines[requests.size()], "static");
 }
 
-} // namespace
+} // namespace hostile_input_test

@@ -4,7 +4,7 @@
 
 // Who the modem and its SIM are, what is kept of it in the state directory, and the SIM's and the signal's state.
 
-namespace {
+namespace identity_test {
 
 using Lines = std::vector<std::string>;
 
@@ -110,4 +110,4 @@ TEST(CurrentScanMode, IsAnErrorWhereTheModemRefuses)
         << "a modem that does not know the command";
 }
 
-} // namespace
+} // namespace identity_test

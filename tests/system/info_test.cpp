@@ -5,7 +5,7 @@
 
 // `modemctl info` from outside: its exit statuses, one opening of the port, and that its two forms tell the same.
 
-namespace {
+namespace info_test {
 
 using Lines = std::vector<std::string>;
 
@@ -31,8 +31,6 @@ std::string fact(const std::string &report, const std::string &path)
     json_object_put(root);
     return text;
 }
-
-} // namespace
 
 TEST(Info, TellsModemNetworkAndCellInOneLineOfJson)
 {
@@ -132,3 +130,5 @@ TEST(Info, RefusesAnUnknownOption)
 {
     EXPECT_EQ(info({"--modem", "EC25"}, {"--jsn"}).status, 64);
 }
+
+} // namespace info_test

@@ -4,7 +4,7 @@
 
 // Bringing an interface up and down, with its firewall zone.
 
-namespace {
+namespace interface_control_test {
 
 using Lines = std::vector<std::string>;
 
@@ -118,4 +118,5 @@ TEST(InterfaceDown, CountsAStateThatCannotBeHadAsDown)
     const RouterRun run = control("wan", {"--ubus", "absent"}, "iface_down 5 modem_1_1_2");
     EXPECT_EQ(run.out, "2 \n");
 }
-} // namespace
+
+} // namespace interface_control_test

@@ -9,7 +9,7 @@
 // Another user of the router, or a service that was taken over, can write where everybody can: into /tmp and /var/lock.
 // What it leaves there for us to find must not make root read or write files for it.
 
-namespace {
+namespace local_user_test {
 
 // Runs a script after what the other user has done. Where only one user can be had (simrouter in a user namespace)
 // there is no other one.
@@ -363,4 +363,4 @@ TEST(SlowHostileUser, ChangesNothingOfRootsHoldsNothingAndLearnsNoSecret)
         EXPECT_EQ(line.find("geheim77"), std::string::npos) << line;
 }
 
-} // namespace
+} // namespace local_user_test

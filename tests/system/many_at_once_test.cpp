@@ -5,7 +5,7 @@
 
 // Hotplug scripts, the web back end and people start us side by side: they share one port and the same files.
 
-namespace {
+namespace many_at_once_test {
 
 using Lines = std::vector<std::string>;
 
@@ -102,4 +102,4 @@ TEST(ManyAtOnce, TwoConnectFlowsLeaveWholeFiles)
     EXPECT_EQ(run.out, "interface\ninterface\n") << run.err;
 }
 
-} // namespace
+} // namespace many_at_once_test

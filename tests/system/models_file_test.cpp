@@ -5,7 +5,7 @@
 
 // Models that a text file lists, and modems of today in the simulated router: served with a row, and without one.
 
-namespace {
+namespace models_file_test {
 
 using Lines = std::vector<std::string>;
 
@@ -82,8 +82,6 @@ const char *at_port_of(const std::string &modem)
     return modem.starts_with("EM9190") ? "ttyUSB0" : modem.starts_with("FM350") ? "ttyUSB3" : "ttyUSB2";
 }
 
-} // namespace
-
 TEST(ModernModem, ConnectsByTheProtocolOfItsRow)
 {
     for (const auto &row : connect_rows) {
@@ -107,13 +105,13 @@ TEST(ModernModem, IsShownByItsNetworkDeviceWhereItHasNoPort)
 {
     Lines options = shipped_models;
     options.insert(options.end(), {"--link", "setup=100"});
-    const RouterRun run =
-        run_with_models("FM350",
-                        {"sh", "-c",
-                         "mkdir -p $(readlink -f /sys/bus/usb/devices/1-1.2)/1-1.2:1.0/net/usb0; "
-                         "modemctl connect serial /dev/ttyUSB3 lte internet >/dev/null; uci -q get network.modem_1_1_2.node; "
-                         "modemapi get /modem/get '{\"modem_id\":116,\"bus\":\"1-1.2\"}'"},
-                        options);
+    const RouterRun run = run_with_models(
+        "FM350",
+        {"sh", "-c",
+         "mkdir -p $(readlink -f /sys/bus/usb/devices/1-1.2)/1-1.2:1.0/net/usb0; "
+         "modemctl connect serial /dev/ttyUSB3 lte internet >/dev/null; uci -q get network.modem_1_1_2.node; "
+         "modemapi get /modem/get '{\"modem_id\":116,\"bus\":\"1-1.2\"}'"},
+        options);
     EXPECT_TRUE(run.out.starts_with("0\n{")) << run.out << run.err;
     EXPECT_NE(run.out.find("\"device\":\"usb0\""), std::string::npos) << run.out;
 }
@@ -214,3 +212,5 @@ TEST(ModelsFile, MayBeALinkToAFile)
                                    "ln -s /tmp/models /etc/modemctl/models; modemctl info --json"});
     EXPECT_TRUE(has(run.out, R"("model":{"id":120,"name":"Mine","dialect":"quectel"})")) << run.out;
 }
+
+} // namespace models_file_test

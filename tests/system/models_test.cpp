@@ -12,7 +12,7 @@
 // Every model's simulated modem with everything the command line can ask of it, and the operations that no command word
 // reaches, with their bytes on the wire.
 
-namespace {
+namespace models_test {
 
 using Lines = std::vector<std::string>;
 
@@ -224,4 +224,4 @@ TEST(SierraModem, IsLeftAloneWhileItsInterfaceIsPending)
     EXPECT_EQ(run.journal_of("syslog", "call_operation"), Lines{"debug modem device busy,can't to get signal"});
 }
 
-} // namespace
+} // namespace models_test

@@ -4,7 +4,7 @@
 
 // The command line from outside: what a person or a script sees of the shipped program, modem by modem.
 
-namespace {
+namespace modemctl_test {
 
 using Lines = std::vector<std::string>;
 
@@ -534,4 +534,4 @@ TEST(UnknownDevice, AnswersAtOnItsFirstInterface)
     EXPECT_NE(modemctl({"--modem", "unlisted"}, {"AT", "AT"}).out.find("OK\r\n"), std::string::npos);
 }
 
-} // namespace
+} // namespace modemctl_test

@@ -4,7 +4,7 @@
 
 // Automatic connection against networks that let only the right APN in.
 
-namespace {
+namespace online_test {
 
 const std::string show_network = "cat /etc/config/network";
 
@@ -334,9 +334,9 @@ TEST(Connect, UsesTheUserAndThePasswordThatTheModemHas)
 {
     const RouterRun run = run_online({"--modem", "EC25", "--link", "setup=100,username=me,password=secret"},
                                      built_word("call_operation") + " 3 1-1.2 set_auth internet me secret pap;"
-                                                               "modemctl connect serial /dev/ttyUSB3 any internet;"
-                                                               "ifstatus modem_1_1_2 | sed -n 2p");
+                                                                    "modemctl connect serial /dev/ttyUSB3 any internet;"
+                                                                    "ifstatus modem_1_1_2 | sed -n 2p");
     EXPECT_EQ(run.out, "0 \n\nconnect success\n\t\"up\": true,\n");
 }
 
-} // namespace
+} // namespace online_test

@@ -8,7 +8,7 @@
 // The scripts of the OpenWrt package on a router: at boot, at hotplug events, with everything missing that a maker's
 // router would have.
 
-namespace {
+namespace openwrt_scripts_test {
 
 using Lines = std::vector<std::string>;
 
@@ -41,8 +41,6 @@ long count_of(const Lines &lines, const std::string &text)
     return std::count_if(lines.begin(), lines.end(),
                          [&](const std::string &line) { return line.find(text) != std::string::npos; });
 }
-
-} // namespace
 
 TEST(Hotplug, BringsTheModemOnlineOnceForAllItsEvents)
 {
@@ -484,3 +482,5 @@ TEST(UciDefaults, GiveTheModemAnLedThatNothingElseUses)
                        "system.led_3gnet.trigger='netdev'\nsystem.led_3gnet.mode='link tx rx'\n")
         << run.err;
 }
+
+} // namespace openwrt_scripts_test

@@ -8,7 +8,7 @@
 
 // Page, cron job and scripts ask one modem at the same time: each of them gets its answer, in the order of coming.
 
-namespace {
+namespace port_queue_test {
 
 struct Sent {
     int process;
@@ -128,4 +128,4 @@ TEST(PortQueue, IsLeftByAKilledProcess)
     EXPECT_EQ(run.sent_to("ttyUSB2"), "AT+DEAF\r\nAT+LAST\r\n");
 }
 
-} // namespace
+} // namespace port_queue_test

@@ -4,7 +4,7 @@
 
 // A router loses its power whenever it likes, and we are killed by whoever runs out of memory or patience.
 
-namespace {
+namespace power_failure_test {
 
 RouterRun cut_power(const std::string &before, const std::string &times_and_command)
 {
@@ -54,12 +54,13 @@ TEST(SlowKill, LeavesTheNextRunNothingToMend)
 TEST(SlowKill, LeavesNoHalfNameOrImei)
 {
     for (const char *operation : {"get_model", "get_imei"}) {
-        const RouterRun run = run_shell({"--modem", "EC25"}, "exec " + built_word("kill_at_call") + " changes 0 1 " +
-                                                                 built_word("call_operation") + " 3 1-1.2 " + operation);
+        const RouterRun run =
+            run_shell({"--modem", "EC25"}, "exec " + built_word("kill_at_call") + " changes 0 1 " +
+                                               built_word("call_operation") + " 3 1-1.2 " + operation);
         EXPECT_EQ(run.out, "few\n") << operation; // about thirty
         ASSERT_EQ(run.err.find("killed "), 0u) << run.err;
         EXPECT_GE(std::stoi(run.err.substr(7)), 20) << operation;
     }
 }
 
-} // namespace
+} // namespace power_failure_test

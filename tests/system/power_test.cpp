@@ -4,7 +4,7 @@
 
 // Which line of which board switches the modem's power.
 
-namespace {
+namespace power_test {
 
 using Lines = std::vector<std::string>;
 
@@ -67,4 +67,4 @@ TEST(PowerCycle, PulsesTheLineOfTheBoardAndTheBus)
     }
 }
 
-} // namespace
+} // namespace power_test

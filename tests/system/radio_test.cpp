@@ -5,7 +5,7 @@
 
 // Bands and modes: read, set, brought back, and undone when the modem loses its network.
 
-namespace {
+namespace radio_test {
 
 using Lines = std::vector<std::string>;
 
@@ -46,8 +46,6 @@ const RadioRow radio_rows[] = {
      "64 64 64 64 64 64 64 64 64 64 "},
     {"EC25", "modemctl 2-1.2 bands --json; echo $?", "{\"schema\":1,\"bus\":\"2-1.2\"}\n1\n"},
 };
-
-} // namespace
 
 TEST(Radio, IsReadSetAndBroughtBack)
 {
@@ -107,3 +105,5 @@ TEST(Radio, IsNotBroughtBackFromAnotherModem)
                                             "/tmp/modem.1-1.2/bands-before; modemctl bands --restore; echo $?");
     EXPECT_EQ(run.out, "4\n");
 }
+
+} // namespace radio_test

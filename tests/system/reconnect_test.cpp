@@ -4,7 +4,7 @@
 
 // Connecting again from what is configured, and disconnecting.
 
-namespace {
+namespace reconnect_test {
 
 struct ReconnectRow {
     const char *modem;
@@ -129,4 +129,4 @@ config interface 'modem'
 )");
 }
 
-} // namespace
+} // namespace reconnect_test

@@ -8,7 +8,7 @@
 // `modemctl record`: the file that it writes is a modem for the simulated router, which says of itself what the real
 // one says, but for the numbers that belong to a person.
 
-namespace {
+namespace record_test {
 
 // The report without its clocks and without what is masked.
 std::string without_numbers(const std::string &report)
@@ -36,8 +36,6 @@ std::string recorded(const std::string &modem, const std::string &file)
 }
 
 const char *const models[] = {"EC25", "EP06", "BG95", "EC200T", "MC7430", "NL678E", "SIMCOM7600", "ME3630", "unlisted"};
-
-} // namespace
 
 TEST(Record, GivesAModemThatReportsTheSame)
 {
@@ -120,3 +118,5 @@ TEST(Record, LooksForThePortOnce)
     EXPECT_EQ(kept.at(3), "/dev/ttyUSB0") << "found again after the wrong port was silent";
     EXPECT_EQ(run.sent_to("ttyUSB2"), "AT\r\n") << "asked the once that it was taken for the port";
 }
+
+} // namespace record_test

@@ -8,7 +8,7 @@
 // The ubus object as rpcd sees it: the plugin's path, arguments as JSON on standard input, one answer within the time
 // after which rpcd kills it.
 
-namespace {
+namespace rpcd_test {
 
 using Options = std::vector<std::string>;
 
@@ -38,8 +38,6 @@ call pause '{"minutes":1}'; call job '{"id":"0123456789abcdef0123456789abcdef"}'
 call message_read '{"id":"in/GMS99.none"}'; call message_delete '{"id":"sent/none"}'
 call message_send '{"number":"+43660123","text":"hello"}'; call set '{"bus":"1-1.2","values":{"interval":20}}'
 )sh";
-
-} // namespace
 
 TEST(Rpcd, AnswersAtOnceWithoutAWordToTheModem)
 {
@@ -407,3 +405,5 @@ call log '{"lines":1}' | grep -o text | wc -l; kill %1)sh");
                        "\"text\":\"suspect -> off;\"text\":\"off -> starting;\"text\":\"starting -> online;\n1\n1\n")
         << run.err;
 }
+
+} // namespace rpcd_test

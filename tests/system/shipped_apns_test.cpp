@@ -7,7 +7,7 @@
 
 // SIM cards from all over the world go online with the APN database that is shipped.
 
-namespace {
+namespace shipped_apns_test {
 
 struct Card {
     const char *country;
@@ -56,8 +56,6 @@ RouterRun connect(const std::string &imsi, const std::string &apn)
                      "ubus -S call network.interface.modem_1_1_2 status | cut -c 1-26");
 }
 
-} // namespace
-
 TEST(ShippedApns, BringCardsOfThirtyCountriesOnline)
 {
     constexpr size_t side_by_side = 10;
@@ -80,3 +78,5 @@ TEST(SlowShippedApns, AreTriedUntilOneIsTheNetworks)
     const RouterRun run = connect("310260123456789", "epc.tmobile.com");
     EXPECT_EQ(run.out, "\nconnect success\nepc.tmobile.com\n{\"up\":true,\"pending\":false\n") << run.err;
 }
+
+} // namespace shipped_apns_test

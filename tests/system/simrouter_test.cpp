@@ -14,7 +14,7 @@
 #include "tests/paths.h"
 #include "tests/system/harness.h"
 
-namespace {
+namespace simrouter_test {
 
 using Lines = std::vector<std::string>;
 
@@ -126,8 +126,8 @@ TEST(SimulatedRouter, DiesWithTheProcessThatWasStarted)
     const std::string fifo = folder.path() + "/fifo";
     const RouterRun run =
         run_program({"sh", "-c",
-                     "mkfifo " + fifo + "; " + built_word("simrouter") + " -- sh -c 'echo ready; exec sleep 1000' >" + fifo +
-                         " & exec 3<" + fifo + "; read line <&3; kill -9 $!; cat <&3; echo $line gone"});
+                     "mkfifo " + fifo + "; " + built_word("simrouter") + " -- sh -c 'echo ready; exec sleep 1000' >" +
+                         fifo + " & exec 3<" + fifo + "; read line <&3; kill -9 $!; cat <&3; echo $line gone"});
     EXPECT_EQ(run.out, "ready gone\n");
 }
 
@@ -238,9 +238,9 @@ TEST(SimulatedRouter, SaysSoWhereNamespacesAreNotAllowed)
 {
     if (run_program({"unshare", "-Ur", "true"}).status != 0)
         GTEST_SKIP() << "user namespaces are not allowed here";
-    const RouterRun run =
-        run_program({"unshare", "-Ur", "sh", "-c",
-                     "echo 0 >/proc/sys/user/max_mnt_namespaces && exec " + built_word("simrouter") + " -- echo never"});
+    const RouterRun run = run_program(
+        {"unshare", "-Ur", "sh", "-c",
+         "echo 0 >/proc/sys/user/max_mnt_namespaces && exec " + built_word("simrouter") + " -- echo never"});
     EXPECT_EQ(run.status, 77);
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err, "simrouter: namespaces are not allowed here (unshare: No space left on device)\n");
@@ -351,4 +351,4 @@ TEST(SimrouterOptions, CannotWriteAJournalIntoAMissingFolder)
     EXPECT_EQ(run.err, "simrouter: /no/such/folder/journal: No such file or directory\n");
 }
 
-} // namespace
+} // namespace simrouter_test

@@ -3,7 +3,7 @@
 
 #include "tests/system/harness.h"
 
-namespace {
+namespace simulated_modem_test {
 
 using Lines = std::vector<std::string>;
 
@@ -221,4 +221,4 @@ TEST(RouterNetwork, PutsAddressesOnRealDevices)
     EXPECT_EQ(run.out, "wwan0 0108090A 40\nINTERFACE=wwan0\n0\n");
 }
 
-} // namespace
+} // namespace simulated_modem_test

@@ -4,7 +4,7 @@
 
 // The simulated router's network: what its devices, counters and status tell.
 
-namespace {
+namespace simulated_network_test {
 
 const std::string counters = "grep modem /proc/net/dev | tr -s ' ' | cut -d ' ' -f 2,3,11; ";
 
@@ -89,4 +89,4 @@ TEST(SimulatedNetwork, KeepsAConnectionWaitingUntilItsDemandIsMet)
     EXPECT_EQ(run.out, pending + ":\"qmi\",\"data\":{}}\n" + pending + ":\"3g\",\"data\":{}}\n\r\nOK\r\nup\n");
 }
 
-} // namespace
+} // namespace simulated_network_test

@@ -4,7 +4,7 @@
 
 // Automatic connection that has to wait for connections that never come about.
 
-namespace {
+namespace slow_online_test {
 
 struct SlowRow {
     const char *modem;
@@ -76,4 +76,4 @@ TEST(SlowConnectAuto, TriesTheNextWayAndTheNextApnAfterEachFailure)
     }
 }
 
-} // namespace
+} // namespace slow_online_test

@@ -9,7 +9,7 @@
 
 // The real SMS daemon between two simulated modems and our reading of its spool.
 
-namespace {
+namespace sms_daemon_test {
 
 using Lines = std::vector<std::string>;
 
@@ -27,8 +27,6 @@ CALL sms_list | sed 's/"GMS99\.[^"]*"/"GMS99.*"/' | sort
 CALL sms_remove "$(ls storage)"
 ls storage
 )sh";
-
-} // namespace
 
 TEST(SmsDaemon, DeliversMessagesThatAreListedCountedMarkedAndRemoved)
 {
@@ -97,3 +95,5 @@ TEST(SmsDaemon, DeliversMessagesThatAreListedCountedMarkedAndRemoved)
     const std::string sent = run.sent_to("ttyUSB2") + run.sent_to("ttyUSB6");
     EXPECT_NE(sent.find("AT+CMGS=22\r0011000C914461236900900000FF094F37A89D07DDC379\x1a"), std::string::npos) << sent;
 }
+
+} // namespace sms_daemon_test

@@ -4,7 +4,7 @@
 
 // Removing messages of the SMS spool.
 
-namespace {
+namespace sms_spool_test {
 
 using Lines = std::vector<std::string>;
 
@@ -13,8 +13,8 @@ const Lines spool{"--put-text", "/etc/spool/sms/incoming/GMS99.a=new", "--put-te
 
 RouterRun in_spool(const std::string &call)
 {
-    return run_shell(spool,
-                     built_word("call_operation") + " 3 1-1.2 " + call + "; cd /etc/spool/sms; ls incoming storage | sort");
+    return run_shell(spool, built_word("call_operation") + " 3 1-1.2 " + call +
+                                "; cd /etc/spool/sms; ls incoming storage | sort");
 }
 
 TEST(SmsRemove, TakesAMessageFromWhicheverFolderHasIt)
@@ -45,4 +45,4 @@ TEST(SmsRemoveAll, RemovesNothingWhereAFolderIsMissing)
     EXPECT_EQ(run.out, "-1 \nGMS99.a\n");
 }
 
-} // namespace
+} // namespace sms_spool_test

@@ -8,7 +8,7 @@
 // What a modem's report tells of its interface, SIM, signal and messages, asked through the shortest list that has it
 // all, and through the commands for the supervisor and the Wi-Fi.
 
-namespace {
+namespace status_test {
 
 using Lines = std::vector<std::string>;
 
@@ -433,4 +433,4 @@ TEST(WifiStep, LeavesAChosenChannelARadioThatIsOffAndSomeBoardsAlone)
     EXPECT_EQ(step_with(band_40 + "uci delete devconf.modem.bus; ").out, "auto\n") << "no modem";
 }
 
-} // namespace
+} // namespace status_test

@@ -8,7 +8,7 @@
 
 // What the OpenWrt package supplies in place of the programs of the routers' makers.
 
-namespace {
+namespace stock_router_test {
 
 using Lines = std::vector<std::string>;
 using Names = std::set<std::string>;
@@ -363,4 +363,4 @@ TEST(StockRouter, NamesAnotherManagerThatHoldsTheModem)
     EXPECT_EQ(uqmi.out, "") << "it works for a connection";
 }
 
-} // namespace
+} // namespace stock_router_test

@@ -7,7 +7,7 @@
 
 // docs/troubleshooting.md is followed by people whose modem does not work: what it shows must be what they see.
 
-namespace {
+namespace troubleshooting_test {
 
 std::string page()
 {
@@ -44,8 +44,6 @@ std::vector<Example> examples()
     return found;
 }
 
-} // namespace
-
 TEST(Troubleshooting, ShowsWhatIsPrinted)
 {
     const std::vector<Example> shown = examples();
@@ -78,3 +76,5 @@ TEST(Troubleshooting, NamesOnlyCommandsThatThereAre)
             << "\", which is no row of the command table";
     EXPECT_GE(count, 20);
 }
+
+} // namespace troubleshooting_test

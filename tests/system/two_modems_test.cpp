@@ -4,7 +4,7 @@
 
 // Two modems in one router, each with a SIM of its own network.
 
-namespace {
+namespace two_modems_test {
 
 const Lines two_modems{"--board",
                        "condor",
@@ -79,4 +79,4 @@ TEST(TwoModems, StayConnectedWhenTheOtherOneGoesDown)
     EXPECT_EQ(run.out, "2 \n\t\"up\": true,\nInterface modem_2_1_2 not found\nwan wan6 modem_1_1_2\n0\n");
 }
 
-} // namespace
+} // namespace two_modems_test

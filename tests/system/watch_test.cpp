@@ -8,7 +8,7 @@
 
 // The watch in real time. The times of its settings are short here; the tests of one suite run side by side.
 
-namespace {
+namespace watch_test {
 
 // A QMI interface that comes up in a tenth of a second, short times, and no probes: nothing answers them unless a test
 // asks for it. What "sh" adds comes before the watch starts.
@@ -401,4 +401,4 @@ TEST(Watch, RefusesWhatItDoesNotUnderstand)
     EXPECT_EQ(run_shell({"--modem", "EC25"}, "modemctl watch status; echo $?").out, "1\n");
 }
 
-} // namespace
+} // namespace watch_test

@@ -4,7 +4,7 @@
 
 #include "api/upgrade.h"
 
-namespace {
+namespace api_commands_test {
 
 TEST(SendMessageCommand, HoldsTheTextsAsTheyCame)
 {
@@ -101,4 +101,4 @@ TEST(FixedCommands, AreThese)
     EXPECT_STREQ(notify_agent_of_progress, "sleep 5; ubus call mqtt notify");
 }
 
-} // namespace
+} // namespace api_commands_test

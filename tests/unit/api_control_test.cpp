@@ -3,7 +3,7 @@
 #include "api/modem_lists.h"
 #include "api/shell_lines.h"
 
-namespace {
+namespace api_control_test {
 
 TEST(PassThrough, RunsOverAModemOnly)
 {
@@ -64,4 +64,4 @@ TEST(ControlCommands, AreThese)
     EXPECT_EQ(compose_find_gateway("192.168.8.1;reboot").view(), "");
 }
 
-} // namespace
+} // namespace api_control_test

@@ -11,7 +11,7 @@
 
 // docs/web-api.md and docs/security.md say of every endpoint what the route table says of it.
 
-namespace {
+namespace api_documents_test {
 
 bool is_optional(Need need)
 {
@@ -166,4 +166,4 @@ TEST(RouteTable, IsServedInItsOrder)
     }
 }
 
-} // namespace
+} // namespace api_documents_test

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace api_mail_client_test {
 
 TEST(MailDomain, IsWhatStandsBehindTheFirstAt)
 {
@@ -120,4 +120,4 @@ TEST(MailSettingsLine, IsCutAt127Characters)
     EXPECT_EQ(settings.password, std::string(127, 'p'));
 }
 
-} // namespace
+} // namespace api_mail_client_test

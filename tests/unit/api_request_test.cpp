@@ -8,7 +8,7 @@
 
 #include "core/table/modem_table.h"
 
-namespace {
+namespace api_request_test {
 
 Json parse(const char *text)
 {
@@ -229,4 +229,4 @@ TEST(Cells, AreNotSupportedByAModelThatTellsNone)
     EXPECT_STREQ(json_object_to_json_string(response.get()), "{ }");
 }
 
-} // namespace
+} // namespace api_request_test

@@ -9,7 +9,7 @@
 
 // The SIM card's files, and which APNs are tried for a card.
 
-namespace {
+namespace apn_choices_test {
 
 using Bytes = std::vector<uint8_t>;
 
@@ -360,4 +360,4 @@ TEST(WhatWorked, IsKeptPerCardTheNewestFirst)
     EXPECT_EQ(add_worked("rubbish\n\n\t\n8", "89", login).view(), "89\ta\tme\t\tboth\tipv4\n8\n");
 }
 
-} // namespace
+} // namespace apn_choices_test

@@ -11,7 +11,7 @@
 
 // The table of APNs that the package ships, and the cards that it must serve.
 
-namespace {
+namespace apn_table_test {
 
 struct CardRow {
     const char *country;
@@ -226,8 +226,6 @@ std::string shipped_table()
     return text.str();
 }
 
-} // namespace
-
 TEST(ApnTable, HasTheApnOfCardsOfManyCountries)
 {
     const std::string shipped = shipped_table();
@@ -273,3 +271,5 @@ TEST(ApnTable, HasNoApnOfAnotherCountryAndNoneOfAServiceOnly)
                               "22201\tweb.iusacellgsm.mx", "23410\twap.telecom.co.nz", "65(mobilenumber)", "MSISDN"})
         EXPECT_EQ(shipped.find(wrong), std::string::npos) << wrong;
 }
+
+} // namespace apn_table_test

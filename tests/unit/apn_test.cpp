@@ -10,7 +10,7 @@
 
 #include "tests/unit/temporary_directory.h"
 
-namespace {
+namespace apn_test {
 
 struct FixedRow {
     const char *imsi;
@@ -277,4 +277,4 @@ TEST(ApnEntry, IsForTheInternetByItsType)
         EXPECT_EQ(is_internet_apn(Json{json_tokener_parse(row.entry)}.get()), row.expected) << row.entry;
 }
 
-} // namespace
+} // namespace apn_test

@@ -10,7 +10,7 @@ extern "C" {
 #include "tests/paths.h"
 #include "tests/unit/ubus_fixture.h"
 
-namespace {
+namespace blobmsg_test {
 
 class Message {
   public:
@@ -266,4 +266,4 @@ TEST(Blob, FindsNothingInAMessageLongerThanItsBytes)
     EXPECT_EQ(found[1], nullptr);
 }
 
-} // namespace
+} // namespace blobmsg_test

@@ -7,7 +7,7 @@
 #include "platform/board_sources.h"
 #include "tests/unit/temporary_directory.h"
 
-namespace {
+namespace board_test {
 
 constexpr char heading[] = "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT"
                            "                                                       \n";
@@ -40,8 +40,6 @@ std::string gateway_in(std::string_view text, std::string_view device)
     char dotted[INET_ADDRSTRLEN];
     return gateway ? inet_ntop(AF_INET, &*gateway, dotted, sizeof dotted) : "none";
 }
-
-} // namespace
 
 TEST(ParseModelName, IsWhatFollowsTheLastCommaOfTheFirstLine)
 {
@@ -185,3 +183,5 @@ TEST(CheckFileIsExist, AcceptsWhateverExists)
     EXPECT_EQ(cmm_check_file_is_exist(directory.entry("dangling").c_str()), 0);
     EXPECT_EQ(cmm_check_file_is_exist(""), 0);
 }
+
+} // namespace board_test

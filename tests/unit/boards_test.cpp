@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace boards_test {
 
 struct PowerRow {
     const char *board;
@@ -134,4 +134,4 @@ TEST(Board, IsInTheDocumentsWhereItLacksSomething)
     }
 }
 
-} // namespace
+} // namespace boards_test

@@ -4,6 +4,8 @@
 
 #include "tests/unit/command_path.h"
 
+namespace boxwifi_test {
+
 TEST(WifiRestart, RunsTheRoutersCommandAndPrintsNothing)
 {
     const TemporaryDirectory directory;
@@ -14,3 +16,5 @@ TEST(WifiRestart, RunsTheRoutersCommandAndPrintsNothing)
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(content_of(directory.entry("called")), "0\n");
 }
+
+} // namespace boxwifi_test

@@ -15,7 +15,7 @@
 #include "platform/tell_person.h"
 #include "tests/paths.h"
 
-namespace {
+namespace command_line_test {
 
 struct LineRow {
     std::vector<std::string> words;
@@ -175,4 +175,4 @@ TEST(DebugPrint, PrintsOnlyWhenDebugging)
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "seen 2\n" + std::string(1023, 'x'));
 }
 
-} // namespace
+} // namespace command_line_test

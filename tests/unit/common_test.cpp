@@ -8,7 +8,7 @@
 
 // Replies as modems print them; a person's numbers are masked.
 
-namespace {
+namespace common_test {
 
 const ReplyRow<const char *> model_rows[] = {
     {"EC25, echo off", "\r\nQuectel\r\nEC25\r\nRevision: EC25AUXGAR08A03M1G\r\n\r\nOK\r\n", " EC25AUXGAR08A03M1G\r"},
@@ -175,4 +175,4 @@ TEST(Imei, IsMadeOfTheFirstFifteenDigits)
         EXPECT_EQ(parse_imei(row.reply).view(), row.expected) << row.what;
 }
 
-} // namespace
+} // namespace common_test

@@ -13,9 +13,9 @@
 // Where a packet of the modem ends must not matter: each reply is cut in two, with a time between that no reader can
 // choose, and has to arrive whole.
 
-using namespace simulator;
+namespace cut_replies_test {
 
-namespace {
+using namespace simulator;
 
 struct Cut {
     const std::string *reply;
@@ -120,4 +120,4 @@ TEST(CutReplies, OfAllModemsAreWhole)
     printf("%zu replies, %zu cuts\n", replies.size(), cuts.size());
 }
 
-} // namespace
+} // namespace cut_replies_test

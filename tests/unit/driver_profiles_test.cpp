@@ -13,11 +13,11 @@
 #include "tests/paths.h"
 #include "tests/unit/modem_under_test.h"
 
-using namespace simulator;
-
 // The drivers' parsers over what the simulated modems print, echo included.
 
-namespace {
+namespace driver_profiles_test {
+
+using namespace simulator;
 
 constexpr char profiles[] = SOURCE_ROOT "/simulator/profiles";
 
@@ -64,8 +64,6 @@ bool has_network_device(const Profile &profile, const std::string &name)
             return true;
     return false;
 }
-
-} // namespace
 
 TEST(DriverProfiles, HaveIdsPortsAndDevicesOfTheModelTable)
 {
@@ -205,3 +203,5 @@ TEST(DriverProfiles, HaveTheRevisionOfEachRowOfBandLocksThatAModelNeeds)
                  "AT+QCFG=\"band\",0,7e00000000000000000000000000000000000000000000ff000001a0880800d5,0");
     EXPECT_EQ(pick_band_lock(parse_revision(reply_of("UC20", "", "ATI")).value_or("")), nullptr);
 }
+
+} // namespace driver_profiles_test

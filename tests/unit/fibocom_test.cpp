@@ -6,7 +6,7 @@
 
 #include "at/reply.h"
 
-namespace {
+namespace fibocom_test {
 
 std::string compact(json_object *value)
 {
@@ -144,8 +144,6 @@ const CellsRow cells_rows[] = {
 };
 // clang-format on
 
-} // namespace
-
 TEST(FibocomField, EndsAtACommaACarriageReturnOrTheEndAndIsNeverEmpty)
 {
     for (const FieldRow &row : field_rows) {
@@ -242,3 +240,5 @@ TEST(Fibocom, SendsNoApnThatWouldEndItsQuotesOrTheLineOrIsTooLong)
     EXPECT_EQ(fibocom_set_apn(rec, std::string(493, 'a').c_str()), -1);
     EXPECT_EQ(fibocom_set_apn(rec, std::string(492, 'a').c_str()), 0);
 }
+
+} // namespace fibocom_test

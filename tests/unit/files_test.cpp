@@ -11,9 +11,9 @@
 #include "tests/unit/failing_calls.h"
 #include "tests/unit/temporary_directory.h"
 
-using namespace std::string_view_literals;
+namespace files_test {
 
-namespace {
+using namespace std::string_view_literals;
 
 bool is_open(int descriptor)
 {
@@ -24,8 +24,6 @@ int open_null()
 {
     return open("/dev/null", O_RDONLY | O_CLOEXEC);
 }
-
-} // namespace
 
 TEST(Fd, ClosesAtTheEndOfItsScope)
 {
@@ -317,3 +315,5 @@ TEST(TakeName, PutsAFileOrFolderInThePlaceOfAnything)
     EXPECT_FALSE(std::filesystem::exists(directory.entry("third"))) << "there is nothing to replace";
     EXPECT_FALSE(std::filesystem::exists(directory.entry("missing")));
 }
+
+} // namespace files_test

@@ -6,10 +6,10 @@
 #include "api/modem_api.h"
 #include "core/table/modem_table.h"
 
+namespace fuzz_corpus_test {
+
 using namespace std::string_literals;
 using namespace std::string_view_literals;
-
-namespace {
 
 namespace fs = std::filesystem;
 const fs::path fuzz_folder = SOURCE_ROOT "/tests/fuzz";
@@ -77,8 +77,6 @@ bool is_readable_name(std::string_view name)
     const bool is_hash = name.size() >= 16 && name.find_first_not_of("0123456789abcdef") == std::string_view::npos;
     return !is_hash && name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-") == std::string_view::npos;
 }
-
-} // namespace
 
 TEST(FuzzPack, HasALineOfPrintableCharactersForAnyInput)
 {
@@ -170,3 +168,5 @@ TEST(FuzzCorpus, NamesModelsAndOperationsThatThereAre)
         EXPECT_NE(target.find("{\"" + line.substr(space + 1) + "\", "), std::string::npos) << input.name;
     }
 }
+
+} // namespace fuzz_corpus_test

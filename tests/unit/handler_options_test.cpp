@@ -11,7 +11,7 @@
 
 // Texts that the network daemon's handlers would take as more than a value are refused; what networks use is not.
 
-namespace {
+namespace handler_options_test {
 
 const char *refused_option(const char *proto, const ConnectSettings &settings)
 {
@@ -210,4 +210,4 @@ TEST(HandlerOptions, LetNoHostileTextBecomeMoreThanAValueInAnyKindOfUse)
     EXPECT_FALSE(std::filesystem::exists(directory.entry("made")));
 }
 
-} // namespace
+} // namespace handler_options_test

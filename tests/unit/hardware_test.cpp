@@ -5,7 +5,7 @@
 
 #include "apn/shell_lines.h"
 
-namespace {
+namespace hardware_test {
 
 TEST(HardwareVersion, IsToldByTwoBytesOfTheFactoryPartition)
 {
@@ -24,4 +24,4 @@ TEST(HardwareVersion, IsReadOneByteAtATime)
     EXPECT_STREQ(print_variant_byte, R"(hexdump -v -n 1 -s $((0x9d)) -e '1/1 "%x"' /dev/mtd2)");
 }
 
-} // namespace
+} // namespace hardware_test

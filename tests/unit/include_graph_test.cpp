@@ -9,7 +9,7 @@
 
 #include "tests/paths.h"
 
-namespace {
+namespace include_graph_test {
 
 const std::filesystem::path source_root = SOURCE_ROOT;
 
@@ -82,8 +82,6 @@ std::vector<std::string> own_includes(const std::string &file)
     return found;
 }
 
-} // namespace
-
 TEST(IncludeGraph, LetsNoProductFileIncludeWhatIsNotBelowIt)
 {
     size_t checked = 0;
@@ -155,3 +153,5 @@ TEST(IncludeGraph, GivesEverySourceItsOwnHeader)
         EXPECT_EQ(includes.front(), header.string()) << file << " must include its own header first";
     }
 }
+
+} // namespace include_graph_test

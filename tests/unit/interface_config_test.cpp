@@ -7,7 +7,7 @@
 
 #include "tests/unit/temporary_directory.h"
 
-namespace {
+namespace interface_config_test {
 
 struct LedRow {
     const char *what;
@@ -107,4 +107,4 @@ TEST_F(UsbNode, IsNotFoundInAMissingFolder)
     EXPECT_EQ(find_usb_node("/nowhere/at/all", "cdc-wdm0", node, visits), -1);
 }
 
-} // namespace
+} // namespace interface_config_test

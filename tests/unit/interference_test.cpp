@@ -4,7 +4,7 @@
 
 #include "wifi/shell_lines.h"
 
-namespace {
+namespace interference_test {
 
 TEST(WifiChannel, AvoidsTheEdgeThatTouchesABandInUse)
 {
@@ -52,4 +52,4 @@ TEST(LiveChannel, IsReadFromTheRadiosDevice)
     EXPECT_EQ(compose_read_channel("ath3").view(), "iwinfo ath3 info 2>/dev/null | grep Channel | awk '{print $4}'");
 }
 
-} // namespace
+} // namespace interference_test

@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <string>
 
-using namespace std::string_view_literals;
+namespace json_test {
 
-namespace {
+using namespace std::string_view_literals;
 
 Json parsed(const char *text)
 {
@@ -24,8 +24,6 @@ std::string plain(const Json &json)
 
 const char members[] = R"({"text": "abc", "empty": "", "number": -7, "real": 2.5, "yes": true, "no": false,
     "nothing": null, "array": [1], "object": {"a": 1}})";
-
-} // namespace
 
 TEST(JsonText, ReplacesEveryByteThatIsPartOfNoValidSequence)
 {
@@ -248,3 +246,5 @@ TEST(JsonContainer, OfTheWrongTypeHasNoMembersAndTakesNone)
     EXPECT_EQ(kjson_add_object(object.get(), "a", nullptr), -1);
     EXPECT_EQ(plain(object), "{}");
 }
+
+} // namespace json_test

@@ -13,7 +13,7 @@ extern "C" {
 #include "platform/ubus.h"
 #include "tests/unit/ubus_fixture.h"
 
-namespace {
+namespace libubus_test {
 
 struct ContextFree {
     void operator()(ubus_context *context) const { ubus_free(context); }
@@ -313,4 +313,4 @@ TEST(UbusStrerror, HasATextForEveryCode)
     EXPECT_STREQ(ubus_strerror(-1), "Unknown error: -1");
 }
 
-} // namespace
+} // namespace libubus_test

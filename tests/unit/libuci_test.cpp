@@ -22,7 +22,7 @@
 // Sessions recorded with OpenWrt's own uci command: a package's file, commands, and after each what it printed, its
 // exit status, the file and the saved changes. Ours has to do the same, byte for byte. Characters stand for bytes.
 
-namespace {
+namespace libuci_test {
 
 std::string bytes_of(json_object *text)
 {
@@ -374,4 +374,4 @@ TEST_F(Libuci, ReadsAnyBytesToAnEnd)
     }
 }
 
-} // namespace
+} // namespace libuci_test

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace log_server_test {
 
 using simulator::LogLine;
 
@@ -26,4 +26,4 @@ TEST(LogLine, HasItsProgramPriorityAndText)
         EXPECT_EQ(simulator::parse_log_line(row.datagram), row.expected) << row.what;
 }
 
-} // namespace
+} // namespace log_server_test

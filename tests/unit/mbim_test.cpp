@@ -5,9 +5,9 @@
 #include "simulator/modem/profiles_folder.h"
 #include "simulator/usb/mbim_modem.h"
 
-using namespace simulator;
+namespace mbim_test {
 
-namespace {
+using namespace simulator;
 
 std::string number(uint32_t value)
 {
@@ -258,4 +258,4 @@ TEST(MbimModem, RefusesWhatItCannotRead)
     EXPECT_EQ(host.say(open_message + "x"), message(0x80000004, 0, number(3)));
 }
 
-} // namespace
+} // namespace mbim_test

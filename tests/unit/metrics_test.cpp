@@ -15,7 +15,7 @@
 #include "tests/unit/transcripts.h"
 #include "watch/states.h"
 
-namespace {
+namespace metrics_test {
 
 std::string metrics_of(const std::string &reports, MetricsOptions options = {})
 {
@@ -250,4 +250,4 @@ TEST(OpenWisp, ReportsTheSignalOfTheTechnologyInUse)
     }
 }
 
-} // namespace
+} // namespace metrics_test

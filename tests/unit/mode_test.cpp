@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace mode_test {
 
 struct ModeRow {
     const char *what;
@@ -101,8 +101,6 @@ const char *name_of(const std::optional<Generation> &generation)
     return generation ? name_of(*generation) : nullptr;
 }
 
-} // namespace
-
 TEST(AccessTechnology, IsTheFirstClassThatTheReplyNames)
 {
     for (const ModeRow &row : quectel_rows)
@@ -143,3 +141,5 @@ TEST(Mode, IsUntouchedWhenTheModemCannotBeAsked)
         EXPECT_EQ(mode.view(), "old");
     }
 }
+
+} // namespace mode_test

@@ -16,7 +16,7 @@
 
 // A model is a row of core/table/modem_table.cpp. What else a new row needs is asked for here, file by file.
 
-namespace {
+namespace model_lists_test {
 
 const std::filesystem::path source_root = SOURCE_ROOT;
 
@@ -149,4 +149,4 @@ TEST(Model, HasANumberAndUsbIdsOfItsOwn)
     }
 }
 
-} // namespace
+} // namespace model_lists_test

@@ -8,7 +8,7 @@
 #include "core/table/modem_table.h"
 #include "tests/paths.h"
 
-namespace {
+namespace models_file_test {
 
 std::string fault_of(std::string_view line)
 {
@@ -23,34 +23,32 @@ struct LineRow {
     const char *fault;
 };
 const LineRow line_rows[] = {
-    {"RM520N-GL 2c7c:0801 105 2 3 4 qmi quectel",            "right"},
+    {"RM520N-GL 2c7c:0801 105 2 3 4 qmi quectel", "right"},
     {"  A\t1234:abcd   100  0 - -  mbim\t3gpp # with tabs\r", "right"},
-    {"",                                                     "empty"},
-    {" \t\r",                                                "empty"},
-    {"# RM520N-GL 2c7c:0801",                                "empty"},
-    {"RM520N-GL",                                            "the USB ids are not like 2c7c:0125"},
-    {"A 2c7c-0801 105 2 3 4 qmi quectel",                    "the USB ids are not like 2c7c:0125"},
-    {"A 0000:0000 105 2 3 4 qmi quectel",                    "the USB ids are not like 2c7c:0125"},
-    {"A 2c7c:08g1 105 2 3 4 qmi quectel",                    "the USB ids are not like 2c7c:0125"},
-    {"A 2c7c:08011 105 2 3 4 qmi quectel",                   "the USB ids are not like 2c7c:0125"},
-    {"A 2c7c:0801 99 2 3 4 qmi quectel",                     "the number is not 100 to 9999, or is 255"},
-    {"A 2c7c:0801 255 2 3 4 qmi quectel",                    "the number is not 100 to 9999, or is 255"},
-    {"A 2c7c:0801 -5 2 3 4 qmi quectel",                     "the number is not 100 to 9999, or is 255"},
-    {"A 2c7c:0801 99999999999999999999 2 3 4 qmi quectel",   "the number is not 100 to 9999, or is 255"},
-    {"A 2c7c:0801 105 - 3 4 qmi quectel",                    "the AT interface is not 0 to 31"},
-    {"A 2c7c:0801 105 32 3 4 qmi quectel",                   "the AT interface is not 0 to 31"},
-    {"A 2c7c:0801 105 2 x 4 qmi quectel",                    "the dial interface is not 0 to 31 or -"},
-    {"A 2c7c:0801 105 2 3 -1 qmi quectel",                   "the control interface is not 0 to 31 or -"},
-    {"A 2c7c:0801 105 2 3 4 QMI quectel",                    "the connection is not qmi, mbim, dhcp, ncm or ppp"},
-    {"A 2c7c:0801 105 2 3 4 qmi",                            "the dialect is not known"},
-    {"A 2c7c:0801 105 2 3 4 qmi quectel 5",                  "there are more than eight fields"},
+    {"", "empty"},
+    {" \t\r", "empty"},
+    {"# RM520N-GL 2c7c:0801", "empty"},
+    {"RM520N-GL", "the USB ids are not like 2c7c:0125"},
+    {"A 2c7c-0801 105 2 3 4 qmi quectel", "the USB ids are not like 2c7c:0125"},
+    {"A 0000:0000 105 2 3 4 qmi quectel", "the USB ids are not like 2c7c:0125"},
+    {"A 2c7c:08g1 105 2 3 4 qmi quectel", "the USB ids are not like 2c7c:0125"},
+    {"A 2c7c:08011 105 2 3 4 qmi quectel", "the USB ids are not like 2c7c:0125"},
+    {"A 2c7c:0801 99 2 3 4 qmi quectel", "the number is not 100 to 9999, or is 255"},
+    {"A 2c7c:0801 255 2 3 4 qmi quectel", "the number is not 100 to 9999, or is 255"},
+    {"A 2c7c:0801 -5 2 3 4 qmi quectel", "the number is not 100 to 9999, or is 255"},
+    {"A 2c7c:0801 99999999999999999999 2 3 4 qmi quectel", "the number is not 100 to 9999, or is 255"},
+    {"A 2c7c:0801 105 - 3 4 qmi quectel", "the AT interface is not 0 to 31"},
+    {"A 2c7c:0801 105 32 3 4 qmi quectel", "the AT interface is not 0 to 31"},
+    {"A 2c7c:0801 105 2 x 4 qmi quectel", "the dial interface is not 0 to 31 or -"},
+    {"A 2c7c:0801 105 2 3 -1 qmi quectel", "the control interface is not 0 to 31 or -"},
+    {"A 2c7c:0801 105 2 3 4 QMI quectel", "the connection is not qmi, mbim, dhcp, ncm or ppp"},
+    {"A 2c7c:0801 105 2 3 4 qmi", "the dialect is not known"},
+    {"A 2c7c:0801 105 2 3 4 qmi quectel 5", "there are more than eight fields"},
     {"A;reboot 2c7c:0801 105 2 3 4 qmi quectel",
      "the name is too long, or has other characters than letters, digits and -_.+"},
     {"ABCDEFGHIJKLMNOPQRSTUVWXYZ 2c7c:0801 105 2 3 4 qmi quectel",
      "the name is too long, or has other characters than letters, digits and -_.+"},
 };
-
-} // namespace
 
 TEST(ModelRow, SaysWhatIsWrongWithALine)
 {
@@ -104,3 +102,5 @@ TEST(ShippedModels, AreAllRight)
     }
     EXPECT_GE(numbers.size(), 40U);
 }
+
+} // namespace models_file_test

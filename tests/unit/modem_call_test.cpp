@@ -4,9 +4,9 @@
 #include "simulator/modem/profiles_folder.h"
 #include "simulator/usb/dial.h"
 
-using namespace simulator;
+namespace modem_call_test {
 
-namespace {
+using namespace simulator;
 
 constexpr char call_rows[] =
     "var dtr 2|0|1\n> AT\n\nOK\n> ATD*99***<cid:1-16>#\n@ call dial $cid\n\nCONNECT\n"
@@ -237,4 +237,4 @@ TEST(DialPeer, DemandsWhatTheNetworkDoes)
     EXPECT_EQ(dial_peer_secrets(peer), "* * \"a b\\\\\" *\n");
 }
 
-} // namespace
+} // namespace modem_call_test

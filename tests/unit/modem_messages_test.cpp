@@ -6,10 +6,10 @@
 #include "simulator/modem/short_message.h"
 #include "tests/paths.h"
 
+namespace modem_messages_test {
+
 using namespace simulator;
 using namespace std::string_literals;
-
-namespace {
 
 constexpr char profiles[] = SOURCE_ROOT "/simulator/profiles";
 
@@ -42,8 +42,6 @@ ModemUnderTest settled(std::vector<Happening> happenings, const std::string &siz
     test.listen(60'000);
     return test;
 }
-
-} // namespace
 
 TEST(ModemMessages, AreListedAsPdusAndReadByThat)
 {
@@ -155,3 +153,5 @@ TEST(ModemMessages, HaveSettings)
     EXPECT_EQ(test.say("AT+CSCA=\"+447700900001\",145;+CSCA?\r"), "\r\n+CSCA: \"+447700900001\",145\r\n\r\nOK\r\n");
     EXPECT_EQ(test.say("AT+CNMI=1,0,0,0,0;+CNMI?\r"), "\r\n+CNMI: 1,0,0,0,0\r\n\r\nOK\r\n");
 }
+
+} // namespace modem_messages_test

@@ -5,9 +5,9 @@
 #include "modem_under_test.h"
 #include "tests/paths.h"
 
-using namespace simulator;
+namespace modem_profiles_test {
 
-namespace {
+using namespace simulator;
 
 constexpr char profiles[] = SOURCE_ROOT "/simulator/profiles";
 
@@ -164,8 +164,6 @@ const ReplyRow write_rows[] = {
 };
 // clang-format on
 
-} // namespace
-
 TEST(ModemProfiles, AllLoadAndHaveWhatARunNeeds)
 {
     for (const Profile &profile : list_profiles(profiles)) {
@@ -260,3 +258,5 @@ TEST(ModemProfiles, HaveAPortThatTalksWhenTheDeviceIsUnlisted)
     EXPECT_EQ(events[0].interface, 1);
     EXPECT_EQ(events[0].bytes, "$GPRMC,,V,,,,,,,,,,N*53\r\n");
 }
+
+} // namespace modem_profiles_test

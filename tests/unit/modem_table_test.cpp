@@ -18,7 +18,7 @@
 #include "drivers/sierra.h"
 #include "sms/spool.h"
 
-namespace {
+namespace modem_table_test {
 
 struct ModelRow {
     const char *name;
@@ -356,4 +356,4 @@ TEST(SmsRemoval, GoesThroughTheTable)
     known = saved_known;
 }
 
-} // namespace
+} // namespace modem_table_test

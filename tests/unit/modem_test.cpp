@@ -8,9 +8,9 @@
 #include "temporary_directory.h"
 #include "tests/paths.h"
 
-using namespace simulator;
+namespace modem_test {
 
-namespace {
+using namespace simulator;
 
 constexpr char plain_rows[] = "> AT\n\nOK\n> ATI\n\nAcme\n\nOK\n> ATE<n:0|1>\n@ set echo $n\n\nOK\n";
 
@@ -54,8 +54,6 @@ std::string block_of(const std::string &path, const std::string &name)
     const size_t first = begin + fence.size();
     return all.substr(first, all.find("\n```", first) + 1 - first);
 }
-
-} // namespace
 
 TEST(SimulatedModem, AnswersARow)
 {
@@ -574,3 +572,5 @@ TEST(ModemManual, HasAWorkedExampleThatIsTrue)
     EXPECT_EQ(played, session);
     EXPECT_EQ(test.modem.unknown_commands().size(), 1u);
 }
+
+} // namespace modem_test

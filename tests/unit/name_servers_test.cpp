@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace name_servers_test {
 
 using simulator::answer_frame;
 using simulator::NameServers;
@@ -44,8 +44,6 @@ NameServers servers(NameServers::Behaviour own, NameServers::Behaviour others = 
 {
     return {.own = own, .others = others, .own_address = "10.64.1.1"};
 }
-
-} // namespace
 
 TEST(NameServers, AnswerFailOrStaySilent)
 {
@@ -103,3 +101,5 @@ TEST(NameServers, DoNotAnswerWhatIsCutOrOfAnotherKind)
     EXPECT_EQ(answer_frame(other_port, all), "");
     EXPECT_EQ(answer_frame(ipv6, all), "");
 }
+
+} // namespace name_servers_test

@@ -11,7 +11,7 @@
 #include "simulator/network/protocol_scripts.h"
 #include "tests/unit/ubus_fixture.h"
 
-namespace {
+namespace network_daemon_test {
 
 using namespace simulator;
 
@@ -623,4 +623,4 @@ TEST(NetworkObjects, ComeAndGoWithTheInterfaces)
     EXPECT_EQ(call("network", "reload").code, 4);
 }
 
-} // namespace
+} // namespace network_daemon_test

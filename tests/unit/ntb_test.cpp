@@ -2,9 +2,9 @@
 
 #include "simulator/usb/ntb.h"
 
-using namespace simulator;
+namespace ntb_test {
 
-namespace {
+using namespace simulator;
 
 using Views = std::vector<std::string_view>;
 
@@ -102,4 +102,4 @@ TEST(Ntb, TellsTheHostItsLimits)
     EXPECT_EQ(ntb_parameters(), bytes("\x1c\0\1\0\0\x40\0\0\4\0\0\0\4\0\0\0\0\x40\0\0\4\0\0\0\4\0\x20\0"));
 }
 
-} // namespace
+} // namespace ntb_test

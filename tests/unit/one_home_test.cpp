@@ -7,7 +7,7 @@
 
 // What is known about one board or one model is written in one file. These tests read the sources.
 
-namespace {
+namespace one_home_test {
 
 // The product's files, but for the homes, in which the pattern occurs.
 std::vector<std::string> strangers_with(const std::regex &pattern, const std::vector<std::string> &homes)
@@ -61,6 +61,22 @@ TEST(OneHome, AModelsNumberIsComparedInTheTableOnly)
         << "Give the model's row in core/table/modem_table.cpp a trait, and ask for that; or is_unknown_device().";
 }
 
+// Six of these files are compiled in one go, where two helpers of one name would meet.
+TEST(OneHome, ATestFileHasANamespaceOfItsName)
+{
+    for (const char *folder : {"tests/unit", "tests/system", "tests/kernel"})
+        for (const auto &entry : std::filesystem::directory_iterator{source_root / folder}) {
+            const std::string name = entry.path().stem();
+            if (!name.ends_with("_test") || entry.path().extension() != ".cpp")
+                continue;
+            const std::string content = content_of(entry.path());
+            EXPECT_NE(content.find("\nnamespace " + name + " {\n"), std::string::npos)
+                << entry.path() << ": put all of it into namespace " << name;
+            EXPECT_TRUE(content.ends_with("\n\n} // namespace " + name + "\n"))
+                << entry.path() << ": let namespace " << name << " reach to the end";
+        }
+}
+
 TEST(OneHome, EveryTableOfTheArchitectureIsWhereItSays)
 {
     const std::vector<Row> tables = rows_under("architecture.md", "table");
@@ -77,4 +93,4 @@ TEST(OneHome, EveryTableOfTheArchitectureIsWhereItSays)
     }
 }
 
-} // namespace
+} // namespace one_home_test

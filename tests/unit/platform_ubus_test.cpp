@@ -12,7 +12,7 @@
 
 #include "tests/unit/ubus_fixture.h"
 
-namespace {
+namespace platform_ubus_test {
 
 std::string text_of(const Json &json)
 {
@@ -293,4 +293,4 @@ TEST(ReceiveCallResultData, LeavesNullForAnEmptyOrUnreadableMessage)
         EXPECT_EQ(text_of(received(message)), "null") << message;
 }
 
-} // namespace
+} // namespace platform_ubus_test

@@ -19,7 +19,7 @@
 #include "tests/unit/failing_calls.h"
 #include "tests/unit/temporary_directory.h"
 
-namespace {
+namespace platform_uci_test {
 
 const char network[] =
     "config interface 'lan'\n\toption proto 'static'\n\nconfig interface 'modem'\n"
@@ -466,4 +466,4 @@ TEST_F(PlatformUci, LeavesTheFileAloneWhereThereIsNoRoomAndCommitsOnceThereIs)
     EXPECT_EQ(WEXITSTATUS(status), as_expected);
 }
 
-} // namespace
+} // namespace platform_uci_test

@@ -16,7 +16,7 @@
 
 using std::chrono::milliseconds;
 
-namespace {
+namespace port_queue_test {
 
 constexpr int long_enough_ms = 60'000; // on a machine that does much else
 
@@ -195,4 +195,4 @@ TEST(PortQueue, DoesNotWaitWhereThereIsNone)
     EXPECT_LT(wait_of(read_only), milliseconds{500});
 }
 
-} // namespace
+} // namespace port_queue_test

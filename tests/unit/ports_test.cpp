@@ -8,7 +8,7 @@
 #include "apn/shell_lines.h"
 #include "tests/unit/temporary_directory.h"
 
-namespace {
+namespace ports_test {
 
 class SysfsWalk : public testing::Test {
   protected:
@@ -286,4 +286,4 @@ TEST(ShellLines, FindAnOperatorByAPlainCode)
         EXPECT_TRUE(compose_find_operator(code).empty()) << code;
 }
 
-} // namespace
+} // namespace ports_test

@@ -10,7 +10,7 @@
 #include "api/modem_api.h"
 #include "tests/paths.h"
 
-namespace {
+namespace products_test {
 
 std::string output_of(const std::string &command)
 {
@@ -88,4 +88,4 @@ TEST(ModemApiLibrary, ExportsItsGetterAndNothingElse)
     EXPECT_EQ(words_of(symbols), std::set<std::string>{"modem_api_routes"});
 }
 
-} // namespace
+} // namespace products_test

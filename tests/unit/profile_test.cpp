@@ -6,9 +6,9 @@
 #include "simulator/modem/profile.h"
 #include "temporary_directory.h"
 
-using namespace simulator;
+namespace profile_test {
 
-namespace {
+using namespace simulator;
 
 std::string no_includes(const std::string &name)
 {
@@ -177,8 +177,6 @@ const ErrorRow error_rows[] = {
     {"model M\n> AT\n@ urc before on 3 x\n", "test.modem:2: unknown interface 3"},
     {"model M\nurc at 5 $nothing\n", "test.modem:1: unknown variable 'nothing'"},
 };
-
-} // namespace
 
 TEST(Pattern, TakesWhatItsPlacesAllow)
 {
@@ -430,3 +428,5 @@ TEST_F(TemporaryProfiles, SayWhatIsMissing)
     EXPECT_THROW(load_profile(folder_, folder_.string() + "/"), ProfileError);
     EXPECT_THROW(list_profiles(folder_ / "nowhere"), std::filesystem::filesystem_error);
 }
+
+} // namespace profile_test

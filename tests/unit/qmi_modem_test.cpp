@@ -4,7 +4,7 @@
 #include "simulator/modem/profiles_folder.h"
 #include "simulator/usb/qmi_modem.h"
 
-namespace {
+namespace qmi_modem_test {
 
 using namespace simulator;
 using Texts = std::vector<std::string>;
@@ -302,4 +302,4 @@ TEST(LineOrder, ComesThroughAsAText)
     EXPECT_EQ(parse_line_order("").credentials.apn, "");
 }
 
-} // namespace
+} // namespace qmi_modem_test

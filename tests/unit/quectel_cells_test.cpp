@@ -5,7 +5,7 @@
 #include "drivers/quectel_cells.h"
 #include "tests/unit/rows.h"
 
-namespace {
+namespace quectel_cells_test {
 
 std::string cells_of(std::string_view reply, void (*add)(std::string_view, json_object *))
 {
@@ -117,4 +117,4 @@ TEST(CarrierAggregation, NeedsAPrimaryAndASecondaryCarrier)
         EXPECT_FALSE(has_two_carriers(reply)) << reply;
 }
 
-} // namespace
+} // namespace quectel_cells_test

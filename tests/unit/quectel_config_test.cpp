@@ -8,7 +8,7 @@
 #include "drivers/common_replies.h"
 #include "drivers/quectel_config.h"
 
-namespace {
+namespace quectel_config_test {
 
 constexpr char verizon[] = "verizon\n";
 constexpr char no_type[] = "";
@@ -159,8 +159,6 @@ const LteBandRow lte_band_rows[] = {
     {"nothing",               "", 0},
 };
 // clang-format on
-
-} // namespace
 
 TEST(BandLock, IsTheFirstRowThatTheRevisionContains)
 {
@@ -359,3 +357,5 @@ TEST(QuectelConfiguration, TakesAModemThatCannotBeAskedAsDocumented)
     EXPECT_EQ(compact(object), "{}");
     EXPECT_EQ(get_lte_band("9-9.9", 2, "no_such_package.wifi.band"), 0);
 }
+
+} // namespace quectel_config_test

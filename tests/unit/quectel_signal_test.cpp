@@ -6,7 +6,7 @@
 #include "drivers/quectel_fields.h"
 #include "drivers/quectel_signal.h"
 
-namespace {
+namespace quectel_signal_test {
 
 struct SignalRow {
     const char *what;
@@ -231,4 +231,4 @@ TEST(FieldConversion, NamesBandwidths)
     }
 }
 
-} // namespace
+} // namespace quectel_signal_test

@@ -4,7 +4,7 @@
 #include "readings/band_families.h"
 #include "readings/radio_modes.h"
 
-namespace {
+namespace radio_settings_test {
 
 std::string names_of(const BandSet &set, char letter)
 {
@@ -193,8 +193,6 @@ const ModeFamily &mode_family_of(std::string_view question)
     return mode_families()[0];
 }
 
-} // namespace
-
 TEST(BandFamilies, ReadWhatModemsPrintAndWriteIt)
 {
     for (const BandRow &row : band_rows) {
@@ -339,3 +337,5 @@ TEST(RadioMode, IsAWord)
     for (const char *word : {"", "other", "6g", "4G", "4g+"})
         EXPECT_EQ(parse_radio_mode(word), RadioMode::other) << word;
 }
+
+} // namespace radio_settings_test

@@ -18,7 +18,7 @@
 
 // Forms of replies beside those of tests/data/transcripts: from makers' manuals, and what firmware is known to vary in.
 
-namespace {
+namespace readings_test {
 
 struct Row {
     const char *what;
@@ -203,8 +203,6 @@ const char *text_of(const Json &object)
     return json_object_to_json_string_ext(object.get(), JSON_C_TO_STRING_PLAIN);
 }
 
-} // namespace
-
 TEST(Readings, ReadTheFormsThatManualsAndFirmwareHave)
 {
     for (const Row &row : rows) {
@@ -230,3 +228,5 @@ TEST(Readings, TakeNoNumberForAModel)
     EXPECT_TRUE(read_model("\r\nLM960\r\n\r\nOK\r\n", report));
     EXPECT_EQ(report.model.view(), "LM960");
 }
+
+} // namespace readings_test

@@ -9,7 +9,7 @@
 
 #include "tests/unit/rows.h"
 
-namespace {
+namespace reply_test {
 
 TEST(SilenceBudget, IsLongForAnOperatorScanAndARestart)
 {
@@ -250,4 +250,4 @@ TEST(AtCommand, IsCutWhereTheCallerWants)
     EXPECT_EQ(AtCommand::format("AT+X=%d,\"%s\"", 1, "y").view(), "AT+X=1,\"y\"");
 }
 
-} // namespace
+} // namespace reply_test

@@ -15,7 +15,7 @@
 
 // The APN database and the operator list that the package ships, made from the list of providers.
 
-namespace {
+namespace router_data_test {
 
 using Lines = std::vector<std::string>;
 
@@ -147,8 +147,6 @@ Lines names_of(const Lines &list, const std::string &code)
     return names;
 }
 
-} // namespace
-
 TEST(ShippedApnDatabase, BeginsWithTheScriptThatTheWebInterfaceReads)
 {
     const std::string text = read_file(BUILD_ROOT "/packaging/apn-config.js");
@@ -264,3 +262,5 @@ TEST(OperatorList, CutsNamesBetweenCharacters)
             << line;
     }
 }
+
+} // namespace router_data_test

@@ -12,7 +12,7 @@
 
 // The methods of the ubus object as one table, and how their arguments are checked.
 
-namespace {
+namespace rpcd_test {
 
 const RpcdMethod *find_method(const std::string &name)
 {
@@ -378,4 +378,4 @@ TEST(WatchOptions, AreTakenWithinTheirRange)
         EXPECT_EQ(takes_watch_option(row.name, row.value), row.taken) << row.name << "=" << row.value;
 }
 
-} // namespace
+} // namespace rpcd_test

@@ -11,7 +11,7 @@
 
 // docs/security.md names every text that can reach a shell, and its class.
 
-namespace {
+namespace security_document_test {
 
 std::string last_word(const std::string &text)
 {
@@ -123,4 +123,4 @@ TEST(SecurityDocument, SaysOfEveryArgumentOfEveryCommandWhatItReaches)
     EXPECT_GE(commands, 20u);
 }
 
-} // namespace
+} // namespace security_document_test

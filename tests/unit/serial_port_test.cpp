@@ -16,7 +16,7 @@
 #include "tests/unit/serial_line.h"
 #include "tests/unit/temporary_directory.h"
 
-namespace {
+namespace serial_port_test {
 
 std::string errors_of(const std::function<void()> &run)
 {
@@ -401,4 +401,4 @@ TEST_F(Transaction, UnlocksThePortAtItsEnd)
     EXPECT_EQ(flock(next.get(), LOCK_EX | LOCK_NB), 0);
 }
 
-} // namespace
+} // namespace serial_port_test

@@ -9,7 +9,7 @@
 #include "connection/shell_lines.h"
 #include "platform/shell.h"
 
-namespace {
+namespace shell_line_test {
 
 struct ClassRow {
     const char *name;
@@ -129,4 +129,4 @@ TEST(ConnectionLines, AreWholeOrEmpty)
     EXPECT_TRUE(compose_stop_autoconnect((device + "dd").c_str()).empty());
 }
 
-} // namespace
+} // namespace shell_line_test

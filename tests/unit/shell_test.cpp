@@ -15,7 +15,7 @@
 #include "platform/files.h"
 #include "tests/unit/command_path.h"
 
-namespace {
+namespace shell_test {
 
 using namespace std::string_literals;
 
@@ -79,8 +79,6 @@ std::string fifo_in(const TemporaryDirectory &directory, const char *name)
     EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
     return path;
 }
-
-} // namespace
 
 TEST(ShellCommandReturn, StoresWhatTheCommandPrints)
 {
@@ -460,3 +458,5 @@ TEST(ForkExec2, StartsInASessionOfItsOwnWithNoneOfOurDescriptors)
     EXPECT_TRUE(said.starts_with("/dev/null /dev/null /dev/null session ")) << said;
     EXPECT_NE(said, "/dev/null /dev/null /dev/null session " + std::to_string(getsid(0)) + "\n");
 }
+
+} // namespace shell_test

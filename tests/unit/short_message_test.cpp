@@ -6,9 +6,9 @@
 
 #include "simulator/modem/short_message.h"
 
-using namespace simulator;
+namespace short_message_test {
 
-namespace {
+using namespace simulator;
 
 struct MessageRow {
     const char *what;
@@ -61,8 +61,6 @@ std::string repeated(std::string_view text, int count)
         all += text;
     return all;
 }
-
-} // namespace
 
 TEST(ShortMessage, BecomesADeliverPdu)
 {
@@ -120,3 +118,5 @@ TEST(PduOfTheUsersOwn, IsCheckedForItsLength)
         EXPECT_EQ(error_of_pdu(pdu), "a PDU is 2 to 176 octets in hexadecimal digits") << pdu;
     EXPECT_EQ(error_of_pdu("0791447700090000"), "the PDU ends within the service centre's address");
 }
+
+} // namespace short_message_test

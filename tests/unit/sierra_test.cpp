@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace sierra_test {
 
 // The report as the modem prints it: two columns, with tabs between them and blanks behind some values.
 
@@ -123,8 +123,6 @@ int generation_of(std::string_view report)
     const auto signal = parse_gstatus_signal(report);
     return signal ? static_cast<int>(signal->generation) : 0;
 }
-
-} // namespace
 
 TEST(SierraSignal, IsFourthGenerationWithTheMeanOfFourGrades)
 {
@@ -274,3 +272,5 @@ TEST(Sierra, TakesAModemThatCannotBeAskedAsDocumented)
     EXPECT_EQ(sierra_get_sim_status(rec, scratch), 0);
     EXPECT_EQ(scratch.view(), "before");
 }
+
+} // namespace sierra_test

@@ -4,7 +4,7 @@
 
 #include "status/shell_lines.h"
 
-namespace {
+namespace signal_cache_test {
 
 struct CacheRow {
     const char *what;
@@ -86,4 +86,4 @@ TEST(SignalCache, IsReadByItsBus)
     EXPECT_EQ(compose_read_signal_cache("1-1.2").view(), "cat /tmp/modem.1-1.2/signal 2>/dev/null");
 }
 
-} // namespace
+} // namespace signal_cache_test

@@ -14,7 +14,7 @@
 #include "simulator/router/terminal_plug.h"
 #include "tests/unit/temporary_directory.h"
 
-namespace {
+namespace simulated_router_test {
 
 using namespace simulator;
 using Texts = std::vector<std::string>;
@@ -286,4 +286,4 @@ TEST(PutFiles, KeepContentAndMode)
     EXPECT_THROW(put_files({{"/tmp/c", directory.entry("missing"), ""}}), OptionError);
 }
 
-} // namespace
+} // namespace simulated_router_test

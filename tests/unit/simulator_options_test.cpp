@@ -2,7 +2,7 @@
 
 #include "simulator/router/options.h"
 
-namespace {
+namespace simulator_options_test {
 
 using namespace simulator;
 using Arguments = std::vector<std::string>;
@@ -244,4 +244,4 @@ TEST(SimrouterOptions, KnowWhatAKernelDoesByItself)
               "--kernel: its controller has the buses 1-1.2 to 1-1.7 and 1-2 to 1-15, not 2-1.2");
 }
 
-} // namespace
+} // namespace simulator_options_test

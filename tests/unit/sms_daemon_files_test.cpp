@@ -9,7 +9,7 @@
 #include "tests/paths.h"
 #include "tests/unit/temporary_directory.h"
 
-namespace {
+namespace sms_daemon_files_test {
 
 // The daemon's files, unpacked.
 class Spool {
@@ -38,8 +38,6 @@ std::vector<std::string> listed(const std::string &folder)
     std::ranges::sort(lines, {}, name_of);
     return lines;
 }
-
-} // namespace
 
 // The daemon writes UCS-2 and ISO 8859-15; the list is in UTF-8.
 TEST(SmsDaemonFiles, AreListedInFull)
@@ -113,3 +111,5 @@ TEST(SmsDaemonFiles, AreCountedByModemWithoutTheDaemonsOwn)
     EXPECT_EQ(sms_count_folder(spool.folder().c_str(), "1-1.2"), 15);
     EXPECT_EQ(sms_count_folder(spool.folder().c_str(), "1-1.3"), 1);
 }
+
+} // namespace sms_daemon_files_test

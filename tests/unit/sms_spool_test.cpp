@@ -18,7 +18,7 @@
 #include "sms/ucs2.h"
 #include "tests/unit/temporary_directory.h"
 
-namespace {
+namespace sms_spool_test {
 
 constexpr uid_t somebody = 65534;
 
@@ -406,4 +406,4 @@ TEST(SmsParts, AreThoseThatAnOperatorCounts)
         EXPECT_EQ(count_sms_parts(row.text), row.parts) << row.text;
 }
 
-} // namespace
+} // namespace sms_spool_test

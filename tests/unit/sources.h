@@ -2,21 +2,15 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "tests/paths.h"
+#include "tests/unit/temporary_directory.h"
 
 // The sources of the product, for tests that read them.
 
 inline const std::filesystem::path source_root = SOURCE_ROOT;
-
-inline std::string content_of(const std::filesystem::path &file)
-{
-    std::ifstream in{file};
-    return {std::istreambuf_iterator<char>{in}, {}};
-}
 
 // The files of the rooms of rooms.txt, by path from the root.
 inline std::vector<std::string> product_files()

@@ -6,7 +6,7 @@
 #include "status/interface_report.h"
 #include "status/shell_lines.h"
 
-namespace {
+namespace status_record_test {
 
 template <int generation, int32_t signal_level> int signal_of(const ModemDriver &, json_object *array, int32_t &level)
 {
@@ -145,4 +145,4 @@ TEST(InterfaceReport, AsksForNamesOfUpTo45Bytes)
     EXPECT_EQ(json_object_object_length(result.get()), 0);
 }
 
-} // namespace
+} // namespace status_record_test

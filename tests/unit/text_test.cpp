@@ -3,16 +3,14 @@
 #include <gtest/gtest.h>
 #include <string>
 
-using namespace std::string_view_literals;
+namespace text_test {
 
-namespace {
+using namespace std::string_view_literals;
 
 template <size_t N> std::string all_bytes(Text<N> &text)
 {
     return {text.data(), N};
 }
-
-} // namespace
 
 TEST(Text, IsAllZeroAtFirst)
 {
@@ -174,3 +172,5 @@ TEST(StartsWithDigits, WantsThatManyDecimalDigitsInFront)
     EXPECT_FALSE(starts_with_digits("4600\xB2", 5));
     EXPECT_FALSE(starts_with_digits("", 1));
 }
+
+} // namespace text_test

@@ -5,7 +5,7 @@
 
 #include "tests/unit/temporary_directory.h"
 
-namespace {
+namespace traffic_test {
 
 constexpr char headings[] =
     "Inter-|   Receive                                                |  Transmit\n"
@@ -70,4 +70,4 @@ TEST(Traffic, OfADeviceThatDoesNotExistIsNothing)
     EXPECT_EQ(json_object_object_length(result.get()), 0);
 }
 
-} // namespace
+} // namespace traffic_test

@@ -13,7 +13,7 @@
 #include "readings/report_json.h"
 #include "transcripts.h"
 
-namespace {
+namespace truth_test {
 
 using Facts = std::map<std::string, json_object *>;
 
@@ -99,8 +99,6 @@ std::set<std::string> take_unsure(json_object *truth)
     json_object_object_del(truth, "unsure");
     return names;
 }
-
-} // namespace
 
 TEST(Truth, IsToldOfEverySceneWithEveryFactAndNoOther)
 {
@@ -216,3 +214,5 @@ TEST(Truth, SurvivesRandomChangesOfReplies)
             ASSERT_NE(again, nullptr) << scene.name;
         }
 }
+
+} // namespace truth_test

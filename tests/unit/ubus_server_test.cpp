@@ -10,7 +10,7 @@ extern "C" {
 #include "tests/paths.h"
 #include "tests/unit/ubus_fixture.h"
 
-namespace {
+namespace ubus_server_test {
 
 /// A client that sends what it is told, right or wrong.
 class RawClient {
@@ -360,4 +360,4 @@ TEST(UbusServer, SaysWhereItCannotListen)
     EXPECT_THROW(simulator::UbusServer("/tmp/" + std::string(200, 'x')), std::system_error);
 }
 
-} // namespace
+} // namespace ubus_server_test

@@ -8,7 +8,7 @@
 
 // The ubus command and ifstatus, as the build made them.
 
-namespace {
+namespace ubus_tool_test {
 
 struct Outcome {
     std::string output; ///< both streams
@@ -140,7 +140,8 @@ TEST(RecordedUbus, SendsWhatTheRealClientSendsAndPrintsWhatItPrints)
             }
         }
         ScriptedUbusd ubusd(ubusd_says);
-        EXPECT_EQ(run("'" BUILD_ROOT "/ubus' -s " + ubusd.path() + " " + recording.words).output, output) << recording.file;
+        EXPECT_EQ(run("'" BUILD_ROOT "/ubus' -s " + ubusd.path() + " " + recording.words).output, output)
+            << recording.file;
         EXPECT_EQ(ubusd.finish(), client_says) << recording.file;
     }
 }
@@ -190,4 +191,4 @@ TEST_F(Ifstatus, TellsItsUsageWithoutAName)
     EXPECT_EQ(outcome.status, 1);
 }
 
-} // namespace
+} // namespace ubus_tool_test

@@ -8,7 +8,7 @@
 #include "simulator/usb/operator_server.h"
 #include "simulator/usb/uplink.h"
 
-namespace {
+namespace uplink_test {
 
 using namespace simulator;
 
@@ -319,4 +319,4 @@ TEST(OperatorServer, KnowsOneAddressForEveryName)
         EXPECT_EQ(answer_name_question((head + asked).substr(0, size)), "") << size;
 }
 
-} // namespace
+} // namespace uplink_test

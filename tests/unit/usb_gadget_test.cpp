@@ -10,7 +10,7 @@
 #include "simulator/usb/modem_gadget.h"
 #include "simulator/usb/usb_server.h"
 
-namespace {
+namespace usb_gadget_test {
 
 using namespace simulator;
 using Texts = std::vector<std::string>;
@@ -219,4 +219,4 @@ TEST(Archive, IsWhatAKernelUnpacks)
                   zeros);
 }
 
-} // namespace
+} // namespace usb_gadget_test

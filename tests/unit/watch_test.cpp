@@ -10,7 +10,7 @@
 #include "watch/scene.h"
 #include "watch/settings.h"
 
-namespace {
+namespace watch_test {
 
 // A step of the decider with all that it asks for, as a row of a table: what the state was, what is seen, what follows.
 struct Seen {
@@ -492,4 +492,4 @@ TEST(WatchProbe, MakesAnEchoWithAValidSum)
     EXPECT_EQ((sum & 0xffff) + (sum >> 16), 0xffffU);
 }
 
-} // namespace
+} // namespace watch_test
