@@ -33,18 +33,6 @@ std::string_view read_input(TextOut buffer)
     return {buffer.data(), size};
 }
 
-// rpcd answers when both pipes are closed. If the process ends in the same moment, rpcd closes them twice, and the
-// second time perhaps those of another call, whose answer is then lost; rpcd may even crash. Nobody waits for the end
-// itself.
-void end_later()
-{
-    constexpr useconds_t rest_us = 100'000;
-    fflush(stdout);
-    close(STDOUT_FILENO);
-    close(STDERR_FILENO);
-    usleep(rest_us);
-}
-
 } // namespace
 
 bool is_rpcd_plugin(const char *program)
@@ -72,6 +60,5 @@ int run_rpcd(const CommandRun &run)
     else
         answer_rpcd_call(words[1], read_input({input.get(), capacity}), answer.get());
     puts(one_line(answer.get()));
-    end_later();
     return 0;
 }

@@ -53,14 +53,6 @@ TEST(Rpcd, AnswersAtOnceWithoutAWordToTheModem)
     }
 }
 
-TEST(Rpcd, ClosesItsPipesSomeTimeBeforeItEnds)
-{
-    const RouterRun run = call({}, "mkfifo /tmp/pipe; for i in 1 2 3 4 5 6 7 8 9 10; do\n"
-                                   "/usr/libexec/rpcd/modemctl call modems </dev/null >/tmp/pipe 2>&1 & cat /tmp/pipe\n"
-                                   "grep '^State.*sleeping' /proc/$!/status; wait; done");
-    EXPECT_TRUE(holds(run.out, "{\"modems\":[]}\nState:\tS (sleeping)\n")) << run.out << run.err;
-}
-
 TEST(Rpcd, ListsItsMethodsWithoutAModemToo)
 {
     const RouterRun run = call({}, "/usr/libexec/rpcd/modemctl list >/tmp/one; modemctl rpcd list >/tmp/two; "
