@@ -141,6 +141,8 @@ bool read_moni(std::string_view reply, Report &report)
 {
     std::string_view rest = record_of(reply, "#MONI:");
     const std::string_view whole = rest;
+    if (whole.starts_with("RSRP:")) // AT#MONI=1 was sent before: these are the neighbours
+        return false;
     bool understood = false;
     while (!rest.empty()) {
         const size_t start = whole.size() - rest.size();
