@@ -15,8 +15,8 @@ struct ApnTables {
     ApnSources sources() const;
 };
 
-/// What the user has set for the interface. What the automatic connection wrote is not the user's choice. An APN that is
-/// missing is a choice if there is a device to use it with. @return false if it is none
+/// What the user has set for the interface. What the automatic connection wrote is not the user's choice. An APN that
+/// is missing is a choice if there is a device to use it with. @return false if it is none
 bool read_user_login(const char *iface, ApnLogin &login);
 
 /// Reads the user's setting (the section of the modem's interface, unless it holds what was found automatically), what

@@ -21,8 +21,8 @@ struct ModelRow {
     const char *dialect = nullptr; ///< a name of dialects()
 };
 
-/// @return nothing for an empty line and for a wrong one; fault then says what is wrong with the latter, and is null for
-/// the former
+/// @return nothing for an empty line and for a wrong one; fault then says what is wrong with the latter, and is null
+/// for the former
 std::optional<ModelRow> parse_model_row(std::string_view line, const char *&fault);
 
 /// The record of the first row with both USB ids, or with that number; null without one. The files are read when a row

@@ -16,8 +16,8 @@ struct ModemPort {
 };
 
 /// Finds the modem on bus and opens its AT port: the one of its model's row, else the first port that answers "AT"
-/// within 300 ms. What was found so is kept in the modem's state folder while it is plugged in, and is searched for again
-/// when it does not answer any more.
+/// within 300 ms. What was found so is kept in the modem's state folder while it is plugged in, and is searched for
+/// again when it does not answer any more.
 /// @return reported with an open session; otherwise modem holds what was found, and rec unless there is no modem
 InfoResult open_modem(const char *bus, ModemPort &modem);
 

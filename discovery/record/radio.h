@@ -1,8 +1,8 @@
 #pragma once
 
 #include "discovery/record/modem_port.h"
-#include "readings/dialects.h"
 #include "readings/band_families.h"
+#include "readings/dialects.h"
 #include "readings/radio_modes.h"
 
 // Reads and changes which bands and generations the modem on a bus may use. What was set before a change is kept in the

@@ -42,7 +42,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
         if (!row)
             continue;
         check(!row->name.empty() && is_made_of(row->name.view(), "-_.+"), "a name has plain characters only");
-        check(row->modem_id >= 100 && row->modem_id <= 9999 && row->modem_id != unknown_modem_id, "a number is in range");
+        check(row->modem_id >= 100 && row->modem_id <= 9999 && row->modem_id != unknown_modem_id,
+              "a number is in range");
         check(row->control_port >= 0 && row->control_port <= 31, "an AT port is there");
         check(row->data_port <= 31 && row->qmi_port <= 31, "an interface is in range");
         check(row->vid != 0 && row->vid <= 0xffff && row->pid <= 0xffff, "a USB id is in range");

@@ -1,5 +1,5 @@
-#include "tests/paths.h"
 #include "tests/system/harness.h"
+#include "tests/paths.h"
 
 #include <array>
 #include <cerrno>

@@ -72,8 +72,9 @@ class Line {
     std::string path_;
 };
 
-/// Sends ATI, answers it in pieces with a pause between them, and returns the reply that arrived. A busy machine can make a
-/// pause longer than the 50 ms that a transaction waits for the rest of a line; such a try says nothing, and is made again.
+/// Sends ATI, answers it in pieces with a pause between them, and returns the reply that arrived. A busy machine can
+/// make a pause longer than the 50 ms that a transaction waits for the rest of a line; such a try says nothing, and is
+/// made again.
 inline std::string reply_from_pieces(const std::vector<std::string> &pieces, int pause_ms)
 {
     using Clock = std::chrono::steady_clock;
