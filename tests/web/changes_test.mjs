@@ -172,6 +172,29 @@ test('an answer that got lost is asked for once more, and nothing is said', asyn
     await page.done();
 });
 
+test('a page that nobody sees asks for nothing, and is up to date when somebody looks', async () => {
+    const router = await startRouter(['--modem', 'EC25']);
+    const page = await open(router, 'overview');
+    await card(page, '1-1.2').getByText('Nothing is known yet').waitFor();
+    const poll = hidden => page.evaluate(async hidden => {
+        Object.defineProperty(document, 'hidden', { configurable: true, get: () => hidden });
+        const { queue, timer } = await globalThis.L.require('poll');
+        clearInterval(timer);
+        await Promise.all(queue.map(({ fn }) => fn()));
+    }, hidden);
+    await poll(false); // what was asked for has been answered
+    const asked = page.asked.length;
+    await poll(true);
+    assert.equal(page.asked.length, asked);
+    const request = page.waitForRequest('**/ubus/**');
+    await page.evaluate(() => {
+        Object.defineProperty(document, 'hidden', { configurable: true, get: () => false });
+        document.dispatchEvent(new Event('visibilitychange'));
+    });
+    await request;
+    await page.done();
+});
+
 test('a router whose clock is wrong has a plot all the same', async () => {
     const router = await startRouter(['--modem', 'EP06', '--link', 'setup=100'], online + watched());
     const page = await open(router, 'signal', { expectErrors: true });

@@ -30,6 +30,7 @@ test('each view of the shown router has something to show', async () => {
 
     const messages = await open(router, 'messages', { width: 860, height: 400 });
     await messages.getByRole('button', { name: /^\+436601234567/ }).click();
+    await messages.getByRole('button', { name: /^\+436601234567 2026/ }).waitFor(); // it is not new any more
     await messages.getByLabel('Text').fill('On my way ☂');
     await messages.getByText('“☂” is not in the short alphabet').waitFor();
     await messages.getByText('was not sent, no network service').waitFor();

@@ -17,7 +17,7 @@ const methods = {
 };
 
 // Calls of one moment go as one batch, which uhttpd works off one after the other. None of them waits for a modem, so nothing is
-// held up.
+// held up; and rpcd, which since March 2026 loses answers of programs that run side by side, and may crash, has one at a time.
 const calls = {};
 for (const method in methods)
 	calls[method] = rpc.declare({ object: 'modemctl', method, params: methods[method], reject: true });
@@ -167,7 +167,9 @@ return baseclass.extend({
 			running = null;
 			early.clear();
 		});
-		poll.add(run, seconds);
+		// A page that nobody sees is not refreshed.
+		poll.add(() => document.hidden || run(), seconds);
+		document.addEventListener('visibilitychange', () => document.hidden || !this.polls() || run());
 		return run();
 	},
 

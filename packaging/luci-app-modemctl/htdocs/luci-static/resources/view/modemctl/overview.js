@@ -103,7 +103,9 @@ return page.view([ 'connect', 'disconnect', 'resume', 'refresh' ], [ 'modems', '
 			cards = modems.map(modem => cards.find(card => JSON.stringify(card.modem) === JSON.stringify(modem)) ?? new Card(modem, rights));
 			return cards.length ? cards.map(card => card.node) : page.none();
 		});
-		await Promise.all(cards.map(card => card.ask()));
+		// One after the other: with nine modems the first card does not wait for the last.
+		for (const card of cards)
+			await card.ask();
 	}, 5);
 	return page.whole(_('Modems'), body);
 });
