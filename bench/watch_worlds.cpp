@@ -78,6 +78,7 @@ class Modem {
     bool is_online() const { return is_up_ && !is_dead_ && can_connect(); }
     bool is_up() const { return is_up_ && now_ >= away_until_; }
     bool is_there() const { return now_ >= away_until_; }
+    bool is_connecting() const { return connects_at_ != 0; }
     bool is_deaf() const { return is_deaf_; }
     bool has_sim() const { return now_ >= no_sim_until_; }
     bool has_coverage() const { return now_ >= no_coverage_until_; }
@@ -166,7 +167,7 @@ class Keeper {
         case WatchAction::again:
             return true;
         case WatchAction::look:
-            seen.link = modem.is_up() ? WatchLink::up : WatchLink::down;
+            seen.link = modem.is_up() ? WatchLink::up : modem.is_connecting() ? WatchLink::pending : WatchLink::down;
             return true;
         case WatchAction::probe:
             seen.is_probed = true;

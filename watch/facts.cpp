@@ -60,6 +60,8 @@ uint32_t collect_facts(const WatchConfig &config, const WatchMemory &memory, con
     // Without probes the network daemon is believed, but not about a device that has gone and come back without it.
     const bool is_believed = !probes && now.has_device && !is_stalled(config, memory, now);
     const bool is_alive = now.is_answered || (is_up && (memory.moved != 0 || is_believed));
+    // A stage would break off what the protocol handler has just begun by itself.
+    const bool is_reconnecting = now.link == WatchLink::pending && memory.clock - memory.outage < config.grace;
     const bool is_taken_down = now.link == WatchLink::down && !now.is_started && !now.is_misset && memory.downed == 0;
     const struct {
         uint32_t fact;
@@ -92,7 +94,7 @@ uint32_t collect_facts(const WatchConfig &config, const WatchMemory &memory, con
         {failed, now.is_probed && !now.is_answered},
         {unregistered, now.is_told && now.service == WatchService::searching && now.sim != WatchSim::wait},
         {due, memory.clock >= memory.due},
-        {more_rounds, memory.tries + 1 < most_rounds},
+        {more_rounds, memory.tries + 1 < most_rounds || is_reconnecting},
         {connected, memory.connected != 0},
         {seen, memory.there != 0},
         {no_ports, !now.has_ports},

@@ -189,6 +189,8 @@ const Fault faults[] = {
      "uci set network.modem_1_1_2.apn=new; uci commit network; ubus call network reload; wait_for online; say", "slow;nothing more to try;\nonline;the network answers;\n", "suspect -> recovering: modem"},
     {"all name servers are silent, but echoes come", ec25("", "setup=100,dns=silent"),
      "uci delete modemctl.watch.probe; set_option idle 2; rests_in online 12; grep -c suspect /tmp/modem.1-1.2/watch.log", "online;the network answers;\n0\n", ""},
+    {"the network daemon connects again by itself", ec25("", "setup=6000"),
+     "set_option grace 30; start_until online; ubus call network restart; wait_for suspect; wait_for online; say", "online;the network answers;\n", ""},
     {"only IPv6", ec25("", "setup=100,address=fd64::2/64"), "rests_in online 5", "online;the network answers;\n", ""},
     {"a modem in its boot loader", profile("loader.modem", "setup=never"), "rests_in off 8", "off;;\n", ""},
     {"an upgrade begins in the middle of the ladder", ec25("", "setup=never"),

@@ -190,6 +190,9 @@ const Row rows[] = {
     // Suspect.
     {"third round",         with(with(in(suspect), &WatchMemory::tries, 2), &WatchMemory::asked, 1), {quiet(), up}, recovering, Act::stage,
                             "suspect -> recovering: reconnect, 5 of 6 left this hour", "lp"},
+    {"netifd connects by itself", with(with(with(in(suspect), &WatchMemory::tries, 2), &WatchMemory::asked, 1), &WatchMemory::outage, 49'950), {quiet(), pending}, suspect, Act::none, "", "l"},
+    {"netifd connects for long", with(with(with(in(suspect), &WatchMemory::tries, 2), &WatchMemory::asked, 1), &WatchMemory::outage, 49'940), {quiet(), pending}, recovering, Act::stage,
+                            "suspect -> recovering: reconnect, 5 of 6 left this hour", "l"},
     {"answers at last",     with(with(in(suspect), &WatchMemory::tries, 2), &WatchMemory::asked, 1), {quiet(), up, true}, online, Act::none, "suspect -> online: the network answers", "lp"},
     {"not yet due",         with(in(suspect, false), &WatchMemory::asked, 1), {quiet()}, suspect, Act::none, "", "l"},
     {"denied",              in(suspect),  {seen(WatchSim::ready, WatchService::denied)}, blocked, Act::none, "suspect -> blocked: the network refuses the SIM card", "la"},
