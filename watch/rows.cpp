@@ -51,6 +51,8 @@ constexpr WrittenRow table[] = {
     {s_blocked,            0,                    0,            starting,   Deed::again,      "the cause is gone"},
     // Online, and how it ends.
     {s_online,             no_device,            0,            suspect,    Deed::again,      "the interface has no address"},
+    {s_online,             changed,              looked,       same,       Deed::look,       ""},
+    {s_online,             looked,               up,           suspect,    Deed::again,      "the interface is down"},
     {s_online,             stalled,              probed,       same,       Deed::probe,      ""},
     {s_online,             stalled,              0,            suspect,    Deed::again,      "packets out and none in"},
     {s_online,             failed,               0,            suspect,    Deed::again,      "no name server answers"},

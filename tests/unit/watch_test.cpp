@@ -168,6 +168,9 @@ const Row rows[] = {
     {"no probe was answered", with(in(online), &WatchMemory::probed, 49'000), {but(quiet(), [](auto &o) { o.received++; })}, online, Act::none, ""},
     {"nine packets out",    with(in(online), &WatchMemory::quiet, 49'900), {but(quiet(), [](auto &o) { o.sent += 9; })}, online, Act::none, ""},
     {"no address",          in(online),   {but(quiet(), [](auto &o) { o.has_device = false; })}, suspect, Act::none, "online -> suspect: the interface has no address", "la"},
+    {"changed, still up",   in(online),   {but(quiet(), [](auto &o) { o.is_changed = true; }), up}, online, Act::none, "", "l"},
+    {"replugged, another modem has its device", in(online), {but(quiet(), [](auto &o) { o.is_changed = true; })}, suspect, Act::none,
+                            "online -> suspect: the interface is down", "la"},
     {"counters start anew", in(online),   {but(quiet(), [](auto &o) { o.received = o.sent = 3; })}, online, Act::none, ""},
     // Starting.
     {"up by itself",        in(starting, false), {quiet(), up, true}, online, Act::none, "starting -> online: the network answers", "lap"},
