@@ -35,10 +35,12 @@ explain "The generation of the network."
 show modemctl get_mode
 explain "Is the modem registered in the network? 0 means yes."
 show modemctl check_register
-explain "The signal, in dBm and dB, and a grade: "strength", from 1, the weakest, to 4."
+explain "The signal, in dBm and dB, and a grade: strength, from 1, the weakest, to 4."
 show modemctl signal
 explain "The cell that serves the modem, and its neighbours."
 show modemctl cells
+explain "Everything that the modem reports, on one page. With --json it is a document for programs."
+show modemctl info
 explain "Any AT command. This one asks for the network, its number (country 232, network 03) and the band."
 show modemctl AT AT+QNWINFO
 
