@@ -94,6 +94,7 @@ rows('the first broken link is marked, and nothing is said of those after it', (
 ]);
 
 rows('a line of the log is told in words', given => model.event(given), [
+    ['online -> off: not wanted', 'switched off'],
     ['starting -> online: the network answers', 'online: the network answers'],
     ['suspect -> recovering: reconnect: no name server answers, 4 of 6 left this hour', 'recovering: connects again, no name server answers, 4 more tries this hour'],
     ['suspect -> recovering: reconnect, 5 of 6 left this hour', 'recovering: connects again, 5 more tries this hour'],

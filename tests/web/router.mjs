@@ -185,6 +185,8 @@ export class Router {
         router.server = http.createServer((request, response) => router.serve(request, response).catch(error => {
             response.writeHead(500).end(String(error));
         }));
+        // Without this Node closes an idle connection after five seconds, which is when the next poll comes.
+        router.server.keepAliveTimeout = 120000;
         await new Promise(resolve => router.server.listen(port, '127.0.0.1', resolve));
         router.url = `http://127.0.0.1:${router.server.address().port}`;
         return router;

@@ -94,7 +94,6 @@ function is_number(value) {
 
 return baseclass.extend({
 	word,
-	reason: reason_text,
 
 	seconds(value) {
 		const total = Math.max(0, Math.floor(value));
@@ -357,12 +356,17 @@ return baseclass.extend({
 		return network ? _('network %s').format(network) : word(why);
 	},
 
+	// A state of the watch and its reason. Who reads "switched off" needs no reason.
+	state_text(state, reason, both) {
+		return reason && reason !== 'not wanted' ? both.format(word(state), reason_text(reason)) : word(state);
+	},
+
 	// A line of the watch's log in words: "starting -> online: the network answers".
 	event(line) {
 		const [ , , to, rest ] = /^([a-z-]+) -> ([a-z-]+)(?:: (.*))?$/.exec(line) ?? [];
 		if (!to)
 			return String(line ?? '');
-		return rest ? _('%s: %s').format(word(to), reason_text(rest)) : word(to);
+		return this.state_text(to, rest, _('%s: %s'));
 	},
 
 	// The parts of a text message: { alphabet: gsm|ucs2, units, parts, left, costly: { character, why } | null }.

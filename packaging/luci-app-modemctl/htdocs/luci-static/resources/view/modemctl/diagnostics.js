@@ -39,7 +39,7 @@ class Diagnostics {
 			await page.guard(() => this.ask());
 		}, kind, this.progress) : '';
 		return [
-			h('p', {}, status.state ? _('State: %s').format(model.word(status.state)) : _('Nothing watches this modem.'), status.reason ? ` (${model.reason(status.reason)})` : '',
+			h('p', {}, status.state ? _('State: %s').format(model.state_text(status.state, status.reason, '%s (%s)')) : _('Nothing watches this modem.'),
 				paused ? ', ' + _('Paused for %s more').format(model.seconds(status.paused_s)) : ''),
 			status.budgets ? h('details', { open: this.watch.querySelector('details')?.open ? '' : null }, h('summary', {}, _('What may still be tried this hour')),
 				page.table(_('What may still be tried this hour'), [ _('Step'), _('Tries left') ], Object.entries(status.budgets).map(([ stage, count ]) => [ model.word(stage), count ]))) : '',
