@@ -45,7 +45,10 @@ test('the only modem is pulled out for good, and a page that is opened then says
     assert.deepEqual(await accessibilityFaults(signal), []);
     const late = await open(router, 'signal');
     await late.getByText('No modem is plugged in').waitFor();
-    for (const one of [page, signal, late])
+    const diagnostics = await open(router, 'diagnostics');
+    await diagnostics.getByText('No modem is plugged in').waitFor();
+    await diagnostics.getByText('nothing keeps the modems online').waitFor();
+    for (const one of [page, signal, late, diagnostics])
         await one.done();
 });
 

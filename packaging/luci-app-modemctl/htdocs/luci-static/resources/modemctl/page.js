@@ -237,8 +237,8 @@ return baseclass.extend({
 
 	// The frame of a view that shows one modem: that of the address (#1-1.2), else the first. make(modem) gives { node, ask }; ask
 	// runs at once and every so many seconds. The node stays while the modem is away, which may be restarting, and with it what
-	// somebody types; another modem in its place gets another one.
-	frame(title, seconds, make) {
+	// somebody types; another modem in its place gets another one. What is always there needs no modem.
+	frame(title, seconds, make, always) {
 		const body = h('div', {}, h('p', { 'class': 'spinning' }, _('Loading…'))), head = h('div', {});
 		let modem = null, view = null, asked = -Infinity;
 		const show = chosen => {
@@ -264,7 +264,7 @@ return baseclass.extend({
 			return view?.ask();
 		};
 		this.repeat(ask, seconds);
-		return this.whole(title, head, body);
+		return this.whole(title, head, body, always ?? '');
 	},
 
 	// On a telephone LuCI's themes hide the heads and put each one beside its cell.

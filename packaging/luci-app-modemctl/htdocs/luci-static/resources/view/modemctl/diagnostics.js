@@ -11,7 +11,6 @@ class Diagnostics {
 		Object.assign(this, { modem, bus: { bus: modem.bus }, rights });
 		this.watch = h('div', {});
 		this.log = h('div', {});
-		this.missing = h('div', {});
 		this.progress = page.place();
 		this.node = h('div', {},
 			page.section(_('Watch'), this.watch,
@@ -19,16 +18,13 @@ class Diagnostics {
 			page.section(_('What happened'), this.log),
 			rights.at ? this.console() : '',
 			page.section(_('For a report'), this.facts(), rights.record ? page.button(_('Record what the modem says'), () => this.record(), '', this.progress) : '',
-				rights.identity ? this.identity() : ''),
-			page.section(_('Missing on this router'), this.missing));
+				rights.identity ? this.identity() : ''));
 	}
 
 	async ask() {
-		const [ status, { lines }, { missing } ] = await Promise.all([ page.call('status', this.bus), page.call('log', this.bus), page.call('missing') ]);
+		const [ status, { lines } ] = await Promise.all([ page.call('status', this.bus), page.call('log', this.bus) ]);
 		page.redraw(this.log, lines, () => lines?.length ? page.table(_('What happened'), [ _('Time'), _('Event') ], [ ...lines ].reverse().map(line =>
 			[ line.time ? model.time(line.time) : _('%s after the start').format(model.seconds(line.uptime_s ?? 0)), model.event(line.text) ])) : h('p', {}, _('Nothing yet.')));
-		page.redraw(this.missing, missing, () => missing?.length ? page.table(_('Missing on this router'), [ _('What'), _('Why it matters') ], missing.map(row => [ row.what, model.word(row.why) ]))
-			: h('p', {}, _('Nothing is missing.')));
 		page.redraw(this.watch, status, () => this.buttons(status));
 	}
 
@@ -104,4 +100,15 @@ class Diagnostics {
 	}
 }
 
-return page.view([ 'at', 'record', 'restart', 'identity', 'pause', 'resume' ], [ 'modems', 'status', 'log', 'missing' ], rights => page.frame(_('Diagnostics'), 5, modem => new Diagnostics(modem, rights)));
+// Who sees no modem wants this most. It is asked for once: packages come and go rarely.
+function missing_parts() {
+	const place = h('div', {});
+	page.guard(async () => {
+		const { missing } = await page.call('missing');
+		page.fill(place, missing?.length ? page.table(_('Missing on this router'), [ _('What'), _('Why it matters') ], missing.map(row => [ row.what, model.word(row.why) ]))
+			: h('p', {}, _('Nothing is missing.')));
+	});
+	return page.section(_('Missing on this router'), place);
+}
+
+return page.view([ 'at', 'record', 'restart', 'identity', 'pause', 'resume' ], [ 'modems', 'status', 'log', 'missing' ], rights => page.frame(_('Diagnostics'), 5, modem => new Diagnostics(modem, rights), missing_parts()));
