@@ -24,6 +24,7 @@ namespace {
 constexpr uint32_t sample_interval_s = 60;
 constexpr uint32_t read_interval_s = 5;
 constexpr int most_calls = 12;
+constexpr uint32_t most_graces = 10; // for a process that connects: 15 min
 constexpr int64_t usual_between_writes_s = 3600;
 constexpr char lock_file[] = "watch.lock";
 
@@ -37,6 +38,7 @@ struct Watcher {
     UsageBook fresh{};    ///< not there yet
     InterfaceText last{}; ///< of the last report; empty: not to be used again
     uint32_t asked_s = 0; ///< uptime at which the modem was last asked
+    uint32_t left_s = 0;  ///< uptime since which another process connects the modem; 0: none does
     bool is_read = false; ///< somebody has read the snapshot since the last step
 };
 
@@ -227,7 +229,11 @@ uint32_t take_step(Watcher &watcher)
     const DeviceCounters counters = read_device_counters(scene.device.view());
     seen.is_over_limit = count_usage(watcher, counters);
     const bool is_at_rest = state == WatchState::off || state == WatchState::blocked || state == WatchState::online;
-    const bool is_left_alone = !is_at_rest && is_being_connected(watcher.bus);
+    const bool is_connecting = !is_at_rest && is_being_connected(watcher.bus);
+    if (!is_connecting || watcher.left_s == 0)
+        watcher.left_s = is_connecting ? seen.now : 0;
+    // A process that hangs must not keep the watch away for ever.
+    const bool is_left_alone = is_connecting && seen.now - watcher.left_s < most_graces * watcher.settings.config.grace;
     uint32_t wait = read_interval_s;
     if (is_left_alone)
         scene.memory.seen = seen.now; // this time counts for nothing

@@ -329,6 +329,14 @@ TEST(Watch, LeavesAModemAloneWhileAnotherProcessConnectsIt)
     EXPECT_EQ(run.out, "starting;wanted;\nrecovering;reconnect, 5 of 6 left this hour;\n") << all(run);
 }
 
+TEST(SlowWatch, WaitsNotForEverForAProcessThatConnects)
+{
+    const RouterRun run = watch({"--modem", "EC25", "--link", "modem_1_1_2,setup=never"},
+                                "exec 9>/var/run/modemctl-reconnect.1-1.2.lock; flock 9; set_option grace 1;"
+                                "modemctl watch 9>&- & wait_for recovering; say");
+    EXPECT_EQ(run.out, "recovering;reconnect, 5 of 6 left this hour;\n") << all(run);
+}
+
 TEST(SlowWatch, SwitchesTheRadioOnAgainWhoeverHasThePortMeanwhile)
 {
     const RouterRun run =
