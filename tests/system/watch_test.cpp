@@ -387,7 +387,8 @@ TEST(Watch, TakesTheInterfaceDownAtTheDataLimit)
         watch({"--modem", "EC25", "--link", "modem_1_1_2,setup=100"},
               "echo '89430300001234567890 '$(date +%Y%m)' 999000 2000' >/etc/modemctl.usage; set_option usage_limit 1;"
               "set_option usage_warn '80'; set_option usage_action disconnect; modemctl watch & wait_for blocked; say;"
-              "ifstatus modem_1_1_2 | grep '\"up\"'; set_option usage_limit 5; wait_for online; say");
+              "n=0; until ifstatus modem_1_1_2 | grep '\"up\": false' || [ $((n += 1)) -gt 100 ]; do sleep 0.1; done;"
+              "set_option usage_limit 5; wait_for online; say");
     EXPECT_EQ(run.out, "blocked;the data limit is reached;\n\t\"up\": false,\nonline;the network answers;\n")
         << all(run);
     EXPECT_TRUE(has_line(run, "100 per cent of the data limit")) << all(run);
