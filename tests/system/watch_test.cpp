@@ -11,12 +11,14 @@
 namespace watch_test {
 
 // A QMI interface that comes up in a tenth of a second, short times, and no probes: nothing answers them unless a test
-// asks for it. What "sh" adds comes before the watch starts.
+// asks for it. A state that lasts for a moment is found in what the watch has said since the last one waited for.
 const std::string set_up = R"(
 set_option() { uci set modemctl.watch.$1=$2; uci commit modemctl; }
-wait_for() { n=0; until modemctl watch status | grep -q "^state *$1\$"; do n=$((n + 1)); [ $n -gt 1200 ] && break; sleep 0.1; done; }
+seen=0
+has_been() { line=$(tail -n +$((seen + 1)) /tmp/said 2>/dev/null | grep -n -m 1 -e "-> $1:" | cut -d: -f1); seen=$((seen + ${line:-0})); [ "$line" ]; }
+wait_for() { n=0; until has_been $1 || modemctl watch status | grep -q "^state *$1\$"; do n=$((n + 1)); [ $n -gt 1200 ] && break; sleep 0.1; done; }
 say() { modemctl watch status | grep -E '^(state|reason) ' | sed 's/^[a-z]* *//' | tr '\n' ';'; echo; }
-start_until() { modemctl watch & watch=$!; wait_for $1; }
+start_until() { modemctl watch 2>>/tmp/said & watch=$!; wait_for $1; }
 rests_in() { start_until $1; sleep $2; say; }
 probe_by() { set_option probe $1; set_option idle 1; set_option retry 2; }
 send_packets() { while kill -0 $watch; do ip neigh flush dev wwan0; bash -c "for i in \$(seq $1); do echo >/dev/udp/10.64.1.1/9; done"; sleep 0.4; done 2>/dev/null; }
