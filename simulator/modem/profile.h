@@ -102,13 +102,17 @@ struct Variable {
 struct Interface {
     enum class Kind { ttyUSB, ttyACM, cdc_wdm, none };
     enum class Role { silent, at, talks };
-    /// How it carries packets, if it does. All but the first need a second interface, of the next number.
-    enum class Network { makers_own, ecm, ncm, mbim };
+    /// How it carries packets, if it does. The middle ones need a second interface, of the next number.
+    enum class Network { makers_own, ecm, ncm, mbim, qmi };
     int number = 0;
     Kind kind = Kind::none;
     Role role = Role::silent;
     std::string netdev{}; ///< "wwan0", empty without one
     Network network = Network::makers_own;
+
+    bool is_standard() const { return network != Network::makers_own && network != Network::qmi; }
+    /// To a kernel: it has a control channel.
+    bool has_channel() const { return kind == Kind::cdc_wdm || network == Network::qmi; }
 };
 
 /// A simulated modem as its profile file describes it. docs/simulated-modems.md is the manual of the format.

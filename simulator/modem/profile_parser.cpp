@@ -15,8 +15,10 @@ constexpr size_t longest_line = 4096;
 
 std::optional<Interface::Network> find_network(std::string_view word)
 {
-    constexpr std::pair<std::string_view, Interface::Network> words[] = {
-        {"ecm", Interface::Network::ecm}, {"ncm", Interface::Network::ncm}, {"mbim", Interface::Network::mbim}};
+    constexpr std::pair<std::string_view, Interface::Network> words[] = {{"ecm", Interface::Network::ecm},
+                                                                         {"ncm", Interface::Network::ncm},
+                                                                         {"mbim", Interface::Network::mbim},
+                                                                         {"qmi", Interface::Network::qmi}};
     for (const auto &[name, network] : words)
         if (name == word)
             return network;

@@ -165,7 +165,7 @@ void PluggedModem::on_call_news(int interface, CallNews news)
 void PluggedModem::start_control()
 {
     const auto &interfaces = modem_.profile().interfaces;
-    const auto found = std::ranges::find(interfaces, Interface::Kind::cdc_wdm, &Interface::kind);
+    const auto found = std::ranges::find_if(interfaces, &Interface::has_channel);
     const int number = plug_->line_number();
     if (number == 0 || found == interfaces.end())
         return;

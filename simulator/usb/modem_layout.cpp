@@ -101,11 +101,6 @@ std::string network_function(Interface::Network network, InterfaceEndpoints &own
     return text + interface_descriptor(own.interface + 1, 2, kind.data, 1) + numbers.bulk_pair(own);
 }
 
-bool is_function(const Interface &interface)
-{
-    return interface.network != Interface::Network::makers_own;
-}
-
 } // namespace
 
 ModemLayout modem_layout(const Profile &profile)
@@ -117,19 +112,19 @@ ModemLayout modem_layout(const Profile &profile)
     for (const Interface &interface : profile.interfaces) {
         InterfaceEndpoints own{.interface = interface.number};
         if (const Interface *before = profile.interface(interface.number - 1);
-            before != nullptr && is_function(*before))
+            before != nullptr && before->is_standard())
             continue; // its second interface
         count++;
-        if (is_function(interface)) {
+        if (interface.is_standard()) {
             interfaces += network_function(interface.network, own, numbers);
             count++;
-        } else if (interface.kind == Interface::Kind::none) {
+        } else if (interface.kind == Interface::Kind::none && !interface.has_channel()) {
             interfaces += interface_descriptor(interface.number, 0, makers_own);
         } else if (interface.kind == Interface::Kind::ttyUSB && interface.number == 0) {
             // The diagnostics: what looks at the drivers' tables tells it from QMI by its two endpoints.
             interfaces += interface_descriptor(interface.number, 2, makers_own) + numbers.bulk_pair(own);
         } else {
-            own.is_network = own.has_messages = interface.kind == Interface::Kind::cdc_wdm;
+            own.is_network = own.has_messages = interface.has_channel();
             interfaces += interface_descriptor(interface.number, 3, own.is_network ? makers_own : serial);
             interfaces += numbers.notification(own);
             interfaces += numbers.bulk_pair(own);

@@ -33,8 +33,7 @@ std::string find_entry(const fs::path &folder, std::string_view beginning)
 /// The kernel's drivers make a network device for QMI and what is a standard. A maker's own "none" has no driver here.
 bool has_netdev(const Interface &interface)
 {
-    return !interface.netdev.empty() &&
-           (interface.kind == Interface::Kind::cdc_wdm || interface.network != Interface::Network::makers_own);
+    return !interface.netdev.empty() && (interface.has_channel() || interface.is_standard());
 }
 
 } // namespace
@@ -132,14 +131,14 @@ bool UsbPlug::find_names()
         const Interface &interface = profile_.interfaces[i];
         UsbInterface &named = device_.interfaces[i];
         const fs::path folder = "/sys/bus/usb/devices/" + device_.bus + ":1." + std::to_string(interface.number);
-        if (interface.kind == Interface::Kind::cdc_wdm)
+        if (interface.has_channel())
             named.device = find_entry(folder / "usbmisc", "cdc-wdm");
         else if (interface.kind != Interface::Kind::none)
             named.device = find_entry(folder, "ttyUSB");
         if (has_netdev(interface))
             named.netdev = find_entry(folder / "net", "");
-        const bool is_device_missing =
-            interface.kind != Interface::Kind::none && (named.device.empty() || !fs::exists("/dev/" + named.device));
+        const bool has_device = interface.kind != Interface::Kind::none || interface.has_channel();
+        const bool is_device_missing = has_device && (named.device.empty() || !fs::exists("/dev/" + named.device));
         if (is_device_missing || (has_netdev(interface) && named.netdev.empty()))
             missing_ += ' ' + std::to_string(interface.number);
     }

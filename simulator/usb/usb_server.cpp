@@ -112,7 +112,7 @@ UsbDevices::UsbDevices(std::vector<UsbPlan> plans, Fd router) : router_(std::mov
         place.gadget = std::make_unique<ModemGadget>(loop_, port - 1, modem_layout(plans[i].profile),
                                                      events_of(place, static_cast<uint8_t>(i)));
         for (const Interface &interface : plans[i].profile.interfaces)
-            if (interface.kind == Interface::Kind::cdc_wdm || interface.network != Interface::Network::makers_own)
+            if (interface.has_channel() || interface.is_standard())
                 place.lines.try_emplace(
                     interface.number, *place.uplink,
                     NetworkLine::Host{

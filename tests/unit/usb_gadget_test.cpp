@@ -60,6 +60,18 @@ TEST(ModemLayout, DescribesAnEthernetFunction)
                                                        {4, 0, 3, '\xff', 0, 0, 0}}));
 }
 
+// The maker's driver makes Ethernet devices of both of these, the kernel's one of QMI a control channel of the first.
+TEST(ModemLayout, GivesQmiItsChannelWhereAMakersDriverHidesIt)
+{
+    const ModemLayout layout = modem_layout(load_profile(find_profiles({}), "MC7430"));
+    const Texts interfaces = descriptors_of(layout.descriptors.configuration, 4);
+    ASSERT_EQ(interfaces.size(), 5u);
+    EXPECT_EQ(interfaces[3], std::string({8, 0, 3, '\xff', '\xff', '\xff', 0}));
+    EXPECT_EQ(interfaces[4], std::string({10, 0, 0, '\xff', '\xff', '\xff', 0}));
+    EXPECT_TRUE(layout.endpoints[3].has_messages);
+    EXPECT_FALSE(layout.endpoints[4].has_messages);
+}
+
 // The kernel refuses a configuration whose lengths are wrong, and a second endpoint of the same number.
 TEST(ModemLayout, IsWholeForEveryProfile)
 {
