@@ -29,20 +29,11 @@ std::string probe(const std::string &words)
 
 // The models that the product knows, six at a time in the ports of a hub.
 
-Lines in_hub(const Lines &models)
-{
-    Lines options;
-    int port = 2;
-    for (const std::string &model : models)
-        options.insert(options.end(), {"--modem", model + "@1-1." + std::to_string(port++)});
-    return options;
-}
-
 std::vector<Script> ask_each()
 {
     return {{"asked", "for port in 2 3 4 5 6 7; do\n"
                       "    echo bus 1-1.$port; modemctl 1-1.$port signal; modemctl 1-1.$port iccid; echo\n"
-                      "    modemctl 1-1.$port sim-status; echo\n"
+                      "    modemctl 1-1.$port sim-status; echo; modemctl 1-1.$port cells; echo\n"
                       "done"}};
 }
 

@@ -54,6 +54,16 @@ inline Lines with_kernel(Lines options)
     return options;
 }
 
+/// The modems in the ports 2, 3 ... of a hub.
+inline Lines in_hub(const Lines &models)
+{
+    Lines options;
+    int port = 2;
+    for (const std::string &model : models)
+        options.insert(options.end(), {"--modem", model + "@1-1." + std::to_string(port++)});
+    return options;
+}
+
 /// Each suite's machine, started by its first test.
 template <typename Suite> const Walk &walk_of()
 {
