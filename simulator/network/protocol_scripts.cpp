@@ -89,7 +89,7 @@ printf '%s\n' "ABORT 'NO CARRIER' ABORT ERROR TIMEOUT 20 '' AT OK 'AT+CGDCONT=1,
 tell_address() {
     for try in $(seq 600); do
         set -- $(ip -4 -o addr show dev "$l3_device" 2>/dev/null)
-        if [ "$3" = inet ]; then
+        if [ "$5" = peer ]; then
             echo "up $l3_device $4 32 ${6%/*}" $(sed -n 's/^nameserver *//p' /etc/ppp/resolv.conf)
             return
         fi
