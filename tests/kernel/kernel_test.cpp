@@ -33,7 +33,7 @@ std::vector<Script> ask_each()
 {
     return {{"asked", "for port in 2 3 4 5 6 7; do\n"
                       "    echo bus 1-1.$port; modemctl 1-1.$port signal; modemctl 1-1.$port iccid; echo\n"
-                      "    modemctl 1-1.$port sim-status; echo; modemctl 1-1.$port cells; echo\n"
+                      "    modemctl 1-1.$port sim-status; echo\n"
                       "done"}};
 }
 
