@@ -12,6 +12,7 @@ constexpr uint32_t refresh_wait = 20;
 constexpr uint32_t longest_leap = 3600; // a longer one is a clock that was set, or a suspended router
 constexpr uint32_t most_doublings = 4;
 constexpr int32_t busy_packets = 100;   // received in "idle" seconds: more than a dead session gets
+constexpr int32_t few_packets = 3;      // received for our own ARP while a line is judged
 constexpr int32_t most_out_for_one = 8; // packets sent for one that came in
 constexpr uint32_t fact_silent = 1;
 constexpr uint32_t fact_other_address = 2;
@@ -59,16 +60,16 @@ class Decider {
     }
 
     // Where probes are answered, a few packets are no life: a modem answers ARP itself, and a dead session still gets
-    // broadcasts. Where no probe was ever answered, packets are all that tells.
+    // broadcasts. Where no probe was ever answered, packets are all that tells, but for those few.
     void count_packets()
     {
         const auto in = static_cast<int32_t>(seen_.received - memory_.received);
         const auto out = static_cast<int32_t>(seen_.sent - memory_.sent);
         const auto heard = static_cast<int32_t>(seen_.received - memory_.heard);
         const bool has_proof = memory_.answered != 0;
-        if (has_proof ? heard >= busy_packets : in > 0)
+        if (has_proof ? heard >= busy_packets : in > few_packets)
             memory_.moved = 1;
-        const bool is_life = in < 0 || out < 0 || in > (has_proof ? std::max(out / most_out_for_one, 1) : 0);
+        const bool is_life = in < 0 || out < 0 || in > (has_proof ? std::max(out / most_out_for_one, 1) : few_packets);
         if (is_online() && (is_life || seen_.is_answered))
             memory_.tries = !is_life && is_stalled(config_, memory_, seen_) ? 1 : 0;
         if (is_life || seen_.is_answered)
