@@ -6,7 +6,7 @@
 // Going online with the product over the kernel's drivers: each model in its way, what the network refuses, what is
 // pulled out, and two modems at once.
 
-namespace {
+namespace connect_test {
 
 namespace fs = std::filesystem;
 
@@ -213,4 +213,4 @@ TEST_F(KernelPulledOut, InAMessageComesBackUnderOtherNumbers)
                   used);
 }
 
-} // namespace
+} // namespace connect_test
