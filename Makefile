@@ -51,7 +51,7 @@ test:
 	@tools/setup.sh build test
 	@cmake --preset release
 	@cmake --build build -j$(jobs) --target tests
-	@tools/run_tests.sh -l 'quick|test' -c build/passed build
+	@tools/run_tests.sh -l 'quick|test' -n 10 -c build/passed build
 
 # What make test has passed is counted and not run again, unless a file has changed since.
 test-all:

@@ -4,10 +4,11 @@
 #   -l LABELS    only the tests with one of these labels ("quick|test"): see tests/CMakeLists.txt
 #   -s SUITE     only the tests whose name begins like this ("Qcsq*", "Qcsq*.Reads*"), or like one of these ("Qcsq*:Csq*")
 #   -t TARGETS   the tests of these routers' processors too, which the simulated router runs by qemu, and the products' sizes
+#   -n N         so many at a time for each processor (6)
 #   -c FILE      keep the counts there when all passed;  -a FILE  add the counts kept there
 set -u
 
-at_a_time=$(($(nproc) * 10))
+each=6
 passed=0
 failed=0
 skipped=0
@@ -15,11 +16,12 @@ labels=.
 names=.
 targets=
 keep=
-while getopts l:s:t:c:a: option; do
+while getopts l:s:t:n:c:a: option; do
     case $option in
     l) labels="^($OPTARG)\$" ;;
     s) [ -z "$OPTARG" ] || names="\.([^./]*/)?($(echo "$OPTARG" | sed 's/\./\\./g; s/\*/.*/g; s/?/./g; s/:/|/g'))([./]|\$)" ;;
     t) targets=$OPTARG ;;
+    n) each=$OPTARG ;;
     c) keep=$OPTARG ;;
     a) read -r passed failed skipped <"$OPTARG" ;;
     *) exit 64 ;;
@@ -27,6 +29,7 @@ while getopts l:s:t:c:a: option; do
 done
 shift $((OPTIND - 1))
 first_build=$1
+at_a_time=$(($(nproc) * each))
 
 # A line a second on a terminal, in place; else one every ten seconds: show_progress LOG & ... ; hide_progress
 show_progress() {

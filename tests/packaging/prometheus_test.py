@@ -20,7 +20,7 @@ import urllib.request
 SOURCE = pathlib.Path(sys.argv[1])
 BUILD = pathlib.Path(sys.argv[2])
 ROUTERS = 1000
-DEADLINE_S = 120
+DEADLINE_S = 240
 
 
 def program(name):
@@ -139,7 +139,7 @@ def check_fleet(folder, healthy, faulty):
     (textfiles / "modemctl.prom").write_text(healthy["EC25"])
     exporter_port, port = free_port(), free_port()
     (folder / "prometheus.yml").write_text(f"""
-global: {{scrape_interval: 5s, scrape_timeout: 5s, evaluation_interval: 5s}}
+global: {{scrape_interval: 20s, scrape_timeout: 20s, evaluation_interval: 5s}}
 rule_files: ["{SOURCE}/packaging/prometheus/modemctl.rules.yml"]
 scrape_configs:
   - job_name: routers
