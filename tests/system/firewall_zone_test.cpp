@@ -137,7 +137,7 @@ TEST(SlowInterfaceUp, GivesUpAfterItsBudget)
                           "uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi;" + up +
                               "1 modem_1_1_2;" + up + "15 modem_1_1_2");
     };
-    const auto results = run_at_once({[&] { return up_twice("setup=3000"); }, [&] { return up_twice("setup=never"); }});
+    const auto results = run_at_once({[&] { return up_twice("setup=8000"); }, [&] { return up_twice("setup=never"); }});
     EXPECT_EQ(results[0].out, "1 \n0 \n");
     EXPECT_EQ(results[1].out, "1 \n1 \n");
 }
