@@ -138,6 +138,12 @@ class NetworkDaemon {
     enum class State { down, pending, up };
     /// What the network daemon stores about an interface; read only.
     struct Interface {
+        void set_error(const std::string &subsystem, const std::string &code)
+        {
+            error_subsystem = subsystem;
+            error_code = code;
+        }
+
         InterfaceSection section;
         bool dynamic = false;
         bool autostart = true;
