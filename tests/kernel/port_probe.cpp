@@ -78,6 +78,9 @@ void print_loss(const char *path, std::string command)
     const int port = open_port(path);
     make_raw(port);
     command += "\r\n";
+    // Until the port was raw, the driver sent back what the modem said, a byte a buffer, and it has four buffers.
+    pollfd free_buffer{.fd = port, .events = POLLOUT, .revents = 0};
+    poll(&free_buffer, 1, longest_wait_ms);
     printf("write %s\n", result(write(port, command.data(), command.size())).c_str());
     pollfd waiting{.fd = port, .events = POLLIN, .revents = 0};
     for (;;) {
