@@ -25,6 +25,7 @@ constexpr int ubus_limit_ms = 10'000;
 constexpr int down_polls = 10;
 constexpr int radio_pause_s = 3;
 constexpr int radio_tries = 5;
+constexpr int busy_tries = 10; // a message daemon is done by then
 constexpr int usb_pause_s = 2;
 constexpr char reconnect_script[] = "/usr/libexec/modemctl-reconnect";
 constexpr char hooks_folder[] = "/etc/hotplug.d/modem";
@@ -53,12 +54,17 @@ void call_interface(const char *iface, const char *method)
     ubus_call(Text<80>::format("network.interface.%s", iface).c_str(), method, ubus_limit_ms);
 }
 
-// The port is open for one command only. @return false if the modem did not answer, or another program has the port
+// The port is open for one command only. @return false if the modem did not answer, or another program keeps the port
 bool tell_modem(const char *bus, const char *command, int limit_ms)
 {
     ModemPort modem{};
     Text<256> reply;
-    return open_modem(bus, modem) == InfoResult::reported &&
+    InfoResult result = open_modem(bus, modem);
+    for (int tries = 0; result == InfoResult::port_busy && tries < busy_tries; tries++) {
+        sleep(1);
+        result = open_modem(bus, modem);
+    }
+    return result == InfoResult::reported &&
            modem.session.ask(command, reply, limit_ms) == AtSession::Answer::complete;
 }
 

@@ -14,8 +14,6 @@ constexpr uint32_t most_doublings = 4;
 constexpr int32_t busy_packets = 100;   // received in "idle" seconds: more than a dead session gets
 constexpr int32_t few_packets = 3;      // received for our own ARP while a line is judged
 constexpr int32_t most_out_for_one = 8; // packets sent for one that came in
-constexpr uint32_t fact_silent = 1;
-constexpr uint32_t fact_other_address = 2;
 
 class Decider {
   public:
@@ -97,8 +95,9 @@ class Decider {
         if (seen_.is_told && seen_.sim == WatchSim::ready)
             memory_.pin_sent = 0;
         if (seen_.is_told) {
-            memory_.asked = 1;
-            memory_.facts = (seen_.is_silent ? fact_silent : 0) | (seen_.has_other_address ? fact_other_address : 0);
+            memory_.asked = seen_.is_busy ? 0 : 1; // it is asked again
+            memory_.facts = (seen_.is_silent ? fact_silent : 0) |
+                            (seen_.has_other_address ? fact_other_address : 0) | (seen_.is_busy ? fact_busy : 0);
         }
         cause_ = pick_cause(config_, memory_, seen_);
         if (state() == WatchState::blocked && (seen_.is_told || cause_ != WatchCause::none))
@@ -115,6 +114,9 @@ class Decider {
         const bool is_deaf = (memory_.facts & fact_silent) != 0 || !seen_.has_ports;
         if (!seen_.is_there)
             return stage >= WatchStage::power;
+        // Another program is at work with the modem.
+        if ((memory_.facts & fact_busy) != 0)
+            return stage == WatchStage::reconnect;
         switch (stage) {
         case WatchStage::refresh:
             return !is_deaf && (memory_.facts & fact_other_address) != 0;

@@ -68,6 +68,7 @@ struct WatchObservation {
     // By the modem, if asked.
     bool is_told = false;
     bool is_silent = false; ///< it does not answer AT; false if its port could not be had
+    bool is_busy = false;   ///< another program has its port
     WatchSim sim = WatchSim::untold;
     WatchService service = WatchService::untold;
     bool is_roaming_forbidden = false;

@@ -62,6 +62,9 @@ uint32_t collect_facts(const WatchConfig &config, const WatchMemory &memory, con
     const bool is_alive = now.is_answered || (is_up && (memory.moved != 0 || is_believed));
     // A stage would break off what the protocol handler has just begun by itself.
     const bool is_reconnecting = now.link == WatchLink::pending && memory.clock - memory.outage < config.grace;
+    // A program that talks to the modem may soon be done.
+    const bool is_busy = (memory.facts & fact_busy) != 0 && memory.clock - memory.since < config.grace;
+    const bool is_blocked = memory.state == static_cast<uint32_t>(WatchState::blocked);
     const bool is_taken_down = now.link == WatchLink::down && !now.is_started && !now.is_misset && memory.downed == 0;
     const struct {
         uint32_t fact;
@@ -85,7 +88,7 @@ uint32_t collect_facts(const WatchConfig &config, const WatchMemory &memory, con
         {probe_due, memory.clock - memory.probed >= config.stall || memory.clock >= memory.due},
         {told, now.is_told},
         {asked, memory.asked != 0},
-        {silent, now.is_told && now.is_silent},
+        {silent, now.is_told && (now.is_silent || (now.is_busy && is_blocked))},
         {person, cause != WatchCause::none},
         {locked, is_locked(cause)},
         {may_send_pin, now.is_told && now.sim == WatchSim::pin && config.pin_hash != 0 &&
@@ -94,11 +97,11 @@ uint32_t collect_facts(const WatchConfig &config, const WatchMemory &memory, con
         {failed, now.is_probed && !now.is_answered},
         {unregistered, now.is_told && now.service == WatchService::searching && now.sim != WatchSim::wait},
         {due, memory.clock >= memory.due},
-        {more_rounds, memory.tries + 1 < most_rounds || is_reconnecting},
+        {more_rounds, memory.tries + 1 < most_rounds || is_reconnecting || is_busy},
         {connected, memory.connected != 0},
         {seen, memory.there != 0},
         {no_ports, !now.has_ports},
-        {can_radio, now.has_ports && (config.stages & stage_bit(WatchStage::radio)) != 0 &&
+        {can_radio, now.has_ports && !now.is_busy && (config.stages & stage_bit(WatchStage::radio)) != 0 &&
                         watch_budget(config.resets_per_day, memory, WatchStage::radio) != 0},
         {no_sim, cause == WatchCause::no_sim || now.sim == WatchSim::wait},
     };

@@ -23,7 +23,7 @@ constexpr MemoryRow memory_rows[] = {
     {"connected", &WatchMemory::connected, 1},
     {"downed",    &WatchMemory::downed,    1},
     {"asked",     &WatchMemory::asked,     1},
-    {"facts",     &WatchMemory::facts,     3},
+    {"facts",     &WatchMemory::facts,     7},
     {"cause",     &WatchMemory::cause,     static_cast<uint32_t>(WatchCause::count) - 1},
     {"there",     &WatchMemory::there,     1},
     {"received",  &WatchMemory::received,  UINT32_MAX},

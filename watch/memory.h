@@ -20,7 +20,7 @@ struct WatchMemory {
     uint32_t connected = 0; ///< 1 if this start has brought the interface up
     uint32_t downed = 0;    ///< 1 if the watch itself took the interface down
     uint32_t asked = 0;     ///< 1 if the modem was asked in this suspicion
-    uint32_t facts = 0;     ///< what it said then: 1 silent, 2 another address
+    uint32_t facts = 0;     ///< what came of that: fact_silent and so on
     uint32_t cause = 0;     ///< WatchCause
     uint32_t there = 0;     ///< 1 if the modem was seen since the router's start
     uint32_t received = 0;
@@ -40,6 +40,9 @@ struct WatchMemory {
     bool operator==(const WatchMemory &) const = default;
 };
 inline constexpr uint32_t watch_slot_length = 600;
+inline constexpr uint32_t fact_silent = 1;
+inline constexpr uint32_t fact_other_address = 2;
+inline constexpr uint32_t fact_busy = 4; ///< another program had the port
 
 /// The memory as lines "name number"; at most 1400 bytes.
 inline constexpr size_t longest_watch_memory = 1400;

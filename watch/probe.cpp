@@ -14,6 +14,7 @@ namespace {
 
 constexpr int answer_limit_ms = 3000;
 constexpr uint16_t dns_port = 53;
+constexpr uint32_t own_way = 0x3f00; // mwan3 sends what has no mark by the way that it prefers, or nowhere
 
 union Address {
     sockaddr any;
@@ -46,6 +47,7 @@ Fd open_probe(ProbeKind kind, const char *device, Address &address)
     if (*device != '\0' &&
         setsockopt(probe.get(), SOL_SOCKET, SO_BINDTODEVICE, device, static_cast<socklen_t>(strlen(device) + 1)) != 0)
         return Fd{};
+    setsockopt(probe.get(), SOL_SOCKET, SO_MARK, &own_way, sizeof own_way);
     if (kind == ProbeKind::dns)
         (family == AF_INET ? address.v4.sin_port : address.v6.sin6_port) = htons(dns_port);
     const socklen_t size = family == AF_INET ? sizeof address.v4 : sizeof address.v6;

@@ -381,6 +381,7 @@ void ask_modem(const char *bus, Scene &scene, WatchSettings &settings, WatchObse
     keep_interface(info.get(), last);
     seen.is_told = true;
     seen.is_silent = result == InfoResult::no_answer;
+    seen.is_busy = result == InfoResult::port_busy;
     if (result != InfoResult::reported)
         return;
     write_snapshot(bus, info.get());

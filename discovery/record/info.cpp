@@ -52,6 +52,7 @@ struct Conversation {
     PortUse use;
     int64_t deadline_ms;
     bool has_answered = false;
+    InfoResult unheard = InfoResult::no_answer; ///< the result if nothing is answered
 };
 
 AskResult ask(void *context, const Question &question, TextOut reply)
@@ -61,9 +62,13 @@ AskResult ask(void *context, const Question &question, TextOut reply)
     if (left <= 0)
         return AskResult::stopped;
     const int limit = left < question.limit_ms ? static_cast<int>(left) : question.limit_ms;
-    if (conversation.use == PortUse::one_question &&
-        conversation.session.open(conversation.port_path) != AtSession::Opened::ready)
-        return AskResult::stopped;
+    if (conversation.use == PortUse::one_question) {
+        const AtSession::Opened opened = conversation.session.open(conversation.port_path);
+        if (opened == AtSession::Opened::busy)
+            conversation.unheard = InfoResult::port_busy;
+        if (opened != AtSession::Opened::ready)
+            return AskResult::stopped;
+    }
     const AtSession::Answer answer = conversation.session.ask(question.command, reply, limit);
     if (conversation.use == PortUse::one_question)
         conversation.session.close();
@@ -244,8 +249,6 @@ InfoResult add_info(json_object *object, const char *bus, PortUse use, Report *t
                               .use = use,
                               .deadline_ms = monotonic_ms() + report_limit_ms};
     const InfoResult result = open_modem(bus, modem);
-    if (use == PortUse::one_question)
-        modem.session.close();
     if (result == InfoResult::no_modem) {
         add_only_miss(object, "no modem on this bus");
         return result;
@@ -257,6 +260,8 @@ InfoResult add_info(json_object *object, const char *bus, PortUse use, Report *t
         add_only_miss(object, result == InfoResult::port_busy ? "busy" : "no answer");
         return result;
     }
+    if (use == PortUse::one_question)
+        modem.session.close();
     Report report;
     Misses misses;
     const Text<16> plug = plug_number(bus);
@@ -273,5 +278,5 @@ InfoResult add_info(json_object *object, const char *bus, PortUse use, Report *t
     add_misses(object, misses);
     if (told != nullptr)
         *told = report;
-    return conversation.has_answered ? InfoResult::reported : InfoResult::no_answer;
+    return conversation.has_answered ? InfoResult::reported : conversation.unheard;
 }

@@ -132,6 +132,9 @@ class WatchWalk {
         case 27:
             world_.received += value;
             break;
+        case 28:
+            world_.is_busy = value % 4 == 0;
+            break;
         default:
             break;
         }
@@ -202,6 +205,8 @@ class WatchWalk {
         const int index = static_cast<int>(stage);
         require((config_.stages >> index & 1) != 0, "only stages that there are");
         require(observed_.is_there || stage >= WatchStage::power, "nothing is sent to a modem that is gone");
+        require(!observed_.is_there || !observed_.is_told || !observed_.is_busy || stage == WatchStage::reconnect,
+                "nothing is sent to a modem that another program talks to");
         if (before != WatchState::no_service) { // its radio restart is no rung of the ladder
             require(memory_.round != round_ || index > last_, "the ladder never goes backwards");
             last_ = index;

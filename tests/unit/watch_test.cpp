@@ -216,6 +216,18 @@ const Row rows[] = {
                             {but(quiet(), [](auto &o) { o.has_other_wan = false; })}, recovering, Act::stage, "suspect -> recovering: router, 0 of 1 left this hour", "l"},
     {"three reboots",       with(with(with(with(with(in(suspect), &WatchMemory::tries, 2), &WatchMemory::asked, 1), &WatchMemory::next, 6), &WatchMemory::facts, 1), &WatchMemory::reboots, 3),
                             {but(quiet(), [](auto &o) { o.has_other_wan = false; })}, slow, Act::none, "suspect -> slow: nothing more to try", "l"},
+    // Another program has the port.
+    {"busy",                with(in(suspect), &WatchMemory::since, 49'990), {but(quiet(), [](auto &o) { o.is_busy = true; })}, suspect, Act::none, "", "la"},
+    {"busy, third round",   with(with(with(in(suspect), &WatchMemory::since, 49'950), &WatchMemory::tries, 2), &WatchMemory::facts, 4),
+                            {but(quiet(), [](auto &o) { o.is_busy = true; })}, suspect, Act::none, "", "la"},
+    {"no longer busy",      with(with(with(in(suspect), &WatchMemory::since, 49'950), &WatchMemory::tries, 2), &WatchMemory::facts, 4), {quiet()}, recovering, Act::stage,
+                            "suspect -> recovering: reconnect, 5 of 6 left this hour", "la"},
+    {"busy for long",       with(with(in(suspect), &WatchMemory::tries, 2), &WatchMemory::facts, 4), {but(quiet(), [](auto &o) { o.is_busy = true; })}, recovering, Act::stage,
+                            "suspect -> recovering: reconnect, 5 of 6 left this hour", "la"},
+    {"busy, no reset",      with(with(with(in(suspect), &WatchMemory::tries, 2), &WatchMemory::facts, 4), &WatchMemory::next, 2), {but(quiet(), [](auto &o) { o.is_busy = true; })}, slow, Act::none,
+                            "suspect -> slow: nothing more to try", "la"},
+    {"busy, blocked",       in(blocked),  {but(seen(WatchSim::untold), [](auto &o) { o.is_busy = true; })}, blocked, Act::none, "", "la"},
+    {"busy, no coverage",   in(no_service), {but(seen(WatchSim::untold), [](auto &o) { o.is_busy = true; })}, no_service, Act::none, "", "la"},
     // No service.
     {"no coverage yet",     in(no_service, false), {seen(WatchSim::ready, unregistered)}, no_service, Act::none, "", "la"},
     {"no coverage for long", in(no_service), {seen(WatchSim::ready, unregistered)}, no_service, Act::stage, "no-service -> no-service: radio: no network for long, 2 of 3 left this hour", "la"},
