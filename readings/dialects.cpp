@@ -137,6 +137,7 @@ constexpr Question simcom[] = {
     {"network", "AT+CNSMOD?", read_cnsmod},
     {"identity", "AT+SIMCOMATI", read_ati, lacks_model},
     {"temperature", "AT+CPMUTEMP", read_temperature},
+    {"sim",     "AT+CICCID",  read_iccid, lacks_iccid},
 };
 
 constexpr Question fibocom[] = {
@@ -157,6 +158,7 @@ constexpr Question huawei[] = {
     {"signal",   "AT^HCSQ?",      read_hcsq},
     {"carriers", "AT^HFREQINFO?", read_hfreqinfo},
     {"temperature", "AT^CHIPTEMP?", read_temperature},
+    {"sim",      "AT^ICCID?",     read_iccid, lacks_iccid},
 };
 
 constexpr Question foxconn[] = {

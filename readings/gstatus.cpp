@@ -1,5 +1,7 @@
 #include "readings/gstatus.h"
 
+#include <cstring>
+
 #include "readings/fields.h"
 #include "readings/scales.h"
 
@@ -12,12 +14,14 @@
 namespace {
 
 // Labels of NR cells are those of LTE with this in front.
-constexpr std::string_view nr_front = "NR5G ";
+constexpr char nr_front[] = "NR5G ";
+constexpr char no_front[] = "";
 
-// The text after the first occurrence of front and label together after the skipped ones, to the end of its line; empty
-// without it. Without a front, NR's labels are passed over.
-std::string_view after(std::string_view report, std::string_view front, std::string_view label, int skip = 0)
+// The text after the first occurrence of front and label together, to the end of its line; empty without it. Without a
+// front, NR's labels are passed over.
+std::string_view after(const std::string_view &report, const char *front_text, const char *label)
 {
+    const std::string_view front = front_text;
     const std::string_view sought = front.empty() ? label : front;
     for (size_t position = 0; position < report.size(); position++) {
         const size_t found = find_word(without_first(report, position), sought);
@@ -26,31 +30,30 @@ std::string_view after(std::string_view report, std::string_view front, std::str
         position += found;
         const std::string_view rest = without_first(report, position + front.size());
         const bool is_nr = front.empty() && first_characters(report, position).ends_with(nr_front);
-        if (is_nr || !starts_with_word(rest, label) || skip-- > 0)
+        if (is_nr || !starts_with_word(rest, label))
             continue;
-        const std::string_view value = without_first(rest, label.size());
+        const std::string_view value = without_first(rest, strlen(label));
         return trim(first_characters(value, value.find_first_of("\r\n")));
     }
     return {};
 }
 
-std::string_view word_after(std::string_view report, std::string_view front, std::string_view label)
+std::string_view word_after(const std::string_view &report, const char *front, const char *label)
 {
     std::string_view value = after(report, front, label);
     return take_until(value, " \t");
 }
 
 struct LabelRule {
-    std::string_view label; ///< in capitals
+    const char *label; ///< in capitals
     Quantity quantity;
     Scale scale;
-    uint8_t skip = 0; ///< earlier occurrences of the label, which belong to others
 };
 
-void tell_labels(std::string_view report, std::string_view front, std::span<const LabelRule> rules, Cell &cell)
+void tell_labels(const std::string_view &report, const char *front, std::span<const LabelRule> rules, Cell &cell)
 {
     for (const LabelRule &rule : rules) {
-        std::string_view value = after(report, front, rule.label, rule.skip);
+        std::string_view value = after(report, front, rule.label);
         if (rule.scale != Scale::both_forms)
             value = take_until(value, " \t");
         // "B25", "n78"
@@ -61,8 +64,7 @@ void tell_labels(std::string_view report, std::string_view front, std::span<cons
 }
 
 // clang-format off
-// Several labels mean one quantity: the first that is there counts. MC74xx has one label for both antennas and for the
-// secondary cell.
+// Several labels mean one quantity: the first that is there counts.
 constexpr LabelRule lte_labels[] = {
     {"LTE BAND:",     {},                       Scale::lte_band},
     {"LTE BW:",       Quantity::bandwidth_dl,   Scale::decibels},
@@ -72,8 +74,7 @@ constexpr LabelRule lte_labels[] = {
     {"PCC RXD RSSI:", Quantity::rssi_diversity, Scale::decibels},
     {"PCC RXM RSRP:", Quantity::rsrp,           Scale::decibels},
     {"PCC RXD RSRP:", Quantity::rsrp_diversity, Scale::decibels},
-    {"RSRP (DBM):",   Quantity::rsrp,           Scale::decibels},
-    {"RSRP (DBM):",   Quantity::rsrp_diversity, Scale::decibels, 1},
+    {"\nRSRP (DBM):", Quantity::rsrp,           Scale::decibels},
     {"RSRQ (DB):",    Quantity::rsrq,           Scale::decibels},
     {"SINR (DB):",    Quantity::sinr,           Scale::decibels},
     {"TAC:",          Quantity::tac,            Scale::both_forms},
@@ -109,7 +110,6 @@ constexpr LabelRule scell_labels[] = {
     {"LTE SCELL BW:",   Quantity::bandwidth_dl, Scale::decibels},
     {"LTE SCELL CHAN:", Quantity::arfcn,        Scale::number},
     {"SCC RXM RSSI:",   Quantity::rssi,         Scale::decibels},
-    {"RSRP (DBM):",     Quantity::rsrp,         Scale::decibels, 2},
 };
 // LTE SCC1 state:INACTIVE    	LTE SCC1 band: B1        (EM9191; the EM7565 writes SSC)
 constexpr LabelRule numbered_labels[] = {
@@ -121,10 +121,17 @@ constexpr LabelRule numbered_labels[] = {
 };
 // clang-format on
 
-// "WCDMA 2100", also printed "WCDMA2100".
-void tell_wcdma_band(Cell &cell, std::string_view report)
+// MC74xx has one label for the RSRP of both antennas and of the secondary cell, each on the line of its RSSI.
+void tell_rsrp(const std::string_view &report, const char *rssi_label, Quantity quantity, Cell &cell)
 {
-    std::string_view value = after(report, {}, "WCDMA BAND:");
+    const LabelRule rule = {"RSRP (DBM):", quantity, Scale::decibels};
+    tell_labels(after(report, no_front, rssi_label), no_front, {&rule, 1}, cell);
+}
+
+// "WCDMA 2100", also printed "WCDMA2100".
+void tell_wcdma_band(Cell &cell, const std::string_view &report)
+{
+    std::string_view value = after(report, no_front, "WCDMA BAND:");
     if (!starts_with_word(value, "WCDMA"))
         return;
     value = trim(without_first(value, 5));
@@ -144,7 +151,7 @@ void add_primary(const Cell &serving, Cells<8> &carriers)
         cell->tell(quantity, serving.get(quantity));
 }
 
-void add_secondary(std::string_view report, std::string_view front, std::string_view state_label,
+void add_secondary(const std::string_view &report, const char *front, const char *state_label,
                    std::span<const LabelRule> rules, Cells<8> &carriers)
 {
     Cell *cell = carriers.add();
@@ -153,25 +160,27 @@ void add_secondary(std::string_view report, std::string_view front, std::string_
     cell->rat = Technology::lte;
     cell->active = word_after(report, front, state_label) == "ACTIVE";
     tell_labels(report, front, rules, *cell);
+    if (rules.data() == scell_labels)
+        tell_rsrp(report, "SCC RXM RSSI:", Quantity::rsrp, *cell);
 }
 
-void add_secondaries(std::string_view report, Cells<8> &carriers)
+void add_secondaries(const std::string_view &report, Cells<8> &carriers)
 {
-    if (!word_after(report, {}, "LTE SCELL BAND:").empty())
-        add_secondary(report, {}, "LTE CA STATE:", scell_labels, carriers);
+    if (!word_after(report, no_front, "LTE SCELL BAND:").empty())
+        add_secondary(report, no_front, "LTE CA STATE:", scell_labels, carriers);
     constexpr int most_numbered = 4;
     for (int number = 1; number <= most_numbered; number++)
         for (const char *kind : {"SCC", "SSC"}) {
             const auto front = Text<12>::format("LTE %s%d ", kind, number);
-            if (decimal(without_first(word_after(report, front.view(), "BAND:"), 1)))
-                add_secondary(report, front.view(), "STATE:", numbered_labels, carriers);
+            if (decimal(without_first(word_after(report, front.c_str(), "BAND:"), 1)))
+                add_secondary(report, front.c_str(), "STATE:", numbered_labels, carriers);
         }
 }
 
-void tell_registration(std::string_view text, Report &report)
+void tell_registration(const std::string_view &text, Report &report)
 {
-    for (const std::string_view label : {"EMM STATE:", "MM5G STATE:", "GMM (PS) STATE:"}) {
-        const std::string_view state = after(text, {}, label);
+    for (const char *label : {"EMM STATE:", "MM5G STATE:", "GMM (PS) STATE:"}) {
+        const std::string_view state = after(text, no_front, label);
         if (starts_with_word(state, "REGISTERED"))
             return report.tell_registration(Registration::registered);
         if (starts_with_word(state, "DEREGISTERED"))
@@ -192,7 +201,7 @@ constexpr Mode modes[] = {
 
 bool read_gstatus(std::string_view reply, Report &report)
 {
-    const std::string_view mode = after(reply, {}, "SYSTEM MODE:");
+    const std::string_view mode = after(reply, no_front, "SYSTEM MODE:");
     Technology technology = Technology::unknown;
     for (const Mode &row : modes)
         if (starts_with_word(mode, row.word))
@@ -202,10 +211,10 @@ bool read_gstatus(std::string_view reply, Report &report)
     report.tell_technology(technology);
     tell_registration(reply, report);
     if (!report.temperature_c)
-        report.temperature_c = decimal(word_after(reply, {}, "TEMPERATURE:"));
+        report.temperature_c = decimal(word_after(reply, no_front, "TEMPERATURE:"));
     if (technology == Technology::wcdma) {
         tell_wcdma_band(report.serving, reply);
-        tell_labels(reply, {}, wcdma_labels, report.serving);
+        tell_labels(reply, no_front, wcdma_labels, report.serving);
     }
     if (technology == Technology::nr_sa) {
         std::string_view mnc = word_after(reply, nr_front, "MCC-MNC:"); // "310-260"
@@ -215,7 +224,9 @@ bool read_gstatus(std::string_view reply, Report &report)
     }
     if (technology != Technology::lte && technology != Technology::nr_nsa)
         return true;
-    tell_labels(reply, {}, lte_labels, report.serving);
+    tell_labels(reply, no_front, lte_labels, report.serving);
+    tell_rsrp(reply, "PCC RXM RSSI:", Quantity::rsrp, report.serving);
+    tell_rsrp(reply, "PCC RXD RSSI:", Quantity::rsrp_diversity, report.serving);
     add_primary(report.serving, report.carriers);
     add_secondaries(reply, report.carriers);
     if (technology == Technology::nr_nsa) {
@@ -228,6 +239,11 @@ bool read_gstatus(std::string_view reply, Report &report)
 // Serving:   EARFCN MCC MNC   TAC      CID Bd D U SNR PCI  RSRQ   RSRP   RSSI RXLV     (MC7455)
 //               800 310 410 35666 0A14666A  2 5 5  22 404 -14.1  -79.6  -45.5 --
 //                 0   1   2     3        4  5 6 7   8   9    10     11     12
+// IntraFreq:                                          PCI  RSRQ   RSRP   RSSI RXLV     (the serving cell among them)
+//                                                     402 -20.0  -89.3  -57.6 --
+//                                                       0   1      2      3
+// InterFreq: EARFCN ThresholdLow ThresholdHi Priority PCI  RSRQ   RSRP   RSSI RXLV
+//              5110            0           0        0 272 -12.1  -80.9  -50.6   0
 bool read_lteinfo(std::string_view reply, Report &report)
 {
     static constexpr FieldRule rules[] = {
@@ -242,6 +258,14 @@ bool read_lteinfo(std::string_view reply, Report &report)
         {11, Quantity::rsrp, Scale::decibels},
         {12, Quantity::rssi, Scale::decibels},
     };
+    static constexpr FieldRule neighbour_rules[] = {
+        {0, Quantity::pci, Scale::number},
+        {1, Quantity::rsrq, Scale::decibels},
+        {2, Quantity::rsrp, Scale::decibels},
+        {3, Quantity::rssi, Scale::decibels},
+    };
+    constexpr size_t intra_fields = 5;
+    constexpr size_t inter_fields = 9;
     constexpr size_t least_fields = 13;
     const bool understood = find_word(reply, "!LTEINFO:") != std::string_view::npos;
     for (std::string_view line; next_line(reply, line);) {
@@ -252,7 +276,19 @@ bool read_lteinfo(std::string_view reply, Report &report)
             line = trim(line);
         }
         const Fields fields{row.view()};
-        if (fields.size() < least_fields || !decimal(fields[1])) // its heading, or the cells around it
+        const size_t channel_fields = fields.size() - intra_fields;
+        const auto pci = report.serving.get(Quantity::pci);
+        if (pci && decimal(fields[0]) && (fields.size() == intra_fields || fields.size() == inter_fields)) {
+            const auto serving_channel = report.serving.get(Quantity::arfcn);
+            const auto channel = channel_fields == 0 ? serving_channel : decimal(fields[0]);
+            const bool is_serving = channel == serving_channel && decimal(fields[channel_fields]) == pci;
+            if (Cell *cell = is_serving ? nullptr : report.neighbours.add(); cell != nullptr) {
+                cell->rat = Technology::lte;
+                cell->tell(Quantity::arfcn, channel);
+                tell_fields(fields, neighbour_rules, *cell, channel_fields);
+            }
+        }
+        if (fields.size() < least_fields || !decimal(fields[1])) // a heading
             continue;
         report.tell_technology(Technology::lte);
         if (report.technology != Technology::lte && report.technology != Technology::nr_nsa)
@@ -265,7 +301,7 @@ bool read_lteinfo(std::string_view reply, Report &report)
 
 bool read_nrinfo(std::string_view reply, Report &report)
 {
-    const std::string_view mode = word_after(reply, {}, "CONNECTIVITY MODE:");
+    const std::string_view mode = word_after(reply, no_front, "CONNECTIVITY MODE:");
     if (mode != "SA")
         return false;
     report.tell_technology(Technology::nr_sa);

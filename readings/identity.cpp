@@ -41,13 +41,14 @@ std::string_view value_of(std::string_view reply, std::string_view tag)
         const Fields fields{record};
         return fields[fields.size() - 1];
     }
-    std::string_view line;
-    if (!next_plain_line(reply, line))
-        return {};
-    for (const std::string_view label : {"REVISION:", "REVISION "})
-        if (starts_with_word(line, label))
-            line.remove_prefix(label.size());
-    return unquote(line);
+    for (std::string_view line; next_plain_line(reply, line);) {
+        for (const std::string_view label : {"REVISION:", "REVISION "})
+            if (starts_with_word(line, label))
+                line.remove_prefix(label.size());
+        if (line.find(": ") == std::string_view::npos) // "DST: 0" comes unasked
+            return unquote(line);
+    }
+    return {};
 }
 
 bool tell_value(std::string_view reply, std::string_view tag, TextOut out)

@@ -37,10 +37,12 @@ class Interview {
             return false;
         }
         has_answered_ = true;
-        if (question.read(reply.view(), report_))
+        // Of a line that was cut nothing counts: its last number may lack digits.
+        const std::string_view lines = first_characters(reply.view(), reply.view().find_last_of("\r\n") + 1);
+        if (question.read(lines, report_))
             return true;
-        const std::string_view refusal = refusal_of(reply.view());
-        if (refusal.empty() && has_more_than_its_end(reply.view(), question.command))
+        const std::string_view refusal = refusal_of(lines);
+        if (refusal.empty() && has_more_than_its_end(lines, question.command))
             miss(question, Miss::Why::not_understood, {});
         else if (!refusal.empty() && question.is_expected)
             miss(question, Miss::Why::refused, refusal);

@@ -107,8 +107,8 @@ constexpr LinearScale linear_scales[] = {
     {0, 20, 0, INT16_MAX},         // nr_bw_fifths
     {-14100, 100, 0, 97},          // lte_rsrp
     {-2000, 50, -30, 46},          // lte_rsrq
-    {-15700, 100, 0, 126},         // nr_rsrp
-    {-4350, 50, 0, 126},           // nr_rsrq
+    {-15700, 100, 0, 125},         // nr_rsrp; 126 is for what is not measured too
+    {-4350, 50, 0, 125},           // nr_rsrq; likewise
     {-2350, 50, 0, 127},           // nr_sinr
     {-12100, 100, 0, 96},          // rscp
     {-2450, 50, 0, 49},            // ecio

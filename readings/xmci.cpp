@@ -25,10 +25,9 @@ bool read_xmci(std::string_view reply, Report &report)
 {
     bool understood = false;
     for (std::string_view record; next_record(reply, "+XMCI:", record);) {
-        // The modem breaks long records after a comma.
-        for (std::string_view more; record.ends_with(',') && next_line(reply, more);)
-            if (more.starts_with('"'))
-                record = {record.data(), static_cast<size_t>(more.data() + more.size() - record.data())};
+        // The modem breaks long records after a comma. What comes unasked in between ends the record.
+        for (std::string_view more; record.ends_with(',') && next_line(reply, more) && more.starts_with('"');)
+            record = {record.data(), static_cast<size_t>(more.data() + more.size() - record.data())};
         const Fields fields{record};
         const auto kind = decimal(fields[0]);
         if (!kind || *kind < 0 || *kind >= static_cast<int64_t>(2 * std::size(technologies)))
