@@ -126,9 +126,9 @@ TEST(ModernModem, IsReportedWithItsCells)
     }
 }
 
+// On a busy machine a port can be later than the 300 ms for which it is asked; then one asks again.
 TEST(ModernModem, IsReportedTheSameWithoutARow)
 {
-    // On a busy machine a port can be later than the 300 ms for which it is asked; then one asks again.
     const std::string script = "for i in 1 2 3 4 5 6 7 8; do modemctl info --json && break; done | tail -n 1";
     const RouterRun run = run_with_models("RM520N", {"sh", "-c", script}, {});
     EXPECT_TRUE(has(run.out, R"("model":{"id":255,"dialect":"quectel"})")) << run.out;
@@ -141,8 +141,10 @@ TEST(ModernModem, IsFoundAgainWhenItsPortNoLongerAnswers)
     const RouterRun run =
         run_with_models("RM520N",
                         {"sh", "-c",
-                         "modemctl info >/dev/null; sed -i s/ttyUSB2/ttyUSB0/ /tmp/modem.1-1.2/at-port; "
-                         "modemctl info --json | grep -o '\"dialect\":\"[a-z]*\"'; tail -n 1 /tmp/modem.1-1.2/at-port"},
+                         "modemctl info >/dev/null; for i in 1 2 3 4 5 6 7 8; do "
+                         "sed -i s/ttyUSB[0-9]/ttyUSB0/ /tmp/modem.1-1.2/at-port; modemctl info --json >/tmp/told; "
+                         "grep -q ttyUSB2 /tmp/modem.1-1.2/at-port && break; done; "
+                         "grep -o '\"dialect\":\"[a-z]*\"' /tmp/told; tail -n 1 /tmp/modem.1-1.2/at-port"},
                         {});
     EXPECT_EQ(run.out, "\"dialect\":\"quectel\"\n/dev/ttyUSB2\n");
 }

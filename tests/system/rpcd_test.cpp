@@ -19,6 +19,13 @@ id_of() { sed 's/.*"job":"\([0-9a-f]*\)".*/\1/'; }
 job() { call job "{\"id\":\"$1\"}"; }
 ended() { n=0; while job "$1" | grep -q running; do n=$((n + 1)); [ $n -lt 900 ] || break; sleep 0.1; done; job "$1"; }
 done_by() { ended "$(call "$@" | id_of)"; }
+# A stopped job never ends, however slow the machine is. It must have closed the caller's pipe before. Prints the processes.
+stop_jobs() {
+    for p in /proc/[0-9]*; do
+        read -r pid name state rest <$p/stat && [ "$name" = "(modemctl)" ] && [ "$state" != T ] && kill -STOP $pid && echo $pid
+    done 2>/dev/null
+}
+held() { call "$@" | cut -c 1-8; stop_jobs >/dev/null; }
 )sh";
 
 RouterRun call(const Options &options, const std::string &script)
@@ -157,9 +164,9 @@ ls /tmp/modem.jobs | grep -c "$id")sh");
 TEST(RpcdJobs, AreFourAtMostAndOneThatChangesAModem)
 {
     const RouterRun run = call({"--modem", "EC25", "--modem", "EP06@2-1.2", "--fault", "silence"}, R"sh(
-call mode_restore | cut -c 1-8; call bands_restore; call connect '{"bus":"1-1.2"}' | cut -c 1-15
-call mode_set '{"bus":"2-1.2","mode":"4g"}' | cut -c 1-8
-call mode | cut -c 1-8; call mode | cut -c 1-8; call mode; call set '{"values":{"interval":7}}')sh");
+held mode_restore; call bands_restore; call connect '{"bus":"1-1.2"}' | cut -c 1-15
+held mode_set '{"bus":"2-1.2","mode":"4g"}'
+held mode; held mode; call mode; call set '{"values":{"interval":7}}')sh");
     EXPECT_EQ(run.out, "{\"job\":\"\n"
                        "{\"error\":\"busy\",\"message\":\"another job changes the modem on bus 1-1.2\"}\n"
                        "{\"error\":\"busy\"\n{\"job\":\"\n{\"job\":\"\n{\"job\":\"\n"
@@ -171,8 +178,8 @@ call mode | cut -c 1-8; call mode | cut -c 1-8; call mode; call set '{"values":{
 TEST(RpcdJobs, OfReadersLeaveRoomForThoseThatChangeAModem)
 {
     const RouterRun run = call({"--modem", "EC25", "--modem", "EP06@2-1.2", "--fault", "silence"}, R"sh(
-for i in 1 2 3 4; do call mode | cut -c 1-8; done; call mode | cut -c 1-15
-call mode_restore | cut -c 1-8; call mode_set '{"bus":"2-1.2","mode":"4g"}' | cut -c 1-8; call mode | cut -c 1-15)sh");
+for i in 1 2 3 4; do held mode; done; call mode | cut -c 1-15
+held mode_restore; held mode_set '{"bus":"2-1.2","mode":"4g"}'; call mode | cut -c 1-15)sh");
     EXPECT_EQ(run.out, "{\"job\":\"\n{\"job\":\"\n{\"job\":\"\n{\"job\":\"\n{\"error\":\"busy\"\n"
                        "{\"job\":\"\n{\"job\":\"\n{\"error\":\"busy\"\n")
         << run.err;
@@ -181,9 +188,9 @@ call mode_restore | cut -c 1-8; call mode_set '{"bus":"2-1.2","mode":"4g"}' | cu
 TEST(RpcdJobs, ComeToTheirEndWhenTmpIsFull)
 {
     const RouterRun run = call({"--modem", "EC25", "--fault", "silence"}, R"sh(
-id=$(call mode | id_of); killed=$(call at '{"command":"ATI"}' | id_of); sleep 0.3
+killed=$(call at '{"command":"ATI"}' | id_of); stop_jobs >/dev/null; id=$(call mode | id_of); full=$(stop_jobs)
 dd if=/dev/zero of=/tmp/full bs=1M 2>/dev/null; dd if=/dev/zero of=/tmp/full2 bs=1k 2>/dev/null
-ended $id; call mode
+kill -CONT $full; ended $id; call mode
 for p in /proc/[0-9]*; do
     [ "$(cat $p/comm 2>/dev/null)" != modemctl ] || kill -9 ${p#/proc/}
 done; sleep 0.2; job $killed
@@ -197,7 +204,7 @@ rm /tmp/full /tmp/full2; call mode | cut -c 1-8)sh");
 TEST(RpcdJobs, ThatWereKilledSaySoAndMakeRoom)
 {
     const RouterRun run = call({"--modem", "EC25", "--fault", "silence"}, R"sh(
-id=$(call mode_set '{"mode":"4g"}' | id_of); sleep 0.3
+id=$(call mode_set '{"mode":"4g"}' | id_of); stop_jobs >/dev/null
 for p in /proc/[0-9]*; do
     [ "$(cat $p/comm 2>/dev/null)" != modemctl ] || kill -9 ${p#/proc/}
 done
