@@ -6,7 +6,6 @@
 /// nothing. Packed, so that a day fits into 64 KiB.
 struct [[gnu::packed]] HistorySample {
     uint32_t uptime_s; ///< of the router, at the sample
-    uint32_t time_s;   ///< Unix time; 0 while the router's clock is not set
     int64_t cell_id;   ///< 0: not known
     uint64_t rx_bytes; ///< of the network device, since it came up
     uint64_t tx_bytes;
@@ -20,7 +19,7 @@ struct [[gnu::packed]] HistorySample {
 };
 inline constexpr int16_t not_measured = INT16_MIN;
 
-/// A ring of 24 hours in the modem's state folder, 63 KiB.
+/// A ring of 24 hours in the modem's state folder, 57 KiB.
 inline constexpr uint32_t history_samples = 1440;
 
 /// Adds a sample, over the oldest one if the ring is full. A file that is not a history becomes a new one.

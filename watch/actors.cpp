@@ -64,8 +64,7 @@ bool tell_modem(const char *bus, const char *command, int limit_ms)
         sleep(1);
         result = open_modem(bus, modem);
     }
-    return result == InfoResult::reported &&
-           modem.session.ask(command, reply, limit_ms) == AtSession::Answer::complete;
+    return result == InfoResult::reported && modem.session.ask(command, reply, limit_ms) == AtSession::Answer::complete;
 }
 
 // Whoever takes the interface down while a stage is at work wants it down.

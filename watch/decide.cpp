@@ -96,8 +96,8 @@ class Decider {
             memory_.pin_sent = 0;
         if (seen_.is_told) {
             memory_.asked = seen_.is_busy ? 0 : 1; // it is asked again
-            memory_.facts = (seen_.is_silent ? fact_silent : 0) |
-                            (seen_.has_other_address ? fact_other_address : 0) | (seen_.is_busy ? fact_busy : 0);
+            memory_.facts = (seen_.is_silent ? fact_silent : 0) | (seen_.has_other_address ? fact_other_address : 0) |
+                            (seen_.is_busy ? fact_busy : 0);
         }
         cause_ = pick_cause(config_, memory_, seen_);
         if (state() == WatchState::blocked && (seen_.is_told || cause_ != WatchCause::none))

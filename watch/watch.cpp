@@ -26,6 +26,7 @@ constexpr uint32_t read_interval_s = 5;
 constexpr int most_calls = 12;
 constexpr uint32_t most_graces = 10; // for a process that connects: 15 min
 constexpr int64_t usual_between_writes_s = 3600;
+constexpr int64_t most_drift_s = 3600;
 constexpr char lock_file[] = "watch.lock";
 
 struct Watcher {
@@ -38,6 +39,7 @@ struct Watcher {
     UsageBook fresh{};    ///< not there yet
     InterfaceText last{}; ///< of the last report; empty: not to be used again
     uint32_t asked_s = 0; ///< uptime at which the modem was last asked
+    int64_t start_s = 0;  ///< when the router has started, by its clock; 0: not known
     uint32_t left_s = 0;  ///< uptime since which another process connects the modem; 0: none does
     bool is_read = false; ///< somebody has read the snapshot since the last step
 };
@@ -129,9 +131,7 @@ bool may_ask(const Watcher &watcher, WatchState state)
 
 HistorySample new_sample()
 {
-    const time_t now = time(nullptr);
     return {.uptime_s = uptime_s(),
-            .time_s = now > year_2025 ? static_cast<uint32_t>(now) : 0,
             .cell_id = 0,
             .rx_bytes = 0,
             .tx_bytes = 0,
@@ -163,12 +163,20 @@ bool count_usage(Watcher &watcher, const DeviceCounters &counters)
 {
     Scene &scene = watcher.scene;
     const WatchSettings &settings = watcher.settings;
-    const uint32_t month = billing_month(time(nullptr), settings.first_day);
+    const time_t now = time(nullptr);
+    const int64_t start_s = now - uptime_s();
+    // The clock was set: what was counted by the other one belongs to the month that is known now.
+    const bool is_set = watcher.start_s != 0 && std::abs(start_s - watcher.start_s) > most_drift_s;
+    if (is_set)
+        for (UsageEntry &entry : watcher.fresh.entries)
+            entry.month = 0;
+    watcher.start_s = start_s;
+    const uint32_t month = billing_month(now, settings.first_day);
     const auto received = static_cast<uint64_t>(number_of(scene.received.c_str()));
     const auto sent = static_cast<uint64_t>(number_of(scene.sent.c_str()));
     watcher.fresh.add(scene.iccid.view(), month, counted_since(received, counters.rx_bytes),
                       counted_since(sent, counters.tx_bytes));
-    if (received != counters.rx_bytes || sent != counters.tx_bytes)
+    if (is_set || received != counters.rx_bytes || sent != counters.tx_bytes)
         write_new_usage(watcher.bus, watcher.fresh);
     scene.received = Text<24>::format("%llu", static_cast<unsigned long long>(counters.rx_bytes));
     scene.sent = Text<24>::format("%llu", static_cast<unsigned long long>(counters.tx_bytes));

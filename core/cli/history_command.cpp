@@ -65,8 +65,9 @@ void print_sample(void *context, const HistorySample &sample)
     const auto number = [](uint64_t value) { return Json{json_object_new_int64(static_cast<int64_t>(value))}; };
     Json object{json_object_new_object()};
     kjson_add_object(object.get(), "uptime_s", number(sample.uptime_s));
-    if (sample.time_s != 0)
-        kjson_add_object(object.get(), "time", number(sample.time_s));
+    // The clock may have been set since.
+    if (const time_t now = time(nullptr); now > year_2025)
+        kjson_add_object(object.get(), "time", number(static_cast<uint64_t>(now - (uptime_s() - sample.uptime_s))));
     kjson_add_string(object.get(), "state", state);
     if (technology != nullptr)
         kjson_add_string(object.get(), "technology", technology);

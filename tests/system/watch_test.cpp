@@ -320,6 +320,25 @@ TEST(Watch, LeavesAHistoryAndCountsBytes)
     EXPECT_EQ(lines[6], "600");
 }
 
+// A router without a clock of its own starts with the time of its newest file, or another one; then NTP sets it.
+TEST(Watch, CountsForTheRightMonthAndStaysOnlineHoweverTheClockLeaps)
+{
+    const RouterRun run =
+        watch({"--modem", "EC25", "--link", "modem_1_1_2,setup=100,traffic=3000/500"},
+              "cp " + built_word("set_clock.so") +
+                  " /tmp; ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0; export ASAN_OPTIONS "
+                  "LD_PRELOAD=/tmp/set_clock.so; is_counted() { n=0; until grep -q \" $1 3000 500\" "
+                  "/tmp/modem.1-1.2/usage || [ $((n += 1)) -gt 300 ]; do sleep 0.1; done; "
+                  "grep -c . /tmp/modem.1-1.2/usage; }; month=$(date +%Y%m); "
+                  // a year ago, and fifty years ahead
+                  "echo -31536000 >/tmp/clock; start_until online; is_counted $((month - 100)); "
+                  "echo 1577836800 >/tmp/clock; is_counted $((month + 5000)); rm /tmp/clock; is_counted $month; "
+                  "set -- $(modemctl history --json | grep -o '\"time\":[0-9]*' | cut -d : -f 2); now=$(date +%s); "
+                  "echo $((now - $1 < 300 && now >= $1)); say; grep -c . /tmp/modem.1-1.2/watch.log; "
+                  "grep -c \" $month 3000 500\" /tmp/modem.1-1.2/usage");
+    EXPECT_EQ(run.out, "1\n1\n1\n1\nonline;the network answers;\n2\n1\n") << all(run);
+}
+
 TEST(Watch, KeepsTheBytesInTheFlashWhenItEnds)
 {
     EXPECT_EQ(watch({"--modem", "EC25", "--link", "modem_1_1_2,setup=100,traffic=1500000/0"},
