@@ -196,8 +196,8 @@ constexpr Dialect dialect_rows[] = {
 
 bool speaks(const Dialect &dialect, std::string_view text)
 {
-    for (const std::string_view word : dialect.words)
-        if (!word.empty() && starts_with_word(text, word))
+    for (const char *word : dialect.words)
+        if (word != nullptr && starts_with_word(text, word))
             return true;
     return false;
 }

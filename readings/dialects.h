@@ -21,8 +21,8 @@ struct Question {
 
 struct Dialect {
     const char *name; ///< "quectel", "sierra" ...
-    /// Words of ATI's reply, in capitals, that mean this dialect; empty ones end the list.
-    std::string_view words[6];
+    /// Words of ATI's reply, in capitals, that mean this dialect; null ones end the list.
+    const char *words[6];
     uint16_t usb_vendors[4]; ///< the first guess, by USB vendor id; 0 ends the list
     /// The first of these is the dialect's own question: a modem that refuses it speaks another dialect.
     std::span<const Question> questions;

@@ -1,5 +1,7 @@
 #include "readings/foxconn.h"
 
+#include <cstring>
+
 #include "readings/fields.h"
 #include "readings/scales.h"
 
@@ -25,7 +27,7 @@ namespace {
 // Keys are in capitals here, and without the front that says LTE or NR: some firmware leaves it out. Keys that are not
 // listed (transmit power, antennas) are passed over.
 struct Key {
-    std::string_view key;
+    const char *key;
     Quantity quantity;
     Scale scale;
 };
@@ -44,16 +46,16 @@ constexpr Key keys[] = {
     {"RS-SINR", Quantity::sinr, Scale::with_unit},
 };
 
-[[gnu::noinline]] bool is_key(std::string_view key, std::string_view word) // asked often: small code counts
+[[gnu::noinline]] bool is_key(std::string_view key, const char *word) // asked often: small code counts
 {
-    return key.size() == word.size() && starts_with_word(key, word);
+    return key.size() == strlen(word) && starts_with_word(key, word);
 }
 
-bool take_front(std::string_view &key, std::string_view front)
+bool take_front(std::string_view &key, const char *front)
 {
     const bool has_front = starts_with_word(key, front);
     if (has_front)
-        key.remove_prefix(front.size());
+        key.remove_prefix(strlen(front));
     return has_front;
 }
 

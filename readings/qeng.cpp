@@ -139,16 +139,14 @@ void read_serving_line(const Fields &fields, bool is_meig, Report &report)
         tell_nr_bandwidth(fields, 11, report, cell);
         return tell_fields(
             fields, FieldRules{nr_rules}.first(std::size(nr_rules) - (fields.size() == nr_fields_without_sinr)), cell);
-    case Technology::wcdma:
-    case Technology::gsm:
+    default: // of CDMA the network alone; its levels have no settled scales
         cell.tell_network(fields[3], fields[4]);
         return tell_fields(fields,
-                           technology == Technology::gsm ? FieldRules{gsm_rules}
-                           : fields[2] == "WCDMA"        ? FieldRules{wcdma_rules}
-                                                         : FieldRules{tdscdma_rules},
+                           technology == Technology::gsm     ? FieldRules{gsm_rules}
+                           : fields[2] == "WCDMA"            ? FieldRules{wcdma_rules}
+                           : technology == Technology::wcdma ? FieldRules{tdscdma_rules}
+                                                             : FieldRules{},
                            cell);
-    default:
-        return;
     }
 }
 

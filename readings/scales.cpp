@@ -5,7 +5,7 @@
 namespace {
 
 struct Word {
-    std::string_view word;
+    const char *word;
     Technology technology;
 };
 // Asked in order: the first word that the text contains decides, so longer ones come first.

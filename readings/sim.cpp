@@ -10,9 +10,16 @@ struct State {
 };
 // Asked in order; a longer word comes before one that it contains.
 constexpr State states[] = {
-    {"READY", SimState::ready},        {"SIM PUK2", SimState::puk2},        {"SIM PUK", SimState::puk},
-    {"SIM PIN", SimState::pin},        {"PH-NET", SimState::network_lock},  {"PH-SIM", SimState::network_lock},
-    {"PH-SP", SimState::network_lock}, {"PH-CORP", SimState::network_lock}, {"NOT INSERTED", SimState::not_inserted},
+    {"READY", SimState::ready},
+    {"SIM PUK2", SimState::puk2},
+    {"SIM PUK", SimState::puk},
+    {"SIM PIN", SimState::pin},
+    {"PH-NET", SimState::network_lock},
+    {"PH-SIM", SimState::network_lock},
+    {"PH-SP", SimState::network_lock},
+    {"PH-CORP", SimState::network_lock},
+    {"NOT INSERTED", SimState::not_inserted},
+    {"SIM REMOVED", SimState::not_inserted},
 };
 constexpr State errors[] = {
     {"SIM NOT INSERTED", SimState::not_inserted},

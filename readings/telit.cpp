@@ -6,7 +6,7 @@
 namespace {
 
 struct Key {
-    std::string_view key;
+    const char *key;
     Quantity quantity;
     Scale scale;
 };
@@ -86,6 +86,15 @@ constexpr FieldRule servinfo_rules[] = {
     {1, Quantity::rssi, Scale::decibels},
     {5, Quantity::tac, Scale::hex},
     {8, Quantity::rsrp, Scale::decibels},
+};
+
+// #SERVINFO: 1020,-61,"vodafone NL","20404",61,00DE,00,1,,"II",01,6      (GE910 on GSM)
+// #SERVINFO: 10736,-69,"I WIND","22210",103,9C4A,64,3,-73,"II",01        (HE910 on WCDMA, which adds the RSCP)
+constexpr FieldRule older_servinfo_rules[] = {
+    {0, Quantity::arfcn, Scale::number},
+    {1, Quantity::rssi, Scale::decibels},
+    {5, Quantity::lac, Scale::hex},
+    {8, Quantity::rscp, Scale::decibels},
 };
 
 // ^SMONI: 4G,6300,20,10,10,FDD,262,02,BF75,0345103,350,33,-94,-7,NOCONN        (PLS62 manual)
@@ -190,13 +199,15 @@ bool read_rfsts(std::string_view reply, Report &report)
 bool read_servinfo(std::string_view reply, Report &report)
 {
     const Fields fields{record_of(reply, "#SERVINFO:")};
-    if (!is_negative(fields[1]) || !is_negative(fields[8]))
+    if (!is_negative(fields[1]) || (!is_negative(fields[8]) && !fields[8].empty()))
         return false;
-    report.tell_technology(Technology::lte);
+    constexpr size_t fields_of_lte = 9;
+    const bool is_lte = fields.size() == fields_of_lte;
+    report.tell_technology(is_lte ? Technology::lte : fields[8].empty() ? Technology::gsm : Technology::wcdma);
     Cell &cell = report.serving;
-    tell_fields(fields, servinfo_rules, cell);
+    tell_fields(fields, is_lte ? servinfo_rules : older_servinfo_rules, cell);
     constexpr int64_t highest_pci = 503; // some firmware has it in the place of the cell's identity
-    if (const auto cell_id = hexadecimal(fields[4]); cell_id.value_or(0) > highest_pci)
+    if (const auto cell_id = hexadecimal(fields[4]); is_lte && cell_id.value_or(0) > highest_pci)
         cell.tell(Quantity::cell_id, cell_id);
     tell_text(report.operator_name, fields[2]);
     tell_plmn(cell, fields[3]);
