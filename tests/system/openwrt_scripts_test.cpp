@@ -15,15 +15,19 @@ using Lines = std::vector<std::string>;
 const std::string files = SOURCE_ROOT "/packaging/openwrt/files";
 const std::string stand_ins = SOURCE_ROOT "/tests/data/openwrt";
 
-/// A router with the package, its data and the service enabled.
+/// A router with the package, its data and the services enabled.
 RouterRun router(Lines options, const std::string &script)
 {
-    options.insert(options.end(),
-                   {"--put", files + "/etc:/etc", "--put", files + "/usr:/usr", "--put",
-                    stand_ins + "/rc.common:/etc/rc.common", "--put",
-                    stand_ins + "/hotplug-call:/usr/sbin/hotplug-call", "--put", stand_ins + "/logger:/usr/sbin/logger",
-                    "--put", stand_ins + "/ping:/usr/bin/ping", "--put-text", "/etc/rc.d/S95modemctl=", "--put",
-                    BUILD_ROOT "/packaging/apn-config.js:/www/src/lib/apn-config.js"});
+    options.insert(options.end(), {"--put",      files + "/etc:/etc",
+                                   "--put",      files + "/usr:/usr",
+                                   "--put",      stand_ins + "/rc.common:/etc/rc.common",
+                                   "--put",      stand_ins + "/hotplug-call:/usr/sbin/hotplug-call",
+                                   "--put",      stand_ins + "/logger:/usr/sbin/logger",
+                                   "--put",      stand_ins + "/ping:/usr/bin/ping",
+                                   "--put-text", "/etc/rc.d/S94modemctl-signal=",
+                                   "--put-text", "/etc/rc.d/S95modemctl=",
+                                   "--put-text", "/etc/rc.d/S96modemctl-watch=",
+                                   "--put",      BUILD_ROOT "/packaging/apn-config.js:/www/src/lib/apn-config.js"});
     return run_shell(options, script);
 }
 
@@ -302,6 +306,26 @@ TEST(Boot, ServesTheLevelsOfAModemThatItHasJustTaken)
     const RouterRun run = router({"--modem", "SIMCOM7600,imsi=232031234567890", "--link", "setup=100"},
                                  "uci delete devconf.modem.bus; uci commit devconf; /etc/init.d/modemctl start; "
                                  "until grep state /tmp/procd; do sleep 0.1; done");
+    EXPECT_EQ(run.out, "1-1.2: /usr/libexec/modemctl/state 1-1.2 60\n") << run.err;
+}
+
+// apk starts the services of a package that it has upgraded, and does not stop them before.
+TEST(PackageUpgrade, LeavesNoProgramOfTheOldPackageRunning)
+{
+    const RouterRun run = router({"--modem", "SIMCOM7600,imsi=232031234567890"},
+                                 "for name in watch signal; do /etc/init.d/modemctl-$name start & done; "
+                                 "until [ \"$(cat /tmp/procd.files | wc -l)\" = 2 ]; do sleep 0.1; done 2>/dev/null; "
+                                 "sort /tmp/procd.files");
+    EXPECT_EQ(run.out, "1-1.2: /usr/bin/modemctl\n1-1.2: /usr/libexec/modemctl/state\n") << run.err;
+}
+
+TEST(PackageUpgrade, StartsNoServiceThatIsDisabled)
+{
+    const RouterRun run =
+        router({"--modem", "SIMCOM7600,imsi=232031234567890"},
+               "rm /etc/rc.d/*; for service in /etc/init.d/modemctl*; do "
+               "PKG_UPGRADE=1 $service start; done; cat /tmp/procd 2>/dev/null; "
+               "/etc/init.d/modemctl-signal start & until cat /tmp/procd; do sleep 0.1; done 2>/dev/null");
     EXPECT_EQ(run.out, "1-1.2: /usr/libexec/modemctl/state 1-1.2 60\n") << run.err;
 }
 
