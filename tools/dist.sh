@@ -1,5 +1,6 @@
 #!/bin/sh
-# Makes the release archive of the last commit, and the feed's Makefile with its sum: dist.sh <folder>
+# Makes the release archive of the last commit, the feed's Makefile with its sum, and the scripts of the feed's tests:
+# dist.sh <folder>
 # The archive's bytes are the same on every machine: one order, one owner, one time, two modes. The feed's Makefile stays
 # out, since it names the archive's sum. MAINTAINER ("Name <mail address>") and URL, if they are set, go into that Makefile:
 # who looks after the package there, and where it has its page and, below releases/, its archive.
@@ -39,5 +40,8 @@ git show HEAD:packaging/openwrt/Makefile |
 [ -z "${MAINTAINER:-}" ] || sed -i '/^# Nobody /,/^PKG_MAINTAINER/{/^#/d}' "$out/Makefile"
 ! grep -q 'modemctl[.]invalid' "$out/Makefile" || echo "$out/Makefile names no maintainer or no URL yet:" \
     "make dist MAINTAINER='Name <mail address>' URL=https://..." >&2
-chmod 644 "$out/$name.tar.gz" "$out/Makefile"
+for script in test.sh test-version.sh; do
+    git show "HEAD:packaging/openwrt/$script" >"$out/$script"
+done
+chmod 644 "$out/$name.tar.gz" "$out"/Makefile "$out"/*.sh
 echo "$sum  $out/$name.tar.gz"

@@ -4,8 +4,8 @@
 
 case $1 in
 modemctl)
-	modemctl --version | grep -qx "modemctl $2" || exit 1
-	modemctl help | grep -q connect-auto || exit 1
+	modemctl --version | grep -x "modemctl $2" || exit 1
+	modemctl help | grep connect-auto || exit 1
 	for script in /etc/init.d/modemctl* /etc/hotplug.d/*/*modemctl /usr/libexec/modemctl/* /usr/libexec/modemctl/bin/*; do
 		[ -d "$script" ] || sh -n "$script" || exit 1
 	done

@@ -68,6 +68,16 @@ EOF
 if sed -n '/^## On a router without/,/^## What/p' "$repository/packaging/openwrt/README.md" | grep '| No'; then exit 1; fi
 "$root/packages/modemctl/usr/bin/modemctl" | grep -q '^Usage:<modemctl>'
 "$root/packages/modemctl/usr/libexec/rpcd/modemctl" list | grep -q '"status":{"bus":""}'
+# What the feed's tests ask of the program. They want to see what a script of theirs has found.
+(
+    export PATH="$root/packages/modemctl/usr/bin:$PATH" PKG_NAME=modemctl PKG_VERSION
+    PKG_VERSION=$(sed -n 's/^PKG_VERSION:=//p' "$repository/packaging/openwrt/Makefile")
+    sh "$repository/packaging/openwrt/test-version.sh" | grep -qx "modemctl $PKG_VERSION"
+    if PKG_VERSION=9.9 sh "$repository/packaging/openwrt/test-version.sh"; then exit 1; fi
+    PKG_NAME=modemctl-data sh "$repository/packaging/openwrt/test-version.sh"
+    if PKG_NAME=another sh "$repository/packaging/openwrt/test-version.sh" 2>/dev/null; then exit 1; fi
+    if grep 'grep -[a-z]*q' "$repository"/packaging/openwrt/test*.sh; then exit 1; fi
+)
 
 # The release: the same bytes twice, from any place and with any umask, under the name that the feed's Makefile says.
 if git -C "$repository" rev-parse HEAD >/dev/null 2>&1; then
