@@ -23,9 +23,6 @@ diff -u - "$root/files" <<EOF
 644 modemctl-data/usr/share/modem/apns
 644 modemctl-data/usr/share/modem/operator.dat
 644 modemctl-data/www/src/lib/apn-config.js
-600 modemctl/etc/config/cellconf
-600 modemctl/etc/config/devconf
-600 modemctl/etc/config/smsrelay
 755 modemctl/etc/hotplug.d/iface/19-modemctl
 755 modemctl/etc/hotplug.d/usb/30-modemctl
 755 modemctl/etc/init.d/modemctl
