@@ -80,8 +80,13 @@ void ModemGadget::send_to_host(int interface, std::string_view bytes)
     if (messages.size() >= most_waiting_messages)
         return;
     messages.emplace_back(bytes);
-    send(endpoints->notify, std::string{static_cast<char>(from_interface), message_there} + little_endian(0, 2) +
-                                little_endian(static_cast<uint32_t>(interface), 2) + little_endian(0, 2));
+    tell_of_message(*endpoints);
+}
+
+void ModemGadget::tell_of_message(const InterfaceEndpoints &endpoints)
+{
+    send(endpoints.notify, std::string{static_cast<char>(from_interface), message_there} + little_endian(0, 2) +
+                               little_endian(static_cast<uint32_t>(endpoints.interface), 2) + little_endian(0, 2));
 }
 
 void ModemGadget::send_frame(int interface, std::string_view frame)
@@ -153,6 +158,10 @@ std::optional<std::string> ModemGadget::on_request(const UsbRequest &request, st
             return std::string();
         std::string message = std::move(messages.front());
         messages.pop_front();
+        // The driver may have heard of it just when its channel was closed. Without another word the next program would
+        // get the answers one too late.
+        if (!messages.empty() && kept_bytes(endpoints->notify) == 0)
+            tell_of_message(*endpoints);
         return message;
     }
     return endpoints != nullptr && endpoints->is_network ? network_answer(request) : std::nullopt;

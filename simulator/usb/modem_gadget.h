@@ -45,6 +45,7 @@ class ModemGadget : public UsbGadget {
     void on_waiting(int endpoint) override;
 
   private:
+    void tell_of_message(const InterfaceEndpoints &endpoints);
     const InterfaceEndpoints *find(int interface) const;
 
     const std::vector<InterfaceEndpoints> endpoints_;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-// UIM: the card and its files.
+// UIM: the card and its files, and the PIN as the older service knows it (DMS).
 
 namespace simulator {
 
@@ -12,6 +12,8 @@ enum CardState : char { absent = 0, present = 1, broken = 2 };
 enum ApplicationState : char { detected = 1, wants_pin = 2, wants_puk = 3, ready = 7 };
 enum PinState : char { not_verified = 1, verified = 2, blocked = 4 };
 constexpr char usim = 2;
+constexpr char pin2_tries = 3;
+constexpr char puk2_tries = 10;
 constexpr char technical_error = 7;
 // The application's name of a card of the third generation.
 constexpr std::string_view usim_name{"\xa0\0\0\0\x87\x10\2\xff\xff\xff\xff\x89\6\1\0\0", 16};
@@ -119,6 +121,24 @@ QmiAnswer card_status(QmiModem &modem, const QmiRequest &)
     return {.values = card_status_value(modem)};
 }
 
+PinState pin_state(const QmiModem &modem)
+{
+    const std::string pin = modem.variable("pin");
+    if (pin == "READY")
+        return verified;
+    return pin == "SIM PUK" || tries(modem, "pin_tries") == 0 ? blocked : not_verified;
+}
+
+/// PIN 1, and PIN 2, which nothing here asks for.
+QmiAnswer device_pins(QmiModem &modem, const QmiRequest &)
+{
+    if (modem.variable("pin") == "NOSIM" || modem.variable("pin") == "FAILURE")
+        return {.error = qmi_no_card};
+    return {.values = qmi_value(0x11, std::string{static_cast<char>(pin_state(modem)), tries(modem, "pin_tries"),
+                                                  tries(modem, "puk_tries")}) +
+                      qmi_value(0x12, std::string{0, pin2_tries, puk2_tries})};
+}
+
 std::string tries_value(const QmiModem &modem)
 {
     return qmi_value(0x10, std::string{tries(modem, "pin_tries"), tries(modem, "puk_tries")});
@@ -156,6 +176,11 @@ QmiAnswer verify_pin(QmiModem &modem, const QmiRequest &request)
     return enter(modem, "AT+CPIN=" + digits_in(request, 2, 1));
 }
 
+QmiAnswer verify_device_pin(QmiModem &modem, const QmiRequest &request)
+{
+    return enter(modem, "AT+CPIN=" + digits_in(request, 1, 1));
+}
+
 QmiAnswer unblock_pin(QmiModem &modem, const QmiRequest &request)
 {
     const size_t puk = request.number(2, 1, 1).value_or(0);
@@ -167,21 +192,24 @@ QmiAnswer unblock_pin(QmiModem &modem, const QmiRequest &request)
 std::string card_status_value(QmiModem &modem)
 {
     const std::string pin = modem.variable("pin");
-    const char pin_tries = tries(modem, "pin_tries");
-    const char puk_tries = tries(modem, "puk_tries");
     // which card and which application: the first one of each, and none of the others
     std::string text = little_endian(0, 2) + std::string(6, '\xff') + '\1';
     if (pin == "NOSIM" || pin == "FAILURE")
         text += std::string{pin == "NOSIM" ? absent : broken, 0, 0, 0, pin == "NOSIM" ? '\0' : technical_error, 0};
     else {
-        const bool is_blocked = pin == "SIM PUK" || pin_tries == 0;
-        const char state = pin == "READY" ? ready : is_blocked ? wants_puk : wants_pin;
-        const char pin_state = pin == "READY" ? verified : is_blocked ? blocked : not_verified;
+        const PinState state_of_pin = pin_state(modem);
+        const char state = state_of_pin == verified ? ready : state_of_pin == blocked ? wants_puk : wants_pin;
         text += std::string{present, 0, 3, 10, 0, 1};
         // personalization: ready when the PIN is; no other features, with their tries
         text += std::string{usim, state, static_cast<char>(pin == "READY" ? 2 : 0), 0, 0, 0};
         text += counted(usim_name);
-        text += std::string{0, pin_state, pin_tries, puk_tries, 0, 3, 10};
+        text += std::string{0,
+                            static_cast<char>(state_of_pin),
+                            tries(modem, "pin_tries"),
+                            tries(modem, "puk_tries"),
+                            0,
+                            pin2_tries,
+                            puk2_tries};
     }
     return qmi_value(0x10, text);
 }
@@ -201,6 +229,8 @@ std::span<const QmiRow> qmi_card_rows()
          }},
         {qmi_card, 0x2f, card_status},
         {qmi_card, 0x44, accept_request},
+        {qmi_device, 0x28, verify_device_pin},
+        {qmi_device, 0x2b, device_pins},
     };
     return rows;
 }

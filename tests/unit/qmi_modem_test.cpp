@@ -192,6 +192,28 @@ TEST_F(QmiOfEc25, WantsThePin)
     EXPECT_EQ(connect("internet").error, qmi_ok);
 }
 
+// OpenWrt's client asks the older service first.
+TEST_F(QmiOfEc25, WantsThePinByItsOlderServiceToo)
+{
+    start({{"pin", "SIM PIN"}});
+    const auto verify = [&](const std::string &pin) {
+        return error_of(qmi_device, 0x28, qmi_value(1, '\1' + counted(pin)));
+    };
+    const auto state = [&] { return ask(qmi_device, 0x2b).message.value(0x11); };
+    EXPECT_EQ(state(), (std::string{1, 3, 10}));
+    EXPECT_EQ(verify("0000"), qmi_incorrect_pin);
+    EXPECT_EQ(state(), (std::string{1, 2, 10}));
+    EXPECT_EQ(error_of(qmi_device, 0x28, qmi_value(1, std::string{1, 9, '1'})), qmi_incorrect_pin);
+    EXPECT_EQ(verify("1234"), qmi_ok);
+    EXPECT_EQ(state(), (std::string{2, 3, 10}));
+    EXPECT_EQ(verify("1234"), qmi_no_effect);
+    modem_->set_variable("pin", "SIM PUK");
+    modem_->set_variable("pin_tries", "0");
+    EXPECT_EQ(state(), (std::string{4, 0, 10}));
+    modem_->set_variable("pin", "NOSIM");
+    EXPECT_EQ(error_of(qmi_device, 0x2b), qmi_no_card);
+}
+
 TEST_F(QmiOfEc25, TellsOfAMessageThatComes)
 {
     start();

@@ -182,6 +182,28 @@ TEST_F(GadgetOnASocket, AnswersTransfersWhereverTheirBytesAreParted)
     EXPECT_EQ(received_, "AT\rAT\rAT\rAT\rAT\r");
 }
 
+// As when the driver hears of a message, and its channel is closed before it has fetched that.
+TEST_F(GadgetOnASocket, TellsAgainOfAMessageThatNobodyFetches)
+{
+    constexpr int channel = 4;
+    const auto found = std::ranges::find(layout_.endpoints, channel, &InterfaceEndpoints::interface);
+    ASSERT_NE(found, layout_.endpoints.end());
+    const std::string notice = {'\xa1', 1, 0, 0, channel, 0, 0, 0};
+    const std::string fetch = {'\xa1', 1, 0, 0, channel, 0, 64, 0};
+    const auto listen = [&](uint32_t number) {
+        return say(transfer(number, true, static_cast<uint32_t>(found->notify & 0x0f), 16, std::string(8, '\0')));
+    };
+    gadget_.send_to_host(channel, "missed");
+    EXPECT_EQ(listen(1), reply_to(1, 0, notice));
+    gadget_.send_to_host(channel, "answer");
+    EXPECT_EQ(listen(2), reply_to(2, 0, notice));
+    EXPECT_EQ(say(transfer(3, true, 0, 64, fetch)), reply_to(3, 0, "missed"));
+    EXPECT_EQ(listen(4), reply_to(4, 0, notice));
+    EXPECT_EQ(say(transfer(5, true, 0, 64, fetch)), reply_to(5, 0, "answer"));
+    EXPECT_EQ(listen(6), "");
+    EXPECT_EQ(say(transfer(7, true, 0, 64, fetch)), reply_to(7, 0, ""));
+}
+
 TEST_F(GadgetOnASocket, EndsTheConnectionAtAMessageThatItDoesNotKnow)
 {
     EXPECT_EQ(say(big_endian(9) + transfer(7, true, 0, 18, device_request).substr(4)), "");
