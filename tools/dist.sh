@@ -8,10 +8,12 @@ set -eu
 
 out=$1
 version=$(sed -n 's/^project(modemctl VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
-grep -qx "PKG_VERSION:=$version" packaging/openwrt/Makefile || {
-    echo "CMakeLists.txt and packaging/openwrt/Makefile name different versions" >&2
-    exit 1
-}
+for package in openwrt luci-app-modemctl; do
+    grep -qx "PKG_VERSION:=$version" "packaging/$package/Makefile" || {
+        echo "CMakeLists.txt and packaging/$package/Makefile name different versions" >&2
+        exit 1
+    }
+done
 day=$(sed -n "s/^## $version (\([0-9-]*\))$/\1/p" CHANGELOG.md)
 [ -n "$day" ] || {
     echo "CHANGELOG.md has no \"## $version (YYYY-MM-DD)\"" >&2

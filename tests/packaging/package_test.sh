@@ -76,6 +76,11 @@ if sed -n '/^## On a router without/,/^## What/p' "$repository/packaging/openwrt
     if grep 'grep -[a-z]*q' "$repository"/packaging/openwrt/test*.sh; then exit 1; fi
 )
 
+# LuCI's build rules put the name and the page of LuCI's community where a package names none of its own.
+for name in LUCI_MAINTAINER LUCI_URL; do
+    grep -q "^$name:=." "$repository/packaging/luci-app-modemctl/Makefile"
+done
+
 # The release: the same bytes twice, from any place and with any umask, under the name that the feed's Makefile says.
 if git -C "$repository" rev-parse HEAD >/dev/null 2>&1; then
     (cd "$repository" && umask 077 && tools/dist.sh "$root/first")
