@@ -100,7 +100,7 @@ void name_ports(bool has_terminal)
     const size_t wanted = simulator::machine_ports.size() - (has_terminal ? 3 : 0);
     size_t named = 0;
     for (int tries = 0; named < wanted; tries++) {
-        check(tries < 2000, "waiting for the ports to the machine outside");
+        check(tries < 20000, "waiting for the ports to the machine outside");
         usleep(5000);
         for (const std::string &device : names_in("/sys/class/virtio-ports")) {
             std::string name = read_whole("/sys/class/virtio-ports/" + device + "/name");

@@ -26,11 +26,13 @@ const std::string start_daemons =
     "mkdir -p /run/dbus /run/udev /etc/polkit-1/rules.d /var/lib/polkit-1\n"
     "/usr/lib/systemd/systemd-udevd --daemon >/dev/null 2>&1\n"
     "for subsystem in usb tty net usbmisc; do udevadm trigger --action=add --subsystem-match=$subsystem; done\n"
-    "udevadm settle --timeout=60; dbus-daemon --system --fork\n"
+    "udevadm settle --timeout=300; dbus-daemon --system --fork\n"
     "/usr/lib/polkit-1/polkitd --no-debug >/dev/null 2>&1 &\n"
     "ModemManager --debug >/tmp/log 2>&1 &\n"
-    // A state, for which it is given time as long as it works.
-    "until_state() { for round in 1 2 3 4 5; do wait_until \"grep -q 'state changed (.*-> $1' /tmp/log\"; done; }\n"
+    // What it knows of the modem comes bit by bit: until_known KEY VALUE waits for one of them, in /tmp/modem.
+    "until_state() { wait_until \"grep -q 'state changed (.*-> $1' /tmp/log\"; }\n"
+    "m() { mmcli --timeout=200 -m any \"$@\"; }\n"
+    "until_known() { wait_until \"m -K >/tmp/modem && [ \\\"\\$(value '$1')\\\" = '$2' ]\"; }\n"
     "value() { sed -n \"s/^modem\\.$1 *: *//p\" /tmp/modem; }\n";
 
 struct ModemManager {
@@ -43,25 +45,29 @@ struct ModemManager {
     {
         return {
             {"found", start_daemons +
-                          "until_state disabled; mmcli -m any -K >/tmp/modem\n"
+                          "until_state disabled; until_known generic.plugin quectel\n"
                           "value generic.manufacturer; value generic.model; value generic.equipment-identifier\n"
                           "value generic.plugin; value 'generic.ports.value.*' | sort"},
-            {"registered", "mmcli -m any --enable; until_state registered; mmcli -m any -K >/tmp/modem\n"
+            {"registered", "m --enable; until_state registered; until_known 3gpp.operator-name 'T-Mobile A'\n"
+                           "until_known generic.access-technologies.value.* lte; until_known "
+                           "generic.signal-quality.value 100\n"
                            "value generic.state; value 'generic.access-technologies.value.*'\n"
                            "value generic.signal-quality.value; value 3gpp.operator-code; value 3gpp.operator-name\n"
                            "value 3gpp.registration-state; mmcli -i any | grep -o 'imsi: .*'"},
-            {"messages", "mmcli -m any --messaging-list-sms | grep -o -m 1 'SMS/0'; mmcli -s 0 | grep -o -e 'number: "
-                         ".*' -e 'text: .*'"},
-            {"refused", "mmcli -m any --simple-connect=apn=wrong,ip-type=ipv4 >/dev/null 2>&1 || echo refused\n"
+            {"messages",
+             "wait_until \"m --messaging-list-sms | grep -o -m 1 'SMS/0'\"; mmcli -s 0 | grep -o -e 'number: "
+             ".*' -e 'text: .*'"},
+            {"refused", "m --simple-connect=apn=wrong,ip-type=ipv4 >/dev/null 2>&1 || echo refused\n"
                         "grep -o -m 1 unknown-apn /tmp/log"},
             {"connected",
-             "mmcli -m any --simple-connect=apn=internet,user=guest,password=secret,ip-type=ipv4\n"
-             "mmcli -m any -K >/tmp/modem; value generic.state\n"
+             "m --simple-connect=apn=internet,user=guest,password=secret,ip-type=ipv4\n"
+             "m -K >/tmp/modem; value generic.state\n"
              "for bearer in 1 2 3; do mmcli -b $bearer -K 2>/dev/null; done | "
              "sed -n 's/^bearer.ipv4-config.address *: *10/10/p' >/tmp/address; cat /tmp/address\n"
              "ip addr add $(cat /tmp/address)/30 dev wwan0; ip link set wwan0 up; ip route add 10.99.0.0/24 dev wwan0\n"
-             "busybox ping -c 2 -W 10 10.99.0.1 | grep received; wget -q -O - http://10.99.0.1/1000000 | md5sum\n"
-             "mmcli -m any --simple-disconnect"},
+             "busybox ping -A -c 2 -W 60 10.99.0.1 | grep received; timeout 200 wget -q -O - http://10.99.0.1/1000000 "
+             "| md5sum\n"
+             "m --simple-disconnect"},
         };
     }
 };

@@ -1,45 +1,47 @@
-#include <filesystem>
-#include <fstream>
+#include "online.h"
 
-#include "walk.h"
-
-// The network functions of modems that are standards, with the kernel's drivers for them.
+// The network functions of modems that are standards, with the kernel's drivers for them, and the product's connections
+// over them.
 
 namespace network_test {
 
 /// No model in the profiles speaks NCM.
-class NcmProfile {
-  public:
-    NcmProfile()
-    {
-        std::ofstream(path()) << "include EC200T\n"
-                                 "model NCM\n"
-                                 "usb 2c7c:6026\n"
-                                 "interface 0 none ncm netdev usb0\n"
-                                 "interface 2 ttyUSB silent\n"
-                                 "interface 3 ttyUSB at\n"
-                                 "interface 4 ttyUSB at\n";
-    }
-    std::string path() const { return folder_.path() + "/ncm.modem"; }
-
-  private:
-    TemporaryFolder folder_;
-};
-
 std::string ncm_profile()
 {
-    static const NcmProfile profile;
-    return profile.path();
+    return own_modem("ncm", "include EC200T\n"
+                            "model NCM\n"
+                            "usb 2c7c:6026\n"
+                            "interface 0 none ncm netdev usb0\n"
+                            "interface 2 ttyUSB silent\n"
+                            "interface 3 ttyUSB at\n"
+                            "interface 4 ttyUSB at\n");
+}
+
+/// DHCP on a network device of its own is no built-in model's way to connect.
+std::string dhcp_profile()
+{
+    return own_modem("dhcp", "include NL678E\n"
+                             "model NL668\n"
+                             "usb 1508:1001\n"
+                             "interface 0 ttyUSB silent\n"
+                             "interface 1 ttyUSB at\n"
+                             "interface 2 ttyUSB at\n"
+                             "interface 3 ttyUSB silent\n"
+                             "interface 4 none ecm netdev usb0\n"
+                             "> AT+GTRNDIS=<state:0-1>,<cid:1-16>\n"
+                             "@ data open $cid\n"
+                             "\n"
+                             "OK\n");
 }
 
 /// What every network device has to do: fetch DEVICE.
 constexpr const char *helpers =
     "carrier() { cat /sys/class/net/$1/carrier; }\n"
-    "fetch() { ip route add 10.99.0.0/24 dev $1; busybox ping -c 2 -W 10 10.99.0.1 | grep received\n"
-    "    timeout 90 wget -q -O - http://10.99.0.1/3000000 | md5sum; ip route del 10.99.0.0/24 dev $1; }\n"
+    "fetch() { ip route add 10.99.0.0/24 dev $1; busybox ping -A -c 2 -W 60 10.99.0.1 | grep received\n"
+    "    timeout 200 wget -q -O - http://10.99.0.1/3000000 | md5sum; ip route del 10.99.0.0/24 dev $1; }\n"
     "printf '%s\\n' '#!/bin/sh' '[ \"$1\" != bound ] || { ip addr add $ip/$mask dev $interface; "
     "echo $ip/$mask $router $dns; }' >/tmp/leased; chmod +x /tmp/leased\n"
-    "address() { busybox udhcpc -q -n -t 5 -f -s /tmp/leased -i $1 2>/dev/null; }\n";
+    "address() { busybox udhcpc -q -n -t 20 -f -s /tmp/leased -i $1 2>/dev/null; }\n";
 
 std::string ethernet(const std::string &bus, const std::string &device)
 {
@@ -56,15 +58,15 @@ std::string ethernet(const std::string &bus, const std::string &device)
 struct NetworkFunctions {
     static Lines options()
     {
-        return {"--modem", "EC200T",       "--modem", ncm_profile() + "@1-1.3",
-                "--modem", "EM9190@1-1.4", "--link",  "apn=internet"};
+        return with_online_files({"--modem", "EC200T", "--modem", ncm_profile() + "@1-1.3", "--modem", "EM9190@1-1.4",
+                                  "--modem", dhcp_profile() + "@1-1.5", "--link", "apn=internet"});
     }
     static std::vector<Script> scripts()
     {
         return {{"ECM", helpers + ethernet("1-1.2", "usb0")},
                 {"NCM", ethernet("1-1.3", "usb1")},
                 {"MBIM",
-                 "m() { timeout 60 mbimcli -d /dev/cdc-wdm0 \"$@\" 2>&1 | sed 's/^\\[[^]]*\\] *//; s/^[ \\t]*//'; }\n"
+                 "m() { timeout 200 mbimcli -d /dev/cdc-wdm0 \"$@\" 2>&1 | sed 's/^\\[[^]]*\\] *//; s/^[ \\t]*//'; }\n"
                  "m --query-device-caps; m --query-subscriber-ready-status; m --query-registration-state; "
                  "m --query-signal-state; m --query-home-provider; m --query-pin-state"},
                 {"MBIM refused", "m --connect=access-string=wrong"},
@@ -72,18 +74,14 @@ struct NetworkFunctions {
                  "m --attach-packet-service | grep state; m --connect=access-string=internet --no-close >/tmp/call; "
                  "cat /tmp/call\nip link set wwan0 up; ip addr add 10.64.3.2/30 dev wwan0; fetch wwan0\n"
                  "m --no-open=$(grep -o 'TRID: .*' /tmp/call | tr -dc 0-9) --disconnect | grep state\n"
-                 "busybox ping -c 1 -W 2 -I wwan0 10.64.3.1 | grep received"}};
+                 "busybox ping -c 1 -W 2 -I wwan0 10.64.3.1 | grep received; ip addr flush dev wwan0"},
+                {"online",
+                 online_functions + std::string("online 1-1.4 qmi 0 internet\n"
+                                                "modemctl 1-1.5 AT 'AT+CGDCONT=1,\"IP\",\"internet\"' >/dev/null\n"
+                                                "online 1-1.5 serial 1 internet")}};
     }
 };
-class KernelNetworkFunctions : public OnKernel<NetworkFunctions> {
-  protected:
-    void SetUp() override
-    {
-        if (!std::filesystem::exists("/usr/bin/mbimcli"))
-            GTEST_SKIP() << "mbimcli is missing: tools/setup.sh kernel installs it";
-        OnKernel::SetUp();
-    }
-};
+using KernelNetworkFunctions = OnKernelWithClients<NetworkFunctions>;
 
 const std::string fetched =
     "2 packets transmitted, 2 packets received, 0% packet loss\n3cd33ccdd83d586323c6a4699d77c81c  -\n";
@@ -179,6 +177,11 @@ TEST_F(KernelNetworkFunctions, ComeOnlineByMbim)
                                            "Activation state: 'deactivated'\n"
                                            "Voice call state: 'none'\n"
                                            "1 packets transmitted, 0 packets received, 100% packet loss\n");
+}
+
+TEST_F(KernelNetworkFunctions, ServeTheProductByMbimAndByDhcpOnADeviceOfItsOwn)
+{
+    EXPECT_EQ(walk().of("online"), was_online("1-1.4", "mbim", "10.64.3.2") + was_online("1-1.5", "dhcp", "10.64.4.2"));
 }
 
 } // namespace network_test

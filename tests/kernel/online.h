@@ -15,7 +15,7 @@ inline Lines with_online_files(Lines options)
 }
 
 /// device BUS NUMBER: the device of that interface. The others take a network interface: status, field NAME MEMBER,
-/// is_up, is_pending, until_up, and use: packets through it.
+/// is_up, is_pending, until_up, until_error NAME CODE (prints the status with it), and use: packets through it.
 inline constexpr const char *online_functions = R"sh(
 device() {
     for file in /sys/bus/usb/devices/$1:1.$2/ttyUSB* /sys/bus/usb/devices/$1:1.$2/usbmisc/cdc-wdm*; do
@@ -24,14 +24,15 @@ device() {
 }
 status() { ubus call network.interface.$1 status | tr -d ' \t\n'; }
 field() { status $1 | sed -n "s/.*\"$2\":\"\([^\"]*\)\".*/\1/p"; }
-is_up() { status $1 | grep -q '^{"up":true'; }
-is_pending() { status $1 | grep -q '"pending":true'; }
-until_up() { for round in 1 2 3; do wait_until "is_up $1"; done; }
+is_up() { ubus call network.interface.$1 status | grep -q '"up": true'; }
+is_pending() { ubus call network.interface.$1 status | grep -q '"pending": true'; }
+until_up() { wait_until "is_up $1"; }
+until_error() { wait_until "status $1 >/tmp/status; grep -q $2 /tmp/status"; cat /tmp/status; echo; }
 use() {
     there=$(field $1 l3_device)
     ip route add 10.99.0.0/24 dev $there
-    busybox ping -c 2 -W 10 10.99.0.1 | grep received
-    timeout 90 wget -q -O - http://10.99.0.1/300000 | md5sum
+    busybox ping -A -c 2 -W 60 10.99.0.1 | grep received
+    timeout 200 wget -q -O - http://10.99.0.1/300000 | md5sum
     ip route del 10.99.0.0/24 dev $there
 }
 # online BUS KIND NUMBER APN

@@ -29,6 +29,7 @@
 namespace {
 
 constexpr int longest_wait_ms = 60000;
+constexpr int look_again_ms = 20;
 
 std::string result(long value)
 {
@@ -78,10 +79,16 @@ void print_loss(const char *path, std::string command)
     const int port = open_port(path);
     make_raw(port);
     command += "\r\n";
-    // Until the port was raw, the driver sent back what the modem said, a byte a buffer, and it has four buffers.
-    pollfd free_buffer{.fd = port, .events = POLLOUT, .revents = 0};
-    poll(&free_buffer, 1, longest_wait_ms);
-    printf("write %s\n", result(write(port, command.data(), command.size())).c_str());
+    // Until the port was raw, the driver sent back what the modem said, a byte a buffer, and it has four buffers. What
+    // is left of it goes out before the command, so that a free buffer may be taken again.
+    ssize_t written = -1;
+    for (int waited_ms = 0; waited_ms < longest_wait_ms; waited_ms += look_again_ms) {
+        written = write(port, command.data(), command.size());
+        if (written >= 0 || errno != EAGAIN)
+            break;
+        poll(nullptr, 0, look_again_ms);
+    }
+    printf("write %s\n", result(written).c_str());
     pollfd waiting{.fd = port, .events = POLLIN, .revents = 0};
     for (;;) {
         if (poll(&waiting, 1, longest_wait_ms) <= 0)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -18,17 +20,38 @@ struct Script {
     std::string text;
 };
 
+/// wait_until CONDITION waits for a state, as long as a busy machine may need. After what never comes the others have
+/// less time, so that the suite ends. note TEXT says on standard error when it was, and how long nothing had to be
+/// done. note_number BUS, and after it until_back BUS, wait for a modem that goes and comes back: the kernel counts its
+/// devices, so that a machine too busy to see it away knows that it was.
+inline constexpr const char *walk_functions = R"sh(
+patience=200
+now() { read -r up idle </proc/uptime; echo ${up%.*}; }
+wait_until() {
+    limit=$(($(now) + patience))
+    until eval "$1"; do
+        [ $(now) -lt $limit ] || { echo "waited in vain: $1" >&2; patience=20; return 1; }
+        sleep 0.2
+    done
+}
+note_number() { before=$(cat /sys/bus/usb/devices/$1/devnum); }
+until_back() {
+    there=/sys/bus/usb/devices/$1
+    wait_until '[ -e $there/port ] && [ $(cat $there/devnum 2>/dev/null || echo $before) != $before ]'
+}
+note() { read -r up idle </proc/uptime; echo "$up s, idle $idle s: $1" >&2; }
+)sh";
+
 /// What scripts printed, in one router.
 class Walk {
   public:
     Walk(const Lines &options, const std::vector<Script> &scripts)
     {
-        // What never comes must not take the whole machine's time.
-        std::string whole = "wait_until() { tries=0; until eval \"$1\" || [ $tries -ge 300 ]; do sleep 0.1; "
-                            "tries=$((tries + 1)); done; }\n";
+        std::string whole = walk_functions;
         for (const Script &script : scripts)
-            whole += std::string("echo '== ") + script.name + "'\n" + script.text + "\n";
-        run_ = run_shell(options, whole);
+            whole += std::string("echo '== ") + script.name + "'; note '" + script.name + "'\n" + script.text + "\n";
+        run_ = run_shell(options, whole + "note end\n");
+        printf("%s", run_.err.c_str()); // where the time went: a test that fails shows it
     }
     bool is_missing() const { return run_.status == status_no_machine; }
     const RouterRun &run() const { return run_; }
@@ -64,6 +87,15 @@ inline Lines in_hub(const Lines &models)
     return options;
 }
 
+/// A modem of a test's own. @return its profile's path
+inline std::string own_modem(const std::string &name, const std::string &profile)
+{
+    static const TemporaryFolder folder;
+    std::string path = folder.path() + '/' + name + ".modem";
+    std::ofstream(path) << profile;
+    return path;
+}
+
 /// Each suite's machine, started by its first test.
 template <typename Suite> const Walk &walk_of()
 {
@@ -80,4 +112,16 @@ template <typename Suite> class OnKernel : public testing::Test {
         ASSERT_EQ(walk().run().status, 0) << walk().run().err;
     }
     const Walk &walk() const { return walk_of<Suite>(); }
+};
+
+/// With the programs that open a modem's session.
+template <typename Suite> class OnKernelWithClients : public OnKernel<Suite> {
+  protected:
+    void SetUp() override
+    {
+        for (const char *program : {"/usr/bin/qmicli", "/usr/bin/mbimcli", "/usr/sbin/pppd"})
+            if (!std::filesystem::exists(program))
+                GTEST_SKIP() << program << " is missing: tools/setup.sh kernel installs it";
+        OnKernel<Suite>::SetUp();
+    }
 };
