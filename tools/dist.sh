@@ -39,6 +39,12 @@ sum=$(sha256sum "$out/$name.tar.gz" | cut -d ' ' -f 1)
 git show HEAD:packaging/openwrt/Makefile |
     sed "s/^PKG_HASH:=skip$/PKG_HASH:=$sum/${MAINTAINER:+;s|^PKG_MAINTAINER:=.*|PKG_MAINTAINER:=$MAINTAINER|}" |
     sed "${URL:+s|https://modemctl.invalid|$URL|}" >"$out/Makefile"
+# A feed has the archive alone. What the repository's own build needs would have to be explained to its reviewers.
+# shellcheck disable=SC2016 # make expands it
+sed -i -e '/^# The OpenWrt packages/,/^$/c\
+# The OpenWrt packages of modemctl.\
+' -e '/^REPOSITORY:=/,/^else$/d; /^endif$/d' \
+    -e '/(if $(PKG_SOURCE),/{N;s/.*/\t$(call Build\/Prepare\/Default)/}' "$out/Makefile"
 [ -z "${MAINTAINER:-}" ] || sed -i '/^# Nobody /,/^PKG_MAINTAINER/{/^#/d}' "$out/Makefile"
 ! grep -q 'modemctl[.]invalid' "$out/Makefile" || echo "$out/Makefile names no maintainer or no URL yet:" \
     "make dist MAINTAINER='Name <mail address>' URL=https://..." >&2

@@ -94,6 +94,9 @@ if git -C "$repository" rev-parse HEAD >/dev/null 2>&1; then
 > PKG_SOURCE_URL:=https://a.example/releases
 >   URL:=https://a.example
 EOF
+    # A feed has no repository beside its package.
+    grep -q '(call Build/Prepare/Default)$' "$root/first/Makefile"
+    if grep -n 'REPOSITORY\|ifn*eq\|endif' "$root/first/Makefile"; then exit 1; fi
     for wrong in "Nobody" "A|B <a@b>" "A <a>"; do
         if (cd "$repository" && MAINTAINER=$wrong tools/dist.sh "$root/none" 2>/dev/null); then exit 1; fi
         [ ! -e "$root/none" ]
