@@ -29,9 +29,20 @@ class Deadline {
     int64_t start_ms_ = monotonic_ms();
 };
 
+// On some processors it has further members.
+struct flock lock_of(short type, off_t first, off_t count)
+{
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = first;
+    lock.l_len = count;
+    return lock;
+}
+
 bool set_lock(int fd, short type, off_t place)
 {
-    struct flock lock = {.l_type = type, .l_whence = SEEK_SET, .l_start = place, .l_len = 1, .l_pid = 0};
+    struct flock lock = lock_of(type, place, 1);
     return fcntl(fd, F_OFD_SETLK, &lock) == 0;
 }
 
@@ -40,7 +51,7 @@ enum class Others { none, in_queue, strangers };
 // Which other process holds a lock in count bytes from first on (0: in all that follow); place is a place of the queue.
 Others find_others(int fd, off_t first, off_t count, off_t &place)
 {
-    struct flock lock = {.l_type = F_WRLCK, .l_whence = SEEK_SET, .l_start = first, .l_len = count, .l_pid = 0};
+    struct flock lock = lock_of(F_WRLCK, first, count);
     if (fcntl(fd, F_OFD_GETLK, &lock) != 0)
         return Others::strangers;
     if (lock.l_type == F_UNLCK)

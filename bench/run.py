@@ -29,24 +29,25 @@ CALLGRIND = "valgrind --tool=callgrind --callgrind-out-file=/dev/null"
 GUEST_BASE = "0x100000000"  # where the programs that qemu runs have their memory: measure counts what is there
 
 
-# What commands that came after the first ones add to the program is counted apart: an area's name, its sources, and the
-# bytes that it may have in a program for MIPS. A new area is a new line, and takes its sources from the
-# areas above it; what is in no area is the program itself.
+# What commands that came after the first ones add to the program is counted apart: an area's name, the bytes that it may
+# have in a program for each of the limited targets, and its sources. A new area is a new line, and takes its sources from
+# the areas above it; what is in no area is the program itself. The first target shows any growth, by a compiler that is
+# the same everywhere. The second is what most routers with MIPS get: OpenWrt's compiler and its flags.
+LIMITED_TARGETS = ("mips-linux-musl", "mips_24kc")
 AREAS = (
-    ("info and record", 88_500, ("readings/*", "at/at_session.cpp", "core/cli/info*", "core/cli/record*",
+    ("info and record", (88_500, 50_300), ("readings/*", "at/at_session.cpp", "core/cli/info*", "core/cli/record*",
                                  "discovery/record/info.cpp", "discovery/record/modem_port.cpp",
                                  "discovery/record/record*")),
-    ("watch", 47_600, ("watch/*", "core/cli/watch*", "core/cli/history*", "status/history.cpp", "status/usage.cpp",
+    ("watch", (47_600, 28_000), ("watch/*", "core/cli/watch*", "core/cli/history*", "status/history.cpp", "status/usage.cpp",
                        "discovery/record/snapshot.cpp")),
-    ("modemctl apn", 11_800, ("apn/card.cpp", "apn/choices.cpp", "apn/tables.cpp", "core/cli/apn*")),
-    ("bands and mode", 27_200, ("readings/band_*", "readings/radio_modes.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
-    ("metrics and openwisp", 10_500, ("discovery/record/metrics.cpp", "discovery/record/openwisp.cpp", "core/cli/fleet*")),
-    ("models files", 5_100, ("core/table/models_file.cpp",)),
-    ("ubus object", 33_600, ("core/cli/rpcd*", "watch/options.cpp", "sms/boxes.cpp", "sms/parts.cpp")),
+    ("modemctl apn", (11_800, 6_600), ("apn/card.cpp", "apn/choices.cpp", "apn/tables.cpp", "core/cli/apn*")),
+    ("bands and mode", (27_200, 15_800), ("readings/band_*", "readings/radio_modes.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
+    ("metrics and openwisp", (10_500, 6_800), ("discovery/record/metrics.cpp", "discovery/record/openwisp.cpp", "core/cli/fleet*")),
+    ("models files", (5_100, 3_300), ("core/table/models_file.cpp",)),
+    ("ubus object", (33_600, 20_500), ("core/cli/rpcd*", "watch/options.cpp", "sms/boxes.cpp", "sms/parts.cpp")),
 )
-LIMITED_TARGET = "mips-linux-musl"
-PRODUCT_LIMIT = 553_700
-OWN_LIMIT = 135_900
+PRODUCT_LIMITS = (553_700, 268_000)
+OWN_LIMITS = (135_900, 78_600)
 
 # Instructions and system calls of commands on this machine, with one modem.
 COMMAND_LIMITS = {"modemctl signal": (500_000, 800), "modemctl cells": (700_000, 1_500)}
@@ -126,6 +127,8 @@ def built_targets():
 def processors(build):
     for target in built_targets():
         options = ["--modem", "EC25", "--products", os.path.join(TARGETS, target)]
+        if target == "mips_24kc":  # its C library here is not a router's
+            continue
         processor = target.split("-")[0]
         if processor == platform.machine():
             router = Router(build, *options)
@@ -162,7 +165,8 @@ def own_bytes(folder):
     twice."""
     links = subprocess.run(["ninja", "-C", folder, "-t", "commands", "modemctl"], capture_output=True, text=True,
                            check=True).stdout.splitlines()
-    link = links[-1].replace(" -o modemctl ", " -o modemctl.mapped -Wl,--print-map ")
+    # What was optimised at the link is nobody's.
+    link = links[-1].replace(" -o modemctl ", " -fno-lto -o modemctl.mapped -Wl,--print-map ")
     if folder.startswith(TARGETS):
         link = link.replace(" -Wl,", " -Wl,-O0 -Wl,", 1)
     text = subprocess.run(link, shell=True, cwd=folder, capture_output=True, text=True, check=True).stdout
@@ -181,10 +185,14 @@ def own_bytes(folder):
     return total
 
 
+def require_size(what, size, most):
+    require(not most or size <= most, f"{what}: {size:,} bytes of {most:,}")
+
+
 def sizes(build):
     for folder in [build] + [os.path.join(TARGETS, target) for target in built_targets()]:
         name = "this machine (glibc)" if folder == build else os.path.basename(folder)
-        is_limited = name == LIMITED_TARGET
+        limits = LIMITED_TARGETS.index(name) if name in LIMITED_TARGETS else None
         own = own_bytes(folder)
         with tempfile.TemporaryDirectory() as work:
             for product in ("modemctl", "libmodemapi.so"):
@@ -194,12 +202,11 @@ def sizes(build):
                 size = os.path.getsize(copy)
                 is_program = product == "modemctl"
                 row(f"size of {product}, {name}", bytes=size, own_bytes=own[None] if is_program else None)
-                require(not (is_limited and is_program) or size <= PRODUCT_LIMIT, f"{product} for {name}: {size:,} bytes")
-        require(not is_limited or own[None] <= OWN_LIMIT, f"own bytes for {name}: {own[None]:,} of {OWN_LIMIT:,}")
+                require_size(f"{product} for {name}", size, is_program and limits is not None and PRODUCT_LIMITS[limits])
+        require_size(f"own bytes for {name}", own[None], limits is not None and OWN_LIMITS[limits])
         for area, most_bytes, _ in AREAS:
             row(f"size of {area}, {name}", own_bytes=own[area])
-            require(not is_limited or own[area] <= most_bytes,
-                    f"{area} for {name}: {own[area]:,} bytes of {most_bytes:,}")
+            require_size(f"{area} for {name}", own[area], limits is not None and most_bytes[limits])
 
 
 class Growth:

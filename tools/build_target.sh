@@ -13,7 +13,7 @@ fi
 tools/setup_target.sh "$@"
 for target in "$@"; do
     build=build-target/$target
-    cmake -G Ninja -S . -B "$build" -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/musl.cmake" -DTARGET="$target" \
+    cmake -G Ninja -S . -B "$build" -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/target.cmake" -DTARGET="$target" \
         -DCROSS_CACHE="$cache" -DCMAKE_BUILD_TYPE=MinSizeRel -DWORKSTATION=OFF -DTARGET_TESTS=ON
     # shellcheck disable=SC2086 # one word per goal
     cmake --build "$build" -j"$(nproc)" --target $goals

@@ -12,7 +12,7 @@ packages_of() {
         echo libgtest-dev valgrind gammu smstools procps binutils git openssl libgnutls-openssl27 shellcheck man-db
         ;;
     targets)
-        echo dpkg-dev qemu-user-static libgtest-dev
+        echo dpkg-dev qemu-user-static libgtest-dev g++-mips-linux-gnu
         command -v npm >/dev/null || echo npm
         ;;
     fleet) ;;

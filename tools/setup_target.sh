@@ -1,7 +1,7 @@
 #!/bin/sh
 # Gets what a build for a router's processor needs into build-target/.cache, if it is missing: the cross-compiler,
-# and json-c built with it. Arguments: targets, "mips-linux-musl" and so on. Exit status 3 means that
-# the compiler or the source of json-c could not be downloaded.
+# and json-c built with it. Arguments: targets, "mips-linux-musl" and so on, or "mips_24kc", which is compiled as OpenWrt
+# does it. Exit status 3 means that the compiler or the source of json-c could not be downloaded.
 set -eu
 
 cd "$(dirname "$0")/.."
@@ -29,12 +29,12 @@ cp tools/cross/package-lock.json "$cache/compiler/installed"
 tool() {
     # shellcheck disable=SC2016 # the tool's own words
     printf '#!/bin/sh\ncase $* in *CMakeCXXCompilerId.cpp*) set -- -c "$@" ;; esac\n%s\nexec "%s" %s "$@"\n' \
-        "export ZIG_GLOBAL_CACHE_DIR='$cache/zig' ZIG_LOCAL_CACHE_DIR='$cache/zig'" "$zig" "$2" >"$cache/bin/$1.new"
+        "export ZIG_GLOBAL_CACHE_DIR='$cache/zig' ZIG_LOCAL_CACHE_DIR='$cache/zig'" "$2" "$3" >"$cache/bin/$1.new"
     chmod +x "$cache/bin/$1.new"
     mv "$cache/bin/$1.new" "$cache/bin/$1"
 }
-tool ar ar
-tool ranlib ranlib
+tool ar "$zig" ar
+tool ranlib "$zig" ranlib
 
 # Debian's source of json-c, by lists of our own, since most machines do not list sources.
 if ! ls "$cache"/json-c-*/CMakeLists.txt >/dev/null 2>&1; then
@@ -61,14 +61,23 @@ if ! ls "$cache"/json-c-*/CMakeLists.txt >/dev/null 2>&1; then
 fi
 json_c=$(dirname "$(ls "$cache"/json-c-*/CMakeLists.txt)")
 
+# Most routers with MIPS have this architecture of OpenWrt's. These are the flags in its build logs, without those for its own
+# C library and with what its compiler does by itself (-mplt). An object has both its code and what the linker optimises again.
+openwrt_flags="-mips32r2 -mtune=24kc -mno-branch-likely -fno-caller-saves -mips16 -minterlink-mips16 -mplt -flto=auto -ffat-lto-objects"
+
 for target in "$@"; do
-    tool "$target-cc" "cc -target $target"
-    # The C++ library's headers call this where an exception would be thrown, which this program never reaches.
-    tool "$target-c++" "c++ -target $target '-D_LIBCPP_VERBOSE_ABORT(...)=__builtin_abort()'"
+    if [ "$target" = mips_24kc ]; then
+        tool "$target-cc" mips-linux-gnu-gcc "$openwrt_flags"
+        tool "$target-c++" mips-linux-gnu-g++ "$openwrt_flags"
+    else
+        tool "$target-cc" "$zig" "cc -target $target"
+        # The C++ library's headers call this where an exception would be thrown, which this program never reaches.
+        tool "$target-c++" "$zig" "c++ -target $target '-D_LIBCPP_VERBOSE_ABORT(...)=__builtin_abort()'"
+    fi
     [ -f "$cache/$target/lib/libjson-c.a" ] && continue
     echo "Building json-c for $target"
     {
-        cmake -G Ninja -S "$json_c" -B "$cache/$target/json-c" -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/musl.cmake" \
+        cmake -G Ninja -S "$json_c" -B "$cache/$target/json-c" -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/target.cmake" \
             -DTARGET="$target" -DCROSS_CACHE="$cache" -DCMAKE_BUILD_TYPE=MinSizeRel \
             -DCMAKE_C_FLAGS="-ffunction-sections -fdata-sections" -DCMAKE_POSITION_INDEPENDENT_CODE=ON \
             -DBUILD_SHARED_LIBS=OFF -DBUILD_APPS=OFF -DBUILD_TESTING=OFF -DDISABLE_WERROR=ON -DENABLE_THREADING=OFF

@@ -1,8 +1,9 @@
 # Cross-compiles for a router's processor with the compiler that tools/setup_target.sh puts into build-target/.cache:
-# -DTARGET=mips-linux-musl and so on. Programs are linked statically; the library uses the target's own libc.
+# -DTARGET=mips-linux-musl and so on. Programs are linked statically; the library uses the target's own libc. mips_24kc alone
+# is compiled and linked as OpenWrt's build system does it, to shared libraries of this machine's cross-compiler.
 set(CMAKE_SYSTEM_NAME Linux)
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TARGET CROSS_CACHE)
-string(REGEX REPLACE "-.*" "" CMAKE_SYSTEM_PROCESSOR "${TARGET}")
+string(REGEX REPLACE "-.*|_24kc" "" CMAKE_SYSTEM_PROCESSOR "${TARGET}")
 
 set(CMAKE_C_COMPILER "${CROSS_CACHE}/bin/${TARGET}-cc")
 set(CMAKE_CXX_COMPILER "${CROSS_CACHE}/bin/${TARGET}-c++")
@@ -15,7 +16,10 @@ set(CMAKE_EXE_LINKER_FLAGS_INIT "-static ${leave_out}")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "${leave_out}")
 set(POSITION_INDEPENDENT_PROGRAM OFF CACHE BOOL "")
 # Without a table of addresses, which every call would go through, code for MIPS is a seventh smaller.
-if(CMAKE_SYSTEM_PROCESSOR MATCHES "^mips")
+if("${TARGET}" STREQUAL mips_24kc)
+    set(CMAKE_EXE_LINKER_FLAGS_INIT "-no-pie ${leave_out}")
+    set(PROGRAM_OPTIONS -fno-pic CACHE STRING "")
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^mips")
     set(PROGRAM_OPTIONS -fno-pic -mno-abicalls -mno-gpopt CACHE STRING "")
 endif()
 
