@@ -189,7 +189,7 @@ void tell_registration(const std::string_view &text, Report &report)
 }
 
 struct Mode {
-    std::string_view word;
+    const char *word;
     Technology technology;
 };
 constexpr Mode modes[] = {

@@ -38,7 +38,9 @@ class Interview {
         }
         has_answered_ = true;
         // Of a line that was cut nothing counts: its last number may lack digits.
-        const std::string_view lines = first_characters(reply.view(), reply.view().find_last_of("\r\n") + 1);
+        std::string_view lines = reply.view();
+        while (!lines.empty() && static_cast<unsigned char>(lines.back()) >= ' ')
+            lines.remove_suffix(1);
         if (question.read(lines, report_))
             return true;
         const std::string_view refusal = refusal_of(lines);

@@ -189,7 +189,8 @@ bool read_qeng_serving(std::string_view reply, Report &report)
         } else if (is_quoted && fields[0] == "NR5G-NSA") {
             report.tell_nr_beside_lte();
             report.nr.tell_network(fields[1], fields[2]);
-            tell_fields(fields, nr_beside_lte_rules, report.nr);
+            // Older firmware ends after the levels.
+            tell_fields(fields, FieldRules{nr_beside_lte_rules}.first(fields.size() == 7 ? 4 : 6), report.nr);
             // What is not measured yet has 0 for its channel and the index 0 for its bandwidth.
             if (report.nr.get(Quantity::arfcn))
                 tell_nr_bandwidth(fields, 9, report, report.nr);

@@ -187,8 +187,11 @@ void tell_value(std::string_view value, Quantity quantity, Scale scale, Cell &ce
 
 void tell_fields(const Fields &fields, FieldRules rules, Cell &cell, size_t shift)
 {
+    // A line that ends before its last rule may have been cut, in the middle of a number too.
+    const bool is_cut = !rules.empty() && fields.size() <= rules.back().field + shift;
     for (const FieldRule &rule : rules)
-        tell_value(fields[rule.field + shift], rule.quantity, rule.scale, cell);
+        if (!is_cut || rule.field + shift + 1 != fields.size())
+            tell_value(fields[rule.field + shift], rule.quantity, rule.scale, cell);
 }
 
 void tell_plmn(Cell &cell, std::string_view digits)
