@@ -2,22 +2,24 @@
 
 #include <cstdint>
 
-/// One minute of a modem, as `modemctl watch` saw it. A value that is not known is INT16_MIN, or 0 where 0 says
-/// nothing. Packed, so that a day fits into 64 KiB.
-struct [[gnu::packed]] HistorySample {
-    uint32_t uptime_s; ///< of the router, at the sample
-    int64_t cell_id;   ///< 0: not known
-    uint64_t rx_bytes; ///< of the network device, since it came up
-    uint64_t tx_bytes;
-    int16_t rssi_dbm;
-    int16_t rsrp_dbm;
-    int16_t rsrq_db10; ///< in tenths of dB
-    int16_t sinr_db10;
-    uint8_t technology; ///< Technology (readings/report.h)
-    uint8_t state;      ///< WatchState (watch/states.h)
-    uint8_t spare[2];
-};
 inline constexpr int16_t not_measured = INT16_MIN;
+
+/// One minute of a modem, as `modemctl watch` saw it. A value that is not known is not_measured, or 0 where 0 says
+/// nothing. In an order without gaps, so that a day fits into 64 KiB.
+struct HistorySample {
+    int64_t cell_id = 0;   ///< 0: not known
+    uint64_t rx_bytes = 0; ///< of the network device, since it came up
+    uint64_t tx_bytes = 0;
+    uint32_t uptime_s = 0; ///< of the router, at the sample
+    int16_t rssi_dbm = not_measured;
+    int16_t rsrp_dbm = not_measured;
+    int16_t rsrq_db10 = not_measured; ///< in tenths of dB
+    int16_t sinr_db10 = not_measured;
+    uint8_t technology = 0; ///< Technology (readings/report.h)
+    uint8_t state = 0;      ///< WatchState (watch/states.h)
+    uint8_t spare[2] = {};
+};
+static_assert(sizeof(HistorySample) == 40);
 
 /// A ring of 24 hours in the modem's state folder, 57 KiB.
 inline constexpr uint32_t history_samples = 1440;

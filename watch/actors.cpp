@@ -59,11 +59,11 @@ bool tell_modem(const char *bus, const char *command, int limit_ms)
 {
     ModemPort modem{};
     Text<256> reply;
-    InfoResult result = open_modem(bus, modem);
-    for (int tries = 0; result == InfoResult::port_busy && tries < busy_tries; tries++) {
-        sleep(1);
+    InfoResult result{};
+    int tries = busy_tries;
+    do
         result = open_modem(bus, modem);
-    }
+    while (result == InfoResult::port_busy && --tries > 0 && sleep(1) == 0);
     return result == InfoResult::reported && modem.session.ask(command, reply, limit_ms) == AtSession::Answer::complete;
 }
 

@@ -76,7 +76,7 @@ class Decider {
             memory_.heard = seen_.received;
             memory_.probed = memory_.clock;
         }
-        if (seen_.is_answered)
+        if (seen_.is_answered && !seen_.is_near)
             memory_.answered = 1;
     }
 

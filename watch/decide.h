@@ -65,6 +65,7 @@ struct WatchObservation {
     // By a probe.
     bool is_probed = false;
     bool is_answered = false;
+    bool is_near = false; ///< the modem itself has answered, so its silence will tell nothing
     // By the modem, if asked.
     bool is_told = false;
     bool is_silent = false; ///< it does not answer AT; false if its port could not be had

@@ -6,39 +6,46 @@ namespace {
 
 // The numbers of a memory in the order of its text. A memory with a number above its limit is not ours.
 struct MemoryRow {
-    char name[10];
     uint32_t WatchMemory::*number;
-    uint32_t most;
+    char name[11];
+    uint8_t most; ///< any: every number; half: what a sum of two still holds
 };
+constexpr uint8_t any = 255;
+constexpr uint8_t half = 254;
 // clang-format off
 constexpr MemoryRow memory_rows[] = {
-    {"clock",     &WatchMemory::clock,     UINT32_MAX / 2},
-    {"seen",      &WatchMemory::seen,      UINT32_MAX},
-    {"state",     &WatchMemory::state,     static_cast<uint32_t>(WatchState::count) - 1},
-    {"since",     &WatchMemory::since,     UINT32_MAX / 2},
-    {"due",       &WatchMemory::due,       UINT32_MAX},
-    {"next",      &WatchMemory::next,      watch_stages},
-    {"round",     &WatchMemory::round,     UINT32_MAX},
-    {"tries",     &WatchMemory::tries,     UINT32_MAX},
-    {"connected", &WatchMemory::connected, 1},
-    {"downed",    &WatchMemory::downed,    1},
-    {"asked",     &WatchMemory::asked,     1},
-    {"facts",     &WatchMemory::facts,     7},
-    {"cause",     &WatchMemory::cause,     static_cast<uint32_t>(WatchCause::count) - 1},
-    {"there",     &WatchMemory::there,     1},
-    {"received",  &WatchMemory::received,  UINT32_MAX},
-    {"sent",      &WatchMemory::sent,      UINT32_MAX},
-    {"quiet",     &WatchMemory::quiet,     UINT32_MAX / 2},
-    {"moved",     &WatchMemory::moved,     1},
-    {"heard",     &WatchMemory::heard,     UINT32_MAX},
-    {"probed",    &WatchMemory::probed,    UINT32_MAX / 2},
-    {"answered",  &WatchMemory::answered,  1},
-    {"outage",    &WatchMemory::outage,    UINT32_MAX / 2},
-    {"pin_sent",  &WatchMemory::pin_sent,  UINT32_MAX},
-    {"reboots",   &WatchMemory::reboots,   UINT32_MAX},
-    {"slot",      &WatchMemory::slot,      UINT32_MAX},
+    {&WatchMemory::clock,      "clock",     half},
+    {&WatchMemory::seen,       "seen",      any},
+    {&WatchMemory::state,      "state",     static_cast<uint8_t>(WatchState::count) - 1},
+    {&WatchMemory::since,      "since",     half},
+    {&WatchMemory::due,        "due",       any},
+    {&WatchMemory::next,       "next",      watch_stages},
+    {&WatchMemory::round,      "round",     any},
+    {&WatchMemory::tries,      "tries",     any},
+    {&WatchMemory::connected,  "connected", 1},
+    {&WatchMemory::downed,     "downed",    1},
+    {&WatchMemory::asked,      "asked",     1},
+    {&WatchMemory::facts,      "facts",     7},
+    {&WatchMemory::cause,      "cause",     static_cast<uint8_t>(WatchCause::count) - 1},
+    {&WatchMemory::there,      "there",     1},
+    {&WatchMemory::received,   "received",  any},
+    {&WatchMemory::sent,       "sent",      any},
+    {&WatchMemory::quiet,      "quiet",     half},
+    {&WatchMemory::moved,      "moved",     1},
+    {&WatchMemory::heard,      "heard",     any},
+    {&WatchMemory::probed,     "probed",    half},
+    {&WatchMemory::answered,   "answered",  1},
+    {&WatchMemory::outage,     "outage",    half},
+    {&WatchMemory::pin_sent,   "pin_sent",  any},
+    {&WatchMemory::reboots,    "reboots",   any},
+    {&WatchMemory::slot,       "slot",      any},
 };
 // clang-format on
+
+uint32_t most_of(const MemoryRow &row)
+{
+    return row.most < half ? row.most : UINT32_MAX >> (any - row.most);
+}
 
 template <typename Visit> bool each_count(WatchMemory &memory, Visit visit)
 {
@@ -80,7 +87,7 @@ bool read_memory(std::string_view text, WatchMemory &memory)
 {
     for (const MemoryRow &row : memory_rows)
         if (!take_word(text, row.name) || !take_word(text, " ") || !take_number(text, memory.*row.number) ||
-            memory.*row.number > row.most || !take_word(text, "\n"))
+            memory.*row.number > most_of(row) || !take_word(text, "\n"))
             return false;
     const auto read = [&text](uint8_t &count) {
         if (text.empty() || text[0] < count_zero || text[0] > count_zero + most_count)

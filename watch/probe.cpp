@@ -139,14 +139,14 @@ bool ask_server(ProbeKind kind, const char *device, const char *text)
     return false;
 }
 
-bool probe_network(WatchProbe probe, const char *device, std::span<const Text<46>> addresses)
+const char *probe_network(WatchProbe probe, const char *device, std::span<const char *const> addresses)
 {
-    for (const auto &address : addresses)
+    for (const char *address : addresses)
         for (const ProbeKind kind : {ProbeKind::dns, ProbeKind::ping}) {
             const bool is_wanted =
                 probe == WatchProbe::both || (probe == WatchProbe::ping) == (kind == ProbeKind::ping);
-            if (is_wanted && !address.empty() && ask_server(kind, device, address.c_str()))
-                return true;
+            if (is_wanted && *address != '\0' && ask_server(kind, device, address))
+                return address;
         }
-    return false;
+    return nullptr;
 }

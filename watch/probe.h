@@ -17,8 +17,9 @@ enum class ProbeKind : uint8_t { dns, ping };
 /// Waits 3 s for an answer. device (may be empty) is the only one that the packets use.
 bool ask_server(ProbeKind kind, const char *device, const char *address);
 
-/// Asks each address in turn, by the ways that probe names, until one answers.
-bool probe_network(WatchProbe probe, const char *device, std::span<const Text<46>> addresses);
+/// Asks each address (empty: none) in turn, by the ways that probe names, until one answers.
+/// @return that one; null if none answers
+const char *probe_network(WatchProbe probe, const char *device, std::span<const char *const> addresses);
 
 /// The question for the address of a.root-servers.net, which every resolver has at hand: 36 bytes. @return its length
 size_t compose_dns_question(uint16_t id, std::span<uint8_t, 40> out);

@@ -32,6 +32,7 @@ constexpr char scene_file[] = "watch";
 constexpr char upgrade_file[] = "/tmp/modem_upgrade_status";
 constexpr char public_server_v4[] = "9.9.9.9";
 constexpr char public_server_v6[] = "2620:fe::fe";
+constexpr char other_public_server[] = "1.1.1.1";
 constexpr time_t longest_upgrade_pause_s = 600; // its progress is written far more often
 
 using SceneText = Text<longest_watch_memory + 400>;
@@ -361,14 +362,23 @@ void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen)
 
 void probe(const Scene &scene, const WatchSettings &settings, WatchObservation &seen)
 {
-    Text<46> addresses[] = {settings.targets[0], settings.targets[1]};
-    if (addresses[0].empty()) {
-        addresses[0] = scene.server;
+    const char *servers[] = {settings.targets[0].c_str(), settings.targets[1].c_str(), ""};
+    if (*servers[0] == '\0') {
+        servers[0] = scene.server.c_str();
         // A line that has only IPv6 reaches no other server.
-        addresses[1].assign(scene.address.empty() ? public_server_v6 : public_server_v4);
+        servers[1] = scene.address.empty() ? public_server_v6 : public_server_v4;
+        // A modem that is a router answers itself what is asked at its own address. In a private network nobody else
+        // answers; then that is better than none.
+        if (scene.server.view().starts_with("192.168.")) {
+            servers[0] = other_public_server;
+            if (scene.memory.answered == 0)
+                servers[2] = scene.server.c_str();
+        }
     }
     seen.is_probed = true;
-    seen.is_answered = probe_network(static_cast<WatchProbe>(settings.config.probe), scene.device.c_str(), addresses);
+    const char *first = probe_network(static_cast<WatchProbe>(settings.config.probe), scene.device.c_str(), servers);
+    seen.is_answered = first != nullptr;
+    seen.is_near = seen.is_answered && first == servers[2];
 }
 
 void ask_modem(const char *bus, Scene &scene, WatchSettings &settings, WatchObservation &seen, HistorySample &sample,

@@ -26,7 +26,7 @@ constexpr uint32_t read_interval_s = 5;
 constexpr int most_calls = 12;
 constexpr uint32_t most_graces = 10; // for a process that connects: 15 min
 constexpr int64_t usual_between_writes_s = 3600;
-constexpr int64_t most_drift_s = 3600;
+constexpr uint32_t most_drift_s = 3600;
 constexpr char lock_file[] = "watch.lock";
 
 struct Watcher {
@@ -39,7 +39,7 @@ struct Watcher {
     UsageBook fresh{};    ///< not there yet
     InterfaceText last{}; ///< of the last report; empty: not to be used again
     uint32_t asked_s = 0; ///< uptime at which the modem was last asked
-    int64_t start_s = 0;  ///< when the router has started, by its clock; 0: not known
+    uint32_t start_s = 0; ///< when the router has started, by its clock; 0: not known
     uint32_t left_s = 0;  ///< uptime since which another process connects the modem; 0: none does
     bool is_read = false; ///< somebody has read the snapshot since the last step
 };
@@ -65,8 +65,8 @@ void find_means(Watcher &watcher)
 
 std::string_view reason_of(std::string_view line)
 {
-    const size_t colon = line.find(": ");
-    return without_first(line, colon == std::string_view::npos ? 0 : colon + 2);
+    take_until(line, ":");
+    return without_first(line, 1);
 }
 
 // A change is worth a line in the log, a call of the hooks, and the LED.
@@ -129,21 +129,6 @@ bool may_ask(const Watcher &watcher, WatchState state)
     return is_at_work && !watcher.rec.traits.drops_when_asked;
 }
 
-HistorySample new_sample()
-{
-    return {.uptime_s = uptime_s(),
-            .cell_id = 0,
-            .rx_bytes = 0,
-            .tx_bytes = 0,
-            .rssi_dbm = not_measured,
-            .rsrp_dbm = not_measured,
-            .rsrq_db10 = not_measured,
-            .sinr_db10 = not_measured,
-            .technology = 0,
-            .state = 0,
-            .spare = {}};
-}
-
 // The flash gets the usage at most once in so many seconds, and only if there is enough of it.
 void keep_fresh_usage(Watcher &watcher, int64_t between_writes_s)
 {
@@ -164,9 +149,9 @@ bool count_usage(Watcher &watcher, const DeviceCounters &counters)
     Scene &scene = watcher.scene;
     const WatchSettings &settings = watcher.settings;
     const time_t now = time(nullptr);
-    const int64_t start_s = now - uptime_s();
+    const uint32_t start_s = static_cast<uint32_t>(now) - uptime_s();
     // The clock was set: what was counted by the other one belongs to the month that is known now.
-    const bool is_set = watcher.start_s != 0 && std::abs(start_s - watcher.start_s) > most_drift_s;
+    const bool is_set = watcher.start_s != 0 && start_s - watcher.start_s + most_drift_s > 2 * most_drift_s;
     if (is_set)
         for (UsageEntry &entry : watcher.fresh.entries)
             entry.month = 0;
@@ -221,7 +206,7 @@ uint32_t take_step(Watcher &watcher)
     WatchObservation seen = observe(watcher.bus, scene, watcher.settings);
     if (!seen.is_there || (seen.is_changed && seen.has_ports))
         find_means(watcher);
-    HistorySample sample = new_sample();
+    HistorySample sample{.uptime_s = uptime_s()};
     const uint32_t age = uptime_s() - static_cast<uint32_t>(number_of(scene.sampled.c_str()));
     const bool is_due = scene.sampled.empty() || age >= sample_interval_s;
     watcher.is_read = take_snapshot_mark(watcher.bus);

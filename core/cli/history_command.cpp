@@ -67,7 +67,7 @@ void print_sample(void *context, const HistorySample &sample)
     kjson_add_object(object.get(), "uptime_s", number(sample.uptime_s));
     // The clock may have been set since.
     if (const time_t now = time(nullptr); now > year_2025)
-        kjson_add_object(object.get(), "time", number(static_cast<uint64_t>(now - (uptime_s() - sample.uptime_s))));
+        kjson_add_object(object.get(), "time", number(static_cast<uint32_t>(now) - uptime_s() + sample.uptime_s));
     kjson_add_string(object.get(), "state", state);
     if (technology != nullptr)
         kjson_add_string(object.get(), "technology", technology);

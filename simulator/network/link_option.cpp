@@ -79,6 +79,7 @@ constexpr LinkRow link_rows[] = {
     {"device",    [](LinkBehaviour &link, const std::string &value) { link.l3_device = value; }},
     {"address",   [](LinkBehaviour &link, const std::string &value) { set_address(link, value); }},
     {"gateway",   [](LinkBehaviour &link, const std::string &value) { link.gateway = value; }},
+    {"server",    [](LinkBehaviour &link, const std::string &value) { link.dns = {value}; }},
     {"companion", [](LinkBehaviour &link, const std::string &value) { link.companion = parse_number("--link: companion", value, 1) == 1; }},
     {"apn",       [](LinkBehaviour &link, const std::string &value) { link.demand.apn = value; }},
     {"context",   [](LinkBehaviour &link, const std::string &value) { link.demand.context = value; }},

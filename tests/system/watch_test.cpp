@@ -237,6 +237,13 @@ const Fault faults[] = {
     {"another way out is preferred", ec25("", "setup=100,dns=silent/answer"),
      "ubus call network.interface.wan down; start_until online; ip route add unreachable default table 77; ip rule add pref 2001 not fwmark 0x3f00/0x3f00 lookup 77; probe_by dns; sleep 5; say; ip neigh show 9.9.9.9 | wc -l",
      "online;the network answers;\n0\n", ""},
+    // A modem that is a router answers questions and echoes to its own address whatever its session does.
+    {"session dead behind a modem that is a router", ec25("", "setup=100,address=192.168.225.20/24,gateway=192.168.225.1,server=192.168.225.1,dns=answer/2"),
+     "probe_by both; start_until online; wait_for recovering; wait_for online; say",
+     "online;the network answers;\n", "online -> suspect: no name server answers"},
+    {"a private network behind a modem that is a router", ec25("", "setup=100,address=192.168.225.20/24,gateway=192.168.225.1,server=192.168.225.1,dns=answer/0"),
+     "set_option grace 20; probe_by both; rests_in online 10; grep -c . /tmp/modem.1-1.2/watch.log",
+     "online;the network answers;\n2\n", ""},
     {"one of two modems is dead", ec25("", "setup=100", {"--modem", "EC25@1-1.3", "--fault", "1-1.3/silence", "--link", "modem_1_1_3,setup=never"}),
      "uci set network.modem_1_1_3=interface; uci set network.modem_1_1_3.proto=qmi; uci set network.modem_1_1_3.device=/dev/cdc-wdm1; uci commit network; ubus call network reload;"
      "modemctl watch 1-1.3 & start_until online; until modemctl watch 1-1.3 status | grep -q '^last_stage *usb'; do sleep 0.2; done; say; grep -c . /tmp/modem.1-1.2/watch.log", "online;the network answers;\n2\n", ""},

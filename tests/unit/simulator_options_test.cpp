@@ -171,7 +171,8 @@ TEST(SimrouterOptions, RefuseWhatIsWrongWithALineThatTellsIt)
         {{"--answer", "uqmi:256"}, "--answer: \"uqmi:256\" is not COMMAND:STATUS[:TEXT]"},
         {{"--answer", ":0:x"}, "--answer: \":0:x\" is not COMMAND:STATUS[:TEXT]"},
         {{"--link", "modem,speed=1"},
-         "--link: \"speed\" is not one of setup, error, device, address, gateway, companion, apn, context, cid, "
+         "--link: \"speed\" is not one of setup, error, device, address, gateway, server, companion, apn, context, "
+         "cid, "
          "username, "
          "password, needs, traffic, dns"},
         {{"--link", "needs=mbim"}, "--link: needs: \"mbim\" is neither qmi nor serial"},

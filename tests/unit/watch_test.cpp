@@ -323,6 +323,16 @@ TEST(WatchDecider, WithoutProbesBelievesTheInterface)
     EXPECT_EQ(stalled.line, "online -> suspect: packets out and none in");
 }
 
+// Behind a modem that is a router, as in a private network, its silence shows nothing later.
+TEST(WatchDecider, TakesAModemsOwnAnswerForLifeButNotForProof)
+{
+    const WatchObservation near = but(quiet(), [](auto &o) { o.is_near = true; });
+    const Outcome outcome = step({}, in(starting, false), {near, up, true});
+    EXPECT_EQ(outcome.line, "starting -> online: the network answers");
+    EXPECT_EQ(outcome.memory.answered, 0U);
+    EXPECT_EQ(step({}, in(starting, false), {quiet(), up, true}).memory.answered, 1U);
+}
+
 // A line that carries telemetry only, in one direction.
 TEST(WatchDecider, AsksALineThatOnlySendsNoMoreOftenThanAnIdleOne)
 {
