@@ -23,9 +23,11 @@ run_until_end() {
     return $status
 }
 at() { # at COMMAND...: each must be answered with OK
-    words="''"
-    for command in "$@"; do words="$words '$command' OK"; done
-    eval "chat -t 20 ABORT ERROR $words" <"$device" >"$device"
+    for command in "$@"; do
+        shift
+        set -- "$@" "$command" OK
+    done
+    chat -t 20 ABORT ERROR '' "$@" <"$device" >"$device"
 }
 lease() {
     ip link set "$l3_device" up
@@ -83,9 +85,10 @@ m --no-open="$(value TRID)" --disconnect
 /// Its result is the line of the other end: pppd itself has given the device its address.
 constexpr const char *dial = R"sh(
 files=/var/run/dial.$interface
-printf '%s\n' "ABORT 'NO CARRIER' ABORT ERROR TIMEOUT 20 '' AT OK 'AT+CGDCONT=1,\"IP\",\"$apn\"' OK 'ATD*99***1#' CONNECT" \
-    >$files
-[ -n "$apn" ] || printf '%s\n' "ABORT 'NO CARRIER' ABORT ERROR TIMEOUT 20 '' AT OK 'ATD*99***1#' CONNECT" >$files
+# chat itself puts the APN in: whatever is in it stays one text.
+export APN="$apn"
+context='AT+CGDCONT=1,"IP","$APN"'
+printf '%s\n' "ABORT 'NO CARRIER' ABORT ERROR TIMEOUT 20 '' AT OK ${apn:+'$context' OK} 'ATD*99***1#' CONNECT" >$files
 tell_address() {
     for try in $(seq 600); do
         set -- $(ip -4 -o addr show dev "$l3_device" 2>/dev/null)
@@ -99,7 +102,7 @@ tell_address() {
 tell_address &
 teller=$!
 run_until_end pppd "$device" 115200 nodetach noauth noipdefault nodefaultroute usepeerdns crtscts modem \
-    ifname "$l3_device" ${username:+user "$username"} ${password:+password "$password"} connect "chat -s -f $files" 2>&1
+    ifname "$l3_device" ${username:+user "$username"} ${password:+password "$password"} connect "chat -E -s -f $files" 2>&1
 status=$?
 kill $teller 2>/dev/null
 case $status in

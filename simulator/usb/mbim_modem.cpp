@@ -39,6 +39,10 @@ void MbimModem::receive(std::string_view message, Milliseconds now)
     Answer answer{.status = mbim_no_support};
     if (request.service == mbim_basic_connect)
         answer = answer_mbim_command(*this, request);
+    // What an answer says is no news. A client that is closed after each answer would leave the news to the next one,
+    // which the driver would give it together with its own answer.
+    if (const auto told = told_.find(request.cid); told != told_.end() && !answer.info.empty())
+        told->second = answer.info;
     host_.send(mbim_done(request, answer.status, answer.info));
 }
 

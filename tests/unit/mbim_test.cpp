@@ -197,6 +197,17 @@ TEST(MbimModem, TellsWhatHasChanged)
     EXPECT_EQ(host.look().size(), 2U); // the registration and the packet service
 }
 
+TEST(MbimModem, TellsNothingThatItsAnswerHasSaid)
+{
+    Host host(Values{});
+    host.say(open_message);
+    host.look();
+    EXPECT_EQ(host.connect("internet", "p").status, 0U);
+    EXPECT_TRUE(host.look().empty());
+    EXPECT_EQ(host.ask(12, true, number(0) + number(0) + std::string(52, '\0')).status, 0U);
+    EXPECT_TRUE(host.look().empty());
+}
+
 TEST(MbimModem, LosesItsConnectionWithTheNetwork)
 {
     Host host(Values{});

@@ -234,6 +234,21 @@ TEST(NetworkDaemon, GivesHandlersTheirTextsAsTheyAre)
     EXPECT_EQ(protocol_script(section, "wwan0"), "");
 }
 
+TEST(NetworkDaemon, LetsHandlersGiveAModemItsApnAsItIs)
+{
+    InterfaceSection section = modem();
+    section.options["proto"] = {"directip"};
+    section.options["device"] = {"/dev/null"};
+    section.options["apn"] = {"it's' ; echo $HOME"};
+    setenv("TEXT", ("chat() { printf '<%s>' \"$@\" >&2; return 1; }\n" + protocol_script(section, "lo")).c_str(), 1);
+    std::array<char, 200> output{};
+    FILE *shell = popen("sh -c \"$TEXT\" 2>&1", "r");
+    const size_t count = fread(output.data(), 1, output.size(), shell);
+    EXPECT_NE(pclose(shell), 0);
+    EXPECT_EQ(std::string(output.data(), count),
+              "<-t><20><ABORT><ERROR><><AT+CGDCONT=1,\"IP\",\"it's' ; echo $HOME\"><OK>error CONNECT_FAILED\n");
+}
+
 TEST(NetworkDaemon, ShowsADisconnectedModemByItsReason)
 {
     struct Row {
