@@ -89,20 +89,23 @@ files=/var/run/dial.$interface
 export APN="$apn"
 context='AT+CGDCONT=1,"IP","$APN"'
 printf '%s\n' "ABORT 'NO CARRIER' ABORT ERROR TIMEOUT 20 '' AT OK ${apn:+'$context' OK} 'ATD*99***1#' CONNECT" >$files
+# As on a router, pppd itself says what it was given: its file of name servers is every call's.
+rm -f $files.address
+printf '%s\n' "#!$(command -v busybox) sh" "echo up \$1 \$4 32 \$5 \$DNS1 \$DNS2 >$files.new" \
+    "mv $files.new $files.address" >$files.up
+chmod +x $files.up
 tell_address() {
-    for try in $(seq 600); do
-        set -- $(ip -4 -o addr show dev "$l3_device" 2>/dev/null)
-        if [ "$5" = peer ]; then
-            echo "up $l3_device $4 32 ${6%/*}" $(sed -n 's/^nameserver *//p' /etc/ppp/resolv.conf)
-            return
-        fi
+    until [ -e $files.address ]; do
+        kill -0 $$ 2>/dev/null || return
         sleep 0.1
     done
+    cat $files.address
 }
 tell_address &
 teller=$!
 run_until_end pppd "$device" 115200 nodetach noauth noipdefault nodefaultroute usepeerdns crtscts modem \
-    ifname "$l3_device" ${username:+user "$username"} ${password:+password "$password"} connect "chat -E -s -f $files" 2>&1
+    ifname "$l3_device" ip-up-script $files.up connect "chat -E -s -f $files" \
+    ${username:+user "$username"} ${password:+password "$password"} 2>&1
 status=$?
 kill $teller 2>/dev/null
 case $status in
