@@ -29,21 +29,21 @@ class Deadline {
     int64_t start_ms_ = monotonic_ms();
 };
 
-// On some processors it has further members.
-struct flock lock_of(short type, off_t first, off_t count)
+// The lock is named member by member, for on some processors it has more of them than on others.
+bool control_lock(int fd, int command, short type, off_t first, off_t count, struct flock &lock)
 {
-    struct flock lock {};
     lock.l_type = type;
     lock.l_whence = SEEK_SET;
     lock.l_start = first;
     lock.l_len = count;
-    return lock;
+    lock.l_pid = 0; // else the kernel refuses it
+    return fcntl(fd, command, &lock) == 0;
 }
 
 bool set_lock(int fd, short type, off_t place)
 {
-    struct flock lock = lock_of(type, place, 1);
-    return fcntl(fd, F_OFD_SETLK, &lock) == 0;
+    struct flock lock;
+    return control_lock(fd, F_OFD_SETLK, type, place, 1, lock);
 }
 
 enum class Others { none, in_queue, strangers };
@@ -51,8 +51,8 @@ enum class Others { none, in_queue, strangers };
 // Which other process holds a lock in count bytes from first on (0: in all that follow); place is a place of the queue.
 Others find_others(int fd, off_t first, off_t count, off_t &place)
 {
-    struct flock lock = lock_of(F_WRLCK, first, count);
-    if (fcntl(fd, F_OFD_GETLK, &lock) != 0)
+    struct flock lock;
+    if (!control_lock(fd, F_OFD_GETLK, F_WRLCK, first, count, lock))
         return Others::strangers;
     if (lock.l_type == F_UNLCK)
         return Others::none;
