@@ -296,6 +296,26 @@ TEST(StockRouter, SwitchesThePowerByTheNamesThatLinesHave)
               "0 \n1\n1-1.2: this board has no power switch with the name of a modem\n");
 }
 
+// The tools of OpenWrt 23.05 and those of 24.10 understand different words, and each has its own program to find a line.
+TEST(StockRouter, SwitchesThePowerByANameOfTheDeviceTree)
+{
+    const std::string tools = "rm -rf /sys/class/leds/*:usbpow* /sys/class/leds/*:3gcontrol /sys/class/gpio/*; "
+                              "mkdir /tmp/bin; export PATH=/tmp/bin:$PATH; cd /tmp/bin; "
+                              "tool() { printf '#!/bin/sh\n%s\n' \"$2\" >$1; chmod +x $1; }; "
+                              "tool gpioset 'echo \"$*\" >>/tmp/switched'; ";
+    const std::string switch_power = "/usr/libexec/modemctl/power; echo $?; " + built_word("call_operation") +
+                                     " 3 1-1.2 power_cycle; cat /tmp/switched; tail -n 1 /tmp/log";
+    const std::string older = "tool gpioinfo 'exit 1'; tool gpiofind '[ \"$1\" = lte-power ] && echo gpiochip1 17'; ";
+    EXPECT_EQ(stock_router({"--modem", "EC25"}, tools + older + switch_power).out,
+              "0\n0 \n--mode=time --sec=1 gpiochip1 17=0\n--mode=exit gpiochip1 17=1\n1-1.2: switching lte-power\n");
+    const std::string newer = "tool gpioinfo '[ \"$1\" = lte-power ]'; ";
+    EXPECT_EQ(stock_router({"--modem", "EC25"}, tools + newer + switch_power).out,
+              "0\n0 \n--toggle 1s,0 lte-power=0\n1-1.2: switching lte-power\n");
+    const std::string neither = "tool gpioinfo 'exit 1'; tool gpiofind 'exit 1'; touch /tmp/switched; ";
+    EXPECT_EQ(stock_router({"--modem", "EC25"}, tools + neither + switch_power).out,
+              "1\n0 \n1-1.2: this board has no power switch with the name of a modem\n");
+}
+
 TEST(StockRouter, GivesTheWatchAPowerSwitchOnlyIfItHasOne)
 {
     const std::string script =
