@@ -59,7 +59,7 @@ int read_history(const char *bus, int64_t since_s, void (*visit)(void *context, 
     int visited = 0;
     if (!file || !read_header(file, header))
         return 0;
-    uint32_t before = 0;
+    int32_t before = INT32_MIN;
     for (uint32_t i = 0; i < header.count; i++) {
         const uint32_t index = (header.next + history_samples - header.count + i) % history_samples;
         HistorySample sample{};

@@ -206,7 +206,7 @@ uint32_t take_step(Watcher &watcher)
     WatchObservation seen = observe(watcher.bus, scene, watcher.settings);
     if (!seen.is_there || (seen.is_changed && seen.has_ports))
         find_means(watcher);
-    HistorySample sample{.uptime_s = uptime_s()};
+    HistorySample sample{.uptime_s = static_cast<int32_t>(uptime_s())};
     const uint32_t age = uptime_s() - static_cast<uint32_t>(number_of(scene.sampled.c_str()));
     const bool is_due = scene.sampled.empty() || age >= sample_interval_s;
     watcher.is_read = take_snapshot_mark(watcher.bus);

@@ -1,6 +1,5 @@
 #include "core/cli/history_command.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -22,7 +21,7 @@ constexpr int64_t longest_time_s = 7 * 86400;
 
 struct Options {
     bool json = false;
-    int64_t since_s = 0; ///< uptime
+    int64_t since_s = INT32_MIN; ///< uptime
 };
 
 bool read_options(std::span<char *const> words, bool has_since, Options &options)
@@ -35,7 +34,7 @@ bool read_options(std::span<char *const> words, bool has_since, Options &options
             const auto time = parse_time(words[++i]);
             if (!time)
                 return false;
-            options.since_s = std::max<int64_t>(monotonic_ms() / 1000 - *time, 0);
+            options.since_s = monotonic_ms() / 1000 - *time;
         } else {
             return false;
         }

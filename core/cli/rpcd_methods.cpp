@@ -128,7 +128,7 @@ void answer_history(const RpcdCall &call, json_object *answer)
 {
     const int64_t minutes = call.number(RpcdArgument::since, 1440);
     const int64_t since_s = monotonic_ms() / 1000 - minutes * 60;
-    kjson_add_object(answer, "history", list_history(call.bus.c_str(), std::max<int64_t>(since_s, 0)));
+    kjson_add_object(answer, "history", list_history(call.bus.c_str(), since_s));
 }
 
 // The last digits tell a person's cards apart, and tell nobody else whose they are.

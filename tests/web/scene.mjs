@@ -1,5 +1,7 @@
 // What the simulated routers of the tests, and of "make page", are set up with.
 
+import os from 'node:os';
+
 /// A connection that is up after a tenth of a second, and a watch with short times and without probes: the simulated network
 /// has no name server.
 export const online = `
@@ -24,21 +26,21 @@ export function watched(state = 'online', bus = '1-1.2') {
 
 /// A day of samples, as the watch keeps them: a signal that wanders, an hour without a router, a change of the cell.
 export function history() {
-    const size = 44, count = 1440, now = Math.floor(Date.now() / 1000);
+    const size = 40, count = 1440, uptime = Math.floor(os.uptime());
     const file = Buffer.alloc(16 + count * size);
     [0x6d686973, size, 0, count].forEach((number, i) => file.writeUInt32LE(number, i * 4));
     for (let i = 0; i < count; i++) {
         const at = 16 + i * size;
         const minutes = count - i + (i < 600 ? 60 : 0);
         const rsrp = Math.round(-88 + 6 * Math.sin(i / 130) + 3 * Math.sin(i / 17) - (i > 900 && i < 960 ? 12 : 0));
-        file.writeUInt32LE(i + 1, at);
-        file.writeUInt32LE(now - minutes * 60, at + 4);
-        file.writeBigInt64LE(i < 900 ? 80389919n : 80389921n, at + 8);
-        file.writeInt16LE(rsrp + 28, at + 32);
-        file.writeInt16LE(rsrp, at + 34);
-        file.writeInt16LE(-110, at + 36);
-        file.writeInt16LE(Math.round((15 + 6 * Math.sin(i / 90) + 3 * Math.cos(i / 11)) * 10), at + 38);
-        file.writeUInt8(i > 950 && i < 956 ? 7 : 5, at + 41);
+        file.writeBigInt64LE(i < 900 ? 80389919n : 80389921n, at);
+        // This machine may have started less than a day ago.
+        file.writeInt32LE(uptime - minutes * 60, at + 24);
+        file.writeInt16LE(rsrp + 28, at + 28);
+        file.writeInt16LE(rsrp, at + 30);
+        file.writeInt16LE(-110, at + 32);
+        file.writeInt16LE(Math.round((15 + 6 * Math.sin(i / 90) + 3 * Math.cos(i / 11)) * 10), at + 34);
+        file.writeUInt8(i > 950 && i < 956 ? 7 : 5, at + 37);
     }
     return file;
 }
