@@ -30,12 +30,13 @@ void MbimModem::receive(std::string_view message, Milliseconds now)
         start_telling();
         return host_.send(mbim_result(mbim_open_done, request.transaction, mbim_ok));
     }
-    if (!is_open_)
-        return host_.send(mbim_result(mbim_function_error, request.transaction, mbim_not_opened));
+    // It may be closed already: a client that is told of an error closes it, and would be told of one again and again.
     if (request.type == mbim_close) {
         forget();
         return host_.send(mbim_result(mbim_close_done, request.transaction, mbim_ok));
     }
+    if (!is_open_)
+        return host_.send(mbim_result(mbim_function_error, request.transaction, mbim_not_opened));
     Answer answer{.status = mbim_no_support};
     if (request.service == mbim_basic_connect)
         answer = answer_mbim_command(*this, request);

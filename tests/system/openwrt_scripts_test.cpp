@@ -101,6 +101,27 @@ TEST(Hotplug, KeepsTheSettingsThatSomebodyMade)
     EXPECT_EQ(run.out, "1-1.2: connecting as configured\nown.apn\nme\n") << run.err;
 }
 
+// The real netifd goes on calling the interface up, and the new device is down.
+TEST(Hotplug, StartsAnInterfaceAgainThatIsUpInNameOnly)
+{
+    const std::string connected = "flags=/sys/class/net/wwan0/flags; " + connect_with_own_apn;
+    const RouterRun run =
+        router({"--modem", sim, "--link", "setup=3000"},
+               connected + "mkdir -p ${flags%/*}; echo 0x1002 >$flags; until ubus -S call "
+                                      "network.interface.modem_1_1_2 status | grep -q '\"up\":true'; do sleep 0.1; done; "
+                                      "(until ubus -S call network.interface.modem_1_1_2 status | grep -q '\"up\":false'; do sleep 0.1; done; "
+                                      "echo 0x1003 >$flags) & " +
+                   appears + show_log);
+    EXPECT_EQ(run.out, "1-1.2: connecting as configured\n1-1.2: online\n") << run.err;
+    // Nothing to do where the device is up.
+    const RouterRun healthy =
+        router({"--modem", sim, "--link", "setup=100"},
+               connected + "mkdir -p ${flags%/*}; echo 0x1003 >$flags; until ubus -S call "
+                                      "network.interface.modem_1_1_2 status | grep -q '\"up\":true'; do sleep 0.1; done; " +
+                   appears + "cat /tmp/log 2>/dev/null; true");
+    EXPECT_EQ(healthy.out, "") << healthy.err;
+}
+
 TEST(Hotplug, KeepsSettingsThatNewConnectAutoDoesNotKnow)
 {
     const std::string own =
