@@ -1,4 +1,4 @@
-// The part of the page without a document: node model_test.mjs
+// The parts of the page without a document: node model_test.mjs
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
@@ -6,22 +6,23 @@ import path from 'node:path';
 import test from 'node:test';
 import { fileURLToPath } from 'node:url';
 
-const file = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../../packaging/luci-app-modemctl/htdocs/luci-static/resources/modemctl/model.js');
+const folder = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../../packaging/luci-app-modemctl/htdocs/luci-static/resources/modemctl');
+const load = (name, words) => new Function('baseclass', '_', 'words', fs.readFileSync(path.join(folder, name), 'utf8'))({ extend: members => members }, text => text, words);
 String.prototype.format = function (...values) {
     return this.replace(/%[sd]/g, kind => kind === '%d' ? Math.trunc(values.shift()) : String(values.shift()));
 };
-const model = new Function('baseclass', '_', fs.readFileSync(file, 'utf8'))({ extend: members => members }, text => text);
+const words = load('words.js'), model = load('model.js', words);
 
 const rows = (title, fn, table) => test(title, () => {
     for (const [given, expected] of table)
         assert.deepEqual(fn(given), expected, JSON.stringify(given));
 });
 
-rows('seconds are told in the two largest units', given => model.seconds(given), [
+rows('seconds are told in the two largest units', given => words.seconds(given), [
     [-5, '0 s'], [0, '0 s'], [59.9, '59 s'], [60, '1 min'], [3599, '59 min'], [3600, '1 h 0 min'], [86399, '23 h 59 min'], [90000, '1 d 1 h'],
 ]);
 
-rows('bytes have one decimal as long as it says something', given => model.bytes(given), [
+rows('bytes have one decimal as long as it says something', given => words.bytes(given), [
     [0, '0 B'], [999, '999 B'], [999.6, '1.0 kB'], [1000, '1.0 kB'], [99940, '99.9 kB'], [99960, '100 kB'], [999600, '1.0 MB'], [1.2e9, '1.2 GB'], [5e15, '5000 TB'],
     [-1, '–'], [NaN, '–'], ['5', '–'], [undefined, '–'],
 ]);
@@ -93,7 +94,7 @@ rows('the first broken link is marked, and nothing is said of those after it', (
     [[undefined, undefined], 'unknown unknown unknown unknown unknown'],
 ]);
 
-rows('a line of the log is told in words', given => model.event(given), [
+rows('a line of the log is told in words', given => words.event(given), [
     ['online -> off: not wanted', 'switched off'],
     ['starting -> online: the network answers', 'online: the network answers'],
     ['suspect -> recovering: reconnect: no name server answers, 4 of 6 left this hour', 'recovering: connects again, no name server answers, 4 more tries this hour'],
@@ -172,7 +173,7 @@ test('conversations have their newest message last, and the newest conversation 
     assert.deepEqual(model.conversations(undefined), []);
 });
 
-rows('an APN has its reason', given => model.apn_reason(given), [['network 23203', 'network 23203'], ['SPN <b>', 'SPN <b>'], ['set by the user', 'set by the user'], [undefined, '']]);
+rows('an APN has its reason', given => words.apn_reason(given), [['network 23203', 'network 23203'], ['SPN <b>', 'SPN <b>'], ['set by the user', 'set by the user'], [undefined, '']]);
 rows('an idle line costs', given => model.idle_cost(given), [['300', '1.2 MB'], ['0', '0 B'], ['', '0 B'], ['x', '0 B']]);
-rows('a number is masked but for four digits', given => model.mask(given), [['861364041234567', '•••••••••••4567'], ['123', '123'], [undefined, '']]);
-rows('a word is translated, and an unknown one stays', given => model.word(given), [['pin', 'wants its PIN'], ['toString', 'toString'], ['__proto__', '__proto__'], [7, '7'], [null, '']]);
+rows('a number is masked but for four digits', given => words.mask(given), [['861364041234567', '•••••••••••4567'], ['123', '123'], [undefined, '']]);
+rows('a word is translated, and an unknown one stays', given => words.word(given), [['pin', 'wants its PIN'], ['toString', 'toString'], ['__proto__', '__proto__'], [7, '7'], [null, '']]);

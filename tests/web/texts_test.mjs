@@ -19,7 +19,7 @@ const scripts = files('htdocs').sort();
 /// states.
 function wordsOfTheProgram() {
     const source = path.resolve(application, '../..');
-    const model = fs.readFileSync(path.join(application, 'htdocs/luci-static/resources/modemctl/model.js'), 'utf8');
+    const own = fs.readFileSync(path.join(application, 'htdocs/luci-static/resources/modemctl/words.js'), 'utf8');
     const watch = path.join(source, 'watch');
     const decide = fs.readdirSync(watch).filter(name => name.endsWith('.cpp')).map(name => fs.readFileSync(path.join(watch, name), 'utf8')).join('');
     const methods = fs.readFileSync(path.join(source, 'core/cli/rpcd_methods.cpp'), 'utf8');
@@ -31,7 +31,7 @@ function wordsOfTheProgram() {
     const words = [...reasons, ...literals(lines(decide, 'cause_names[][', '};')), ...literals(lines(quality, 'level_words[]', '};')),
         ...[...decide.matchAll(/(?:climb\(|WatchState::slow, .*\? )"([^"]+)"(?: : "([^"]+)")?/g)].flatMap(([, ...found]) => found.filter(Boolean)),
         ...[...methods.matchAll(/\{"\/[^}]*\},\s*"([^"]+)"\}/g)].map(([, why]) => why), 'set by the user', 'the network may choose', 'worked before', 'online', 'recovering', 'searching', 'ready', 'up', 'down'];
-    return words.filter(word => !model.includes(`'${word}': _(`));
+    return words.filter(word => !own.includes(`'${word}': _(`));
 }
 
 function textsOfThePage() {

@@ -1,58 +1,8 @@
 'use strict';
 'require baseclass';
+'require modemctl.words as words';
 
-// What the page shows, computed from what the router says: no document and no network here, so that it can be tested alone.
-
-// The watch and the modem speak English words. Those that need a better text are here; the others are translated as they are,
-// and one that nobody knows is shown as it came.
-function word(text) {
-	const words = {
-		'not wanted': _('it was switched off'),
-		'the PIN is not configured': _('the SIM card wants its PIN'),
-		'off': _('switched off'),
-		'absent': _('not plugged in'),
-		'blocked': _('waits for a person'),
-		'no-service': _('no network'),
-		'starting': _('connecting'),
-		'suspect': _('being checked'),
-		'slow': _('rests before the next try'),
-		'refresh': _('renews the address'),
-		'reconnect': _('connects again'),
-		'radio': _('restarts the radio'),
-		'modem': _('restarts the modem'),
-		'usb': _('restarts the USB port'),
-		'power': _('switches the power off and on'),
-		'router': _('restarts the router'),
-		'pin': _('wants its PIN'),
-		'puk': _('wants its PUK'),
-		'puk2': _('wants its PUK2'),
-		'network_lock': _('is locked to another network'),
-		'not_inserted': _('is missing'),
-		'failure': _('is broken'),
-		'busy': _('is busy'),
-		'error': _('cannot be read'),
-		'home': _('registered'),
-		'roaming': _('registered, roaming'),
-		'denied': _('the network refuses it'),
-		'not_registered': _('not registered'),
-		'unknown': _('not known'),
-		'pending': _('connecting'),
-		'auto': _('automatic'),
-		'other': _('another choice of the modem'),
-		'the SMS daemon did not take the message; is smstools3 installed?': _('The SMS daemon did not take the message. Is smstools3 installed?'),
-	};
-	return Object.hasOwn(words, text) ? words[text] : translated(String(text ?? ''));
-}
-
-// By another name, since it takes no literal: whoever collects the page's texts finds these in the program.
-const translated = _;
-
-// A reason of the watch in words. That of a step has the step and what is left of its budget:
-// "reconnect: no name server answers, 4 of 6 left this hour".
-function reason_text(reason) {
-	const [ , stage, why, left ] = /^(refresh|reconnect|radio|modem|usb|power|router)(?:: (.*?))?, (\d+) of \d+ left this hour$/.exec(reason ?? '') ?? [];
-	return stage ? [ word(stage), why && word(why), _('%d more tries this hour').format(left) ].filter(Boolean).join(', ') : word(reason);
-}
+// The values behind the views, computed from what the router says: no document and no network here, so that it can be tested alone.
 
 // Good from the second number, poor below the first.
 const levels = {
@@ -93,36 +43,6 @@ function is_number(value) {
 }
 
 return baseclass.extend({
-	word,
-
-	seconds(value) {
-		const total = Math.max(0, Math.floor(value));
-		const days = Math.floor(total / 86400), hours = Math.floor(total / 3600) % 24, minutes = Math.floor(total / 60) % 60;
-		if (days)
-			return _('%d d %d h').format(days, hours);
-		if (hours)
-			return _('%d h %d min').format(hours, minutes);
-		return minutes ? _('%d min').format(minutes) : _('%d s').format(total);
-	},
-
-	bytes(value) {
-		if (!is_number(value) || value < 0)
-			return '–';
-		const units = [ 'B', 'kB', 'MB', 'GB', 'TB' ];
-		let unit = 0;
-		while (value >= 999.5 && unit < units.length - 1) {
-			value /= 1000;
-			unit++;
-		}
-		return '%s %s'.format(unit && value < 99.95 ? value.toFixed(1) : Math.round(value), units[unit]);
-	},
-
-	// "2026-11-22 08:00" by the browser's clock.
-	time(unix_seconds) {
-		const date = new Date(unix_seconds * 1000), two = number => String(number).padStart(2, '0');
-		return '%s-%s-%s %s:%s'.format(date.getFullYear(), two(date.getMonth() + 1), two(date.getDate()), two(date.getHours()), two(date.getMinutes()));
-	},
-
 	// The values of a cell, in the order of the table above: { name, label, value, unit, text, good, share, low, high (0 to 1) }.
 	values(cell) {
 		return Object.keys(levels).filter(name => is_number(cell?.[key_of[name]])).map(name => {
@@ -199,13 +119,13 @@ return baseclass.extend({
 		const registration = info?.network?.registration;
 		if (!registration)
 			return '';
-		const text = word(registration === 'registered' ? 'home' : registration), operator = this.operator(info);
+		const text = words.word(registration === 'registered' ? 'home' : registration), operator = this.operator(info);
 		return registered.includes(registration) && operator ? _('%s, %s').format(operator, text) : text;
 	},
 
 	sim_text(info) {
 		const sim = info?.sim ?? {};
-		const text = word(sim.state);
+		const text = words.word(sim.state);
 		if (sim.state === 'pin' && is_number(sim.pin_tries))
 			return _('%s (%d tries left)').format(text, sim.pin_tries);
 		if (sim.state === 'puk' && is_number(sim.puk_tries))
@@ -232,7 +152,7 @@ return baseclass.extend({
 			[ _('SIM card'), !sim ? 'unknown' : sim === 'ready' ? 'ok' : sim === 'busy' ? 'wait' : 'bad', this.sim_text(info) ],
 			[ _('Network'), !registration || registration === 'unknown' ? 'unknown' : registered.includes(registration) ? 'ok' : registration === 'searching' ? 'wait' : 'bad', this.network_text(info) ],
 			[ _('Address'), !link ? 'unknown' : link.state === 'up' && addresses.length ? 'ok' : link.state === 'pending' ? 'wait' : 'bad',
-				addresses.join(', ') || word(link?.state) ],
+				addresses.join(', ') || words.word(link?.state) ],
 			[ _('Internet'), watch === 'online' ? 'ok' : [ 'suspect', 'recovering', 'slow' ].includes(watch) ? 'bad' : watch === 'starting' ? 'wait' : 'unknown',
 				watch === 'online' ? _('answers') : '' ],
 		].map(([ name, state, text ]) => ({ name, state, text }));
@@ -243,12 +163,12 @@ return baseclass.extend({
 
 	// { tone: good|busy|bad|off, text, action: connect|resume|settings|refresh|'' }
 	state(info, status) {
-		const link = status?.interface_status ?? info?.interface, watch = status?.state, reason = reason_text(status?.reason);
+		const link = status?.interface_status ?? info?.interface, watch = status?.state, reason = words.reason_text(status?.reason);
 		const because = text => reason ? _('%s: %s').format(text, reason) : text;
 		const since = is_number(status?.since_s) ? status.since_s : link?.uptime_s;
 		if (status?.paused_s > 0)
-			return { tone: 'off', text: _('Paused for %s more').format(this.seconds(status.paused_s)), action: 'resume' };
-		const online = (text, by) => this.technology(info) ? by.format(this.technology(info), this.seconds(since ?? 0)) : text.format(this.seconds(since ?? 0));
+			return { tone: 'off', text: _('Paused for %s more').format(words.seconds(status.paused_s)), action: 'resume' };
+		const online = (text, by) => this.technology(info) ? by.format(this.technology(info), words.seconds(since ?? 0)) : text.format(words.seconds(since ?? 0));
 		const states = {
 			off: [ 'off', because(_('Not online')), 'connect' ],
 			absent: [ 'bad', _('Not online: no modem is plugged in') ],
@@ -288,13 +208,13 @@ return baseclass.extend({
 		const used = rows.filter(row => (row.month ?? '') === newest).reduce((sum, row) => sum + row.rx_bytes + (row.tx_bytes ?? 0), 0);
 		const limit = (limit_mb ?? 0) * 1e6;
 		return { used, limit, share: limit ? Math.min(1, used / limit) : 0,
-			text: limit ? _('%s of %s').format(this.bytes(used), this.bytes(limit)) : this.bytes(used) };
+			text: limit ? _('%s of %s').format(words.bytes(used), words.bytes(limit)) : words.bytes(used) };
 	},
 
 	// What an idle line costs: a question and an answer of 144 bytes each time.
 	idle_cost(idle_s) {
 		const idle = Number(idle_s);
-		return idle > 0 ? this.bytes(144 * 30 * 86400 / idle) : this.bytes(0);
+		return idle > 0 ? words.bytes(144 * 30 * 86400 / idle) : words.bytes(0);
 	},
 
 	// Lines of a plot for samples with a "time" in seconds: { lines: [[x, y]...], marks, ticks, y(value) }. A gap in time or a
@@ -350,25 +270,6 @@ return baseclass.extend({
 		return { least: values.reduce((one, other) => Math.min(one, other)), most: values.reduce((one, other) => Math.max(one, other)), last: values[values.length - 1] };
 	},
 
-	// Why an APN is listed: "network 23203", "SPN Example", or a sentence.
-	apn_reason(why) {
-		const [ , network ] = /^network (\d+)$/.exec(why) ?? [];
-		return network ? _('network %s').format(network) : word(why);
-	},
-
-	// A state of the watch and its reason. Who reads "switched off" needs no reason.
-	state_text(state, reason, both) {
-		return reason && reason !== 'not wanted' ? both.format(word(state), reason_text(reason)) : word(state);
-	},
-
-	// A line of the watch's log in words: "starting -> online: the network answers".
-	event(line) {
-		const [ , , to, rest ] = /^([a-z-]+) -> ([a-z-]+)(?:: (.*))?$/.exec(line) ?? [];
-		if (!to)
-			return String(line ?? '');
-		return this.state_text(to, rest, _('%s: %s'));
-	},
-
 	// The parts of a text message: { alphabet: gsm|ucs2, units, parts, left, costly: { character, why } | null }.
 	message_cost(text) {
 		const characters = Array.from(String(text).replace(/\r\n?/g, '\n'));
@@ -413,18 +314,5 @@ return baseclass.extend({
 
 	is_number_to_send(number) {
 		return /^\+?[0-9]{3,20}$/.test(number);
-	},
-
-	// The last four characters stay: enough to tell two cards apart.
-	mask(text) {
-		const plain = String(text ?? '');
-		return plain.length > 4 ? '•'.repeat(plain.length - 4) + plain.slice(-4) : plain;
-	},
-
-	// Why a job failed, from its exit status.
-	job_error(status) {
-		return { 1: _('No modem is there.'), 2: _('The modem does not answer.'), 3: _('Another program uses the modem. Try again.'),
-			4: _('The modem refused it, or found no network; nothing was changed.'), 64: _('An argument was not understood.'),
-			124: _('It took too long and was ended.'), '-1': _('It was ended from outside.') }[status] ?? _('It failed (status %d).').format(status);
 	},
 });

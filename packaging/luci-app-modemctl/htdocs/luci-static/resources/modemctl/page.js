@@ -4,7 +4,7 @@
 'require view';
 'require dom';
 'require poll';
-'require modemctl.model as model';
+'require modemctl.words as words';
 
 // What the views share: the calls to the router, jobs, the choice of the modem, and elements.
 
@@ -52,10 +52,10 @@ function failure(word, message) {
 
 // What went wrong in words. Most of the plugin's own sentences are English; LuCI adds the line of its program.
 function sentence(error) {
-	return { busy: model.job_error(3), 'no-modem': model.job_error(1), 'no-snapshot': _('Nothing is known yet.'),
+	return { busy: words.job_error(3), 'no-modem': words.job_error(1), 'no-snapshot': _('Nothing is known yet.'),
 		'bad-argument': _('The router does not take this input.'), 'not-found': _('It is no longer there.'),
 		limit: _('So many messages were sent within an hour that the router sends no more for a while.') }[error.word]
-		?? model.word(String(error.message ?? error).split('\n')[0]);
+		?? words.word(String(error.message ?? error).split('\n')[0]);
 }
 
 // The first answers by method, and the bus that they are of. They are asked for in one batch with the rights, while LuCI still asks
@@ -129,11 +129,11 @@ return baseclass.extend({
 				if (place)
 					this.fill(place);
 				if (answer.status !== 0)
-					throw failure('job', answer.result?.message ?? answer.result?.error ?? (answer.result?.up === false ? _('The connection did not come up.') : model.job_error(answer.status)));
+					throw failure('job', answer.result?.message ?? answer.result?.error ?? (answer.result?.up === false ? _('The connection did not come up.') : words.job_error(answer.status)));
 				return answer.result ?? answer.output;
 			}
 			if (place)
-				this.fill(place, _('In progress for %s').format(model.seconds((now() - start) / 1000)));
+				this.fill(place, _('In progress for %s').format(words.seconds((now() - start) / 1000)));
 		}
 	},
 

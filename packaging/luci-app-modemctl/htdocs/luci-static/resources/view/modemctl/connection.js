@@ -2,6 +2,7 @@
 'require form';
 'require modemctl.model as model';
 'require modemctl.page as page';
+'require modemctl.words as words';
 
 // How the modem connects: APN, bands, generations, and what the watch does to keep it online.
 
@@ -70,7 +71,7 @@ class Connection {
 		section = map.section(form.NamedSection, 'watch', 'watch', _('Staying online'));
 		choose('enabled', _('Keep the modem online'), [ [ '1', _('yes') ], [ '0', _('no') ] ]);
 		add(form.Value, 'roaming', _('Roaming'), { rmempty: true, placeholder: defaults.roaming }, _('“allow”, “deny”, or the country codes that are allowed, such as “232 262”.'));
-		choose('last_stage', _('The harshest step allowed'), [ 'refresh', 'reconnect', 'radio', 'modem', 'usb', 'power', 'router' ].map(stage => [ stage, model.word(stage) ]));
+		choose('last_stage', _('The harshest step allowed'), [ 'refresh', 'reconnect', 'radio', 'modem', 'usb', 'power', 'router' ].map(stage => [ stage, words.word(stage) ]));
 		choose('probe', _('How a silent line is tried'), [ [ 'dns', _('a question to a name server') ], [ 'ping', _('ping') ], [ 'both', _('both') ], [ 'none', _('not at all') ] ]);
 		number('interval', _('Seconds between two looks at the counters'), 1, 600, _('Costs no data.'));
 		number('idle', _('Seconds without data before the line is tried'), 0, 86400,
@@ -124,7 +125,7 @@ class Connection {
 
 	async suggest() {
 		const list = await page.job('apn', this.bus, this.choosing);
-		page.fill(this.choices, page.table(_('APNs'), [ _('APN'), _('Why'), _('Login'), '' ], list.map(row => [ row.apn || _('(empty)'), model.apn_reason(row.why),
+		page.fill(this.choices, page.table(_('APNs'), [ _('APN'), _('Why'), _('Login'), '' ], list.map(row => [ row.apn || _('(empty)'), words.apn_reason(row.why),
 			[ row.username, row.auth === 'NONE' ? '' : row.auth ].filter(Boolean).join(', '),
 			this.rights.set ? page.button(_('Use'), () => this.use(row), '', this.choosing) : '' ])));
 	}
@@ -190,7 +191,7 @@ class Connection {
 		if (failed)
 			return h('p', {}, _('Generations: %s').format(failed));
 		const select = h('select', { id: 'modemctl-mode', 'class': 'cbi-input-select', disabled: this.rights.mode_set ? null : '' },
-			(modes.includes(mode) ? modes : [ mode, ...modes ]).map(name => h('option', { value: name, selected: name === mode ? '' : null }, /^\d/.test(name) ? name.toUpperCase() : model.word(name))));
+			(modes.includes(mode) ? modes : [ mode, ...modes ]).map(name => h('option', { value: name, selected: name === mode ? '' : null }, /^\d/.test(name) ? name.toUpperCase() : words.word(name))));
 		const [ keep, keep_row ] = this.keep('mode');
 		return [ page.row(h('label', { 'for': select.id }, _('Generations')), select), this.rights.mode_set ? [ keep_row, h('div', { 'class': 'modemctl-row' },
 			this.button(_('Use these generations'), () => this.change('mode_set', { mode: select.value, keep: keep.checked }), 'cbi-button-save'),

@@ -1,6 +1,6 @@
 'use strict';
-'require modemctl.model as model';
 'require modemctl.page as page';
+'require modemctl.words as words';
 
 // What happened, what is missing on this router, and what helps to find a fault.
 
@@ -24,7 +24,7 @@ class Diagnostics {
 	async ask() {
 		const [ status, { lines } ] = await Promise.all([ page.call('status', this.bus), page.call('log', this.bus) ]);
 		page.redraw(this.log, lines, () => lines?.length ? page.table(_('What happened'), [ _('Time'), _('Event') ], [ ...lines ].reverse().map(line =>
-			[ line.time ? model.time(line.time) : _('%s after the start').format(model.seconds(line.uptime_s ?? 0)), model.event(line.text) ])) : h('p', {}, _('Nothing yet.')));
+			[ line.time ? words.time(line.time) : _('%s after the start').format(words.seconds(line.uptime_s ?? 0)), words.event(line.text) ])) : h('p', {}, _('Nothing yet.')));
 		page.redraw(this.watch, status, () => this.buttons(status));
 	}
 
@@ -35,10 +35,10 @@ class Diagnostics {
 			await page.guard(() => this.ask());
 		}, kind, this.progress) : '';
 		return [
-			h('p', {}, status.state ? _('State: %s').format(model.state_text(status.state, status.reason, '%s (%s)')) : _('Nothing watches this modem.'),
-				paused ? ', ' + _('Paused for %s more').format(model.seconds(status.paused_s)) : ''),
+			h('p', {}, status.state ? _('State: %s').format(words.state_text(status.state, status.reason, '%s (%s)')) : _('Nothing watches this modem.'),
+				paused ? ', ' + _('Paused for %s more').format(words.seconds(status.paused_s)) : ''),
 			status.budgets ? h('details', { open: this.watch.querySelector('details')?.open ? '' : null }, h('summary', {}, _('What may still be tried this hour')),
-				page.table(_('What may still be tried this hour'), [ _('Step'), _('Tries left') ], Object.entries(status.budgets).map(([ stage, count ]) => [ model.word(stage), count ]))) : '',
+				page.table(_('What may still be tried this hour'), [ _('Step'), _('Tries left') ], Object.entries(status.budgets).map(([ stage, count ]) => [ words.word(stage), count ]))) : '',
 			page.row(paused ? button(_('Resume'), 'resume', {}, 'cbi-button-action')
 				: status.state ? button(_('Pause for 30 minutes'), 'pause', { minutes: 30 }) : ''),
 		];
@@ -89,7 +89,7 @@ class Diagnostics {
 			const identity = await page.call('identity', this.bus);
 			const rows = [ [ 'IMEI', identity.imei ], [ 'IMSI', identity.imsi ], [ 'ICCID', identity.iccid ], [ _('Number'), identity.number ] ].filter(([ , value ]) => value);
 			page.fill(place, page.facts(rows.map(([ name, value ]) => {
-				const text = h('span', {}, model.mask(value));
+				const text = h('span', {}, words.mask(value));
 				return [ name, [ text, ' ', h('button', { type: 'button', 'class': 'btn cbi-button', 'aria-label': _('Show %s').format(name), click: event => {
 					page.fill(text, value);
 					event.currentTarget.remove();
@@ -105,7 +105,7 @@ function missing_parts() {
 	const place = h('div', {});
 	page.guard(async () => {
 		const { missing } = await page.call('missing');
-		page.fill(place, missing?.length ? page.table(_('Missing on this router'), [ _('What'), _('Why it matters') ], missing.map(row => [ row.what, model.word(row.why) ]))
+		page.fill(place, missing?.length ? page.table(_('Missing on this router'), [ _('What'), _('Why it matters') ], missing.map(row => [ row.what, words.word(row.why) ]))
 			: h('p', {}, _('Nothing is missing.')));
 	});
 	return page.section(_('Missing on this router'), place);

@@ -1,6 +1,7 @@
 'use strict';
 'require modemctl.model as model';
 'require modemctl.page as page';
+'require modemctl.words as words';
 
 // A card for each modem: is it online, and if not, why, and what can be done.
 
@@ -64,7 +65,7 @@ class Card {
 		const quality = info.quality;
 		if (!quality)
 			return '';
-		const text = model.word(quality.words);
+		const text = words.word(quality.words);
 		const values = model.values(info.serving).filter(({ name }) => name !== 'rssi').map(({ label, text: value }) => `${label} ${value}`).join(', ');
 		return [ page.bars(quality.level, _('Signal %d of 5').format(quality.level)), ' ', text, values ? h('div', { 'class': 'modemctl-small' }, values) : '',
 			model.advice(info) ? h('div', { 'class': 'modemctl-small' }, model.advice(info)) : '' ];
@@ -72,12 +73,12 @@ class Card {
 
 	parts(info, status, usage) {
 		const state = model.state(info, status), month = model.month(usage), link = status.interface_status ?? info.interface ?? {};
-		const words = link_words();
+		const states = link_words();
 		return [
 			h('p', { 'class': 'modemctl-state modemctl-' + state.tone, 'data-sign': signs[state.tone], 'data-tone': state.tone }, state.text),
 			h('ul', { 'class': 'modemctl-chain', 'aria-label': _('The way to the Internet') }, model.chain(info, status).map(entry =>
 				h('li', { 'data-state': entry.state }, h('span', { 'aria-hidden': 'true' }, link_signs[entry.state], ' '), entry.name, ' ',
-					entry.text || h('span', { 'class': 'modemctl-small' }, words[entry.state])))),
+					entry.text || h('span', { 'class': 'modemctl-small' }, states[entry.state])))),
 			page.facts([
 				[ _('Operator'), model.operator(info) ],
 				[ _('Technology'), model.technology(info) ],
@@ -85,7 +86,7 @@ class Card {
 				[ _('Bands'), model.carrier_text(info) ],
 				[ _('Address'), [].concat(link.ipv4 ?? [], link.ipv6 ?? []).join(', ') ],
 				[ _('This month'), month ? [ month.text, month.limit ? [ ' ', h('meter', { min: 0, max: 1, high: 0.9, value: month.share, 'aria-label': _('Part of the limit') }) ] : '' ].flat() : '' ],
-				[ _('Measured'), model.is_old(info) ? _('%s ago').format(model.seconds(info.age ?? info.age_s)) : '' ],
+				[ _('Measured'), model.is_old(info) ? _('%s ago').format(words.seconds(info.age ?? info.age_s)) : '' ],
 			]),
 			page.row(this.action(state.action), info.error === 'no-snapshot' && state.action !== 'refresh' ? this.action('refresh') : '',
 				state.tone === 'good' ? this.button(_('Disconnect'), 'disconnect') : '',

@@ -1,6 +1,7 @@
 'use strict';
 'require modemctl.model as model';
 'require modemctl.page as page';
+'require modemctl.words as words';
 
 // How good the signal is, how it was, which cells there are; and one large figure for aligning an antenna.
 
@@ -27,7 +28,7 @@ function draw(samples, name, hours, width) {
 	}
 	for (const mark of plot.marks)
 		lines.push(svg('line', { x1: left + mark.x, x2: left + mark.x, y1: 0, y2: height, stroke: 'currentColor', opacity: 0.5, 'stroke-dasharray': mark.what === 'cell' ? '1 4' : '5 3' },
-			svg('title', {}, '%s %s'.format(model.time(mark.time), mark.what === 'cell' ? _('another cell') : model.word(mark.text)))));
+			svg('title', {}, '%s %s'.format(words.time(mark.time), mark.what === 'cell' ? _('another cell') : words.word(mark.text)))));
 	for (const line of plot.lines) {
 		const points = line.map(([ x, y ]) => `${left + x},${y}`);
 		lines.push(line.length > 1 ? svg('polyline', { points: points.join(' '), fill: 'none', stroke: 'currentColor', 'stroke-width': 1.6 })
@@ -89,9 +90,9 @@ class Signal {
 				? page.button(_('Ask the modem'), async () => this.show(await page.job('refresh', this.bus, this.asking)), 'cbi-button-action', this.asking) : '', this.asking ]);
 		const quality = info.quality ?? {}, values = model.values(info.serving);
 		page.redraw(this.now, info, () => [
-			h('p', {}, quality.words ? [ page.bars(quality.level, _('Signal %d of 5').format(quality.level)), ' ', h('strong', {}, model.word(quality.words)), ' ' ] : '',
+			h('p', {}, quality.words ? [ page.bars(quality.level, _('Signal %d of 5').format(quality.level)), ' ', h('strong', {}, words.word(quality.words)), ' ' ] : '',
 				[ model.operator(info), model.technology(info), model.carrier_text(info) ].filter(Boolean).join(', '),
-				model.is_old(info) ? ' (%s)'.format(_('%s ago').format(model.seconds(info.age))) : ''),
+				model.is_old(info) ? ' (%s)'.format(_('%s ago').format(words.seconds(info.age))) : ''),
 			model.advice(info) ? h('p', {}, model.advice(info)) : '',
 			h('dl', { 'class': 'modemctl-facts' }, values.map(value => h('div', { 'data-value': value.name }, h('dt', {}, value.label),
 				h('dd', {}, h('meter', { min: 0, max: 1, low: value.low, high: value.high, optimum: 1, value: value.share, 'aria-label': value.label }), ' ', value.text, ' ',
