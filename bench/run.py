@@ -5,7 +5,7 @@
 Instructions are counted by callgrind, for another processor by qemu: they are the same at every measurement. Peak KiB
 are those of a process, for another processor the pages that the program itself has in memory under qemu. Bytes are those
 of stripped files, own bytes what modemctl's rooms have in the linked program, without libc, json-c and the stand-ins.
-gammu, which a user could pick instead, does the same work on the same simulated port in the same run.
+gammu and ModemManager, which a user could pick instead, do the same work on the same simulated port in the same run.
 
 The exit status is 1 when something is larger or grows faster than it may, or when a command got no reply or another's.
 """
@@ -17,6 +17,7 @@ import gzip
 import os
 import platform
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -117,6 +118,42 @@ def commands(build):
     median, peak = nothing.measure("modemctl signal", 15)
     row("modemctl signal, no modem", ms=median, own_ms=median, peak_KiB=peak,
         instructions=nothing.instructions("modemctl signal"))
+
+
+# Twenty questions each. Seconds are of the machine's clock, processor time is all that its processor worked meanwhile.
+MANAGERS = r"""
+    wait_until() { until eval "$1"; do sleep 0.1; done; }
+    busy() { sed -n 's/^cpu  *//p' /proc/stat | { read -r user nice system rest; echo $((user + nice + system)); }; }
+    now() { read -r uptime idle </proc/uptime; echo "${uptime%.*}${uptime#*.}"; }
+    start() { from=$(now); busy=$(busy); }
+    twenty() { for i in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do "$@" >>/tmp/asked; done; }
+    end() { echo "$1 $(($(now) - from)) $(($(busy) - busy))"; }
+    start; twenty modemctl AT AT+CSQ; end modemctl
+    . "$sources/tests/kernel/modemmanager.sh"
+    start; start_manager "$programs"; until_state disabled; end found
+    start; twenty m --command=AT+CSQ; end mmcli
+    grep -c '+CSQ: ' /tmp/asked
+    cat $(grep -lE '^Name:.(ModemManager|dbus-daemon|polkitd|systemd-udevd|mbim-proxy|qmi-proxy)' /proc/[0-9]*/status) |
+        sed -n 's/^VmRSS:[^0-9]*\([0-9]*\) kB/\1/p'"""
+
+
+def managers(build):
+    """The same question by modemctl and by ModemManager, to the same port of the same virtual machine."""
+    programs = os.path.join(build, "modemmanager")
+    for needed in (os.path.join(programs, "usr/sbin/ModemManager"), os.path.join(build, "kernel/vmlinux")):
+        if not os.path.exists(needed):
+            row("ModemManager", f"{needed} is missing: tools/setup.sh kernel fetches it")
+            return
+    names = f"sources={shlex.quote(SOURCES)}; programs={shlex.quote(os.path.abspath(programs))}\n"
+    lines = Router(build, "--kernel", "--modem", "EC25").run("sh", "-c", names + MANAGERS).stdout.split("\n")
+    taken = {words[0]: (int(words[1]) * 10, int(words[2]) * 10) for words in map(str.split, lines[:3])}
+    memory = sum(map(int, lines[4:-1]))
+    require(lines[3] == "40", f"ModemManager and modemctl: {lines[3]} of 40 questions were answered")
+    require(memory > 0, "ModemManager: none of its processes was found")
+    own, theirs, found = taken["modemctl"], taken["mmcli"], taken["found"]
+    row("modemctl AT AT+CSQ, in a virtual machine", ms=own[0] / 20, own_ms=own[1] / 20)
+    row("mmcli --command=AT+CSQ", "its daemons' memory stays", ms=theirs[0] / 20, own_ms=theirs[1] / 20, peak_KiB=memory)
+    row("ModemManager, until it knows the modem", ms=found[0], own_ms=found[1])
 
 
 def built_targets():
@@ -389,8 +426,9 @@ def fleet(build):
     row("the object for OpenWISP", bytes=len(Router(build, "--modem", "EC25").run("modemctl", "openwisp").stdout))
 
 
-SECTIONS = {"commands": commands, "processors": processors, "sizes": sizes, "sysfs": sysfs, "apns": apns,
-            "web": web, "spool": spool, "uci": uci, "many": many, "watch": watch, "asleep": asleep, "fleet": fleet}
+SECTIONS = {"commands": commands, "managers": managers, "processors": processors, "sizes": sizes, "sysfs": sysfs,
+            "apns": apns, "web": web, "spool": spool, "uci": uci, "many": many, "watch": watch, "asleep": asleep,
+            "fleet": fleet}
 
 
 def main():

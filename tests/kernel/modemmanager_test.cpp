@@ -4,7 +4,7 @@
 #include "walk.h"
 
 // Debian's ModemManager with the daemons that it needs: it finds the modem by the kernel's events, asks it by QMI and
-// AT, and connects. They are only unpacked here, and copied into the virtual machine.
+// AT, and connects.
 
 namespace modemmanager_test {
 
@@ -13,27 +13,7 @@ namespace fs = std::filesystem;
 const std::string programs = std::string(SOURCE_ROOT) + "/build/modemmanager";
 
 const std::string start_daemons =
-    "for folder in etc usr lib bin; do\n"
-    "    [ ! -d '" +
-    programs + "'/$folder ] || cp -dR --preserve=mode '" + programs +
-    "'/$folder/. "
-    "$(case $folder in etc) echo /etc ;; usr) echo /usr ;; *) echo /usr/$folder ;; esac)/\n"
-    "done\n"
-    "grep -q ^messagebus: /etc/passwd || { echo messagebus:x:199:199::/:/usr/sbin/nologin >>/etc/passwd; "
-    "echo messagebus:x:199: >>/etc/group; }\n"
-    "grep -q ^polkitd: /etc/passwd || { echo polkitd:x:198:198::/:/usr/sbin/nologin >>/etc/passwd; "
-    "echo polkitd:x:198: >>/etc/group; }\n"
-    "mkdir -p /run/dbus /run/udev /etc/polkit-1/rules.d /var/lib/polkit-1\n"
-    "/usr/lib/systemd/systemd-udevd --daemon >/dev/null 2>&1\n"
-    "for subsystem in usb tty net usbmisc; do udevadm trigger --action=add --subsystem-match=$subsystem; done\n"
-    "udevadm settle --timeout=300; dbus-daemon --system --fork\n"
-    "/usr/lib/polkit-1/polkitd --no-debug >/dev/null 2>&1 &\n"
-    "ModemManager --debug >/tmp/log 2>&1 &\n"
-    // What it knows of the modem comes bit by bit: until_known KEY VALUE waits for one of them, in /tmp/modem.
-    "until_state() { wait_until \"grep -q 'state changed (.*-> $1' /tmp/log\"; }\n"
-    "m() { mmcli --timeout=200 -m any \"$@\"; }\n"
-    "until_known() { wait_until \"m -K >/tmp/modem && [ \\\"\\$(value '$1')\\\" = '$2' ]\"; }\n"
-    "value() { sed -n \"s/^modem\\.$1 *: *//p\" /tmp/modem; }\n";
+    ". '" + std::string(SOURCE_ROOT) + "/tests/kernel/modemmanager.sh'\nstart_manager '" + programs + "'\n";
 
 struct ModemManager {
     static Lines options()
