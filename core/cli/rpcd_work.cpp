@@ -33,7 +33,14 @@ void enable_interface(const char *iface)
     const Uci uci = kuci2_init();
     kuci2_set_name(uci, "network", iface, "disabled", "0");
     kuci2_commit(uci, "network");
-    reload_network(reload_timeout_s);
+}
+
+void take_down(const char *iface)
+{
+    constexpr int longest_wait_s = 20;
+    take_offline(iface);
+    for (int i = 0; i < longest_wait_s && interface_state(iface, 2) != interface_is_down; i++)
+        sleep(1);
 }
 
 } // namespace
@@ -55,6 +62,10 @@ int work_connect(const RpcdCall &call, json_object *result)
     if (settings.is_disabled)
         enable_interface(iface);
     resume_watch(call.bus.c_str());
+    // What is up has the settings before, or a session that is dead: nothing would bring it online again.
+    if (interface_state(iface, 2) == interface_is_up)
+        take_down(iface);
+    reload_network(reload_timeout_s);
     bring_online(call.bus.c_str(), iface);
     for (int i = 0; i < longest_wait_s; i++) {
         const InterfaceState state = interface_state(iface, 2);
@@ -68,11 +79,8 @@ int work_connect(const RpcdCall &call, json_object *result)
 // The watch leaves alone what a person has taken down.
 int work_disconnect(const RpcdCall &call, json_object *result)
 {
-    constexpr int longest_wait_s = 20;
     const auto iface = read_watch_settings(call.bus.c_str()).iface;
-    take_offline(iface.c_str());
-    for (int i = 0; i < longest_wait_s && interface_state(iface.c_str(), 2) != interface_is_down; i++)
-        sleep(1);
+    take_down(iface.c_str());
     return add_up(iface.c_str(), result) ? status_failed : 0;
 }
 

@@ -405,4 +405,17 @@ call log '{"lines":1}' | grep -o text | wc -l; kill %1)sh");
         << run.err;
 }
 
+// Who presses "Connect" while the interface is up has changed a setting, or has a session that is dead.
+TEST(RpcdConnection, ConnectsAnewWhatIsUp)
+{
+    const RouterRun run = call({"--modem", "EC25", "--link", "setup=100,apn=new"}, R"sh(
+uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi; uci set network.modem_1_1_2.apn=new
+uci set network.modem_1_1_2.device=/dev/cdc-wdm0; uci commit; ubus call network reload; done_by connect
+call set '{"values":{"apn":"wrong"}}'; call connect >/dev/null
+n=0; until ifstatus modem_1_1_2 | grep '"pending": true'; do n=$((n + 1)); [ $n -lt 200 ] || break; sleep 0.1; done)sh");
+    EXPECT_EQ(run.out, "{\"state\":\"done\",\"status\":0,\"result\":{\"up\":true}}\n"
+                       "{\"result\":\"ok\"}\n\t\"pending\": true,\n")
+        << run.err;
+}
+
 } // namespace rpcd_test
