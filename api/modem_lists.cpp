@@ -115,7 +115,8 @@ Json pick_pass_dns(std::string_view list)
 
 bool are_all_off(int count, const std::array<bool, modem_places> &is_disabled)
 {
-    return std::all_of(is_disabled.begin(), is_disabled.begin() + count, [](bool disabled) { return disabled; });
+    return std::ranges::all_of(is_disabled.begin(), is_disabled.begin() + count,
+                               [](bool disabled) { return disabled; });
 }
 
 int32_t modem_info(Request &, json_object *response)

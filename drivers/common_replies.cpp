@@ -19,8 +19,8 @@ std::string_view after_line_break(std::string_view text)
 // Empty if there is none.
 std::string_view first_digits(std::string_view text)
 {
-    const auto *start = std::find_if(text.begin(), text.end(), is_digit);
-    const auto *end = std::find_if_not(start, text.end(), is_digit);
+    const auto *start = std::ranges::find_if(text, is_digit);
+    const auto *end = std::ranges::find_if_not(start, text.end(), is_digit);
     return {start, static_cast<size_t>(end - start)};
 }
 

@@ -170,8 +170,8 @@ void add_neighbour_cells(std::string_view reply, json_object *array)
     for_each_line(reply, tag, tag, [&](std::string_view rest) {
         Json object{json_object_new_object()};
         kjson_add_string(object.get(), "type", "neighbourcell");
-        const auto *layout = std::find_if(std::begin(neighbour_layouts), std::end(neighbour_layouts),
-                                          [&](const NeighbourLayout &row) { return str_contains(rest, row.word); });
+        const auto *layout = std::ranges::find_if(
+            neighbour_layouts, [&](const NeighbourLayout &row) { return str_contains(rest, row.word); });
         if (layout != std::end(neighbour_layouts)) {
             add_fields(object.get(), rest, layout->fields);
             kjson_add_string(object.get(), "rat", layout->word);

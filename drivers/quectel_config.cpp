@@ -49,8 +49,8 @@ constexpr const char *auth_methods[] = {"NONE", "PAP", "CHAP", "PAP or CHAP"};
 
 int auth_number(const char *auth)
 {
-    const auto *found = std::find_if(std::begin(auth_methods), std::end(auth_methods),
-                                     [auth](const char *method) { return strcmp(method, auth) == 0; });
+    const auto *found =
+        std::ranges::find_if(auth_methods, [auth](const char *method) { return strcmp(method, auth) == 0; });
     return found == std::end(auth_methods) ? 0 : static_cast<int>(found - auth_methods);
 }
 

@@ -28,7 +28,7 @@ Text<16> sinr_tenths(const Field &field)
 
 Text<16> rb_bandwidth(const Field &field)
 {
-    const auto *found = std::find(std::begin(resource_blocks), std::end(resource_blocks), integer_of(field));
+    const auto *found = std::ranges::find(resource_blocks, integer_of(field));
     return found == std::end(resource_blocks) ? "-" : bandwidths[found - resource_blocks];
 }
 

@@ -120,8 +120,8 @@ Generation signal_level(const Signal &signal, int32_t &level, WcdmaRssi wcdma_rs
 {
     // A type that is the beginning of a name counts as that name, and an empty type as LTE: the signal cache follows
     // the same rule.
-    const auto *rating = std::find_if(std::begin(ratings), std::end(ratings),
-                                      [&](const Rating &row) { return row.type.starts_with(signal.type.view()); });
+    const auto *rating =
+        std::ranges::find_if(ratings, [&](const Rating &row) { return row.type.starts_with(signal.type.view()); });
     if (rating == std::end(ratings))
         return unrated;
     const auto read = [&](const char *key) { return signal.number(key).value_or(0); };
@@ -138,8 +138,8 @@ std::optional<Signal> parse_qcsq_line(std::string_view line)
     Field mode;
     if (!consume(line, qcsq_tag) || csv_field(line, 0, mode) != 0)
         return std::nullopt;
-    const auto *system = std::find_if(std::begin(qcsq_systems), std::end(qcsq_systems),
-                                      [&](const QcsqSystem &row) { return str_contains(mode.view(), row.word); });
+    const auto *system =
+        std::ranges::find_if(qcsq_systems, [&](const QcsqSystem &row) { return str_contains(mode.view(), row.word); });
     if (system == std::end(qcsq_systems))
         return std::nullopt;
     Signal signal;

@@ -10,7 +10,7 @@
 bool is_plain_text(std::string_view text)
 {
     constexpr char delete_character = 0x7f;
-    return std::all_of(text.begin(), text.end(), [](char character) {
+    return std::ranges::all_of(text, [](char character) {
         const bool control = static_cast<unsigned char>(character) < ' ' || character == delete_character;
         return !control && character != '"';
     });

@@ -18,7 +18,7 @@ using UciPath = Text<512>;
 // libuci drops other control characters when it reads the saved change back, and the old value would stay.
 bool is_storable(std::string_view text)
 {
-    return std::none_of(text.begin(), text.end(), [](char character) {
+    return std::ranges::none_of(text, [](char character) {
         return static_cast<unsigned char>(character) < ' ' && character != '\t' && character != '\n' &&
                character != '\r';
     });

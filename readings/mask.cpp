@@ -113,7 +113,7 @@ void Mask::learn_cell(const Cell &cell)
     const int64_t id = cell.get(Quantity::cell_id).value_or(0);
     for (const int64_t number : {id, id / 256 > UINT16_MAX ? id / 256 : 0})
         if (number >= least_cell && cell_count_ < most_numbers &&
-            std::find(cells_.begin(), cells_.begin() + cell_count_, number) == cells_.begin() + cell_count_)
+            std::ranges::find(cells_.begin(), cells_.begin() + cell_count_, number) == cells_.begin() + cell_count_)
             cells_[cell_count_++] = number;
 }
 

@@ -71,8 +71,8 @@ bool is_auto(std::string_view channel)
 
 int32_t pick_wifi_channel(int32_t channel, const LteBands &bands)
 {
-    const bool has_7 = std::find(bands.begin(), bands.end(), 7) != bands.end();
-    const bool has_40 = std::find(bands.begin(), bands.end(), 40) != bands.end();
+    const bool has_7 = std::ranges::find(bands, 7) != bands.end();
+    const bool has_40 = std::ranges::find(bands, 40) != bands.end();
     if (has_7 && has_40)
         return channel == 1 || channel == 11 ? 6 : 0;
     if (has_40)

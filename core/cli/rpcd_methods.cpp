@@ -192,8 +192,8 @@ void answer_missing(const RpcdCall &, json_object *answer)
 {
     Json list{json_object_new_array()};
     for (const auto &part : parts) {
-        const bool is_there = std::any_of(std::begin(part.files), std::end(part.files),
-                                          [](const char *file) { return file != nullptr && access(file, F_OK) == 0; });
+        const bool is_there = std::ranges::any_of(
+            part.files, [](const char *file) { return file != nullptr && access(file, F_OK) == 0; });
         if (is_there)
             continue;
         Json entry{json_object_new_object()};

@@ -47,8 +47,9 @@ Text<16> other_manager_of(json_object *ports)
             continue;
         Text<17> name;
         read_file(Text<32>::format("/proc/%s/comm", entry->d_name).c_str(), name.capacity() - 1, name);
-        if (!name.empty() && std::find(std::begin(helpers), std::end(helpers), first_line(name)) == std::end(helpers))
-            return Text<16>{first_line(name)};
+        const std::string_view program = first_line(name);
+        if (!name.empty() && std::ranges::none_of(helpers, [&](auto helper) { return helper == program; }))
+            return Text<16>{program};
     }
     return {};
 }
