@@ -255,16 +255,14 @@ const ModemOps &family_operations(std::string_view dialect)
 {
     struct Family {
         std::string_view dialect;
-        const ModemOps &operations;
+        int32_t member; // one model of the family; all have the same operations
     };
-    static constexpr Family families[] = {
-        {"quectel", quectel_ops}, {"sierra", sierra_ops}, {"simcom", simcom_ops},
-        {"fibocom", fibocom_ops}, {"zte", zte_ops},
-    };
+    static constexpr Family families[] = {{"quectel", 3}, {"sierra", 5}, {"simcom", 20}, {"fibocom", 40}, {"zte", 30}};
+    int32_t member = unknown_modem_id;
     for (const Family &family : families)
         if (family.dialect == dialect)
-            return family.operations;
-    return generic_ops;
+            member = family.member;
+    return find_driver_by_id(modem_drivers(), member)->ops;
 }
 
 int modem_disconnect()
