@@ -36,19 +36,21 @@ GUEST_BASE = "0x100000000"  # where the programs that qemu runs have their memor
 # the same everywhere. The second is what most routers with MIPS get: OpenWrt's compiler and its flags.
 LIMITED_TARGETS = ("mips-linux-musl", "mips_24kc")
 AREAS = (
-    ("info and record", (89_100, 49_700), ("readings/*", "at/at_session.cpp", "core/cli/info*", "core/cli/record*",
+    ("info and record", (89_100, 49_100), ("readings/*", "at/at_session.cpp", "core/cli/info*", "core/cli/record*",
                                  "discovery/record/info.cpp", "discovery/record/modem_port.cpp",
                                  "discovery/record/record*")),
-    ("watch", (47_800, 27_600), ("watch/*", "core/cli/watch*", "core/cli/history*", "status/history.cpp", "status/usage.cpp",
+    ("watch", (47_800, 27_300), ("watch/*", "core/cli/watch*", "core/cli/history*", "status/history.cpp", "status/usage.cpp",
                        "discovery/record/snapshot.cpp")),
-    ("modemctl apn", (11_800, 6_600), ("apn/card.cpp", "apn/choices.cpp", "apn/tables.cpp", "core/cli/apn*")),
-    ("bands and mode", (27_200, 15_800), ("readings/band_*", "readings/radio_modes.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
+    ("modemctl apn", (11_700, 6_600), ("apn/card.cpp", "apn/choices.cpp", "apn/tables.cpp", "core/cli/apn*")),
+    ("bands and mode", (27_100, 15_700), ("readings/band_*", "readings/radio_modes.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
     ("metrics and openwisp", (10_400, 6_800), ("discovery/record/metrics.cpp", "discovery/record/openwisp.cpp", "core/cli/fleet*")),
     ("models files", (5_000, 3_300), ("core/table/models_file.cpp",)),
-    ("ubus object", (33_600, 20_500), ("core/cli/rpcd*", "watch/options.cpp", "sms/boxes.cpp", "sms/parts.cpp")),
+    ("ubus object", (33_600, 20_300), ("core/cli/rpcd*", "watch/options.cpp", "sms/boxes.cpp", "sms/parts.cpp")),
 )
 PRODUCT_LIMITS = (554_300, 267_700)
-OWN_LIMITS = (135_900, 78_500)
+OWN_LIMITS = (135_500, 76_000)
+# Of the build for this machine, if that is x86-64.
+HOST_OWN_LIMIT = 110_000
 
 # Instructions and system calls of commands on this machine, with one modem.
 COMMAND_LIMITS = {"modemctl signal": (500_000, 800), "modemctl cells": (700_000, 1_500)}
@@ -210,9 +212,11 @@ def own_bytes(folder):
     os.remove(os.path.join(folder, "modemctl.mapped"))
     areas = object_areas()
     total = dict.fromkeys([None] + [area for area, _, _ in AREAS], 0)
-    for line in text.splitlines():
+    # ld writes a section's long name on a line of its own.
+    for line in re.sub(r"^( \.\S+)\n", r"\1", text, flags=re.MULTILINE).splitlines():
         member = re.search(r"\blib(?:program_)?rooms\.a\(([^)]*)\)|/core/cli/(main\.cpp\.o)", line)
-        if not member:
+        # What a compiler says about itself is linked, but no part of what is loaded.
+        if not member or re.match(r" \.(comment|gnu\.attributes) ", line):
             continue
         # lld: address, load address, size, alignment; ld: address, size. What is left out has no address.
         found = (re.match(r" *([0-9a-f]+) +[0-9a-f]+ +([0-9a-f]+) +[0-9]+ ", line)
@@ -230,6 +234,7 @@ def sizes(build):
     for folder in [build] + [os.path.join(TARGETS, target) for target in built_targets()]:
         name = "this machine (glibc)" if folder == build else os.path.basename(folder)
         limits = LIMITED_TARGETS.index(name) if name in LIMITED_TARGETS else None
+        is_limited_host = folder == build and platform.machine() == "x86_64"
         own = own_bytes(folder)
         with tempfile.TemporaryDirectory() as work:
             for product in ("modemctl", "libmodemapi.so"):
@@ -240,7 +245,8 @@ def sizes(build):
                 is_program = product == "modemctl"
                 row(f"size of {product}, {name}", bytes=size, own_bytes=own[None] if is_program else None)
                 require_size(f"{product} for {name}", size, is_program and limits is not None and PRODUCT_LIMITS[limits])
-        require_size(f"own bytes for {name}", own[None], limits is not None and OWN_LIMITS[limits])
+        most_own = OWN_LIMITS[limits] if limits is not None else is_limited_host and HOST_OWN_LIMIT
+        require_size(f"own bytes for {name}", own[None], most_own)
         for area, most_bytes, _ in AREAS:
             row(f"size of {area}, {name}", own_bytes=own[area])
             require_size(f"{area} for {name}", own[area], limits is not None and most_bytes[limits])
