@@ -137,6 +137,7 @@ void NetworkDaemon::change(Interface &interface, const InterfaceSection &section
 void NetworkDaemon::begin(Interface &interface)
 {
     interface.available = device_is_there(interface);
+    interface.has_port = port_is_there(interface);
     const bool misses_device = interface.autostart && !interface.available;
     interface.set_error(misses_device ? "interface" : "", misses_device ? "NO_DEVICE" : "");
     if (interface.autostart)
@@ -161,6 +162,11 @@ bool NetworkDaemon::device_is_there(const Interface &interface) const
     return !device.empty() && (!surroundings_.has_device || surroundings_.has_device(device));
 }
 
+bool NetworkDaemon::port_is_there(const Interface &interface) const
+{
+    return !surroundings_.has_device || surroundings_.has_device(device_of(interface.section));
+}
+
 void NetworkDaemon::advance()
 {
     // By name, since a setup may add an interface.
@@ -182,10 +188,31 @@ void NetworkDaemon::check_devices()
             check_device(*interface);
 }
 
+/// An interface with a modem's protocol has no device of its own in netifd, so netifd goes on calling it up when its
+/// network device is gone. For two protocols the package of their handlers has a script of the terminals' events that
+/// takes the interface down; pppd would end without it, too.
+void NetworkDaemon::check_port(Interface &interface)
+{
+    const bool there = port_is_there(interface);
+    const bool was_there = std::exchange(interface.has_port, there);
+    // A handler sees it for itself.
+    if (was_there == there || !follows_port(interface.section) || interface.has_handler || interface.next_try)
+        return;
+    interface.available = there;
+    if (!there)
+        stop(interface);
+    else if (interface.autostart)
+        start(interface);
+}
+
 void NetworkDaemon::check_device(Interface &interface)
 {
+    if (protocol_kind(interface.section) == ProtocolKind::modem)
+        return check_port(interface);
     const bool there = device_is_there(interface);
     if (!there && interface.available) {
+        if (interface.dynamic && interface.state != State::down)
+            return erase(std::string(interface.section.name)); // the name goes with the interface
         stop(interface);
         interface.set_error("interface", "NO_DEVICE");
     } else if (there && !interface.available) {
@@ -208,8 +235,8 @@ int NetworkDaemon::up(const std::string &name)
     if (!interface)
         return UBUS_STATUS_NOT_FOUND;
     interface->autostart = true;
-    if (interface->state == State::down && interface->available) {
-        interface->set_error("", "");
+    if (interface->state == State::down) {
+        interface->set_error(interface->available ? "" : "interface", interface->available ? "" : "NO_DEVICE");
         start(*interface);
     }
     check_demands();

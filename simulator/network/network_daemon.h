@@ -70,7 +70,8 @@ struct NetworkSurroundings {
     std::function<int64_t()> now; ///< milliseconds that never run backwards
     /// The interface sections in the file's order; nothing when there is no configuration file.
     std::function<std::optional<std::vector<InterfaceSection>>()> read_config;
-    std::function<bool(const std::string &device)> has_device{};  ///< unset: every device is there
+    /// A network device ("wwan0"), or a modem's port ("/dev/ttyUSB3"). Unset: every device is there.
+    std::function<bool(const std::string &device)> has_device{};
     std::function<bool(const std::string &device)> has_carrier{}; ///< unset: every device has
     std::function<void(const DeviceChange &change)> change_device{};
     /// The value of a variable ("apn_1") of an interface's modem; unset: none.
@@ -153,6 +154,7 @@ class NetworkDaemon {
         std::optional<int64_t> setup_ends{}; ///< of a pending one; nothing: never
         bool waits_for_demand = false;       ///< the setup goes on until its demand is met
         bool has_handler = false;            ///< a process opens its session, and keeps it open
+        bool has_port = false;               ///< its modem's port was there when it was looked for last
         std::optional<int64_t> next_try{};   ///< when the handler starts again
         LinkBehaviour link{};                ///< of the setup under way or done
         std::string l3_device{};
@@ -172,10 +174,12 @@ class NetworkDaemon {
     void come_up(Interface &interface, int64_t at);
     void finish_setup(Interface &interface);
     void check_device(Interface &interface);
+    void check_port(Interface &interface);
     void add_companion(const Interface &interface);
     std::string l3_device_of(const Interface &interface) const;
     void tell_device(const Interface &interface, bool up, const Traffic &traffic = {}) const;
     bool device_is_there(const Interface &interface) const;
+    bool port_is_there(const Interface &interface) const;
     Interface *find(const std::string &name);
 
     NetworkSurroundings surroundings_;

@@ -15,6 +15,7 @@ using Interface = NetworkDaemon::Interface;
 
 constexpr std::array modem_protocols{"3g", "callip", "directip", "mbim", "ncm", "qcm", "qmi", "wwan"};
 constexpr std::array dial_up_protocols{"3g"};
+constexpr std::array port_protocols{"3g", "ncm"};
 constexpr std::array wired_protocols{"dhcp", "dhcpv6", "pppoe"};
 
 bool is_one_of(const auto &names, const std::string &name)
@@ -211,6 +212,11 @@ ProtocolKind protocol_kind(const InterfaceSection &section)
     if (is_one_of(modem_protocols, protocol))
         return ProtocolKind::modem;
     return is_one_of(wired_protocols, protocol) ? ProtocolKind::wired : ProtocolKind::none;
+}
+
+bool follows_port(const InterfaceSection &section)
+{
+    return is_one_of(port_protocols, option_of(section, "proto"));
 }
 
 std::string option_of(const InterfaceSection &section, const std::string &name)

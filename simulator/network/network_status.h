@@ -13,6 +13,9 @@ enum class ProtocolKind {
 };
 ProtocolKind protocol_kind(const InterfaceSection &section);
 
+/// True if a modem's interface goes down with its modem's port, and comes up with it again.
+bool follows_port(const InterfaceSection &section);
+
 /// First value of an option, empty if it is not set.
 std::string option_of(const InterfaceSection &section, const std::string &name);
 /// True if an option is "0", or another of UCI's words for no.

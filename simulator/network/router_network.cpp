@@ -1,8 +1,13 @@
 #include "simulator/network/router_network.h"
 
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <net/if.h>
 #include <sys/epoll.h>
+#include <sys/ioctl.h>
 #include <uci.h>
+#include <unistd.h>
 
 #include "simulator/network/network_status.h"
 
@@ -11,6 +16,7 @@ namespace simulator {
 namespace {
 
 constexpr const char *ubus_socket = "/var/run/ubus/ubus.sock";
+constexpr const char *net_folder = "/sys/class/net/";
 constexpr const char *board_devices[] = {"eth0", "eth1", "br-lan"};
 
 struct UciFree {
@@ -57,6 +63,24 @@ NetDevices::Kind kind_of(const std::string &device)
 {
     using enum NetDevices::Kind;
     return device.starts_with("3g-") || device.starts_with("ppp") ? point_to_point : link_layer;
+}
+
+bool has_device(const std::string &name)
+{
+    return name.starts_with('/') ? access(name.c_str(), F_OK) == 0 : NetDevices::exists(name);
+}
+
+/// As sysfs shows them: whether a line has carrier is in another file there.
+std::string read_flags(const std::string &device)
+{
+    const Fd any(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    ifreq request{};
+    device.copy(request.ifr_name, IFNAMSIZ - 1);
+    if (ioctl(any.get(), SIOCGIFFLAGS, &request) != 0)
+        return {};
+    char text[16];
+    snprintf(text, sizeof text, "0x%x\n", static_cast<unsigned>(request.ifr_flags & ~IFF_RUNNING & 0xffff));
+    return text;
 }
 
 void apply_faults(UbusServer &ubus, const UbusFaults &faults)
@@ -112,7 +136,7 @@ NetworkSurroundings RouterNetwork::surroundings()
 {
     return {.now = EventLoop::now_ms,
             .read_config = [this] { return links_are_known_ ? read_interfaces() : std::nullopt; },
-            .has_device = NetDevices::exists,
+            .has_device = has_device,
             .has_carrier = {},
             .change_device = [this](const DeviceChange &change) { change_device(change); },
             .modem_variable =
@@ -143,7 +167,23 @@ void RouterNetwork::end_sessions()
 void RouterNetwork::set_device(const std::string &name, bool present)
 {
     present ? devices_.create(name, NetDevices::Kind::link_layer) : devices_.remove(name);
+}
+
+void RouterNetwork::check_devices()
+{
     daemon_->check_devices();
+    write_flags();
+}
+
+/// The router's sysfs is made of files, unless the kernel has the modems.
+void RouterNetwork::write_flags() const
+{
+    std::error_code before_sysfs;
+    if (handlers_)
+        return;
+    for (const auto &entry : std::filesystem::directory_iterator(net_folder, before_sysfs))
+        if (const std::string flags = read_flags(entry.path().filename()); !flags.empty())
+            std::ofstream(entry.path() / "flags") << flags;
 }
 
 const PluggedModem *RouterNetwork::modem_of(const InterfaceSection &section) const
@@ -154,17 +194,36 @@ const PluggedModem *RouterNetwork::modem_of(const InterfaceSection &section) con
     return nullptr;
 }
 
+/// A modem's own device has its folder from the modem.
+bool RouterNetwork::makes_folder(const std::string &device) const
+{
+    return !handlers_ && kind_of(device) == NetDevices::Kind::point_to_point;
+}
+
 void RouterNetwork::change_device(const DeviceChange &change)
 {
-    if (!change.up) {
-        devices_.clear_addresses(change.device);
-        devices_.set_up(change.device, false);
-        if (protocol_devices_.erase(change.device) > 0)
-            devices_.remove(change.device);
+    change.up ? take_device_up(change) : take_device_down(change.device);
+    write_flags();
+}
+
+void RouterNetwork::take_device_down(const std::string &device)
+{
+    devices_.clear_addresses(device);
+    devices_.set_up(device, false);
+    if (protocol_devices_.erase(device) == 0)
         return;
-    }
-    if (!NetDevices::exists(change.device) && devices_.create(change.device, kind_of(change.device)))
+    devices_.remove(device);
+    if (makes_folder(device))
+        std::filesystem::remove_all(net_folder + device);
+}
+
+void RouterNetwork::take_device_up(const DeviceChange &change)
+{
+    if (!NetDevices::exists(change.device) && devices_.create(change.device, kind_of(change.device))) {
         protocol_devices_.insert(change.device);
+        if (makes_folder(change.device))
+            std::filesystem::create_directories(net_folder + change.device);
+    }
     devices_.set_up(change.device, true);
     // netifd gives the interface's metric to the subnet's route too, but pppd's address and its route are pppd's.
     const int subnet_metric = kind_of(change.device) == NetDevices::Kind::point_to_point ? 0 : change.metric;

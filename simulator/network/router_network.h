@@ -29,18 +29,22 @@ class RouterNetwork {
     RouterNetwork &operator=(const RouterNetwork &) = delete;
     ~RouterNetwork();
 
-    /// A modem's network device has come or gone.
+    /// A modem's network device comes or goes; check_devices() takes it in.
     void set_device(const std::string &name, bool present);
     /// The sessions that real clients have opened end.
     void end_sessions();
     /// Devices have come or gone by themselves.
-    void check_devices() { daemon_->check_devices(); }
+    void check_devices();
     /// A modem's stored settings may have become others by other ways than a command.
     void check_modems() { daemon_->check_demands(); }
 
   private:
     NetworkSurroundings surroundings();
     void change_device(const DeviceChange &change);
+    void take_device_up(const DeviceChange &change);
+    void take_device_down(const std::string &device);
+    bool makes_folder(const std::string &device) const;
+    void write_flags() const;
     const PluggedModem *modem_of(const InterfaceSection &section) const;
 
     EventLoop &loop_;

@@ -89,7 +89,8 @@ Router::Router(const Options &options, std::vector<Modem> modems, RunFiles files
       files_(std::move(files)), terminal_parts_{loop_, names_, sysfs_,
                                                 [this](const std::string &name, bool present) {
                                                     network_->set_device(name, present);
-                                                }},
+                                                },
+                                                [this] { network_->check_devices(); }},
       parts_{loop_, files_.journal, files_.log,
              [this](const std::string &bus, const Profile &profile, Plug::Received received) {
                  return make_plug(bus, profile, std::move(received));

@@ -77,6 +77,7 @@ void TerminalPlug::attach(bool renumbered, std::function<void()> plugged)
             parts_.set_netdev(interface.netdev, true);
     }
     parts_.sysfs.add(device_);
+    parts_.devices_changed();
     plugged();
 }
 
@@ -89,6 +90,7 @@ void TerminalPlug::detach()
     for (const auto &[interface, terminal] : terminals_)
         terminal->remove_node();
     terminals_.clear();
+    parts_.devices_changed();
 }
 
 bool TerminalPlug::send(int interface, std::string_view bytes)

@@ -28,6 +28,7 @@ struct TerminalParts {
     DeviceNames &names;
     const SysfsTree &sysfs;
     std::function<void(const std::string &netdev, bool present)> set_netdev;
+    std::function<void()> devices_changed; ///< ports and network devices, with their folders
 };
 
 /// A modem's devices as pseudo terminals, and its folders in a sysfs of files.

@@ -101,25 +101,29 @@ TEST(Hotplug, KeepsTheSettingsThatSomebodyMade)
     EXPECT_EQ(run.out, "1-1.2: connecting as configured\nown.apn\nme\n") << run.err;
 }
 
-// The real netifd goes on calling the interface up, and the new device is down.
+// netifd goes on calling the interface up, and the new device is down.
+const std::string leaves_and_comes_back = "printf 'AT+CPIN?\\r' >/dev/ttyUSB2; "
+                                          "while [ -e /sys/bus/usb/devices/1-1.2 ]; do sleep 0.1; done; "
+                                          "until [ -e /sys/bus/usb/devices/1-1.2 ]; do sleep 0.1; done; ";
+const std::string wait_until_up =
+    "until ubus -S call network.interface.modem_1_1_2 status | grep -q '\"up\":true'; do sleep 0.1; done; ";
+const std::string show_line =
+    "ubus -S call network.interface.modem_1_1_2 status | cut -c 1-10; cat /sys/class/net/wwan0/flags; ";
+
 TEST(Hotplug, StartsAnInterfaceAgainThatIsUpInNameOnly)
 {
-    const std::string connected = "flags=/sys/class/net/wwan0/flags; " + connect_with_own_apn;
+    const std::string connected = connect_with_own_apn + "ubus call network reload; " + wait_until_up;
     const RouterRun run =
-        router({"--modem", sim, "--link", "setup=3000"},
-               connected + "mkdir -p ${flags%/*}; echo 0x1002 >$flags; until ubus -S call "
-                                      "network.interface.modem_1_1_2 status | grep -q '\"up\":true'; do sleep 0.1; done; "
-                                      "(until ubus -S call network.interface.modem_1_1_2 status | grep -q '\"up\":false'; do sleep 0.1; done; "
-                                      "echo 0x1003 >$flags) & " +
-                   appears + show_log);
-    EXPECT_EQ(run.out, "1-1.2: connecting as configured\n1-1.2: online\n") << run.err;
+        router({"--modem", stand_ins + "/leaves_once.modem,imsi=232031234567890", "--link", "setup=100"},
+               connected + leaves_and_comes_back + show_line + appears + show_log + show_line);
+    EXPECT_EQ(run.out, "{\"up\":true\n0x1002\n1-1.2: connecting as configured\n1-1.2: online\n{\"up\":true\n0x1003\n")
+        << run.err;
+    EXPECT_EQ(count_of(run.journal_of("shell", "modemctl"), "ubus call network.interface.modem_1_1_2 up"), 1)
+        << "of connect: the settings are not written anew for it";
     // Nothing to do where the device is up.
-    const RouterRun healthy =
-        router({"--modem", sim, "--link", "setup=100"},
-               connected + "mkdir -p ${flags%/*}; echo 0x1003 >$flags; until ubus -S call "
-                                      "network.interface.modem_1_1_2 status | grep -q '\"up\":true'; do sleep 0.1; done; " +
-                   appears + "cat /tmp/log 2>/dev/null; true");
-    EXPECT_EQ(healthy.out, "") << healthy.err;
+    const RouterRun healthy = router({"--modem", sim, "--link", "setup=100"},
+                                     connected + show_line + appears + "cat /tmp/log 2>/dev/null; true");
+    EXPECT_EQ(healthy.out, "{\"up\":true\n0x1003\n") << healthy.err;
 }
 
 TEST(Hotplug, KeepsSettingsThatNewConnectAutoDoesNotKnow)

@@ -567,6 +567,78 @@ TEST(NetworkDaemon, FollowsADeviceThatGoesAndComesBack)
                                         "wan wan0 up 10.9.8.2/29 fd00:9::2/64 via 10.9.8.1"}));
 }
 
+struct GoneModemRow {
+    const char *proto;
+    const char *status; ///< its beginning, while the modem is gone
+    bool starts_again;  ///< by itself, once the modem is back
+};
+const char *const in_name_only = R"({"up":true,"pending":false,"available":true,"autostart":true)";
+const char *const without_port = R"({"up":false,"pending":false,"available":false,"autostart":true)";
+const GoneModemRow gone_modem_rows[] = {
+    {"3g", without_port, true},        {"ncm", without_port, true},  {"qmi", in_name_only, false},
+    {"mbim", in_name_only, false},     {"qcm", in_name_only, false}, {"callip", in_name_only, false},
+    {"directip", in_name_only, false},
+};
+
+TEST(NetworkDaemon, GoesOnCallingAnInterfaceUpWhoseModemIsGoneUnlessItsHandlerFollowsThePort)
+{
+    for (const GoneModemRow &row : gone_modem_rows) {
+        Network network({modem(row.proto)});
+        network.daemon();
+        network.now_ += 1000;
+        ASSERT_NE(network.status("modem").find("\"up\":true"), std::string::npos) << row.proto;
+        network.changes_.clear();
+        network.missing_ = {"/dev/cdc-wdm0", "wwan0"};
+        network.daemon().check_devices();
+        EXPECT_TRUE(network.status("modem").starts_with(row.status)) << row.proto << network.status("modem");
+        network.missing_ = {};
+        network.daemon().check_devices();
+        network.daemon().up("modem"); // of one that is up, it does nothing
+        network.now_ += 1000;
+        EXPECT_TRUE(network.status("modem").starts_with(in_name_only)) << row.proto << network.status("modem");
+        EXPECT_EQ(network.changes_.size(), row.starts_again ? 2 : 0) << row.proto;
+        network.changes_.clear();
+        network.daemon().down("modem");
+        network.daemon().up("modem");
+        network.now_ += 1000;
+        EXPECT_TRUE(network.status("modem").starts_with(in_name_only)) << row.proto << network.status("modem");
+        EXPECT_EQ(network.changes_.size(), 2) << row.proto;
+    }
+}
+
+TEST(NetworkDaemon, SaysThatAnInterfaceCannotStartWithoutItsPort)
+{
+    Network network({modem("3g")});
+    network.daemon();
+    network.missing_ = {"/dev/cdc-wdm0"};
+    network.daemon().check_devices();
+    EXPECT_EQ(network.daemon().up("modem"), UBUS_STATUS_OK);
+    EXPECT_EQ(network.status("modem"),
+              R"({"up":false,"pending":false,"available":false,"autostart":true,"dynamic":false,"proto":"3g",)"
+              R"("data":{},"errors":[{"subsystem":"interface","code":"NO_DEVICE"}]})");
+    network.daemon().down("modem");
+    network.missing_ = {};
+    network.daemon().check_devices();
+    EXPECT_NE(network.status("modem").find(R"("pending":false,"available":true,"autostart":false)"), std::string::npos)
+        << network.status("modem");
+}
+
+TEST(NetworkDaemon, RemovesACompanionWhoseDeviceIsGoneAndKeepsTheInterfaceThatMadeIt)
+{
+    Network network({modem()});
+    network.daemon().set_behaviour("modem", {.companion = true});
+    network.daemon().restart();
+    network.now_ += 1000;
+    network.daemon().advance();
+    ASSERT_NE(network.status("modem_4").find(R"("up":true)"), std::string::npos) << network.status("modem_4");
+    network.missing_ = {"/dev/cdc-wdm0", "wwan0"};
+    network.daemon().check_devices();
+    network.missing_ = {};
+    network.daemon().check_devices();
+    EXPECT_EQ(network.daemon().interface_names(), std::vector<std::string>{"modem"});
+    EXPECT_TRUE(network.status("modem").starts_with(in_name_only));
+}
+
 TEST(NetworkDaemon, CaresAboutCarrierOnlyWithoutAProtocol)
 {
     Network network({wan(), {"bare", {{"proto", {"none"}}, {"device", {"wan0"}}}}});
