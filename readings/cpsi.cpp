@@ -6,10 +6,11 @@
 namespace {
 
 // Newer firmware prints levels in tenths (-924), older in whole units (-92): no RSRP is above -20 dBm.
+constexpr int32_t least_whole_level = -200;
+
 bool is_in_tenths(std::string_view rsrp)
 {
-    const auto number = decimal(rsrp);
-    return number && *number < -200;
+    return decimal(rsrp).value_or(0) < least_whole_level;
 }
 
 struct Levels {
@@ -19,11 +20,15 @@ struct Levels {
 void tell_levels(const Fields &fields, const Levels &at, bool sinr_in_tenths, Cell &cell)
 {
     // A76xx print indices whose scale is not settled: no level is above 0 dBm.
-    if (decimal(fields[at.rsrp]).value_or(-1) >= 0)
+    const auto rsrp = static_cast<int32_t>(decimal(fields[at.rsrp]).value_or(least_whole_level));
+    if (rsrp >= 0)
         return;
-    const Scale scale = is_in_tenths(fields[at.rsrp]) ? Scale::tenths : Scale::decibels;
-    tell_value(fields[at.rsrp], Quantity::rsrp, scale, cell);
-    tell_value(fields[at.rsrq], Quantity::rsrq, scale, cell);
+    // Some firmware has the RSRP in the place of the RSRQ, which is always much nearer to 0.
+    const auto rsrq = static_cast<int32_t>(decimal(fields[at.rsrq]).value_or(0));
+    const bool is_swapped = rsrq < 2 * rsrp && !fields[at.sinr].empty();
+    const Scale scale = (is_swapped ? rsrq : rsrp) < least_whole_level ? Scale::tenths : Scale::decibels;
+    tell_value(fields[is_swapped ? at.rsrq : at.rsrp], Quantity::rsrp, scale, cell);
+    tell_value(fields[is_swapped ? at.rsrp : at.rsrq], Quantity::rsrq, scale, cell);
     if (at.rssi != 0)
         tell_value(fields[at.rssi], Quantity::rssi, scale, cell);
     // Newer firmware prints the SINR beside levels in tenths in whole units: only what is out of its range shows which.

@@ -81,7 +81,7 @@ void Cell::tell(Quantity quantity, std::optional<int64_t> value)
     // "Unknown" is all ones in as many bits as the technology's number has.
     if (quantity == Quantity::cell_id && (*value == 0xFFFFFFF || *value == 0xFFFFFFFF))
         return;
-    if (quantity == Quantity::tac && (*value == 0xFFFE || *value == 0xFFFF))
+    if ((quantity == Quantity::tac || quantity == Quantity::arfcn) && (*value | 1) == 0xFFFF) // no band has the channel
         return;
     values_[index] = *value;
     told_ |= uint32_t{1} << index;

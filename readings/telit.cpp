@@ -199,12 +199,15 @@ bool read_rfsts(std::string_view reply, Report &report)
 bool read_servinfo(std::string_view reply, Report &report)
 {
     const Fields fields{record_of(reply, "#SERVINFO:")};
-    if (!is_negative(fields[1]) || (!is_negative(fields[8]) && !fields[8].empty()))
-        return false;
+    const bool is_measured = is_negative(fields[1]) && (is_negative(fields[8]) || fields[8].empty());
     constexpr size_t fields_of_lte = 9;
-    const bool is_lte = fields.size() == fields_of_lte;
-    report.tell_technology(is_lte ? Technology::lte : fields[8].empty() ? Technology::gsm : Technology::wcdma);
+    if (!is_measured && fields.size() <= fields_of_lte)
+        return false;
+    constexpr size_t longest_code = 5; // WCDMA and GSM have a short code in the place of the cell's identity
+    const bool is_lte = fields.size() == fields_of_lte && fields[4].size() > longest_code;
     Cell &cell = report.serving;
+    if (is_measured)
+        report.tell_technology(is_lte ? Technology::lte : fields[8].empty() ? Technology::gsm : Technology::wcdma);
     tell_fields(fields, is_lte ? servinfo_rules : older_servinfo_rules, cell);
     constexpr int64_t highest_pci = 503; // some firmware has it in the place of the cell's identity
     if (const auto cell_id = hexadecimal(fields[4]); is_lte && cell_id.value_or(0) > highest_pci)

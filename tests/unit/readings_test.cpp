@@ -2,6 +2,7 @@
 
 #include "platform/json.h"
 #include "readings/cesq.h"
+#include "readings/cops.h"
 #include "readings/cpsi.h"
 #include "readings/gstatus.h"
 #include "readings/gtccinfo.h"
@@ -51,6 +52,16 @@ const Row rows[] = {
     {"SERVINFO, GSM without a packet channel (GE910)", read_servinfo, "#SERVINFO: 1020,-55,\"vodafone NL\",\"20404\",61,00DE,00,0\r\n",
      R"({"network": {"technology": "GSM", "operator_name": "vodafone NL", "mcc": "204", "mnc": "04"},
          "serving": {"lac": 222, "arfcn": 1020, "rssi_dbm": -55}})"},
+    {"COPS, a name in UCS2", read_cops, "+COPS: 0,0,\"004F0032\",7\r\n", R"({"network": {"technology": "LTE", "operator_name": "O2"}})"},
+    {"COPS, a code as a name", read_cops, "+COPS: 0,0,\"2320312345\"\r\n", R"({"network": {"operator_name": "2320312345"}})"},
+    {"COPS, a code of six digits", read_cops, "+COPS: 0,0,\"310260\"\r\n", R"({"network": {"operator_name": "310260"}})"},
+    {"COPS, a name of eight digits", read_cops, "+COPS: 0,0,\"31026000\"\r\n", R"({"network": {"operator_name": "31026000"}})"},
+    {"COPS, a code of eight digits", read_cops, "+COPS: 0,2,\"00101000\"\r\n", R"({})"},
+    {"COPS, a name of letters that are digits", read_cops, "+COPS: 0,0,\"CAFEBEEF\"\r\n",
+     R"({"network": {"operator_name": "CAFEBEEF"}})"},
+    {"COPS, a short name", read_cops, "+COPS: 0,1,\"FACE\"\r\n", R"({"network": {"operator_name": "FACE"}})"},
+    {"COPS, a unit that cannot be printed", read_cops, "+COPS: 0,0,\"0041009B\"\r\n",
+     R"({"network": {"operator_name": "0041009B"}})"},
     {"QENG, TD-SCDMA (EC20 manual)", read_qeng_serving,
      "+QENG: \"servingcell\",\"NOCONN\",\"TDSCDMA\",460,00,550A,2BB9,10120,-70,-74,-24\r\n",
      R"({"network": {"technology": "WCDMA", "mcc": "460", "mnc": "00", "modem_state": "NOCONN"},
