@@ -44,6 +44,7 @@ constexpr Key keys[] = {
     {"RSSI", Quantity::rssi, Scale::with_unit},
     {"SNR", Quantity::sinr, Scale::with_unit},
     {"RS-SINR", Quantity::sinr, Scale::with_unit},
+    {"RS-SNR", Quantity::sinr, Scale::with_unit},
 };
 
 [[gnu::noinline]] bool is_key(std::string_view key, const char *word) // asked often: small code counts

@@ -60,9 +60,8 @@ bool is_digits(std::string_view text)
 bool tell_long_number(std::string_view reply, size_t shortest, size_t longest, TextOut out)
 {
     for (std::string_view line; next_line(reply, line);) {
-        std::string_view digits = unquote(without_first(line, line.find(':') + 1)); // npos + 1 is 0
-        if (digits.ends_with('F') || digits.ends_with('f'))
-            digits.remove_suffix(1);
+        std::string_view rest = unquote(without_first(line, line.find(':') + 1)); // npos + 1 is 0
+        const std::string_view digits = take_until(rest, ",Ff");
         if (digits.size() < shortest || digits.size() > longest || !is_digits(digits))
             continue;
         tell_text(out, digits);
@@ -98,6 +97,7 @@ bool read_cpin(std::string_view reply, Report &report)
 
 // +QCCID: 8910390000012345678F     (EM06: 19 digits and a filler)
 // +ICCID: 89701010050012345678     (FM350)
+// +CCID: 89332401000000000006,89033240817620060000000000000026     (WP7702: and the number of the eUICC)
 bool read_iccid(std::string_view reply, Report &report)
 {
     return tell_long_number(reply, 18, 22, report.iccid);
