@@ -38,6 +38,9 @@ const std::string appears = "for i in 0 1 2 3 4; do hotplug-call usb add usb_int
 const std::string show_log = "cat /tmp/log; ";
 const std::string connect_with_own_apn = "modemctl connect qmi /dev/cdc-wdm0 umts own.apn >/dev/null; "
                                          "uci set network.modem_1_1_2.username=me; uci commit network; ";
+/// Of settings that nobody made.
+const std::string mark = "$(for o in service apn username password pincode; do printf '%s/' "
+                         "\"$(uci -q get network.modem_1_1_2.$o)\"; done | sha256sum | cut -d ' ' -f 1)";
 const std::string go_down = "ubus call network.interface.modem_1_1_2 down; ";
 
 long count_of(const Lines &lines, const std::string &text)
@@ -102,6 +105,7 @@ TEST(Hotplug, KeepsTheSettingsThatSomebodyMade)
 }
 
 // netifd goes on calling the interface up, and the new device is down.
+const std::string leaving_modem = stand_ins + "/leaves_once.modem,imsi=232031234567890";
 const std::string leaves_and_comes_back = "printf 'AT+CPIN?\\r' >/dev/ttyUSB2; "
                                           "while [ -e /sys/bus/usb/devices/1-1.2 ]; do sleep 0.1; done; "
                                           "until [ -e /sys/bus/usb/devices/1-1.2 ]; do sleep 0.1; done; ";
@@ -113,9 +117,8 @@ const std::string show_line =
 TEST(Hotplug, StartsAnInterfaceAgainThatIsUpInNameOnly)
 {
     const std::string connected = connect_with_own_apn + "ubus call network reload; " + wait_until_up;
-    const RouterRun run =
-        router({"--modem", stand_ins + "/leaves_once.modem,imsi=232031234567890", "--link", "setup=100"},
-               connected + leaves_and_comes_back + show_line + appears + show_log + show_line);
+    const RouterRun run = router({"--modem", leaving_modem, "--link", "setup=100"},
+                                 connected + leaves_and_comes_back + show_line + appears + show_log + show_line);
     EXPECT_EQ(run.out, "{\"up\":true\n0x1002\n1-1.2: connecting as configured\n1-1.2: online\n{\"up\":true\n0x1003\n")
         << run.err;
     EXPECT_EQ(count_of(run.journal_of("shell", "modemctl"), "ubus call network.interface.modem_1_1_2 up"), 1)
@@ -124,6 +127,34 @@ TEST(Hotplug, StartsAnInterfaceAgainThatIsUpInNameOnly)
     const RouterRun healthy = router({"--modem", sim, "--link", "setup=100"},
                                      connected + show_line + appears + "cat /tmp/log 2>/dev/null; true");
     EXPECT_EQ(healthy.out, "{\"up\":true\n0x1003\n") << healthy.err;
+}
+
+TEST(Hotplug, LooksForTheApnAgainOnALineThatIsUpInNameOnly)
+{
+    const RouterRun run = router({"--modem", leaving_modem, "--link", "setup=100"},
+                                 "modemctl connect-auto >/dev/null; uci set devconf.modem_auto=auto; "
+                                 "uci set devconf.modem_auto.modem_1_1_2=" +
+                                     mark + "; uci commit devconf; " + leaves_and_comes_back + show_line + appears +
+                                     show_log + show_line);
+    EXPECT_EQ(run.out, "{\"up\":true\n0x1002\n1-1.2: connecting with the APN of the SIM's network\n1-1.2: online\n"
+                       "{\"up\":true\n0x1003\n")
+        << run.err;
+}
+
+// The settings do not change, so netifd would find nothing to do.
+TEST(DeadLine, IsStartedAgainByEveryConnect)
+{
+    const std::string bytes = "grep wwan0 /proc/net/dev | tr -s ' ' | cut -d ' ' -f 3; ";
+    for (const std::string words : {"connect qmi /dev/cdc-wdm0 umts own.apn", "new-connect-auto", "connect-auto"}) {
+        const std::string first = words == "new-connect-auto" ? "connect qmi /dev/cdc-wdm0 umts own.apn" : words;
+        const std::string connect = "modemctl " + words + "; " + wait_until_up;
+        const RouterRun run = router({"--modem", leaving_modem, "--link", "setup=100,traffic=1000"},
+                                     "modemctl " + first + "; " + wait_until_up + bytes + connect + bytes +
+                                         leaves_and_comes_back + show_line + connect + show_line + bytes);
+        EXPECT_EQ(run.out, "\nconnect success\n1000\n\nconnect success\n1000\n{\"up\":true\n0x1002\n"
+                           "\nconnect success\n{\"up\":true\n0x1003\n1000\n")
+            << words << run.err;
+    }
 }
 
 TEST(Hotplug, KeepsSettingsThatNewConnectAutoDoesNotKnow)
@@ -176,8 +207,6 @@ TEST(Hotplug, KeepsWhatSomebodyAddedToSettingsThatWereFound)
 TEST(Hotplug, LooksForTheApnAgainWhereItWasFoundAutomatically)
 {
     // The card was of another network: its APN stands in the section, and the mark says that nobody set it.
-    const std::string mark = "$(for o in service apn username password pincode; do printf '%s/' "
-                             "\"$(uci -q get network.modem_1_1_2.$o)\"; done | sha256sum | cut -d ' ' -f 1)";
     const RouterRun run = router({"--modem", sim, "--link", "setup=100"},
                                  appears +
                                      "uci set network.modem_1_1_2.apn=internet.t-d1.de; uci commit network; "
