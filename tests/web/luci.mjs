@@ -378,7 +378,14 @@ const view = baseclass.extend({
     handleReset() {},
 });
 
-const classes = { baseclass, dom, poll, rpc, ui, view, form: { JSONMap, NamedSection, Value, ListValue } };
+/// Lasts as long as the tab.
+const session = {
+    getID: () => environment.sessionid,
+    getLocalData: key => JSON.parse(sessionStorage.getItem(`luci.${key}`)),
+    setLocalData: (key, value) => Boolean(sessionStorage.setItem(`luci.${key}`, JSON.stringify(value ?? null)) ?? true),
+};
+
+const classes = { baseclass, dom, poll, rpc, session, ui, view, form: { JSONMap, NamedSection, Value, ListValue } };
 const loading = new Map();
 
 /// A class file: "'require name as alias';" lines, then a body that returns a class.

@@ -1,6 +1,7 @@
 'use strict';
 'require baseclass';
 'require rpc';
+'require session';
 'require view';
 'require dom';
 'require poll';
@@ -235,14 +236,20 @@ return baseclass.extend({
 		return h('p', { 'class': 'cbi-section' }, _('No modem is plugged in. The page shows one as soon as it is there.'));
 	},
 
-	// The frame of a view that shows one modem: that of the address (#1-1.2), else the first. make(modem) gives { node, ask }; ask
-	// runs at once and every so many seconds. The node stays while the modem is away, which may be restarting, and with it what
-	// somebody types; another modem in its place gets another one. What is always there needs no modem.
+	// The modem of the address (#1-1.2), else the one that was shown last: who changes the view does not change the modem.
+	chosen() {
+		return /^#([\d.-]+)$/.exec(location.hash)?.[1] ?? session.getLocalData('modemctl-bus') ?? undefined;
+	},
+
+	// The frame of a view that shows one modem: the chosen one, else the first. make(modem) gives { node, ask }; ask runs at once
+	// and every so many seconds, and modem then has its present ports. The node stays while the modem is away, which may be
+	// restarting, and with it what somebody types; another modem in its place gets another one. What is always there needs no modem.
 	frame(title, seconds, make, always) {
 		const body = h('div', {}, h('p', { 'class': 'spinning' }, _('Loading…'))), head = h('div', {});
 		let modem = null, view = null, asked = -Infinity;
 		const show = chosen => {
 			modem = chosen;
+			session.setLocalData('modemctl-bus', modem.bus);
 			view = make(modem);
 			this.fill(body, view.node);
 			return view.ask();
@@ -251,14 +258,16 @@ return baseclass.extend({
 			if (now() - asked >= 4500) {
 				const modems = await this.modems();
 				asked = now();
-				const found = modems.find(one => modem ? one.bus === modem.bus : '#' + encodeURIComponent(one.bus) === location.hash) ?? (modem ? null : modems[0]);
+				const found = modems.find(one => one.bus === (modem ? modem.bus : early_bus)) ?? (modem ? null : modems[0]);
 				const choices = modem && !found ? [ modem, ...modems ] : modems;
-				this.redraw(head, choices, () => this.picker(choices, found ?? modem, one => this.guard(() => show(one))));
+				this.redraw(head, choices.map(one => this.name(one)), () => this.picker(choices, found ?? modem, one => this.guard(() => show(one))));
 				if (found && found.usb !== modem?.usb)
 					return show(found);
 				if (modem && !found)
 					throw failure('no-modem');
-				if (!modem)
+				if (modem)
+					Object.assign(modem, found);
+				else
 					this.fill(body, this.none());
 			}
 			return view?.ask();
@@ -275,10 +284,10 @@ return baseclass.extend({
 	},
 
 	// A view without LuCI's own buttons. Buttons of the page are drawn if the session has the right to their method. LuCI renders it
-	// some rounds later; what is asked for first, of the modem in the address or of the first one, is asked for now.
-	view(methods, first, render) {
+	// some rounds later; what is asked for first, of that modem or of the first one, is asked for now.
+	view(methods, first, render, bus) {
 		const rights = this.rights(...methods);
-		early_bus = /^#([\d.-]+)$/.exec(location.hash)?.[1];
+		early_bus = bus;
 		for (const method of first)
 			early.set(method, calls[method](early_bus).catch(() => null));
 		return view.extend({ handleSave: null, handleSaveApply: null, handleReset: null, load: () => rights, render });

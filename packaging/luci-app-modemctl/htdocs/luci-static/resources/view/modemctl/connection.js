@@ -199,4 +199,4 @@ class Connection {
 	}
 }
 
-return page.view([ 'set', 'connect', 'bands_set', 'mode_set' ], [ 'modems', 'settings' ], rights => page.frame(_('Connection'), 5, modem => new Connection(modem, rights)));
+return page.view([ 'set', 'connect', 'bands_set', 'mode_set' ], [ 'modems', 'settings' ], rights => page.frame(_('Connection'), 5, modem => new Connection(modem, rights)), page.chosen());

@@ -11,13 +11,14 @@ class Diagnostics {
 		Object.assign(this, { modem, bus: { bus: modem.bus }, rights });
 		this.watch = h('div', {});
 		this.log = h('div', {});
+		this.own = h('div', {});
 		this.progress = page.place();
 		this.node = h('div', {},
 			page.section(_('Watch'), this.watch,
 				rights.restart ? page.careful(_('Restart the modem'), _('Offline for a minute: restart now?'), () => this.restart(), this.progress) : '', this.progress),
 			page.section(_('What happened'), this.log),
 			rights.at ? this.console() : '',
-			page.section(_('For a report'), this.facts(), rights.record ? page.button(_('Record what the modem says'), () => this.record(), '', this.progress) : '',
+			page.section(_('For a report'), this.own, rights.record ? page.button(_('Record what the modem says'), () => this.record(), '', this.progress) : '',
 				rights.identity ? this.identity() : ''));
 	}
 
@@ -26,6 +27,7 @@ class Diagnostics {
 		page.redraw(this.log, lines, () => lines?.length ? page.table(_('What happened'), [ _('Time'), _('Event') ], [ ...lines ].reverse().map(line =>
 			[ line.time ? words.time(line.time) : _('%s after the start').format(words.seconds(line.uptime_s ?? 0)), words.event(line.text) ])) : h('p', {}, _('Nothing yet.')));
 		page.redraw(this.watch, status, () => this.buttons(status));
+		page.redraw(this.own, this.modem, () => this.facts());
 	}
 
 	buttons(status) {
@@ -111,4 +113,4 @@ function missing_parts() {
 	return page.section(_('Missing on this router'), place);
 }
 
-return page.view([ 'at', 'record', 'restart', 'identity', 'pause', 'resume' ], [ 'modems', 'status', 'log', 'missing' ], rights => page.frame(_('Diagnostics'), 5, modem => new Diagnostics(modem, rights), missing_parts()));
+return page.view([ 'at', 'record', 'restart', 'identity', 'pause', 'resume' ], [ 'modems', 'status', 'log', 'missing' ], rights => page.frame(_('Diagnostics'), 5, modem => new Diagnostics(modem, rights), missing_parts()), page.chosen());

@@ -47,6 +47,16 @@ class Messages {
 	}
 
 	async ask() {
+		await this.read();
+		const unread = this.rights.message_read ? this.chosen()?.messages.filter(message => message.unread) ?? [] : [];
+		if (!unread.length)
+			return;
+		// Who sees a message has read it. Another page may have been faster.
+		await Promise.all(unread.map(({ id }) => page.call('message_read', { id }).catch(() => {})));
+		await this.read();
+	}
+
+	async read() {
 		this.list = model.conversations((await page.call('messages')).messages);
 		this.show();
 	}
@@ -70,15 +80,11 @@ class Messages {
 		this.show();
 		if (!this.chosen())
 			return; // its messages were deleted while the button was held down
-		const { number, messages } = this.chosen();
+		const { number } = this.chosen();
 		// Nothing can be sent to a name. The number of another conversation must not stay: what is typed now would go there.
 		if (this.number)
 			this.number.value = model.is_number_to_send(number) ? number : '';
-		if (this.rights.message_read) {
-			// Another page may have been faster.
-			await Promise.all(messages.filter(({ unread }) => unread).map(({ id }) => page.call('message_read', { id }).catch(() => {})));
-			await page.guard(() => this.ask());
-		}
+		await page.guard(() => this.ask());
 	}
 
 	bubble(message) {

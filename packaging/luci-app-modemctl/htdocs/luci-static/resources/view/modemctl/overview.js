@@ -18,8 +18,11 @@ class Card {
 	constructor(modem, rights) {
 		Object.assign(this, { modem, rights, busy: false, progress: h('span', { 'aria-live': 'polite' }) });
 		this.body = h('div', {}, h('p', { 'class': 'spinning' }, _('Loading…')));
-		this.node = h('section', { 'class': 'cbi-section', 'data-bus': modem.bus, 'aria-label': page.name(modem) }, h('h3', {}, page.name(modem)),
-			modem.held_by ? h('p', {}, _('Another program, %s, has a port of this modem open.').format([].concat(modem.held_by).join(', '))) : '', this.body, this.progress);
+		this.node = h('section', { 'class': 'cbi-section', 'data-bus': modem.bus, 'aria-label': page.name(modem) }, h('h3', {}, page.name(modem)), this.body, this.progress);
+	}
+
+	shows({ bus, usb, name }) {
+		return this.modem.bus === bus && this.modem.usb === usb && this.modem.name === name;
 	}
 
 	async ask() {
@@ -35,7 +38,7 @@ class Card {
 	}
 
 	draw() {
-		page.redraw(this.body, [ this.answers, this.busy ], () => this.parts(...this.answers));
+		page.redraw(this.body, [ this.modem.held_by, this.answers, this.busy ], () => this.parts(...this.answers));
 	}
 
 	// One thing at a time: the buttons stay where they are, so that a second click meets nothing else, but do nothing.
@@ -75,6 +78,7 @@ class Card {
 		const state = model.state(info, status), month = model.month(usage), link = status.interface_status ?? info.interface ?? {};
 		const states = link_words();
 		return [
+			this.modem.held_by ? h('p', {}, _('Another program, %s, has a port of this modem open.').format([].concat(this.modem.held_by).join(', '))) : '',
 			h('p', { 'class': 'modemctl-state modemctl-' + state.tone, 'data-sign': signs[state.tone], 'data-tone': state.tone }, state.text),
 			h('ul', { 'class': 'modemctl-chain', 'aria-label': _('The way to the Internet') }, model.chain(info, status).map(entry =>
 				h('li', { 'data-state': entry.state }, h('span', { 'aria-hidden': 'true' }, link_signs[entry.state], ' '), entry.name, ' ',
@@ -100,10 +104,9 @@ return page.view([ 'connect', 'disconnect', 'resume', 'refresh' ], [ 'modems', '
 	let cards = [];
 	page.repeat(async () => {
 		const modems = await page.modems();
-		page.redraw(body, modems, () => {
-			cards = modems.map(modem => cards.find(card => JSON.stringify(card.modem) === JSON.stringify(modem)) ?? new Card(modem, rights));
-			return cards.length ? cards.map(card => card.node) : page.none();
-		});
+		// What else changes of a modem, such as a program that has a port of it for a while, leaves the card and its job.
+		cards = modems.map(modem => Object.assign(cards.find(card => card.shows(modem)) ?? new Card(modem, rights), { modem }));
+		page.redraw(body, modems.map(({ bus, usb, name }) => [ bus, usb, name ]), () => cards.length ? cards.map(card => card.node) : page.none());
 		// One after the other: with nine modems the first card does not wait for the last.
 		for (const card of cards)
 			await card.ask();

@@ -146,4 +146,4 @@ class Signal {
 	}
 }
 
-return page.view([ 'refresh' ], [ 'modems', 'info', 'history' ], rights => page.frame(_('Signal'), 5, modem => new Signal(modem, rights)));
+return page.view([ 'refresh' ], [ 'modems', 'info', 'history' ], rights => page.frame(_('Signal'), 5, modem => new Signal(modem, rights)), page.chosen());
