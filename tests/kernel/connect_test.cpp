@@ -69,7 +69,14 @@ struct Connect {
                                  "until_back 1-1.2; until_error $first CALL_FAILED | grep -o CALL_FAILED\n"
                                  "connect 1-1.2 qmi 4 internet; with_user $first secret; until_up $first; use $first\n"
                                  "ifdown $first"},
-            // A program that holds a port makes the modem come back under other numbers.
+            {"in a message that is sent",
+             "wait_until '[ -e /tmp/sms/failed/reply ]'; kill $server; wait $server\n"
+             "ls /tmp/sms/sent /tmp/sms/failed\n"
+             "grep -o -m 1 -e 'The modem did not answer (expected OK)' /tmp/sms/log\n"
+             "grep -o -m 1 -e 'write_to_modem: error 5' /tmp/sms/log; grep -o 'Sending SMS to .* failed' /tmp/sms/log\n"
+             "modemctl 1-1.3 AT ATI | grep -o ^EP06"},
+            // A program that holds a port makes the modem come back under other numbers. One is the number that smsd's
+            // port had, so that smsd has to be gone: it would open that port again, and ask another modem.
             {"in a message", start +
                                  "port=$(device 1-1.2 3); exec 9<>$port\n"
                                  "modemctl 1-1.2 AT AT+CMGR=1 | tr -d '\\r' | grep -v '^$'\n" +
@@ -77,11 +84,6 @@ struct Connect {
                                  "until_back 1-1.2; [ $(device 1-1.2 3) != $port ] && echo another number\n"
                                  "modemctl 1-1.2 AT ATI | grep -o ^EC25; connect 1-1.2 serial 3 internet\n"
                                  "with_user $first secret; until_up $first; use $first; exec 9<&-"},
-            {"in a message that is sent",
-             "wait_until '[ -e /tmp/sms/failed/reply ]'; kill $server; ls /tmp/sms/sent /tmp/sms/failed\n"
-             "grep -o -m 1 -e 'The modem did not answer (expected OK)' /tmp/sms/log\n"
-             "grep -o -m 1 -e 'write_to_modem: error 5' /tmp/sms/log; grep -o 'Sending SMS to .* failed' /tmp/sms/log\n"
-             "modemctl 1-1.3 AT ATI | grep -o ^EP06"},
         };
     }
 };
