@@ -114,7 +114,10 @@ bool read_hfreqinfo(std::string_view reply, Report &report)
     static constexpr FieldRule rules[] = {{1, Quantity::arfcn, Scale::number},
                                           {3, Quantity::bandwidth_dl, Scale::kilohertz}};
     static constexpr FieldRule serving_rules[] = {{3, Quantity::bandwidth_dl, Scale::kilohertz},
-                                                  {6, Quantity::bandwidth_ul, Scale::kilohertz}};
+                                                  {6, Quantity::bandwidth_ul, Scale::kilohertz},
+                                                  {1, Quantity::arfcn, Scale::number}}; // of LTE alone: NR tells the middle
+    if (!is_nr)
+        report.tell_technology(Technology::lte);
     for (size_t start = fields_before; start + fields_a_carrier <= fields.size(); start += fields_a_carrier) {
         Cell *cell = report.carriers.add();
         if (cell == nullptr)
@@ -127,7 +130,7 @@ bool read_hfreqinfo(std::string_view reply, Report &report)
             continue;
         cell->tell(Quantity::pci, report.serving.get(Quantity::pci));
         report.serving.tell_band(cell->band.view());
-        tell_fields(fields, serving_rules, report.serving, start);
+        tell_fields(fields, is_nr ? FieldRules{serving_rules}.first(2) : serving_rules, report.serving, start);
     }
     return report.carriers.size > 0;
 }
