@@ -14,6 +14,7 @@
 #include "discovery/record/snapshot.h"
 #include "platform/clock.h"
 #include "status/traffic.h"
+#include "watch/scene.h"
 #include "watch/settings.h"
 #include "watch/watch.h"
 #include "watch/watch_log.h"
@@ -135,12 +136,17 @@ void answer_history(const RpcdCall &call, json_object *answer)
 void answer_usage(const RpcdCall &call, json_object *answer)
 {
     constexpr size_t shown = 4;
+    Scene scene;
+    read_scene(call.bus.c_str(), scene);
     Json list = list_usage(call.bus.c_str());
     for (size_t i = 0; i < json_object_array_length(list.get()); i++) {
         json_object *entry = json_object_array_get_idx(list.get(), i);
         if (const char *iccid = kjson_get_string(entry, "iccid"); iccid != nullptr) {
             const size_t length = strlen(iccid);
             kjson_add_string(entry, "sim", iccid + (length > shown ? length - shown : 0));
+            // The cards of other modems are in the list, too.
+            if (!scene.iccid.empty())
+                kjson_add_boolean(entry, "present", scene.iccid == iccid);
         }
         kjson_del_key(entry, "iccid");
     }

@@ -158,7 +158,10 @@ test('a strong but noisy signal gets another advice than a weak one', () => {
     assert.equal(model.advice(undefined), '');
 });
 
-test('the newest month counts, of all cards', () => {
+test('the newest month counts, of the card in the modem, or of all', () => {
+    const cards = [{ month: '2026-11', rx_bytes: 1e6, tx_bytes: 0, present: true }, { month: '2026-11', rx_bytes: 5e6, tx_bytes: 0, present: false }];
+    assert.equal(model.month({ usage: cards, limit_mb: 8 }).text, '1.0 MB of 8.0 MB');
+    assert.equal(model.month({ usage: cards.slice(1), limit_mb: 8 }), null);
     const usage = [{ month: '2026-10', rx_bytes: 9e9, tx_bytes: 0 }, { month: '2026-11', rx_bytes: 1e6, tx_bytes: 1e6 }, { month: '2026-11', rx_bytes: 2e6, tx_bytes: 0 }];
     assert.equal(model.month({ usage, limit_mb: 8 }).text, '4.0 MB of 8.0 MB');
     assert.equal(model.month({ usage, limit_mb: 0 }).text, '4.0 MB');

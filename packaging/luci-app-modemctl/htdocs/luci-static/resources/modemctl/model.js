@@ -199,9 +199,10 @@ return baseclass.extend({
 		return { tone: 'off', text: info?.network ? _('Not online: %s').format(this.network_text(info)) : _('Not online'), action: 'connect' };
 	},
 
-	// The data of the current month and its limit: { used, limit, share, text }; null if nothing was counted.
+	// The data of the current month and its limit: { used, limit, share, text }; null if nothing was counted. The list has all cards
+	// of the router; as long as nobody knows which one is in the modem, all of them count.
 	month({ usage, limit_mb }) {
-		const rows = (usage ?? []).filter(row => is_number(row.rx_bytes));
+		const rows = (usage ?? []).filter(row => is_number(row.rx_bytes) && row.present !== false);
 		if (!rows.length)
 			return null;
 		const newest = rows.reduce((month, row) => (row.month ?? '') > month ? row.month : month, '');
