@@ -224,6 +224,9 @@ void RouterNetwork::take_device_up(const DeviceChange &change)
         if (makes_folder(change.device))
             std::filesystem::create_directories(net_folder + change.device);
     }
+    // A new metric takes the place of the old one. A companion's parent has no addresses, and must leave it its own.
+    if (!change.addresses.empty())
+        devices_.clear_addresses(change.device);
     devices_.set_up(change.device, true);
     // netifd gives the interface's metric to the subnet's route too, but pppd's address and its route are pppd's.
     const int subnet_metric = kind_of(change.device) == NetDevices::Kind::point_to_point ? 0 : change.metric;

@@ -96,6 +96,50 @@ TEST(StockRouter, GetsASectionWithWhatItsHandlersReadAndNothingElse)
     }
 }
 
+const Lines two_modems{"--modem", "EC25",
+                       "--modem", "EP06@1-1.4",
+                       "--link",  "modem_1_1_2,setup=100",
+                       "--link",  "modem_1_1_4,setup=100,address=10.65.1.2/30,gateway=10.65.1.1"};
+const std::string connect_first = "modemctl connect qmi /dev/cdc-wdm0 fdd_lte internet >/dev/null; ";
+const std::string connect_second = "modemctl 1-1.4 connect qmi /dev/cdc-wdm1 fdd_lte internet >/dev/null; ";
+const std::string show_routes =
+    "until [ $(ubus -S call network.interface dump | grep -o 'wwan[01]\",\"proto' | wc -l) = 2 "
+    "]; do sleep 0.1; done; grep -P 'wwan.\\t00000000' /proc/net/route | cut -f 1,3,7; ";
+
+TEST(StockRouter, GivesEachModemADefaultRouteOfItsOwn)
+{
+    const RouterRun run = stock_router(
+        two_modems,
+        connect_first + connect_second + show_routes + connect_first + connect_second + show_routes +
+            "uci set devconf.modem_1_1_4=interface; uci set devconf.modem_1_1_4.metric=7; uci commit devconf; " +
+            connect_second + connect_first + show_routes);
+    const std::string first = "wwan0\t0101400A\t40\n";
+    const std::string second = "wwan1\t0101410A\t50\n";
+    EXPECT_EQ(run.out, first + second + first + second + "wwan1\t0101410A\t7\n" + first) << run.err;
+}
+
+TEST(StockRouter, TakesAMetricThatNoOtherInterfaceHas)
+{
+    const RouterRun run =
+        stock_router({"--modem", "EC25", "--link", "setup=100"},
+                     "uci set network.wan.metric=40; uci set network.lan.metric=60; "
+                     "uci set network.old=route; uci set network.old.metric=x; uci commit network; " +
+                         connect_first +
+                         "uci get network.modem_1_1_2.metric; uci set network.wan.metric=50; "
+                         "uci commit network; " +
+                         connect_first + "uci get network.modem_1_1_2.metric; uci get network.wan.metric");
+    EXPECT_EQ(run.out, "50\n40\n50\n") << run.err;
+}
+
+// Each one's script sees what the other's program wrote last.
+TEST(StockRouter, GivesModemsThatConnectAtOnceDifferentMetrics)
+{
+    const RouterRun run = stock_router(two_modems, "for i in 1 2 3; do { " + connect_first + "} & { " + connect_second +
+                                                       "} & wait; done; echo $(for bus in 2 4; do uci get "
+                                                       "network.modem_1_1_$bus.metric; done | sort)");
+    EXPECT_EQ(run.out, "40 50\n") << run.err;
+}
+
 struct MbimLoginRow {
     const char *members; ///< of the request beside model and device
     const char *auth;
@@ -296,7 +340,8 @@ TEST(StockRouter, SwitchesThePowerByTheNamesThatLinesHave)
               "0 \n1\n1-1.2: this board has no power switch with the name of a modem\n");
 }
 
-// The tools of OpenWrt 23.05 and those of 24.10 understand different words, and each has its own program to find a line.
+// The tools of OpenWrt 23.05 and those of 24.10 understand different words, and each has its own program to find a
+// line.
 TEST(StockRouter, SwitchesThePowerByANameOfTheDeviceTree)
 {
     const std::string tools = "rm -rf /sys/class/leds/*:usbpow* /sys/class/leds/*:3gcontrol /sys/class/gpio/*; "

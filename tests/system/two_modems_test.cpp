@@ -70,6 +70,18 @@ TEST(TwoModems, HaveNetworkDevicesAndRoutesOfTheirOwn)
                        "wwan0\t0001400A\t00000000\t40\nwwan1\t0001410A\t00000000\t60\n");
 }
 
+// As the kernel does at netifd's order.
+TEST(TwoModems, ShareOneDefaultRouteIfTheyHaveTheSameMetric)
+{
+    Lines options = two_modems;
+    options[1] = "stoat"; // a board that knows of no second modem
+    const RouterRun run = run_online(options, "{ " + std::string(both_online) +
+                                                  "} >/dev/null; uci get network.modem_1_1_2.metric; "
+                                                  "uci get network.modem_2_1_2.metric; "
+                                                  "grep -P 'wwan.\\t00000000' /proc/net/route | cut -f 1-3,7");
+    EXPECT_EQ(run.out, "40\n40\nwwan1\t00000000\t0101410A\t40\n");
+}
+
 TEST(TwoModems, StayConnectedWhenTheOtherOneGoesDown)
 {
     const RouterRun run = run_online(
