@@ -113,9 +113,10 @@ bool read_hfreqinfo(std::string_view reply, Report &report)
         return false;
     static constexpr FieldRule rules[] = {{1, Quantity::arfcn, Scale::number},
                                           {3, Quantity::bandwidth_dl, Scale::kilohertz}};
+    // The last of LTE alone: NR tells the middle of the carrier.
     static constexpr FieldRule serving_rules[] = {{3, Quantity::bandwidth_dl, Scale::kilohertz},
                                                   {6, Quantity::bandwidth_ul, Scale::kilohertz},
-                                                  {1, Quantity::arfcn, Scale::number}}; // of LTE alone: NR tells the middle
+                                                  {1, Quantity::arfcn, Scale::number}};
     if (!is_nr)
         report.tell_technology(Technology::lte);
     for (size_t start = fields_before; start + fields_a_carrier <= fields.size(); start += fields_a_carrier) {
