@@ -35,6 +35,7 @@ diff -u - "$root/files" <<EOF
 755 modemctl/usr/libexec/modemctl/bin/opkg
 755 modemctl/usr/libexec/modemctl/bin/sendsms
 755 modemctl/usr/libexec/modemctl/bin/ssmtp
+755 modemctl/usr/libexec/modemctl/bin/uqmi
 755 modemctl/usr/libexec/modemctl/common
 755 modemctl/usr/libexec/modemctl/own_folder
 755 modemctl/usr/libexec/modemctl/power

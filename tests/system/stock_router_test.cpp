@@ -140,6 +140,17 @@ TEST(StockRouter, GivesModemsThatConnectAtOnceDifferentMetrics)
     EXPECT_EQ(run.out, "40 50\n") << run.err;
 }
 
+TEST(StockRouter, PrintsNothingOfWhatTheQmiProgramPrints)
+{
+    const std::string stop = "uqmi -d /dev/cdc-wdm0 --stop-network 4294967295 --autoconnect";
+    const RouterRun run = stock_router({"--modem", "EC25", "--link", "setup=100", "--answer", "uqmi:0:\"No effect\""},
+                                       "modemctl connect qmi /dev/cdc-wdm0 fdd_lte internet; " + stop);
+    EXPECT_EQ(run.out, "\nconnect success\n\"No effect\"\n") << run.err;
+    const Lines commands = run.journal_of("run");
+    EXPECT_EQ(std::ranges::count_if(commands, [&](const std::string &line) { return line.ends_with(stop); }), 2)
+        << "by modemctl and by hand";
+}
+
 struct MbimLoginRow {
     const char *members; ///< of the request beside model and device
     const char *auth;
