@@ -327,6 +327,11 @@ void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen)
                 break; // never connected so far, or the network daemon is away
             continue;
         }
+        // Another modem's interface may have such a name. What a handler makes is dynamic, what a person makes for both
+        // kinds of addresses is on the same device.
+        const char *device = kjson_get_string(status.get(), "l3_device");
+        if (!is_main && !kjson_get_boolean(status.get(), "dynamic") && (device == nullptr || scene.device != device))
+            continue;
         json_object *errors = kjson_get_object(status.get(), "errors");
         if (is_main) {
             static constexpr WatchLink links[] = {WatchLink::up, WatchLink::pending, WatchLink::down};
@@ -339,7 +344,7 @@ void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen)
         }
         has_companion = has_companion || !is_main;
         is_addressed = is_addressed || has_address(status.get());
-        if (const char *device = kjson_get_string(status.get(), "l3_device"); is_our_device(device))
+        if (is_our_device(device))
             scene.device.assign(device);
         json_object *servers = kjson_get_object(status.get(), "dns-server");
         if (server.empty() && length_of(servers) > 0)

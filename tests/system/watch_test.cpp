@@ -247,6 +247,15 @@ const Fault faults[] = {
     {"one of two modems is dead", ec25("", "setup=100", {"--modem", "EC25@1-1.3", "--fault", "1-1.3/silence", "--link", "modem_1_1_3,setup=never"}),
      "uci set network.modem_1_1_3=interface; uci set network.modem_1_1_3.proto=qmi; uci set network.modem_1_1_3.device=/dev/cdc-wdm1; uci commit network; ubus call network reload;"
      "modemctl watch 1-1.3 & start_until online; until modemctl watch 1-1.3 status | grep -q '^last_stage *usb'; do sleep 0.2; done; say; grep -c . /tmp/modem.1-1.2/watch.log", "online;the network answers;\n2\n", ""},
+    {"another modem's interface is named like a companion", ec25("", "setup=100,dns=2/0", {"--modem", "EC25@1-1.3", "--link", "modem_1_1_2_4,setup=100,dns=answer"}),
+     "uci set network.modem_1_1_2_4=interface; uci set network.modem_1_1_2_4.proto=qmi; uci set network.modem_1_1_2_4.device=/dev/cdc-wdm1; uci commit network; ubus call network reload;"
+     "probe_by dns; start_until online; wait_for recovering; wait_for online; say", "online;the network answers;\n", "suspect -> recovering: reconnect, 5 of 6 left this hour"},
+    {"abroad and home again while online", profile("told.modem", "setup=100"),
+     "set_option roaming deny; start_until online; modemctl AT AT+TREG=5 >/dev/null; while sleep 1; do modemctl info --cached >/dev/null; done & wait_for blocked; say; modemctl AT AT+TREG=1 >/dev/null; wait_for online; say",
+     "blocked;roaming is not allowed;\nonline;the network answers;\n", ""},
+    {"paused, and started again", ec25("", "setup=100"),
+     "start_until online; modemctl watch pause 1h; wait_for off; kill $watch; wait $watch 2>/dev/null; rests_in off 3; modemctl watch pause 1s; wait_for online; say",
+     "off;paused;\nonline;the network answers;\n", ""},
     {"a modem that refuses everything", profile("refuses.modem", "setup=100"), "rests_in online 5", "online;the network answers;\n", ""},
     {"a modem that refuses everything, and no session", profile("refuses.modem", "setup=never"), "start_until slow; say", "slow;nothing more to try;\n", "suspect -> recovering: modem, 1 of 2 left this hour"},
     {"the data limit is reached in an outage", ec25("", "setup=never"),
