@@ -136,7 +136,7 @@ void append_worked(ApnChoices &choices, std::string_view worked, std::string_vie
         if (row.key == iccid) {
             ApnLogin login;
             fill_login(row, login);
-            append(choices, login, "worked before");
+            append(choices, login, worked_before);
             return;
         }
 }
@@ -203,7 +203,7 @@ ApnChoices pick_apn_choices(const SimCard &card, const ApnSources &sources)
 {
     ApnChoices choices;
     if (sources.user != nullptr)
-        append(choices, *sources.user, "set by the user");
+        append(choices, *sources.user, set_by_user);
     append_worked(choices, sources.worked, card.iccid.view());
     append_rows(choices, card, sources.database);
     const size_t most = choices.items.size() - 1;

@@ -35,6 +35,10 @@ struct ApnChoice : ApnLogin {
     Text<80> why{}; ///< "network 23410"
 };
 
+/// The "why" of logins that a person chose. All others are in tables that everybody can read.
+inline constexpr char set_by_user[] = "set by the user";
+inline constexpr char worked_before[] = "worked before";
+
 struct ApnChoices {
     std::array<ApnChoice, 8> items{};
     size_t size = 0;

@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "apn/choices.h"
 #include "core/cli/commands.h"
 #include "core/model/state_dir.h"
 #include "discovery/record/snapshot.h"
@@ -179,6 +180,13 @@ class Output {
     Fd file_;
 };
 
+// A login of the APN tables is no secret.
+bool is_listed_login(json_object *value)
+{
+    const char *why = kjson_get_string(value, "why");
+    return why != nullptr && strcmp(why, set_by_user) != 0 && strcmp(why, worked_before) != 0;
+}
+
 // What a person calls secret is for the administrator's jobs only.
 void remove_secrets(json_object *value)
 {
@@ -191,6 +199,8 @@ void remove_secrets(json_object *value)
         return;
     if (const char *password = kjson_get_string(value, "password"); password != nullptr) {
         kjson_add_boolean(value, "password_set", *password != '\0');
+        if (*password != '\0' && is_listed_login(value))
+            kjson_add_string(value, "listed_password", password);
         kjson_del_key(value, "password");
     }
     remove_identity(value);

@@ -405,6 +405,17 @@ call log '{"lines":1}' | grep -o text | wc -l; kill %1)sh");
         << run.err;
 }
 
+TEST(RpcdSettings, OfAnApnHaveThePasswordThatEverybodyCanRead)
+{
+    const RouterRun run =
+        call({"--modem", "EC25", "--put-text", "/usr/share/modem/apns=23203\tlisted\tguest\tpublic"}, R"sh(
+uci set network.modem_1_1_2=interface; for o in proto=3g device=/dev/ttyUSB3 apn=own username=me password=secret77; do
+    uci set network.modem_1_1_2.$o; done; uci commit
+done_by apn | grep -o -e '"apn":"[^"]*"' -e '"[a-z_]*password[^,}]*')sh");
+    EXPECT_EQ(run.out, "\"apn\":\"own\"\n\"password_set\":true\n\"apn\":\"listed\"\n\"password_set\":true\n"
+                       "\"listed_password\":\"public\"\n\"apn\":\"\"\n\"password_set\":false\n");
+}
+
 TEST(RpcdUsage, TellsTheCardInTheModemFromThoseOfOtherModems)
 {
     const RouterRun run = call({"--modem", "EC25"}, R"sh(

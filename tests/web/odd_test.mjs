@@ -137,6 +137,25 @@ test('two people change settings at the same time, and both changes stay', async
     await other.done();
 });
 
+test('the APN that was chosen from the list is used, with its login, and one of your own is kept', async () => {
+    const router = await startRouter(['--modem', 'EC25', '--link', 'setup=100'], online);
+    const page = await open(router, 'connection');
+    const uses = row => page.getByRole('row', { name: row }).getByRole('button', { name: 'Use' });
+    const settings = () => router.sh('for o in apn username password; do uci get network.modem_1_1_2.$o; done');
+    const list = () => page.getByRole('button', { name: 'Which APNs fit this card?' }).click();
+    await list();
+    await uses('business.gprsinternet').click();
+    await page.getByText('Saved.').waitFor();
+    assert.equal((await settings()).output, 'business.gprsinternet\nt-mobile\ntm\n');
+    await router.sh('uci set network.modem_1_1_2.password=secret77; uci commit network');
+    await list();
+    await page.getByText('Saved.').evaluate(node => node.replaceChildren());
+    await uses(/business\.gprsinternet set by the user/).click();
+    await page.getByText('Saved.').waitFor();
+    assert.equal((await settings()).output, 'business.gprsinternet\nt-mobile\nsecret77\n');
+    await page.done();
+});
+
 test('a job outlives its page, and the next page waits for its end', async () => {
     const router = await startRouter(['--modem', 'EP06', '--link', 'setup=9000'], online);
     await router.sh('ubus call network.interface.modem_1_1_2 down; modemctl 1-1.2 info --json');

@@ -131,9 +131,11 @@ class Connection {
 	}
 
 	use(row) {
-		// The router knows the password of a listed login; this page does not.
-		return this.set(row.password_set ? { auto: true } : { apn: row.apn, username: row.username ?? '', auth: row.auth ?? '', password: '' },
-			_('Saved. The connection uses it at the next connect.'));
+		// The router alone knows a password that somebody chose. What is set keeps it; what has worked before is the next choice by itself.
+		const login = { apn: row.apn, username: row.username ?? '', auth: row.auth ?? '' };
+		if (!row.password_set || row.listed_password)
+			login.password = row.listed_password ?? '';
+		return this.set(login.password === undefined && row.why !== 'set by the user' ? { auto: true } : login, _('Saved. The connection uses it at the next connect.'));
 	}
 
 	async read_radio() {
