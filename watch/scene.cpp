@@ -304,6 +304,8 @@ WatchObservation observe(const char *bus, Scene &scene, WatchSettings &settings)
     Text<16> address;
     const bool is_up = !scene.device.empty() && ask_device(scene.device, address);
     seen.has_device = scene.device.empty() || (is_up && (scene.address.empty() || !address.empty()));
+    if (!address.empty())
+        scene.address = address; // it may go again
     count_packets(scene, seen);
     return seen;
 }
