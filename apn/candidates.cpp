@@ -57,7 +57,7 @@ bool is_internet_apn(json_object *entry)
         return true;
     const char *type = kjson_get_string(entry, "-type");
     const std::string_view types = type == nullptr ? "" : type;
-    return types.find("default") != std::string_view::npos || types.find("hipri") != std::string_view::npos;
+    return str_contains(types, "default") || str_contains(types, "hipri");
 }
 
 int select_apn_candidates(const ModemDriver &rec, json_object *candidates)

@@ -149,7 +149,8 @@ class JsonReader {
             const std::string_view end = rest_.starts_with("/*") ? "*/" : rest_.starts_with("//") ? "\n" : "";
             if (end.empty())
                 return;
-            rest_ = without_first(without_first(rest_, rest_.find(end, 2)), end.size());
+            rest_.remove_prefix(2);
+            rest_ = without_first(without_first(rest_, find_text(rest_, end)), end.size());
         }
     }
 

@@ -37,7 +37,7 @@ bool has_end(std::string_view text, size_t new_from)
 {
     constexpr size_t overlap = sizeof "ERROR" - 2;
     const std::string_view unsearched = without_first(text, new_from > overlap ? new_from - overlap : 0);
-    return unsearched.find("OK") != std::string_view::npos || unsearched.find("ERROR") != std::string_view::npos;
+    return str_contains(unsearched, "OK") || str_contains(unsearched, "ERROR");
 }
 
 // True if the line with the reply's end has no line end yet. Modems end it with CR LF.

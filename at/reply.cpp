@@ -28,7 +28,7 @@ std::string_view trim_blanks(std::string_view value)
 
 std::optional<std::string_view> from_first(std::string_view text, std::string_view needle)
 {
-    const size_t position = text.find(needle);
+    const size_t position = find_text(text, needle);
     if (position == not_found)
         return std::nullopt;
     return without_first(text, position);
@@ -64,22 +64,12 @@ std::optional<int32_t> leading_int(std::string_view text)
     return static_cast<int32_t>(negative ? -number : std::min<int64_t>(number, INT32_MAX));
 }
 
-size_t drop_zero_bytes(char *bytes, size_t count)
-{
-    return static_cast<size_t>(std::remove(bytes, bytes + count, '\0') - bytes);
-}
-
 bool reply_has_ok(std::string_view text)
 {
     for (size_t i = 0; i + 2 < text.size(); i++)
         if (text[i] == 'O' && text[i + 1] == 'K' && (text[i + 2] == '\r' || text[i + 2] == '\n'))
             return true;
     return false;
-}
-
-bool str_contains(std::string_view text, std::string_view needle)
-{
-    return !text.empty() && text.find(needle) != not_found;
 }
 
 int int_after_label(std::string_view text, std::string_view label, int32_t &out)

@@ -6,14 +6,8 @@
 
 #include "platform/text.h"
 
-/// Takes the zero bytes out of what a port sent. @return how many bytes are left
-size_t drop_zero_bytes(char *bytes, size_t count);
-
 /// True if the text contains "OK" with a carriage return or a line feed right after it.
 bool reply_has_ok(std::string_view text);
-
-/// True if needle occurs in text; an empty text contains nothing, not even an empty needle.
-bool str_contains(std::string_view text, std::string_view needle);
 
 /// The integer that follows label's first occurrence, white space before it skipped; beyond 32 bits the nearest one.
 /// @return 0; -1 when the label is missing or no integer follows; -2 when nothing at all follows. out is written on 0

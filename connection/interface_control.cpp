@@ -54,7 +54,7 @@ void write_zone(std::string_view zone, std::string_view iface)
 void enter_zone(const char *iface)
 {
     const Zone zone = read_zone(read_wan_zone);
-    if (zone.view().find(iface) == std::string_view::npos)
+    if (strstr(zone.c_str(), iface) == nullptr)
         write_zone(zone.view(), iface);
     else
         execCommand(refresh_zones);

@@ -52,7 +52,7 @@ const Board &find_board(std::string_view name)
 {
     const Board *board = boards;
     while (!board->name.empty() && board->name != name &&
-           !(board->has_variants && name.find(board->name.view()) != std::string_view::npos))
+           !(board->has_variants && str_contains(name, board->name.view())))
         board++;
     return *board;
 }

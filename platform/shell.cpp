@@ -178,9 +178,8 @@ class ShellOutput {
                 continue;
             if (got <= 0)
                 break;
-            char *const end = std::remove(piece_.data(), piece_.data() + got, '\0');
-            if (end != piece_.data())
-                return {piece_.data(), static_cast<size_t>(end - piece_.data())};
+            if (const size_t kept = drop_zero_bytes(piece_.data(), static_cast<size_t>(got)); kept > 0)
+                return {piece_.data(), kept};
         }
         return {};
     }

@@ -17,7 +17,7 @@ bool Piece::is_harmless() const
         return class_ == Class::plain;
     if (class_ == Class::interface && checked.size() > longest_interface_name)
         return false;
-    return checked.front() != '-' && checked.find("/..") == std::string_view::npos &&
+    return checked.front() != '-' && !str_contains(checked, "/..") &&
            is_made_of(checked, others[static_cast<size_t>(class_)]);
 }
 

@@ -48,6 +48,25 @@ bool is_text(const char *bytes, size_t capacity, std::string_view text)
     return std::string_view{bytes, strnlen(bytes, capacity)} == text;
 }
 
+size_t find_text(std::string_view text, std::string_view needle)
+{
+    return text.find(needle);
+}
+
+bool str_contains(std::string_view text, std::string_view needle)
+{
+    return !text.empty() && find_text(text, needle) != std::string_view::npos;
+}
+
+size_t drop_zero_bytes(char *bytes, size_t count)
+{
+    size_t kept = 0;
+    for (size_t i = 0; i < count; i++)
+        if (bytes[i] != '\0')
+            bytes[kept++] = bytes[i];
+    return kept;
+}
+
 bool is_made_of(std::string_view text, std::string_view others)
 {
     for (const char character : text) {

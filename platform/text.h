@@ -130,6 +130,15 @@ constexpr bool is_digit(char character)
     return character >= '0' && character <= '9';
 }
 
+/// Where needle begins in text, npos without it: string_view's find, whose code is long, once.
+size_t find_text(std::string_view text, std::string_view needle);
+
+/// True if needle occurs in text; an empty text contains nothing, not even an empty needle.
+bool str_contains(std::string_view text, std::string_view needle);
+
+/// Takes the zero bytes out of what a port or a program sent. @return how many bytes are left
+size_t drop_zero_bytes(char *bytes, size_t count);
+
 /// True if text holds only letters, digits and the characters of others, or is empty. For texts that go into a shell
 /// command or a path.
 bool is_made_of(std::string_view text, std::string_view others);

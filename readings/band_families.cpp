@@ -169,7 +169,7 @@ bool read_bnd_list(const BandFamily &family, std::string_view reply, BandSetting
 bool read_syscfgex_list(const BandFamily &, std::string_view reply, BandSettings &settings)
 {
     constexpr std::string_view word = "LTE BC";
-    for (size_t at = reply.find(word); at != std::string_view::npos; at = reply.find(word)) {
+    for (size_t at = find_text(reply, word); at != std::string_view::npos; at = find_text(reply, word)) {
         reply = without_first(reply, at + word.size());
         const size_t digits = reply.find_first_not_of("0123456789");
         if (const auto band = decimal(first_characters(reply, digits)))

@@ -45,7 +45,7 @@ std::string_view value_of(std::string_view reply, std::string_view tag)
         for (const std::string_view label : {"REVISION:", "REVISION "})
             if (starts_with_word(line, label))
                 line.remove_prefix(label.size());
-        if (line.find(": ") == std::string_view::npos) // "DST: 0" comes unasked
+        if (!str_contains(line, ": ")) // "DST: 0" comes unasked
             return unquote(line);
     }
     return {};
@@ -87,7 +87,7 @@ bool read_ati(std::string_view reply, Report &report)
     Text<64> plain[2];
     size_t plain_lines = 0;
     for (std::string_view line; next_plain_line(reply, line);) {
-        const bool has_label = line.find(": ") != std::string_view::npos || line.ends_with(':');
+        const bool has_label = str_contains(line, ": ") || line.ends_with(':');
         for (const Label &row : labels)
             if (starts_with_word(line, row.label)) {
                 has_labels = has_labels || row.label != "REVISION:";
@@ -99,7 +99,7 @@ bool read_ati(std::string_view reply, Report &report)
         const bool is_code = starts_with_digits(line, line.size()) || line.starts_with('"');
         has_code = has_code || is_code;
         // "SIM7000G R1529": the model alone, since AT+CGMR tells the whole revision.
-        const size_t revision = line.find(" R1");
+        const size_t revision = find_text(line, " R1");
         if (!has_label && !is_code && plain_lines < std::size(plain))
             plain[plain_lines++].assign(first_characters(line, revision));
     }

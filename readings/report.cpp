@@ -99,7 +99,7 @@ void Cell::tell_band(std::string_view words)
     // family.
     constexpr std::string_view band_word = "BAND";
     words = trim(words);
-    const size_t position = words.find(band_word);
+    const size_t position = find_text(words, band_word);
     if (position != std::string_view::npos && position > 0) {
         const auto number = decimal(trim(without_first(words, position + band_word.size())));
         return tell_band(number, words.starts_with("NR"));

@@ -53,9 +53,10 @@ bool read_temperature(std::string_view reply, Report &report)
                 understood = keep_hottest(fields[i], form.parts, report) || understood;
         }
     }
+    constexpr std::string_view gap = ": ";
     // TSENS: 39C                          (T99W175; a line a sensor)
     for (std::string_view line; next_line(reply, line);)
-        if (line.ends_with('C') && line.find(": ") != std::string_view::npos)
-            understood = keep_hottest(without_first(line, line.find(": ") + 2), 1, report) || understood;
+        if (line.ends_with('C') && str_contains(line, gap))
+            understood = keep_hottest(without_first(line, find_text(line, gap) + gap.size()), 1, report) || understood;
     return understood;
 }

@@ -14,7 +14,7 @@ using Line = Text<1024>;
 
 bool holds(const Line &line, std::string_view part)
 {
-    return line.view().find(part) != std::string_view::npos;
+    return str_contains(line.view(), part);
 }
 
 // A line with its line end; the part that does not fit is skipped. @return false at the end of the file
@@ -80,7 +80,7 @@ void add_body(json_object *message, const Body &body)
 const char *parse_number_type(std::string_view line)
 {
     for (const char *type : {"international", "national"})
-        if (line.find(type) != std::string_view::npos)
+        if (str_contains(line, type))
             return type;
     return "unknown";
 }

@@ -185,7 +185,7 @@ Verdict judge_netdev(void *context, std::string_view, const char *name)
 // A ttyUSB port has its name twice, the second time inside its own "tty" folder; a ttyACM port only there.
 Verdict judge_port(void *context, std::string_view directory, const char *name)
 {
-    const bool in_tty_folder = directory.find("/tty") != std::string_view::npos;
+    const bool in_tty_folder = str_contains(directory, "/tty");
     const bool is_port = in_tty_folder ? strstr(name, "ttyACM") != nullptr
                                        : strstr(name, "ttyUSB") != nullptr || strstr(name, "cdc-wdm") != nullptr;
     if (!is_port)
