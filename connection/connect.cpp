@@ -99,9 +99,10 @@ bool configure(const ModemDriver &rec, const Link &link, const DataDevice &devic
     if (is_refused(link.proto, with_device))
         return false;
     remove_state(rec.bus.c_str(), "fail_count");
-    delete_interface(rec.iface.c_str());
-    write_interface(rec, link.ifname.c_str(), link.proto, with_device);
-    write_metric_of_place(rec.iface.c_str(), rec.bus.c_str());
+    const Uci uci = kuci2_init();
+    delete_interface(uci, rec.iface.c_str());
+    write_interface(uci, rec, link.ifname.c_str(), link.proto, with_device);
+    write_metric_of_place(uci, rec.iface.c_str(), rec.bus.c_str());
     if (cmm_check_file_is_exist(complete_section_program) != 0)
         execCommand(compose_complete_section(rec.iface.c_str()));
     return true;

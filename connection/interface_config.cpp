@@ -10,7 +10,6 @@
 #include "drivers/sim_watcher.h"
 #include "platform/boards.h"
 #include "platform/shell.h"
-#include "platform/uci.h"
 
 namespace {
 
@@ -125,34 +124,30 @@ const char *pick_mtu(const char *mtu, std::string_view sim_type)
     return sim_type.starts_with(verizon) ? verizon_mtu : nullptr;
 }
 
-void write_interface(const ModemDriver &rec, const char *ifname, const char *proto, const ConnectSettings &settings)
+void write_interface(const Uci &uci, const ModemDriver &rec, const char *ifname, const char *proto,
+                     const ConnectSettings &settings)
 {
-    Uci uci = kuci2_init();
     write_network(uci, rec, ifname, proto, settings);
     write_modem_context(rec, settings);
     const auto led_device = write_led(uci, rec, ifname, proto, settings.device);
     write_operator(uci, settings.operator_name);
-    uci.reset(); // the steps below open their own contexts
     execCommand(reload_led);
     set_up_multi_wan_member(rec.iface.c_str(), settings.operator_name);
     const bool is_directip = strcmp(proto, "directip") == 0;
     write_forced_ttl(rec, is_directip ? "" : led_device.c_str());
 }
 
-void delete_interface(const char *iface)
+void delete_interface(const Uci &uci, const char *iface)
 {
-    const Uci uci = kuci2_init();
     kuci2_delete(uci, Text<64>::format("network.%s", iface).c_str());
     kuci2_commit(uci, "network");
 }
 
-void write_metric_of_place(const char *iface, const char *bus)
+void write_metric_of_place(const Uci &uci, const char *iface, const char *bus)
 {
     const ModemPlace *place = this_board().place_of(bus);
     if (place == nullptr)
         return;
-    Uci uci = kuci2_init();
     kuci2_set_name(uci, "network", iface, "metric", place->metric.c_str());
     kuci2_commit(uci, "network");
-    kuci2_free(std::move(uci));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/model/modem_driver.h"
+#include "platform/uci.h"
 
 /// How the modem is to be connected. A null text is not set; an empty one is set and empty.
 struct ConnectSettings {
@@ -17,19 +18,22 @@ struct ConnectSettings {
     const char *operator_name = nullptr; ///< one that begins with "Visible" keeps the modem out of multi-WAN
 };
 
+// A connect has one UCI context for all of its steps, so that the network package is read once.
+
 /// Writes, in this order: the UCI network section of rec's interface; the APN and authentication into the modem, if
 /// settings give them; the LED's device; the operator; the multi-WAN member; the forced TTL. Failures are not reported:
 /// a value that cannot be written is left out.
 /// @param ifname  network device, null to leave the option out
 /// @param proto   "3g", "directip", "callip", "ncm", "qcm", "qmi", "mbim" or "dhcp"
-void write_interface(const ModemDriver &rec, const char *ifname, const char *proto, const ConnectSettings &settings);
+void write_interface(const Uci &uci, const ModemDriver &rec, const char *ifname, const char *proto,
+                     const ConnectSettings &settings);
 
 /// Removes the interface's UCI network section.
-void delete_interface(const char *iface);
+void delete_interface(const Uci &uci, const char *iface);
 
 /// On a board with places for several modems: gives the interface the metric of its place, instead of the metric that
 /// write_interface wrote.
-void write_metric_of_place(const char *iface, const char *bus);
+void write_metric_of_place(const Uci &uci, const char *iface, const char *bus);
 
 // The decisions of write_interface.
 

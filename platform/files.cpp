@@ -66,7 +66,7 @@ bool write_all(const Fd &fd, std::string_view content)
     return true;
 }
 
-int write_at(int folder, const char *path, std::string_view content, mode_t new_mode)
+int write_at(int folder, const char *path, std::string_view content, mode_t new_mode, struct stat *written)
 {
     struct stat old;
     const bool is_there = fstatat(folder, path, &old, AT_SYMLINK_NOFOLLOW) == 0;
@@ -92,6 +92,8 @@ int write_at(int folder, const char *path, std::string_view content, mode_t new_
     const bool is_whole = write_all(fd, content);
     const bool is_like_old =
         !is_there || (fchown(fd.get(), old.st_uid, old.st_gid) == 0 && fchmod(fd.get(), old.st_mode & 07777) == 0);
+    if (written != nullptr)
+        fstat(fd.get(), written);
     // The flash may report an error as late as that.
     const bool is_kept = is_whole && is_like_old && fsync(fd.get()) == 0 && close(fd.release()) == 0;
     if (is_kept && renameat(folder, draft.c_str(), folder, path) == 0)
@@ -134,9 +136,9 @@ int read_file_in(const Fd &folder, const char *name, size_t max_length, TextOut 
     return read_whole(open_regular(folder.get(), name), max_length, out);
 }
 
-int write_file(const char *path, std::string_view content, mode_t new_mode)
+int write_file(const char *path, std::string_view content, mode_t new_mode, struct stat *written)
 {
-    return write_at(AT_FDCWD, path, content, new_mode);
+    return write_at(AT_FDCWD, path, content, new_mode, written);
 }
 
 void take_name(const char *own, const char *path)
@@ -158,5 +160,5 @@ void take_folder_name(const char *path, mode_t mode)
 
 int write_file_in(const Fd &folder, const char *name, std::string_view content, mode_t new_mode)
 {
-    return write_at(folder.get(), name, content, new_mode);
+    return write_at(folder.get(), name, content, new_mode, nullptr);
 }

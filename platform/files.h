@@ -68,8 +68,9 @@ int read_file_in(const Fd &folder, const char *name, size_t max_length, TextOut 
 /// content cannot be written whole; an error that the flash reports only at the close counts too. A file that is not
 /// regular is written in place.
 /// Nobody who may not read the file can read its draft.
+/// @param written  the regular file that has the new content, as it was left
 /// @return 0; -1 when the file cannot be opened; -2 when it could not be written whole
-int write_file(const char *path, std::string_view content, mode_t new_mode = 0644);
+int write_file(const char *path, std::string_view content, mode_t new_mode = 0644, struct stat *written = nullptr);
 
 /// Gives own, a file or folder of ours, the name path in one step, so that nobody can take the name in between. What
 /// was there is removed; a folder with something in it stays, under own's name.

@@ -230,10 +230,8 @@ int kuci2_commit(const Uci &context, const char *package)
         return -1;
     UciPath pieces;
     uci_ptr found{};
-    const bool is_there = look_up(context, package, pieces, found);
-    if (is_there && !commit_package(context, *writing, found.p))
-        return -1;
-    forget_loaded(context, package);
+    if (look_up(context, package, pieces, found))
+        return commit_package(context, *writing, found.p) ? 0 : -1;
     *writing = Writing{};
-    return is_there ? 0 : -1;
+    return -1;
 }

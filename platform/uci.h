@@ -12,8 +12,9 @@
 // Writes stay in the context until they are committed. From the first write to the commit the context holds the
 // package's writer lock ("/var/lock/modemctl.<package>.lock"), so that two calls of the program that change one package
 // at the same time both keep their changes. If the lock is not free after 5 s, or cannot be made, the context goes on
-// without it. The first write also reads the package again, so it builds on what other programs have committed since. A
-// context can hold max_written_packages between first write and commit, and refuses the next one.
+// without it. The first write also reads the package again, so it builds on what other programs have committed since; a
+// package that is still as this context has committed it is not read twice. A context can hold max_written_packages
+// between first write and commit, and refuses the next one.
 //
 // A commit writes the new file next to the old one, and replaces the old one when the new one is whole on the flash. If
 // there is no room, if the file size limit is too small or if a write fails, the commit fails: the old file stays as it

@@ -56,7 +56,7 @@ uci_package *join_others(const Uci &context, Writing &writing, uci_package &pack
     return uci_load(context->libuci, writing.package.c_str(), &joined) == UCI_OK ? joined : nullptr;
 }
 
-bool replace_config(const Uci &context, uci_package &package)
+bool replace_config(const Uci &context, Writing &writing, uci_package &package)
 {
     char *text = nullptr;
     size_t size = 0;
@@ -66,7 +66,25 @@ bool replace_config(const Uci &context, uci_package &package)
     stream.reset();
     const HeapText content{text};
     const HeapText target{realpath(package.path, nullptr)}; // a link stays one
-    return is_whole && target != nullptr && write_file(target.get(), {text, size}, 0600) == 0;
+    struct stat written {};
+    if (!is_whole || target == nullptr || write_file(target.get(), {text, size}, 0600, &written) != 0)
+        return false;
+    writing.known.config = version_of(written);
+    return true;
+}
+
+// What is in the file is not to be saved any more. libuci frees both lists.
+void forget_changes(uci_package &package)
+{
+    uci_list &changes = package.delta;
+    uci_list &saved = package.saved_delta;
+    if (changes.next == &changes)
+        return;
+    changes.next->prev = saved.prev;
+    saved.prev->next = changes.next;
+    changes.prev->next = &saved;
+    saved.prev = changes.prev;
+    changes.next = changes.prev = &changes;
 }
 
 // uci_commit does not see when a write fails, and puts a cut or empty file in place of the configuration. So the file
@@ -79,11 +97,13 @@ bool write_package(const Uci &context, Writing &writing, uci_package *package)
         if (package == nullptr)
             return false;
     }
-    const bool has_changes = package->delta.next != &package->delta || writing.saved_read.size > 0;
-    if (has_changes && !replace_config(context, *package))
+    const bool has_changes = package->delta.next != &package->delta || writing.known.saved.size > 0;
+    if (has_changes && !replace_config(context, writing, *package))
         return false;
     // Where this fails, the next commit writes them once more.
     [[maybe_unused]] const int result = has_changes && saved ? ftruncate(saved.get(), 0) : 0;
+    writing.known.saved = version_of(saved);
+    forget_changes(*package);
     return true;
 }
 
@@ -93,8 +113,14 @@ bool commit_package(const Uci &context, Writing &writing, uci_package *package)
 {
     if (!can_commit(context, writing, *package))
         return false;
-    const bool is_written = write_package(context, writing, package);
-    if (!is_written && writing.config)
+    if (write_package(context, writing, package)) {
+        writing.lock = Fd{};
+        writing.config = Fd{};
+        writing.unsaved_bytes = 0;
+        writing.is_committed = true;
+        return true;
+    }
+    if (writing.config)
         flock(writing.config.get(), LOCK_UN);
-    return is_written;
+    return false;
 }

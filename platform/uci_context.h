@@ -18,14 +18,21 @@ struct Version {
     bool operator==(const Version &) const = default;
 };
 
-/// A package between its first write and its commit.
+/// Of a package's file and of the file of saved changes to it.
+struct Versions {
+    Version config;
+    Version saved;
+    bool operator==(const Versions &) const = default;
+};
+
+/// A package from its first write to its commit, and then until the next first write.
 struct Writing {
     Text<64> package{};
     Fd lock{};
-    Fd config{}; ///< the package's file, open so that no other one gets its inode number
-    Version config_read{};
-    Version saved_read{};
+    Fd config{};              ///< the package's file, open so that no other one gets its inode number
+    Versions known{};         ///< what libuci holds
     size_t unsaved_bytes = 0; ///< of the changes, as saving them will write them
+    bool is_committed = false;
 };
 
 struct UciContext {

@@ -49,6 +49,27 @@ Fd take_lock(const char *folder, const char *package)
     return lock;
 }
 
+Version version_of(const char *path)
+{
+    struct stat status;
+    return stat(path, &status) == 0 ? version_of(status) : Version{};
+}
+
+// Where package is, or can be; null if there are too many.
+Writing *find_place(const Uci &context, std::string_view package)
+{
+    Writing *place = nullptr;
+    for (Writing &writing : context->writings) {
+        if (writing.package == package)
+            return &writing;
+        if (writing.package.empty() || (place == nullptr && writing.is_committed))
+            place = &writing;
+    }
+    return place;
+}
+
+} // namespace
+
 Version version_of(const struct stat &status)
 {
     return {.inode = status.st_ino,
@@ -57,13 +78,11 @@ Version version_of(const struct stat &status)
             .nanoseconds = status.st_mtim.tv_nsec};
 }
 
-Version version_of(const char *path)
+Version version_of(const Fd &file)
 {
     struct stat status;
-    return stat(path, &status) == 0 ? version_of(status) : Version{};
+    return fstat(file.get(), &status) == 0 ? version_of(status) : Version{};
 }
-
-} // namespace
 
 FilePath path_in(const Text<64> &folder, const Text<64> &file)
 {
@@ -74,34 +93,31 @@ Writing *start_writing(const Uci &context, std::string_view package)
 {
     if (!is_package_name(package))
         return nullptr;
-    Writing *unused = nullptr;
-    for (Writing &writing : context->writings) {
-        if (writing.package == package)
-            return &writing;
-        if (unused == nullptr && writing.package.empty())
-            unused = &writing;
-    }
-    if (unused == nullptr)
-        return nullptr;
-    unused->package.assign(package);
-    unused->lock = take_lock(context->folders.lock.c_str(), unused->package.c_str());
-    remember_files(context, *unused, path_in(context->folders.config, unused->package));
-    forget_loaded(context, package);
-    return unused;
+    Writing *writing = find_place(context, package);
+    const bool is_found = writing != nullptr && writing->package == package;
+    if (writing == nullptr || (is_found && !writing->is_committed))
+        return writing;
+    const Versions committed = writing->known;
+    writing->package.assign(package);
+    writing->is_committed = false;
+    writing->lock = take_lock(context->folders.lock.c_str(), writing->package.c_str());
+    remember_files(context, *writing, path_in(context->folders.config, writing->package));
+    if (!is_found || writing->known != committed)
+        forget_loaded(context, package);
+    return writing;
 }
 
 void remember_files(const Uci &context, Writing &writing, const FilePath &config)
 {
     writing.config = Fd{open(config.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
-    struct stat status;
-    writing.config_read = fstat(writing.config.get(), &status) == 0 ? version_of(status) : Version{};
-    writing.saved_read = version_of(path_in(context->folders.saved, writing.package).c_str());
+    writing.known = {.config = version_of(writing.config),
+                     .saved = version_of(path_in(context->folders.saved, writing.package).c_str())};
 }
 
 bool are_as_remembered(const Uci &context, const Writing &writing, const char *config)
 {
-    return version_of(config) == writing.config_read &&
-           version_of(path_in(context->folders.saved, writing.package).c_str()) == writing.saved_read;
+    return version_of(config) == writing.known.config &&
+           version_of(path_in(context->folders.saved, writing.package).c_str()) == writing.known.saved;
 }
 
 void forget_loaded(const Uci &context, std::string_view package)

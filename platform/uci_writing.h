@@ -8,9 +8,13 @@ using FilePath = Text<160>;
 FilePath path_in(const Text<64> &folder, const Text<64> &file);
 
 /// The first write to a package: no other call of the program changes it until the commit, and earlier changes are
-/// read. Later writes find what the first one started.
+/// read, unless nobody has changed it since this context committed it. Later writes find what the first one started.
 /// @return null if the name cannot be a package, or if too many are being written
 Writing *start_writing(const Uci &context, std::string_view package);
+
+Version version_of(const struct stat &status);
+/// Of no file: the version of a file that is missing.
+Version version_of(const Fd &file);
 
 /// Keeps the versions of the package's files. Called before libuci reads them, so that a change which it may have
 /// missed shows.

@@ -64,7 +64,8 @@ struct uci_package {
     struct uci_context *ctx;
     char *path;
     int n_section;
-    struct uci_list delta; /**< changes that are not saved yet */
+    struct uci_list delta;       /**< changes that are not saved yet */
+    struct uci_list saved_delta; /**< changes that are in a file */
 };
 
 struct uci_section {

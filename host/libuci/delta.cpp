@@ -171,11 +171,11 @@ bool record_change(uci_package &package, ChangeKind kind, const char *section, c
     return true;
 }
 
-void free_changes(uci_package &package)
+void free_changes(uci_list &changes)
 {
     uci_element *element = nullptr;
     uci_element *next = nullptr;
-    uci_foreach_element_safe(&package.delta, next, element)
+    uci_foreach_element_safe(&changes, next, element)
     {
         auto *change = reinterpret_cast<Change *>(element);
         list_remove(*element);

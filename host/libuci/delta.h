@@ -22,7 +22,7 @@ enum class ChangeKind : char {
 /// Remembers a change until it is saved. @return false when memory ran out
 bool record_change(uci_package &package, ChangeKind kind, const char *section, const char *option, const char *value);
 
-void free_changes(uci_package &package);
+void free_changes(uci_list &changes);
 
 /// Writes the package's recorded changes as lines of a delta file.
 void write_changes(FILE *file, const uci_package &package);

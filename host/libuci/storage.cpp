@@ -212,7 +212,7 @@ int uci_save(uci_context *ctx, uci_package *p)
     if (file == nullptr)
         return ctx->err = UCI_ERR_IO;
     write_changes(file.get(), *p);
-    free_changes(*p);
+    free_changes(p->delta);
     return ctx->err = UCI_OK;
 }
 
@@ -248,7 +248,7 @@ int uci_commit(uci_context *ctx, uci_package **package, bool overwrite)
     }
     if (delta != nullptr && ftruncate(fileno(delta.get()), 0) != 0)
         return ctx->err = UCI_ERR_IO;
-    free_changes(*p);
+    free_changes(p->delta);
     return ctx->err = replace_config(*p);
 }
 

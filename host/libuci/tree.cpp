@@ -206,6 +206,7 @@ uci_package *new_package(uci_context &ctx, std::string_view name, std::string_vi
     package->path = copy_text(path).release();
     list_init(package->sections);
     list_init(package->delta);
+    list_init(package->saved_delta);
     return package;
 }
 
@@ -311,7 +312,8 @@ void free_section(uci_section &section)
 void free_package(uci_package &package)
 {
     free_all(package.sections, [](uci_element &section) { free_section(*uci_to_section(&section)); });
-    free_changes(package);
+    free_changes(package.delta);
+    free_changes(package.saved_delta);
     free(reinterpret_cast<IndexedPackage &>(package).chains);
     free(package.path);
     free_element(package.e);

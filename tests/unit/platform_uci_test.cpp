@@ -302,6 +302,69 @@ TEST_F(PlatformUci, ReadsAPackageAgainAtTheFirstWriteUnlessItHasBegun)
     kuci2_begin(nullptr, "network");
 }
 
+// Only somebody who hides a change from the file's version can show that the file was not read.
+TEST_F(PlatformUci, ReadsAPackageOnceForTwoCommits)
+{
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_delete(uci, "network.lan"), 0);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    const std::string first = content("network");
+    struct stat before;
+    ASSERT_EQ(stat((root.path() / "config/network").c_str(), &before), 0);
+    std::string changed = first;
+    changed.replace(changed.find("qmi"), 3, "ncm");
+    write("network", changed);
+    const timespec times[] = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(utimensat(AT_FDCWD, (root.path() / "config/network").c_str(), times, 0), 0);
+    EXPECT_EQ(kuci2_set_name(uci, "network", "wwan", nullptr, "interface"), 0);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    EXPECT_EQ(content("network"), first + "config interface 'wwan'\n\n");
+}
+
+TEST_F(PlatformUci, ReadsWhatOthersCommitAndSaveAfterItsOwnCommit)
+{
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_set(uci, "network.modem.apn", "internet"), 0);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    write("network", content("network") + "config interface 'wan'\n\toption proto 'dhcp'\n");
+    EXPECT_EQ(kuci2_set(uci, "network.modem.mtu", "1428"), 0);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    std::ofstream{root.path() / "saved/network"} << "network.lan.ipaddr='192.168.1.1'\n";
+    EXPECT_EQ(kuci2_set(uci, "network.modem.metric", "40"), 0);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    EXPECT_EQ(read("network.wan.proto"), "dhcp");
+    EXPECT_EQ(read("network.lan.ipaddr"), "192.168.1.1");
+    for (const char *option : {"apn", "mtu", "metric"})
+        EXPECT_NE(read((std::string{"network.modem."} + option).c_str()), "") << option;
+    EXPECT_EQ(content_of(root.path() / "saved/network"), "");
+}
+
+TEST_F(PlatformUci, SavesForOthersOnlyWhatIsNotCommitted)
+{
+    const Uci uci = open();
+    EXPECT_EQ(kuci2_add_list(uci, "network.modem.dns", "8.8.8.8"), 0);
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    EXPECT_EQ(kuci2_set(uci, "network.modem.apn", "internet"), 0);
+    write("network", content("network") + "config interface 'wan'\n");
+    EXPECT_EQ(kuci2_commit(uci, "network"), 0);
+    EXPECT_EQ(read("network.modem.dns"), "1.1.1.1 9.9.9.9 8.8.8.8");
+    EXPECT_EQ(read("network.modem.apn"), "internet");
+    EXPECT_EQ(read("network.wan"), "interface");
+}
+
+TEST_F(PlatformUci, WritesAnyNumberOfPackagesOneAfterTheOther)
+{
+    const Uci uci = open();
+    for (int round = 0; round < 2; round++)
+        for (int i = 0; i <= max_written_packages; i++) {
+            const std::string package = "package" + std::to_string(i);
+            EXPECT_EQ(kuci2_set_name(uci, package.c_str(), "a", nullptr, "type"), 0) << package;
+            EXPECT_EQ(kuci2_set_name(uci, package.c_str(), "a", "round", std::to_string(round).c_str()), 0) << package;
+            EXPECT_EQ(kuci2_commit(uci, package.c_str()), 0) << package;
+            EXPECT_EQ(read((package + ".a.round").c_str()), std::to_string(round));
+        }
+}
+
 TEST_F(PlatformUci, WritesWithoutALockWhereNoneCanBeHad)
 {
     std::filesystem::remove(root.path() / "lock");
