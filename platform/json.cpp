@@ -137,6 +137,11 @@ int kjson_add_int(json_object *object, const char *key, int32_t number)
     return kjson_add_object(object, key, Json{json_object_new_int(number)});
 }
 
+int kjson_add_int64(json_object *object, const char *key, int64_t number)
+{
+    return kjson_add_object(object, key, Json{json_object_new_int64(number)});
+}
+
 int kjson_add_double(json_object *object, const char *key, double number)
 {
     return kjson_add_object(object, key, Json{json_object_new_double(number)});

@@ -43,6 +43,7 @@ json_object *kjson_get_object(json_object *object, const char *key);
 int kjson_add_string(json_object *object, const char *key, std::string_view text);
 int kjson_add_string(json_object *object, const char *key, const char *text);
 int kjson_add_int(json_object *object, const char *key, int32_t number);
+int kjson_add_int64(json_object *object, const char *key, int64_t number);
 int kjson_add_double(json_object *object, const char *key, double number);
 int kjson_add_boolean(json_object *object, const char *key, bool truth);
 /// Takes child over, also on failure.

@@ -14,7 +14,7 @@ void add_text(json_object *object, const char *key, const char *text)
 void add_number(json_object *object, const char *key, std::optional<int64_t> number)
 {
     if (number)
-        kjson_add_object(object, key, Json{json_object_new_int64(*number)});
+        kjson_add_int64(object, key, *number);
 }
 
 // A number in hundredths, without the zeros at its end: -1740 is -17.4.

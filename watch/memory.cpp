@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "at/reply.h"
+
 namespace {
 
 // The numbers of a memory in the order of its text. A memory with a number above its limit is not ours.
@@ -71,14 +73,6 @@ bool take_number(std::string_view &text, uint32_t &number)
     return digits > 0 && value <= UINT32_MAX;
 }
 
-bool take_word(std::string_view &text, std::string_view word)
-{
-    if (!text.starts_with(word))
-        return false;
-    text.remove_prefix(word.size());
-    return true;
-}
-
 // A count is one character from '0' up: no stage runs more than 60 times a day.
 constexpr char count_zero = '0';
 constexpr uint8_t most_count = 'z' - count_zero;
@@ -86,8 +80,8 @@ constexpr uint8_t most_count = 'z' - count_zero;
 bool read_memory(std::string_view text, WatchMemory &memory)
 {
     for (const MemoryRow &row : memory_rows)
-        if (!take_word(text, row.name) || !take_word(text, " ") || !take_number(text, memory.*row.number) ||
-            memory.*row.number > most_of(row) || !take_word(text, "\n"))
+        if (!consume(text, row.name) || !consume(text, " ") || !take_number(text, memory.*row.number) ||
+            memory.*row.number > most_of(row) || !consume(text, "\n"))
             return false;
     const auto read = [&text](uint8_t &count) {
         if (text.empty() || text[0] < count_zero || text[0] > count_zero + most_count)
@@ -96,7 +90,7 @@ bool read_memory(std::string_view text, WatchMemory &memory)
         text.remove_prefix(1);
         return true;
     };
-    return take_word(text, "budgets ") && each_count(memory, read) && text == "\n" &&
+    return consume(text, "budgets ") && each_count(memory, read) && text == "\n" &&
            memory.slot == memory.clock / watch_slot_length &&
            std::max({memory.since, memory.quiet, memory.probed, memory.outage}) <= memory.clock;
 }

@@ -37,12 +37,21 @@ constexpr time_t longest_upgrade_pause_s = 600; // its progress is written far m
 
 using SceneText = Text<longest_watch_memory + 400>;
 
-// The texts of a scene, a line each, before the memory.
-std::array<TextOut, 13> texts_of(Scene &scene)
+// A text or a number of a scene.
+struct Part {
+    Part(TextOut out) : text(out) {}
+    Part(int64_t &value) : text(nullptr, 0), number(&value) {}
+
+    TextOut text;
+    int64_t *number = nullptr;
+};
+
+// A line each, before the memory.
+std::array<Part, 13> parts_of(Scene &scene)
 {
-    return {scene.device.out(),  scene.server.out(), scene.address.out(),  scene.plug.out(), scene.stamp.out(),
-            scene.sampled.out(), scene.iccid.out(),  scene.received.out(), scene.sent.out(), scene.kept.out(),
-            scene.warned.out(),  scene.loader.out(), scene.reason.out()};
+    return {scene.device.out(), scene.server.out(), scene.address.out(), scene.plug.out(), scene.stamp.out(),
+            scene.sampled,      scene.iccid.out(),  scene.received,      scene.sent,       scene.kept,
+            scene.warned,       scene.loader,       scene.reason.out()};
 }
 
 bool has_file(const char *path)
@@ -81,12 +90,12 @@ bool is_being_flashed(const char *bus, Scene &scene)
     uint32_t product = 0;
     read_usb_ids(bus, vendor, product);
     if (std::find(std::begin(loaders), std::end(loaders), vendor << 16 | product) == std::end(loaders)) {
-        scene.loader.clear();
+        scene.loader = 0;
         return false;
     }
-    if (scene.loader.empty())
-        scene.loader = Text<16>::format("%u", uptime_s());
-    return uptime_s() - static_cast<uint32_t>(decimal(scene.loader.view()).value_or(0)) < longest_flashing_s;
+    if (scene.loader == 0)
+        scene.loader = uptime_s();
+    return uptime_s() - static_cast<uint32_t>(scene.loader) < longest_flashing_s;
 }
 
 void count_packets(const Scene &scene, WatchObservation &seen)
@@ -253,8 +262,12 @@ void read_scene(const char *bus, Scene &scene)
         return;
     }
     std::string_view rest = text.view();
-    for (const TextOut &out : texts_of(scene))
-        out.assign(take_until(rest, "\n"));
+    for (const Part &part : parts_of(scene)) {
+        const std::string_view line = take_until(rest, "\n");
+        part.text.assign(line);
+        if (part.number != nullptr)
+            *part.number = decimal(line).value_or(0);
+    }
     scene.memory = read_watch_memory(rest);
 }
 
@@ -262,8 +275,10 @@ void write_scene(const char *bus, const Scene &scene)
 {
     SceneText text;
     Scene copy = scene;
-    for (const TextOut &part : texts_of(copy)) {
-        text.append(part.view());
+    for (const Part &part : parts_of(copy)) {
+        if (part.number != nullptr)
+            text.append(Text<24>::format("%lld", static_cast<long long>(*part.number)).view());
+        text.append(part.text.view());
         text.append("\n");
     }
     Text<longest_watch_memory> memory;

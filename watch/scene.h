@@ -10,20 +10,21 @@
 /// Kept as a file of the state folder from step to step.
 struct Scene {
     WatchMemory memory;
-    Text<16> device;   ///< the interface's network device, as the network daemon last said
-    Text<46> server;   ///< its first name server
-    Text<16> address;  ///< IPv4, of the device itself; empty if it has none
-    Text<16> plug;     ///< plug number of the modem
-    Text<16> stamp;    ///< of the configuration files
-    Text<16> sampled;  ///< uptime of the last sample
-    Text<24> iccid;    ///< of the card, as the modem last said
-    Text<24> received; ///< the device's bytes up to which usage is counted
-    Text<24> sent;
-    Text<16> kept;   ///< uptime at which the flash last got the usage
-    Text<8> warned;  ///< the last warning of the limit, in per cent
-    Text<16> loader; ///< uptime at which the modem was first seen in its boot loader
-    Text<64> reason; ///< of the last change
+    Text<16> device;      ///< the interface's network device, as the network daemon last said
+    Text<46> server;      ///< its first name server
+    Text<16> address;     ///< IPv4, of the device itself; empty if it has none
+    Text<16> plug;        ///< plug number of the modem
+    Text<16> stamp;       ///< of the configuration files
+    int64_t sampled = 0;  ///< uptime of the last sample; 0: none so far
+    Text<24> iccid;       ///< of the card, as the modem last said
+    int64_t received = 0; ///< the device's bytes up to which usage is counted
+    int64_t sent = 0;
+    int64_t kept = 0;   ///< uptime at which the flash last got the usage
+    int64_t warned = 0; ///< the last warning of the limit, in per cent
+    int64_t loader = 0; ///< uptime at which the modem was first seen in its boot loader; 0: it is not there
+    Text<64> reason;    ///< of the last change
 };
+
 /// True for the interface itself and its companions: "wanb" is not one of "wan".
 bool is_own_interface(std::string_view name, std::string_view iface);
 

@@ -50,11 +50,6 @@ Fd take_lock(const char *bus)
     return lock && flock(lock.get(), LOCK_EX | LOCK_NB) == 0 ? std::move(lock) : Fd{};
 }
 
-int64_t number_of(const char *digits)
-{
-    return decimal(digits).value_or(0);
-}
-
 // What the modem and the board have for the ladder. A healthy step does not need it.
 void find_means(Watcher &watcher)
 {
@@ -134,11 +129,11 @@ void keep_fresh_usage(Watcher &watcher, int64_t between_writes_s)
 {
     constexpr uint64_t worth_a_write = 1'000'000;
     Scene &scene = watcher.scene;
-    const int64_t age = uptime_s() - number_of(scene.kept.c_str());
+    const int64_t age = uptime_s() - scene.kept;
     if (watcher.fresh.total() >= worth_a_write && age >= between_writes_s && keep_usage(watcher.fresh)) {
         watcher.fresh = {};
         watcher.kept = read_kept_usage();
-        scene.kept = Text<16>::format("%u", uptime_s());
+        scene.kept = uptime_s();
         write_new_usage(watcher.bus, watcher.fresh);
     }
 }
@@ -157,20 +152,20 @@ bool count_usage(Watcher &watcher, const DeviceCounters &counters)
             entry.month = 0;
     watcher.start_s = start_s;
     const uint32_t month = billing_month(now, settings.first_day);
-    const auto received = static_cast<uint64_t>(number_of(scene.received.c_str()));
-    const auto sent = static_cast<uint64_t>(number_of(scene.sent.c_str()));
+    const auto received = static_cast<uint64_t>(scene.received);
+    const auto sent = static_cast<uint64_t>(scene.sent);
     watcher.fresh.add(scene.iccid.view(), month, counted_since(received, counters.rx_bytes),
                       counted_since(sent, counters.tx_bytes));
     if (is_set || received != counters.rx_bytes || sent != counters.tx_bytes)
         write_new_usage(watcher.bus, watcher.fresh);
-    scene.received = Text<24>::format("%llu", static_cast<unsigned long long>(counters.rx_bytes));
-    scene.sent = Text<24>::format("%llu", static_cast<unsigned long long>(counters.tx_bytes));
+    scene.received = static_cast<int64_t>(counters.rx_bytes);
+    scene.sent = static_cast<int64_t>(counters.tx_bytes);
     if (settings.limit_mb == 0)
         return false;
     const uint64_t used =
         watcher.kept.total(scene.iccid.view(), month) + watcher.fresh.total(scene.iccid.view(), month);
     const auto percent = static_cast<int64_t>(used / (uint64_t{settings.limit_mb} * 10'000));
-    const int64_t before = number_of(scene.warned.c_str());
+    const int64_t before = scene.warned;
     int64_t reached = percent >= 100 ? 100 : 0;
     for (std::string_view rest = settings.warnings.view(); !rest.empty();)
         if (const auto warning = decimal(take_until(rest, " ")); warning && *warning <= percent)
@@ -181,7 +176,7 @@ bool count_usage(Watcher &watcher, const DeviceCounters &counters)
         call_hooks("quota", watcher.bus, settings.iface.c_str(),
                    watch_state_name(static_cast<WatchState>(scene.memory.state)), words.view());
     }
-    scene.warned = Text<8>::format("%d", static_cast<int>(std::min<int64_t>(reached, 999)));
+    scene.warned = reached;
     return settings.is_limit_hard && percent >= 100;
 }
 
@@ -207,8 +202,8 @@ uint32_t take_step(Watcher &watcher)
     if (!seen.is_there || (seen.is_changed && seen.has_ports))
         find_means(watcher);
     HistorySample sample{.uptime_s = static_cast<int32_t>(uptime_s())};
-    const uint32_t age = uptime_s() - static_cast<uint32_t>(number_of(scene.sampled.c_str()));
-    const bool is_due = scene.sampled.empty() || age >= sample_interval_s;
+    const uint32_t age = uptime_s() - static_cast<uint32_t>(scene.sampled);
+    const bool is_due = scene.sampled == 0 || age >= sample_interval_s;
     watcher.is_read = take_snapshot_mark(watcher.bus);
     const auto state = static_cast<WatchState>(scene.memory.state);
     // However often somebody reads the snapshot, the modem is not asked more often than this.
@@ -248,7 +243,7 @@ uint32_t take_step(Watcher &watcher)
         sample.tx_bytes = counters.tx_bytes;
         add_history(watcher.bus, sample);
         keep_fresh_usage(watcher, usual_between_writes_s);
-        scene.sampled = Text<16>::format("%u", uptime_s());
+        scene.sampled = uptime_s();
     }
     write_scene(watcher.bus, scene);
     return watcher.is_read ? std::min(wait, read_interval_s) : wait;

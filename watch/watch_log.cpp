@@ -46,8 +46,8 @@ void read_watch_log(const char *bus, json_object *list, size_t most)
             continue;
         Json entry{json_object_new_object()};
         if (now > year_2025)
-            kjson_add_object(entry.get(), "time", Json{json_object_new_int64(now - (uptime_s() - *at_s))});
-        kjson_add_object(entry.get(), "uptime_s", Json{json_object_new_int64(*at_s)});
+            kjson_add_int64(entry.get(), "time", now - (uptime_s() - *at_s));
+        kjson_add_int64(entry.get(), "uptime_s", *at_s);
         kjson_add_string(entry.get(), "text", line);
         kjson_array_add(list, std::move(entry));
     }

@@ -61,17 +61,19 @@ void print_sample(void *context, const HistorySample &sample)
     const char *state = sample.state < static_cast<uint8_t>(WatchState::count)
                             ? watch_state_name(static_cast<WatchState>(sample.state))
                             : "";
-    const auto number = [](uint64_t value) { return Json{json_object_new_int64(static_cast<int64_t>(value))}; };
     Json object{json_object_new_object()};
-    kjson_add_object(object.get(), "uptime_s", number(sample.uptime_s));
+    const auto add_number = [&object](const char *key, uint64_t number) {
+        kjson_add_int64(object.get(), key, static_cast<int64_t>(number));
+    };
+    add_number("uptime_s", sample.uptime_s);
     // The clock may have been set since.
     if (const time_t now = time(nullptr); now > year_2025)
-        kjson_add_object(object.get(), "time", number(static_cast<uint32_t>(now) - uptime_s() + sample.uptime_s));
+        add_number("time", static_cast<uint32_t>(now) - uptime_s() + sample.uptime_s);
     kjson_add_string(object.get(), "state", state);
     if (technology != nullptr)
         kjson_add_string(object.get(), "technology", technology);
     if (sample.cell_id != 0)
-        kjson_add_object(object.get(), "cell_id", number(static_cast<uint64_t>(sample.cell_id)));
+        add_number("cell_id", static_cast<uint64_t>(sample.cell_id));
     for (const Level &level : levels)
         if (level.value != not_measured)
             kjson_add_object(
@@ -82,8 +84,8 @@ void print_sample(void *context, const HistorySample &sample)
                                                                      abs(level.value) / 10, abs(level.value) % 10)
                                                         .c_str())
                          : json_object_new_int(level.value)});
-    kjson_add_object(object.get(), "rx_bytes", number(sample.rx_bytes));
-    kjson_add_object(object.get(), "tx_bytes", number(sample.tx_bytes));
+    add_number("rx_bytes", sample.rx_bytes);
+    add_number("tx_bytes", sample.tx_bytes);
     if (list != nullptr) {
         kjson_array_add(list, std::move(object));
         return;
@@ -167,8 +169,8 @@ Json list_usage(const char *bus)
         if (entry.month != 0)
             kjson_add_string(object.get(), "month",
                              Text<12>::format("%04u-%02u", entry.month / 100, entry.month % 100).view());
-        kjson_add_object(object.get(), "rx_bytes", Json{json_object_new_int64(static_cast<int64_t>(entry.rx_bytes))});
-        kjson_add_object(object.get(), "tx_bytes", Json{json_object_new_int64(static_cast<int64_t>(entry.tx_bytes))});
+        kjson_add_int64(object.get(), "rx_bytes", static_cast<int64_t>(entry.rx_bytes));
+        kjson_add_int64(object.get(), "tx_bytes", static_cast<int64_t>(entry.tx_bytes));
         kjson_array_add(list.get(), std::move(object));
     }
     return list;

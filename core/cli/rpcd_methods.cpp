@@ -116,7 +116,7 @@ void answer_status(const RpcdCall &call, json_object *answer)
     if (const char *device = kjson_get_string(facts, "device"); device != nullptr) {
         const DeviceCounters counters = read_device_counters(device);
         for (const auto &[key, count] : {std::pair{"rx_bytes", counters.rx_bytes}, {"tx_bytes", counters.tx_bytes}})
-            kjson_add_object(facts, key, Json{json_object_new_int64(static_cast<int64_t>(count))});
+            kjson_add_int64(facts, key, static_cast<int64_t>(count));
     }
     if (kjson_contain_key(facts, "ipv4")) {
         add_companion(facts, iface.c_str(), "_4", "ipv4");

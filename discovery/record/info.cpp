@@ -142,7 +142,7 @@ void add_device_number(json_object *object, const char *key, const char *device,
     Text<24> digits;
     read_file(Text<96>::format("/sys/class/net/%s/%s", device, file).c_str(), 20, digits);
     if (const auto number = decimal(trim(digits.view())))
-        kjson_add_object(object, key, Json{json_object_new_int64(*number)});
+        kjson_add_int64(object, key, *number);
 }
 
 void add_text_of(json_object *object, const char *key, json_object *source, const char *member)
@@ -208,7 +208,7 @@ void add_head(json_object *object, const char *bus)
 {
     kjson_add_int(object, "schema", 1);
     kjson_add_string(object, "bus", bus);
-    kjson_add_object(object, "uptime_s", Json{json_object_new_int64(monotonic_ms() / 1000)});
+    kjson_add_int64(object, "uptime_s", monotonic_ms() / 1000);
     kjson_add_int(object, "age_s", 0);
 }
 
