@@ -185,10 +185,9 @@ Verdict judge_netdev(void *context, std::string_view, const char *name)
 // A ttyUSB port has its name twice, the second time inside its own "tty" folder; a ttyACM port only there.
 Verdict judge_port(void *context, std::string_view directory, const char *name)
 {
-    const bool in_tty_folder = str_contains(directory, "/tty");
-    const bool is_port = in_tty_folder ? strstr(name, "ttyACM") != nullptr
-                                       : strstr(name, "ttyUSB") != nullptr || strstr(name, "cdc-wdm") != nullptr;
-    if (!is_port)
+    const bool is_acm = strstr(name, "ttyACM") != nullptr;
+    const bool is_other = strstr(name, "ttyUSB") != nullptr || strstr(name, "cdc-wdm") != nullptr;
+    if ((!is_acm && !is_other) || !(str_contains(directory, "/tty") ? is_acm : is_other))
         return Verdict::descend;
     kjson_array_add_string(static_cast<json_object *>(context), DevicePath::format("/dev/%s", name).view());
     return Verdict::take_and_descend;
