@@ -49,8 +49,9 @@ HeapText read_web_database(const SimCard &card)
         return nullptr;
     const TextOut rows{table.get(), longest};
     const Text<4> mcc{first_characters(imsi, 3)};
+    // The key is told as the reason, so it is not the whole IMSI.
     if (const char *apn = pick_fixed_apn(imsi); apn != nullptr)
-        rows.append(Text<120>::format("%s*\t%s\n", card.imsi.c_str(), apn).view());
+        rows.append(Text<120>::format("%.5s*\t%s\n", card.imsi.c_str(), apn).view());
     const Json entries{json_object_new_array()};
     if (read_apn_database(apn_database_file, database) == 0)
         pick_apn_entries(database.get(), mcc.view(), first_characters(without_first(imsi, 3), 3), entries.get());

@@ -114,6 +114,16 @@ call identity)sh");
               "---\n{\"imei\":\"861536030123456\",\"imsi\":\"232031234567890\",\"iccid\":\"89430300001234567890\"}\n");
 }
 
+TEST(Rpcd, ShowsNoNumberOfTheCardInTheReasonForAnApn)
+{
+    const RouterRun run = call(
+        {"--modem", "EC25,imsi=311480123456789", "--put", TEST_DATA "/apn/apn-config.js:/www/src/lib/apn-config.js"},
+        "done_by apn");
+    EXPECT_TRUE(holds(run.out, R"("apn":"vzwinternet")")) << run.out;
+    EXPECT_TRUE(holds(run.out, R"("why":"IMSI 31148")")) << run.out;
+    EXPECT_FALSE(holds(run.out, "311480123456789")) << run.out;
+}
+
 TEST(RpcdJobs, EndWithTheStatusOfTheirCommand)
 {
     const struct {
