@@ -122,6 +122,12 @@ void NetworkDaemon::finish_setup(Interface &interface)
         interface.set_error(option_of(interface.section, "proto"), interface.link.error);
         return;
     }
+    if (names_port(interface.section) && !port_is_there(interface)) {
+        interface.state = State::down;
+        interface.available = interface.has_port = false;
+        interface.set_error(option_of(interface.section, "proto"), "NO_DEVICE");
+        return;
+    }
     come_up(interface, ended);
     if (interface.link.companion)
         add_companion(interface);

@@ -198,11 +198,19 @@ void NetworkDaemon::check_port(Interface &interface)
     // A handler sees it for itself.
     if (was_there == there || !follows_port(interface.section) || interface.has_handler || interface.next_try)
         return;
-    interface.available = there;
-    if (!there)
-        stop(interface);
-    else if (interface.autostart)
-        start(interface);
+    make_available(interface, there);
+}
+
+void NetworkDaemon::make_available(Interface &interface, bool available)
+{
+    if (std::exchange(interface.available, available) == available)
+        return;
+    if (!available)
+        return stop(interface);
+    if (!interface.autostart)
+        return;
+    interface.set_error("", "");
+    start(interface);
 }
 
 void NetworkDaemon::check_device(Interface &interface)
@@ -261,6 +269,17 @@ int NetworkDaemon::renew(const std::string &name)
     if (!interface)
         return UBUS_STATUS_NOT_FOUND;
     return interface->state == State::down ? UBUS_STATUS_UNKNOWN_ERROR : UBUS_STATUS_OK;
+}
+
+int NetworkDaemon::set_available(const std::string &name, bool available)
+{
+    advance();
+    Interface *interface = find(name);
+    if (!interface)
+        return UBUS_STATUS_NOT_FOUND;
+    make_available(*interface, available);
+    check_demands();
+    return UBUS_STATUS_OK;
 }
 
 int NetworkDaemon::restart(const std::string &name)

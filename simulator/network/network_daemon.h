@@ -120,6 +120,8 @@ class NetworkDaemon {
     int down(const std::string &name);
     /// 9 for an interface that is down, as for restart.
     int renew(const std::string &name);
+    /// As a handler, or a script of its package, says that the device is there, or is not.
+    int set_available(const std::string &name, bool available);
     /// As netifd since June 2026: takes a configured interface down and starts it again.
     int restart(const std::string &name);
     /// options is the message of "add_dynamic": name, proto, device, metric ...
@@ -179,6 +181,7 @@ class NetworkDaemon {
     std::string l3_device_of(const Interface &interface) const;
     void tell_device(const Interface &interface, bool up, const Traffic &traffic = {}) const;
     bool device_is_there(const Interface &interface) const;
+    void make_available(Interface &interface, bool available);
     bool port_is_there(const Interface &interface) const;
     Interface *find(const std::string &name);
 

@@ -36,6 +36,16 @@ UbusReply call_interface(NetworkDaemon &daemon, const std::string &name, const s
     return reply_of(daemon.status(name));
 }
 
+/// What a handler says; only the notice that its device is there, or is not, comes from scripts of hotplug events too.
+UbusReply notify(NetworkDaemon &daemon, const std::string &name, json_object *arguments)
+{
+    constexpr int set_available = 5;
+    json_object *available = json_object_object_get(arguments, "available");
+    if (json_object_get_int(json_object_object_get(arguments, "action")) != set_available || available == nullptr)
+        return {UBUS_STATUS_INVALID_ARGUMENT};
+    return {daemon.set_available(name, json_object_get_boolean(available) != 0)};
+}
+
 UbusReply call_interfaces(NetworkDaemon &daemon, const std::string &method, json_object *arguments)
 {
     if (method == "dump")
@@ -43,6 +53,8 @@ UbusReply call_interfaces(NetworkDaemon &daemon, const std::string &method, json
     json_object *name = json_object_object_get(arguments, "interface");
     if (!json_object_is_type(name, json_type_string))
         return {UBUS_STATUS_INVALID_ARGUMENT};
+    if (method == "notify_proto")
+        return notify(daemon, json_object_get_string(name), arguments);
     return call_interface(daemon, json_object_get_string(name), method);
 }
 
@@ -93,7 +105,8 @@ void register_network_daemon(UbusServer &server, NetworkDaemon &daemon)
                        {"restart", interface},
                        {"status", interface},
                        {"dump"},
-                       {"remove", interface}},
+                       {"remove", interface},
+                       {"notify_proto", interface}},
                       [&daemon](const std::string &method, json_object *arguments) {
                           return call_interfaces(daemon, method, arguments);
                       });

@@ -214,6 +214,11 @@ ProtocolKind protocol_kind(const InterfaceSection &section)
     return is_one_of(wired_protocols, protocol) ? ProtocolKind::wired : ProtocolKind::none;
 }
 
+bool names_port(const InterfaceSection &section)
+{
+    return protocol_kind(section) == ProtocolKind::modem && option_of(section, "device").starts_with("/dev/");
+}
+
 bool follows_port(const InterfaceSection &section)
 {
     return is_one_of(port_protocols, option_of(section, "proto"));

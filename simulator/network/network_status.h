@@ -13,6 +13,8 @@ enum class ProtocolKind {
 };
 ProtocolKind protocol_kind(const InterfaceSection &section);
 
+/// True if a modem's interface cannot be set up without the port that its option device names.
+bool names_port(const InterfaceSection &section);
 /// True if a modem's interface goes down with its modem's port, and comes up with it again.
 bool follows_port(const InterfaceSection &section);
 

@@ -141,6 +141,31 @@ TEST(Hotplug, LooksForTheApnAgainOnALineThatIsUpInNameOnly)
         << run.err;
 }
 
+// A router is often quicker than its modem: the handler finds no port, and nobody tells netifd when there is one.
+TEST(Hotplug, StartsAnInterfaceWhoseModemCameTooLate)
+{
+    const std::string status = "ubus -S call network.interface.modem_1_1_2 status";
+    const std::string show = status + " | grep -o '^.*\"autostart\"'; ";
+    const std::string start_without_modem =
+        "printf 'AT+CPIN?\\r' >/dev/ttyUSB2; while [ -e /sys/bus/usb/devices/1-1.2 ]; do sleep 0.1; done; "
+        "ubus call network.interface.modem_1_1_2 up; "
+        "until " +
+        status +
+        " | grep -q NO_DEVICE; do sleep 0.1; done; "
+        "until [ -e /sys/bus/usb/devices/1-1.2 ]; do sleep 0.1; done; ifup modem_1_1_2; sleep 0.3; ";
+    for (const std::string &start : {appears, std::string("modemctl new-connect-auto >/dev/null; ") + wait_until_up}) {
+        const RouterRun run = router({"--modem", leaving_modem, "--link", "setup=100"},
+                                     connect_with_own_apn + "ubus call network reload; " + go_down +
+                                         start_without_modem + show + start + show);
+        EXPECT_EQ(run.out, "{\"up\":false,\"pending\":false,\"available\":false,\"autostart\"\n"
+                           "{\"up\":true,\"pending\":false,\"available\":true,\"autostart\"\n")
+            << start << run.err;
+        EXPECT_EQ(count_of(run.journal_of("shell", "modemctl"), "ubus call network.interface.modem_1_1_2 up"),
+                  start == appears ? 1 : 2)
+            << start;
+    }
+}
+
 // The settings do not change, so netifd would find nothing to do.
 TEST(DeadLine, IsStartedAgainByEveryConnect)
 {

@@ -623,6 +623,36 @@ TEST(NetworkDaemon, SaysThatAnInterfaceCannotStartWithoutItsPort)
         << network.status("modem");
 }
 
+TEST(NetworkDaemon, StartsAnInterfaceWhoseHandlerFoundNoPortOnlyWhenItIsSaidToBeThere)
+{
+    Network network({modem()});
+    network.missing_ = {"/dev/cdc-wdm0"};
+    network.daemon();
+    network.now_ += 1000;
+    EXPECT_EQ(network.status("modem"),
+              R"({"up":false,"pending":false,"available":false,"autostart":true,"dynamic":false,"proto":"qmi",)"
+              R"("data":{},"errors":[{"subsystem":"qmi","code":"NO_DEVICE"}]})");
+    network.missing_ = {};
+    network.daemon().check_devices();
+    network.daemon().down("modem");
+    network.daemon().up("modem");
+    network.daemon().reload();
+    EXPECT_TRUE(network.status("modem").starts_with(without_port)) << network.status("modem");
+    EXPECT_EQ(network.daemon().set_available("modem", true), UBUS_STATUS_OK);
+    network.now_ += 1000;
+    EXPECT_TRUE(network.status("modem").starts_with(in_name_only)) << network.status("modem");
+    EXPECT_EQ(network.daemon().set_available("modem", true), UBUS_STATUS_OK);
+    EXPECT_TRUE(network.status("modem").starts_with(in_name_only)) << network.status("modem");
+    EXPECT_EQ(network.daemon().set_available("modem", false), UBUS_STATUS_OK);
+    EXPECT_TRUE(network.status("modem").starts_with(without_port)) << network.status("modem");
+    EXPECT_EQ(network.daemon().set_available("nobody", true), UBUS_STATUS_NOT_FOUND);
+    // A changed option makes netifd forget what the handler said.
+    network.sections()[0].options["apn"] = {"internet"};
+    network.daemon().reload();
+    network.now_ += 1000;
+    EXPECT_TRUE(network.status("modem").starts_with(in_name_only)) << network.status("modem");
+}
+
 TEST(NetworkDaemon, RemovesACompanionWhoseDeviceIsGoneAndKeepsTheInterfaceThatMadeIt)
 {
     Network network({modem()});
