@@ -120,6 +120,16 @@ test('a message that comes while its conversation is open counts as read', async
     await page.done();
 });
 
+test('a conversation with very many new messages is marked as read by and by', async () => {
+    const router = await startRouter(['--modem', 'EC25']);
+    await router.sh('mkdir -p /etc/spool/sms/incoming /etc/spool/sms/storage; cd /etc/spool/sms/incoming; for i in $(seq 480); do printf "From: 43660\\n\\nhello" >GMS1.$i; done');
+    const page = await open(router, 'messages');
+    await page.locator('[data-number="43660"]').click();
+    await page.getByRole('button', { name: /^43660 \((4[0-7]|[1-3]\d|\d)0 new\)/ }).waitFor();
+    assert.ok(page.asked.every(text => text.length < 65536));
+    await page.done();
+});
+
 test('two people change settings at the same time, and both changes stay', async () => {
     const router = await startRouter(['--modem', 'EP06', '--link', 'setup=100'], online);
     const [one, other] = [await open(router, 'connection'), await open(router, 'connection')];

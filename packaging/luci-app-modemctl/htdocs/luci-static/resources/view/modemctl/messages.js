@@ -48,7 +48,8 @@ class Messages {
 
 	async ask() {
 		await this.read();
-		const unread = this.rights.message_read ? this.chosen()?.messages.filter(message => message.unread) ?? [] : [];
+		// A request of more than 64 KiB would be refused: what is left comes with the next poll.
+		const unread = this.rights.message_read ? this.chosen()?.messages.filter(message => message.unread).slice(-50) ?? [] : [];
 		if (!unread.length)
 			return;
 		// Who sees a message has read it. Another page may have been faster.
