@@ -45,9 +45,9 @@ AREAS = (
     ("bands and mode", (27_000, 15_800), ("readings/band_*", "readings/radio_modes.cpp", "discovery/record/radio.cpp", "core/cli/radio*")),
     ("metrics and openwisp", (10_300, 6_700), ("discovery/record/metrics.cpp", "discovery/record/openwisp.cpp", "core/cli/fleet*")),
     ("models files", (5_000, 3_300), ("core/table/models_file.cpp",)),
-    ("ubus object", (33_800, 20_400), ("core/cli/rpcd*", "watch/options.cpp", "sms/boxes.cpp", "sms/parts.cpp")),
+    ("ubus object", (33_900, 20_400), ("core/cli/rpcd*", "watch/options.cpp", "sms/boxes.cpp", "sms/parts.cpp")),
 )
-PRODUCT_LIMITS = (553_900, 267_700)
+PRODUCT_LIMITS = (554_100, 267_700)
 OWN_LIMITS = (135_400, 75_500)
 # Of the build for this machine, if that is x86-64.
 HOST_OWN_LIMIT = 107_500

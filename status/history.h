@@ -10,7 +10,7 @@ struct HistorySample {
     int64_t cell_id = 0;   ///< 0: not known
     uint64_t rx_bytes = 0; ///< of the network device, since it came up
     uint64_t tx_bytes = 0;
-    int32_t uptime_s = 0;  ///< of the router, at the sample; negative only in a history that is made up
+    int32_t uptime_s = 0; ///< of the router, at the sample; negative only in a history that is made up
     int16_t rssi_dbm = not_measured;
     int16_t rsrp_dbm = not_measured;
     int16_t rsrq_db10 = not_measured; ///< in tenths of dB
