@@ -14,7 +14,6 @@
 #include "discovery/record/snapshot.h"
 #include "platform/clock.h"
 #include "status/traffic.h"
-#include "watch/scene.h"
 #include "watch/settings.h"
 #include "watch/watch.h"
 #include "watch/watch_log.h"
@@ -136,8 +135,8 @@ void answer_history(const RpcdCall &call, json_object *answer)
 void answer_usage(const RpcdCall &call, json_object *answer)
 {
     constexpr size_t shown = 4;
-    Scene scene;
-    read_scene(call.bus.c_str(), scene);
+    const Json report = read_snapshot(call.bus.c_str());
+    const char *card = kjson_get_string(kjson_get_object(report.get(), "sim"), "iccid");
     Json list = list_usage(call.bus.c_str());
     for (size_t i = 0; i < json_object_array_length(list.get()); i++) {
         json_object *entry = json_object_array_get_idx(list.get(), i);
@@ -145,8 +144,8 @@ void answer_usage(const RpcdCall &call, json_object *answer)
             const size_t length = strlen(iccid);
             kjson_add_string(entry, "sim", iccid + (length > shown ? length - shown : 0));
             // The cards of other modems are in the list, too.
-            if (!scene.iccid.empty())
-                kjson_add_boolean(entry, "present", scene.iccid == iccid);
+            if (card != nullptr)
+                kjson_add_boolean(entry, "present", strcmp(iccid, card) == 0);
         }
         kjson_del_key(entry, "iccid");
     }
