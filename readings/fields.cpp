@@ -101,7 +101,8 @@ std::optional<int64_t> hundredths(std::string_view text)
         (has_point && !starts_with_digits(fraction, fraction.empty() ? 1 : fraction.size())))
         return std::nullopt;
     const auto digit = [&](size_t place) { return place < fraction.size() ? fraction[place] - '0' : 0; };
-    const int64_t number = *units * 100 + digit(0) * 10 + digit(1);
+    const int hundredths = digit(0) * 10 + digit(1);
+    const int64_t number = *units * 100 + hundredths;
     return negative ? -number : number;
 }
 

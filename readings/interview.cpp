@@ -33,7 +33,7 @@ class Interview {
         }
         if (result == AskResult::silent) {
             miss(question, Miss::Why::silent, {});
-            is_over_ = ++silent_ >= most_silent_ && !has_answered_;
+            is_over_ = ++silent_ >= most_silent && !has_answered_;
             return false;
         }
         has_answered_ = true;
@@ -81,7 +81,7 @@ class Interview {
     bool is_over() const { return is_over_; }
 
   private:
-    static constexpr int most_silent_ = 2;
+    static constexpr int most_silent = 2;
 
     // An answer of only the echo and OK means that there is nothing to report.
     static bool has_more_than_its_end(std::string_view reply, std::string_view command)

@@ -156,16 +156,16 @@ void read_neighbour(const Fields &fields, Cell &cell)
     // No RSRP is above -31 dBm, and no RSRQ that low.
     const bool has_rsrq_first = hundredths(fields[4]).value_or(0) > -3100;
     constexpr int64_t highest_pci = 1007; // some firmware has it in the place of the channel
+    const bool is_lte = cell.rat == Technology::lte;
+    const bool has_channel_first = cell.rat == Technology::nr_sa && decimal(fields[2]).value_or(0) > highest_pci;
     if (cell.rat == Technology::gsm && fields.size() >= gsm_fields_on_gsm)
         tell_fields(fields, gsm_from_gsm_rules, cell);
-    else if (cell.rat == Technology::nr_sa && decimal(fields[2]).value_or(0) > highest_pci)
+    else if (is_lte ? !has_rsrq_first : has_channel_first)
         tell_fields(fields, lte_from_older_rules, cell);
-    else if (cell.rat != Technology::lte)
-        tell_fields(fields, other_neighbour_rules, cell);
-    else if (has_rsrq_first)
+    else if (is_lte)
         tell_fields(fields, lte_neighbour_rules, cell);
     else
-        tell_fields(fields, lte_from_older_rules, cell);
+        tell_fields(fields, other_neighbour_rules, cell);
 }
 
 } // namespace

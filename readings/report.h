@@ -48,6 +48,7 @@ struct QuantityRow {
 
 /// The name, range and scale of each quantity, in the order of the enum. The ranges are those of 3GPP TS 27.007,
 /// 36.133 and 38.133, a little wider if modems report beyond them.
+// NOLINTNEXTLINE(bugprone-dynamic-static-initializers): a table of constants
 extern const std::array<QuantityRow, static_cast<size_t>(Quantity::count)> quantity_rows;
 
 /// What is reported about one cell.

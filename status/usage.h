@@ -37,7 +37,7 @@ struct UsageBook {
 
 /// Lines "iccid month received sent", with "-" for no card. A line that is not of this form is left out.
 UsageBook parse_usage(std::string_view text);
-using UsageText = Text<12 * 80>;
+using UsageText = Text<size_t{12} * 80>;
 UsageText compose_usage(const UsageBook &book);
 
 /// What a counter has gone on by. A smaller value is that of a device that has started anew, never an overflow.

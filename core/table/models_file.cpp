@@ -220,20 +220,20 @@ class FaultLog {
   public:
     void add(const char *file, int line, const char *fault)
     {
-        if (is_told_ || count_ == most_faults)
+        if (is_told || count_ == most_faults)
             return;
         count_++;
         syslog(LOG_WARNING, "%s:%d: %s\n", file, line, fault);
     }
     void end_file() { count_ = 0; }
-    void end() { is_told_ = true; }
+    void end() { is_told = true; }
 
   private:
     static constexpr int most_faults = 8;
-    static constinit bool is_told_;
+    static constinit bool is_told;
     int count_ = 0;
 };
-constinit bool FaultLog::is_told_ = false;
+constinit bool FaultLog::is_told = false;
 
 ModemDriver *find(const Wanted &wanted)
 {

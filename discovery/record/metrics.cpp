@@ -146,6 +146,8 @@ void print_number(Family &family, json_object *value, int32_t factor)
 {
     if (factor == 1)
         return family.print(json_object_get_string(value));
+    // None of them is negative, and llround would be one library more.
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings)
     const auto product = static_cast<long long>(json_object_get_double(value) * factor + 0.5);
     family.print(Text<24>::format("%lld", product).c_str());
 }

@@ -20,6 +20,7 @@ enum class MetricShape : uint8_t {
 };
 
 /// A name that ends in _total is a counter's, all others are gauges.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): in the order in which a row is read
 struct MetricRow {
     const char *name;
     const char *help;
@@ -30,6 +31,7 @@ struct MetricRow {
     bool identifies = false; ///< tells whose modem it is, or where it is: only printed if asked for
     int32_t factor = 1;      ///< from the report's unit to the metric's
 };
+// NOLINTNEXTLINE(bugprone-dynamic-static-initializers): a table of constants
 extern const std::span<const MetricRow> metric_rows;
 
 struct MetricsOptions {
