@@ -32,6 +32,7 @@ diff -u - "$root/files" <<EOF
 755 modemctl/etc/uci-defaults/30-modemctl
 755 modemctl/usr/bin/modemctl
 755 modemctl/usr/libexec/modemctl-reconnect
+755 modemctl/usr/libexec/modemctl/bin/killall
 755 modemctl/usr/libexec/modemctl/bin/opkg
 755 modemctl/usr/libexec/modemctl/bin/sendsms
 755 modemctl/usr/libexec/modemctl/bin/ssmtp

@@ -140,6 +140,23 @@ TEST(StockRouter, GivesModemsThatConnectAtOnceDifferentMetrics)
     EXPECT_EQ(run.out, "40 50\n") << run.err;
 }
 
+// It may be what brings the other one online just now. A device that is gone is nobody's.
+TEST(StockRouter, EndsNoQmiProgramOfAnotherModem)
+{
+    // It waits for who writes into the pipe, which nobody does.
+    const std::string at_work = "mkfifo /tmp/never; mkdir /tmp/bin; cp /usr/bin/tac /tmp/bin/uqmi\n"
+                                "start() { /tmp/bin/uqmi -- /tmp/never -d $1 & }\n"
+                                "start /dev/cdc-wdm0; start /dev/cdc-wdm1; start /dev/cdc-wdm10\n"
+                                "until [ $(pidof uqmi | wc -w) = 3 ]; do sleep 0.1; done\n"
+                                "left() { for process in $(pidof uqmi); do tr '\\0' '\\n' "
+                                "</proc/$process/cmdline; done | grep /dev/ | sort; }\n";
+    const std::string connect = "connect qmi /dev/cdc-wdm0 fdd_lte internet >/dev/null\nleft\n";
+    const RouterRun run =
+        stock_router(two_modems, at_work + "modemctl 1-1.2 " + connect + "echo again\nstart /dev/cdc-wdm0\n" +
+                                     connect_second + "left\necho all\nstart /dev/cdc-wdm0\nmodemctl " + connect);
+    EXPECT_EQ(run.out, "/dev/cdc-wdm1\nagain\n/dev/cdc-wdm0\nall\n") << run.err;
+}
+
 TEST(StockRouter, PrintsNothingOfWhatTheQmiProgramPrints)
 {
     const std::string stop = "uqmi -d /dev/cdc-wdm0 --stop-network 4294967295 --autoconnect";
