@@ -28,7 +28,7 @@ async function alter(page, change) {
 }
 
 test('a card keeps its job while another program takes a port and leaves it', async () => {
-    const router = await startRouter(['--modem', 'EP06', '--link', 'setup=9000'], online);
+    const router = await startRouter(['--modem', 'EP06', '--link', 'setup=20000'], online);
     await router.sh('ubus call network.interface.modem_1_1_2 down; modemctl 1-1.2 info --json');
     const page = await open(router, 'overview');
     let holder = '';
@@ -125,7 +125,9 @@ test('a conversation with very many new messages is marked as read by and by', a
     await router.sh('mkdir -p /etc/spool/sms/incoming /etc/spool/sms/storage; cd /etc/spool/sms/incoming; for i in $(seq 480); do printf "From: 43660\\n\\nhello" >GMS1.$i; done');
     const page = await open(router, 'messages');
     await page.locator('[data-number="43660"]').click();
-    await page.getByRole('button', { name: /^43660 \((4[0-7]|[1-3]\d|\d)0 new\)/ }).waitFor();
+    // How many there are by then depends on how the click and the page's own round meet.
+    await page.getByRole('button', { name: /^43660 \(480 new\)/ }).waitFor({ state: 'detached' });
+    await router.sh('until [ $(ls /etc/spool/sms/storage | wc -l) -ge 50 ]; do sleep 0.1; done');
     assert.ok(page.asked.every(text => text.length < 65536));
     await page.done();
 });
@@ -167,7 +169,7 @@ test('the APN that was chosen from the list is used, with its login, and one of 
 });
 
 test('a job outlives its page, and the next page waits for its end', async () => {
-    const router = await startRouter(['--modem', 'EP06', '--link', 'setup=9000'], online);
+    const router = await startRouter(['--modem', 'EP06', '--link', 'setup=20000'], online);
     await router.sh('ubus call network.interface.modem_1_1_2 down; modemctl 1-1.2 info --json');
     const page = await open(router, 'overview');
     await page.getByRole('button', { name: 'Connect', exact: true }).click();
