@@ -251,7 +251,7 @@ const Fault faults[] = {
      "uci set network.modem_1_1_2_4=interface; uci set network.modem_1_1_2_4.proto=qmi; uci set network.modem_1_1_2_4.device=/dev/cdc-wdm1; uci commit network; ubus call network reload;"
      "probe_by dns; start_until online; wait_for recovering; wait_for online; say", "online;the network answers;\n", "suspect -> recovering: reconnect, 5 of 6 left this hour"},
     {"the address goes, comes and goes again", ec25("", "setup=100"),
-     "set_option retry 5; start_until online; for i in 1 2; do ip addr flush dev wwan0; wait_for suspect; ip addr add 10.64.1.2/30 dev wwan0; wait_for online; done; say; grep -c suspect: /tmp/modem.1-1.2/watch.log",
+     "until_times() { until [ $(grep -c -e \"-> $1:\" /tmp/modem.1-1.2/watch.log) = $2 ]; do sleep 0.1; done; }; set_option retry 5; start_until online; for i in 1 2; do ip addr flush dev wwan0; until_times suspect $i; ip addr add 10.64.1.2/30 dev wwan0; until_times online $((i + 1)); done; say; grep -c suspect: /tmp/modem.1-1.2/watch.log",
      "online;the network answers;\n2\n", ""},
     {"abroad and home again while online", profile("told.modem", "setup=100"),
      "set_option roaming deny; start_until online; modemctl AT AT+TREG=5 >/dev/null; while sleep 1; do modemctl info --cached >/dev/null; done & wait_for blocked; say; modemctl AT AT+TREG=1 >/dev/null; wait_for online; say",
