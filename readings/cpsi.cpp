@@ -139,7 +139,9 @@ void read_line(const Fields &fields, Technology technology, Report &report)
             tell_fields(fields, bandwidth_rules, cell);
         if (technology != Technology::nb_iot && (fields[8] == "0" || fields[9] != "0")) // A76xx print 0 for "not told"
             tell_fields(fields, uplink_rules, cell);
-        return tell_levels(fields, lte_levels, false, cell);
+        if (!fields[lte_levels.rsrq - 1U].starts_with('-')) // a level in the place of a width: a field is missing
+            tell_levels(fields, lte_levels, false, cell);
+        return;
     case Technology::gsm:
         return read_gsm(fields, cell);
     case Technology::wcdma:
