@@ -170,10 +170,12 @@ Technology technology_of_line(const Fields &fields)
 bool read_cpsi(std::string_view reply, Report &report)
 {
     bool understood = false;
+    // A SIM7100 on CDMA and LTE at a time has a line for each; its data goes over LTE.
+    const bool has_lte = has_lte_record(reply, "+CPSI:");
     for (std::string_view record; next_record(reply, "+CPSI:", record);) {
         const Fields fields{record};
         const Technology technology = technology_of_line(fields);
-        if (technology == Technology::unknown)
+        if (technology == Technology::unknown || (technology == Technology::cdma && has_lte))
             continue;
         understood = true;
         if (technology != Technology::nr_nsa)
