@@ -69,10 +69,11 @@ constexpr FieldRule channel_rules[] = {{7, Quantity::arfcn, Scale::number}};
 // GSM,Online,460-00,0x182d,12401,27 EGSM 900,-64,2110,42-42                                  (SIM7600 manual)
 // WCDMA,Online,460-01,0xA809,11122855,WCDMA IMT 2000,279,10663,0,1.5,62,33,52,500            (SIM7600 manual)
 // 0     1      2      3      4        5              6   7
-// The signs of WCDMA's levels are not settled, so they are left out.
+// The levels lack their signs: field 12 is 115 less the RSCP in all that were seen. An Ec/Io without a fraction is in
+// another unit (SIM5320).
 constexpr FieldRule wcdma_rules[] = {
     {3, Quantity::lac, Scale::hex},        {4, Quantity::cell_id, Scale::number},  {5, {}, Scale::band_words},
-    {6, Quantity::psc, Scale::number},     {7, Quantity::arfcn, Scale::number},
+    {6, Quantity::psc, Scale::number},     {7, Quantity::arfcn, Scale::number},    {10, Quantity::rscp, Scale::unsigned_dbm},
 };
 constexpr FieldRule gsm_rules[] = {
     {3, Quantity::lac, Scale::hex},        {4, Quantity::cell_id, Scale::number},  {6, Quantity::rssi, Scale::decibels},
@@ -145,7 +146,10 @@ void read_line(const Fields &fields, Technology technology, Report &report)
     case Technology::gsm:
         return read_gsm(fields, cell);
     case Technology::wcdma:
-        return tell_fields(fields, wcdma_rules, cell);
+        tell_fields(fields, wcdma_rules, cell);
+        if (str_contains(fields[9], "."))
+            tell_value(fields[9], Quantity::ecio, Scale::unsigned_dbm, cell);
+        return;
     default:
         return;
     }
