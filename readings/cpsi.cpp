@@ -19,9 +19,8 @@ struct Levels {
 
 void tell_levels(const Fields &fields, const Levels &at, bool sinr_in_tenths, Cell &cell)
 {
-    // A76xx print indices whose scale is not settled: no level is above 0 dBm.
     const auto rsrp = static_cast<int32_t>(decimal(fields[at.rsrp]).value_or(least_whole_level));
-    if (rsrp >= 0)
+    if (rsrp >= 0) // no level is above 0 dBm
         return;
     // Some firmware has the RSRP in the place of the RSRQ, which is always much nearer to 0.
     const auto rsrq = static_cast<int32_t>(decimal(fields[at.rsrq]).value_or(0));
@@ -56,6 +55,11 @@ constexpr FieldRule lte_rules[] = {
 };
 constexpr FieldRule bandwidth_rules[] = {{8, Quantity::bandwidth_dl, Scale::lte_bw_index}};
 constexpr FieldRule uplink_rules[] = {{9, Quantity::bandwidth_ul, Scale::lte_bw_index}};
+// LTE,Online,286-01,0x172B,387360,449,EUTRAN-BAND3,1651,5,0,22,64,64,10     (A76xx; 0 for the uplink)
+// RSRQ and RSRP are indices: with those of +CESQ, the RSRQ is the RSRP less the RSSI plus the resource blocks.
+constexpr FieldRule index_rules[] = {
+    {10, Quantity::rsrq, Scale::lte_rsrq}, {11, Quantity::rsrp, Scale::lte_rsrp},  {13, Quantity::sinr, Scale::decibels},
+};
 constexpr Levels lte_levels = {.rsrp = 11, .rsrq = 10, .rssi = 12, .sinr = 13};
 
 // NR5G_SA,Online,242-12,0x765D,4955280,0,NR5G_BAND78,640704,-770,-110,290   (SIM8200; tenths)
@@ -138,7 +142,10 @@ void read_line(const Fields &fields, Technology technology, Report &report)
         tell_fields(fields, lte_rules, cell);
         if (technology != Technology::nb_iot) // a narrow-band carrier has no bandwidth of the list; its field is 0
             tell_fields(fields, bandwidth_rules, cell);
-        if (technology != Technology::nb_iot && (fields[8] == "0" || fields[9] != "0")) // A76xx print 0 for "not told"
+        if (fields[8] != "0" && fields[9] == "0") { // A76xx
+            if (decimal(fields[11]).value_or(0) > 0)
+                tell_fields(fields, index_rules, cell);
+        } else if (technology != Technology::nb_iot)
             tell_fields(fields, uplink_rules, cell);
         if (!fields[lte_levels.rsrq - 1U].starts_with('-')) // a level in the place of a width: a field is missing
             tell_levels(fields, lte_levels, false, cell);
