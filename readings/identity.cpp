@@ -95,8 +95,9 @@ bool read_ati(std::string_view reply, Report &report)
             }
         if (starts_with_word(line, "IMEI:"))
             tell_imei(trim(without_first(line, 5)), report);
-        // "332", ".Built@Aug-27-2024:18:22:53": Telit's and Intel's modems print no more.
-        const bool is_code = starts_with_digits(line, line.size()) || line.starts_with('"');
+        // "332", ".Built@Aug-27-2024:18:22:53", "R1951.07": Telit's, Intel's and some of SIMCom's modems print no more.
+        const bool is_code = starts_with_digits(line, line.size()) || line.starts_with('"') ||
+                             (line.starts_with('R') && starts_with_digits(without_first(line, 1), 4));
         has_code = has_code || is_code;
         // "SIM7000G R1529": the model alone, since AT+CGMR tells the whole revision.
         const size_t revision = find_text(line, " R1");
