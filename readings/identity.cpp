@@ -127,7 +127,8 @@ bool read_revision(std::string_view reply, Report &report)
     return tell_value(reply, "GMR:", report.revision);
 }
 
+// 354505021234562,DR2988582N     (GlobeTrotter: and its serial number)
 bool read_imei(std::string_view reply, Report &report)
 {
-    return tell_imei(value_of(reply, "GSN:"), report);
+    return tell_imei(Fields{value_of(reply, "GSN:")}[0], report);
 }
