@@ -61,7 +61,7 @@ bool tell_long_number(std::string_view reply, size_t shortest, size_t longest, T
 {
     for (std::string_view line; next_line(reply, line);) {
         std::string_view rest = unquote(without_first(line, line.find(':') + 1)); // npos + 1 is 0
-        const std::string_view digits = take_until(rest, ",Ff");
+        const std::string_view digits = take_until(rest, "\",Ff");
         if (digits.size() < shortest || digits.size() > longest || !is_digits(digits))
             continue;
         tell_text(out, digits);
