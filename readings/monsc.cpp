@@ -35,8 +35,8 @@ constexpr FieldRule wcdma_rules[] = {
 };
 // ^MONSC: GSM,<mcc>,<mnc>,<band>,<arfcn>,<bsic>,<cell>,<lac>,<rxlev>,...            (ME909s manual)
 constexpr FieldRule gsm_rules[] = {
-    {4, Quantity::arfcn, Scale::number},   {6, Quantity::cell_id, Scale::hex},    {7, Quantity::lac, Scale::hex},
-    {8, Quantity::rssi, Scale::decibels},
+    {4, Quantity::arfcn, Scale::number},   {5, Quantity::bsic, Scale::number},    {6, Quantity::cell_id, Scale::hex},
+    {7, Quantity::lac, Scale::hex},        {8, Quantity::rssi, Scale::decibels},
 };
 
 // ^HCSQ: "NR",77,241,31         (MT5700M: RSRP, SINR, RSRQ; the scale of RSRQ is not settled)

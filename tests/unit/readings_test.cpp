@@ -199,7 +199,7 @@ const Row rows[] = {
     {"SMONI, no network", read_smoni, "^SMONI: 2G,SEARCH,SEARCH\r\n", R"({"network": {"technology": "none"}})"},
     {"MONSC, GSM (ME909s manual)", read_monsc, "^MONSC: GSM,460,00,3,94,23,2BB9,550A,-61,0,0\r\n",
      R"({"network": {"technology": "GSM", "mcc": "460", "mnc": "00"},
-         "serving": {"cell_id": 11193, "lac": 21770, "arfcn": 94, "rssi_dbm": -61}})"},
+         "serving": {"cell_id": 11193, "lac": 21770, "bsic": 23, "arfcn": 94, "rssi_dbm": -61}})"},
     {"MONSC, the PCI in hexadecimal", read_monsc, "^MONSC: LTE,460,00,38400,D975244,1AB,24C8,-85,-10,-54\r\n",
      R"({"network": {"technology": "LTE", "mcc": "460", "mnc": "00"},
          "serving": {"cell_id": 228020804, "tac": 9416, "pci": 427, "arfcn": 38400, "rssi_dbm": -54, "rsrp_dbm": -85,
