@@ -33,16 +33,16 @@ bool next_plain_line(std::string_view &reply, std::string_view &line)
     return false;
 }
 
-// "+CGMM: "L850 LTE Module","L850"" (the last is the short name), "Revision:1951B17SIM7080", or the line itself. tag is
-// without its front: "+CGMM:" and "+GMM:" are the same.
+// "+CGMM: "L850 LTE Module","L850"" (the last is the short name), "+GMR: LX265V05, 50571", "Revision:1951B17SIM7080", or
+// the line itself. tag is without its front: "+CGMM:" and "+GMM:" are the same.
 std::string_view value_of(std::string_view reply, std::string_view tag)
 {
     if (const std::string_view record = record_of(reply, tag); !record.empty()) {
         const Fields fields{record};
-        return fields[fields.size() - 1];
+        return fields[tag == "GMM:" ? fields.size() - 1 : 0];
     }
     for (std::string_view line; next_plain_line(reply, line);) {
-        for (const std::string_view label : {"REVISION:", "REVISION "})
+        for (const std::string_view label : {"REVISION:", "REVISION ", "MODEL:", "MODEL "})
             if (starts_with_word(line, label))
                 line.remove_prefix(label.size());
         if (!str_contains(line, ": ")) // "DST: 0" comes unasked
@@ -89,7 +89,7 @@ bool read_ati(std::string_view reply, Report &report)
     for (std::string_view line; next_plain_line(reply, line);) {
         const bool has_label = str_contains(line, ": ") || line.ends_with(':');
         for (const Label &row : labels)
-            if (starts_with_word(line, row.label)) {
+            if (starts_with_word(line, row.label) && !str_contains(line, ": +")) { // not "Model: +GMI: LG+GMM: LX265"
                 has_labels = has_labels || row.label != "REVISION:";
                 tell_text(row.out, without_first(line, row.label.size()));
             }
