@@ -33,8 +33,8 @@ bool next_plain_line(std::string_view &reply, std::string_view &line)
     return false;
 }
 
-// "+CGMM: "L850 LTE Module","L850"" (the last is the short name), "+GMR: LX265V05, 50571", "Revision:1951B17SIM7080", or
-// the line itself. tag is without its front: "+CGMM:" and "+GMM:" are the same.
+// "+CGMM: "L850 LTE Module","L850"" (the last is the short name), "+GMR: LX265V05, 50571", "Revision:1951B17SIM7080",
+// or the line itself. tag is without its front: "+CGMM:" and "+GMM:" are the same.
 std::string_view value_of(std::string_view reply, std::string_view tag)
 {
     if (const std::string_view record = record_of(reply, tag); !record.empty()) {
