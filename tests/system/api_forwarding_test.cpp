@@ -282,7 +282,7 @@ TEST(MailAccount, ReachesAMailServerThroughTheRealMailClient)
                                    SOURCE_ROOT "/tests/data/smtp_sink.sh:/root/sink"});
     const RouterRun run = serve(options,
                                 "post /modem/sms/account {\"account\":\"me@example.org\",\"password\":\"secret\","
-                                "\"smtp\":\"localhost:465\"}\n",
+                                "\"smtp\":\"127.0.0.1:465\"}\n",
                                 "sh /root/sink 465 /tmp/mail & until grep -q :01D1 /proc/net/tcp*; do sleep 0.01; done",
                                 "wait; grep -v -e ^Received: -e ^Date: /tmp/mail | tr -d '\\r'");
     EXPECT_EQ(run.out, "0 {}\n"
