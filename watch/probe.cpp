@@ -116,8 +116,8 @@ bool ask_server(ProbeKind kind, const char *device, const char *text)
     const int family = address.any.sa_family;
     const Fd probe = open_probe(kind, device, address);
     uint16_t id = 0;
-    // Without random bytes the id is 0, as good as another one.
-    [[maybe_unused]] const ssize_t taken = getrandom(&id, sizeof id, 0);
+    // Without random bytes the id is 0, as good as another one: a router that has just started may have none for a while.
+    [[maybe_unused]] const ssize_t taken = getrandom(&id, sizeof id, GRND_NONBLOCK);
     std::array<uint8_t, 40> question;
     const size_t size =
         kind == ProbeKind::dns ? compose_dns_question(id, question) : compose_echo(family, id, question);
