@@ -165,6 +165,8 @@ void read_line(const Fields &fields, Technology technology, Report &report)
 Technology technology_of_line(const Fields &fields)
 {
     const std::string_view mode = fields[0];
+    if (fields[6].ends_with("BAND0")) // while it moves to another cell
+        return Technology::unknown;
     if (starts_with_word(mode, "NR5G"))
         return fields[1] == "Online" ? Technology::nr_sa
                : decimal(fields[1])  ? Technology::nr_nsa
