@@ -48,8 +48,10 @@ constexpr FieldRule older_rules[] = {{4, Quantity::lac, Scale::hex}, {5, Quantit
 // A neighbour row has no band and no bandwidth:
 // 2,4,,,,,189C,190,,24,24,2
 // 0 1     6    7    9 10 11
-// Beside NR, one field more comes before the last three.
-constexpr size_t neighbour_fields_beside_nr = 13;
+// Beside NR, one field more comes before the last three. A cell that served before keeps its band, too:
+// 2,9,,,FFFFFFF,00FFFFFFF,646272,500,5078,100,20,0,76,67
+constexpr size_t fields_beside_nr = 13;
+constexpr size_t fields_with_band = 14;
 constexpr FieldRule lte_neighbour_levels[] = {{10, Quantity::rsrp, Scale::lte_rsrp}, {11, Quantity::rsrq, Scale::lte_rsrq}};
 constexpr FieldRule nr_neighbour_levels[] = {{10, Quantity::rsrp, Scale::nr_rsrp}, {11, Quantity::rsrq, Scale::nr_rsrq}};
 // clang-format on
@@ -68,9 +70,12 @@ void read_channel(const Fields &fields, bool has_labels, Cell &cell)
 void read_neighbour(const Fields &fields, bool has_labels, Cell &cell)
 {
     read_channel(fields, has_labels, cell);
+    const size_t more = fields.size() >= fields_with_band && !fields[8].empty()  ? 2
+                        : fields.size() >= fields_beside_nr && fields[9].empty() ? 1
+                                                                                 : 0;
     tell_fields(fields,
                 cell.rat == Technology::nr_sa ? FieldRules{nr_neighbour_levels} : FieldRules{lte_neighbour_levels},
-                cell, fields.size() == neighbour_fields_beside_nr);
+                cell, more);
 }
 
 Technology technology_of_row(std::string_view field)
