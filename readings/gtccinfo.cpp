@@ -93,7 +93,7 @@ Technology technology_of_row(std::string_view field)
 bool has_lte_row(std::string_view reply)
 {
     for (std::string_view line; next_line(reply, line);)
-        if (line.starts_with("1,4,"))
+        if (const Fields fields{line}; fields[0] == "1" && fields[1] == "4")
             return true;
     return false;
 }
@@ -125,8 +125,6 @@ bool read_gtccinfo(std::string_view reply, Report &report)
     const bool has_lte = has_lte_row(reply);
     bool understood = false;
     for (std::string_view line; next_line(reply, line);) {
-        if (starts_with_word(line, "+GTCAINFO"))
-            break;
         const Fields fields{line};
         const Technology technology = technology_of_row(fields[1]);
         constexpr size_t least_fields = 8;

@@ -317,6 +317,17 @@ TEST(Truth, IsTheSameWithEchoesAndMoreLineEnds)
     }
 }
 
+TEST(Truth, HasNoWrongValueWithSpacesAfterCommas)
+{
+    for (const TranscriptScene &scene : transcript_scenes()) {
+        TranscriptScene changed = scene;
+        for (TranscriptBlock &block : changed.blocks)
+            for (size_t comma = 0; (comma = block.reply.find(',', comma)) != std::string::npos; comma++)
+                block.reply.insert(comma + 1, " ");
+        ToldByScene{scene}.expect_nothing_new(changed, "with spaces", without_tag);
+    }
+}
+
 // The answer to the question before may come after the next question. What has a tag is told by it neither twice nor
 // wrong.
 TEST(Truth, IsTheSameWithTheAnswerBeforeInFront)
