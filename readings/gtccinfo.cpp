@@ -150,19 +150,13 @@ bool read_gtccinfo(std::string_view reply, Report &report)
 // PCC:103,470,1802,100,100,1,1,2,2,-102             (FM350; the last is the RSRP in dBm)
 //     0   1   2    3
 // SCC 1:2,0,138,18,38100,100,255,0,255,0,255,-102   (FM350; state 2 is active, the last is the PCC's RSRP again)
-// The FM190 says "LTE PCC:" and "NR PCC:", and its other fields are not known.
 //       0 1 2   3  4     5
+// NR PCC: 5078,392,643296,100,2,,1,3,77             (FM190; with the bandwidth in MHz)
+// LTE SCC1: 1,0,108,383,3700,50,0,1,1,6,6,56        (FM190; the last is its own RSRP's index)
 bool read_gtcainfo(std::string_view reply, Report &report)
 {
-    static constexpr FieldRule lte_carrier_rules[] = {{1, Quantity::pci, Scale::number},
-                                                      {2, Quantity::arfcn, Scale::number},
-                                                      {3, Quantity::bandwidth_dl, Scale::lte_bw_blocks}};
-    static constexpr FieldRule nr_carrier_rules[] = {{1, Quantity::pci, Scale::number},
-                                                     {2, Quantity::arfcn, Scale::number},
-                                                     {3, Quantity::bandwidth_dl, Scale::nr_bw_fifths}};
-    for (const std::string_view unknown : {"LTE PCC:", "NR PCC:"})
-        if (find_word(reply, unknown) != std::string_view::npos)
-            return false;
+    static constexpr FieldRule carrier_rules[] = {{1, Quantity::pci, Scale::number},
+                                                  {2, Quantity::arfcn, Scale::number}};
     const size_t before = report.carriers.size;
     while (Cell *cell = report.carriers.add()) {
         const size_t primary = find_word(reply, "PCC:");
@@ -181,22 +175,24 @@ bool read_gtcainfo(std::string_view reply, Report &report)
         }
         reply.remove_prefix(record.size());
         const bool is_nr = fields[band].starts_with("50") && fields[band].size() > 2;
+        constexpr size_t fields_with_rsrp = 9;
+        const std::string_view rsrp = fields.size() < fields_with_rsrp ? "" : fields[fields.size() - 1];
+        const bool is_index = decimal(rsrp).value_or(0) > 0;
         cell->primary = is_primary;
         cell->rat = is_nr ? Technology::nr_sa : Technology::lte;
         tell_band(*cell, fields[band], is_nr);
-        tell_fields(fields, is_nr ? FieldRules{nr_carrier_rules} : FieldRules{lte_carrier_rules}, *cell, band);
-        if (!is_primary) {
+        tell_fields(fields, carrier_rules, *cell, band);
+        if (!is_nr)
+            tell_value(fields[band + 3], Quantity::bandwidth_dl, Scale::lte_bw_blocks, *cell);
+        else if (!rsrp.empty())
+            tell_value(fields[band + 3], Quantity::bandwidth_dl, is_index ? Scale::decibels : Scale::nr_bw_fifths,
+                       *cell);
+        if (!is_primary)
             cell->active = fields[0] == "2";
-            continue;
-        }
-        const std::string_view last = fields[fields.size() - 1];
-        if (last == "0") // too weak to be measured
-            continue;
-        tell_value(last, Quantity::rsrp,
-                   last.starts_with('-') ? Scale::decibels
-                   : is_nr               ? Scale::nr_rsrp
-                                         : Scale::lte_rsrp,
-                   *cell);
+        if (is_index)
+            tell_value(rsrp, Quantity::rsrp, is_nr ? Scale::nr_rsrp : Scale::lte_rsrp, *cell);
+        else if (is_primary && rsrp != "0") // 0: too weak to be measured
+            tell_value(rsrp, Quantity::rsrp, Scale::decibels, *cell);
     }
     return report.carriers.size > before;
 }
