@@ -119,6 +119,11 @@ constexpr LabelRule numbered_labels[] = {
     {"RX CHAN:", Quantity::arfcn,        Scale::number},
     {"CHAN:",    Quantity::arfcn,        Scale::number},
 };
+// SCC1 RxM RSSI: -86   SCC1 RxM RSRP: -122 (both, on a line of their own)
+constexpr LabelRule numbered_levels[] = {
+    {"RXM RSSI:", Quantity::rssi, Scale::decibels},
+    {"RXM RSRP:", Quantity::rsrp, Scale::decibels},
+};
 // clang-format on
 
 // MC74xx has one label for the RSRP of both antennas and of the secondary cell, each on the line of its RSSI.
@@ -151,29 +156,31 @@ void add_primary(const Cell &serving, Cells<8> &carriers)
         cell->tell(quantity, serving.get(quantity));
 }
 
-void add_secondary(const std::string_view &report, const char *front, const char *state_label,
-                   std::span<const LabelRule> rules, Cells<8> &carriers)
+Cell *add_secondary(const std::string_view &report, const char *front, const char *state_label,
+                    std::span<const LabelRule> rules, Cells<8> &carriers)
 {
     Cell *cell = carriers.add();
     if (cell == nullptr)
-        return;
+        return nullptr;
     cell->rat = Technology::lte;
     cell->active = word_after(report, front, state_label) == "ACTIVE";
     tell_labels(report, front, rules, *cell);
-    if (rules.data() == scell_labels)
-        tell_rsrp(report, "SCC RXM RSSI:", Quantity::rsrp, *cell);
+    return cell;
 }
 
 void add_secondaries(const std::string_view &report, Cells<8> &carriers)
 {
     if (!word_after(report, no_front, "LTE SCELL BAND:").empty())
-        add_secondary(report, no_front, "LTE CA STATE:", scell_labels, carriers);
+        if (Cell *cell = add_secondary(report, no_front, "LTE CA STATE:", scell_labels, carriers); cell != nullptr)
+            tell_rsrp(report, "SCC RXM RSSI:", Quantity::rsrp, *cell);
     constexpr int most_numbered = 4;
     for (int number = 1; number <= most_numbered; number++)
         for (const char *kind : {"SCC", "SSC"}) {
             const auto front = Text<12>::format("LTE %s%d ", kind, number);
-            if (decimal(without_first(word_after(report, front.c_str(), "BAND:"), 1)))
-                add_secondary(report, front.c_str(), "STATE:", numbered_labels, carriers);
+            if (!decimal(without_first(word_after(report, front.c_str(), "BAND:"), 1)))
+                continue;
+            if (Cell *cell = add_secondary(report, front.c_str(), "STATE:", numbered_labels, carriers); cell != nullptr)
+                tell_labels(report, Text<8>::format("SCC%d ", number).c_str(), numbered_levels, *cell);
         }
 }
 
