@@ -63,7 +63,7 @@ constexpr FieldRule gsm_rfsts_rules[] = {
 };
 
 // Firmware differs in how many fields come before the IMSI. The cell's identity is in front of it, the operator's name
-// and the band, two fields further, behind it.
+// and the band, two fields further, behind it. SINR may follow at the end, in the chipset's steps as Quectel's.
 void tell_around_imsi(const Fields &fields, bool is_lte, Report &report)
 {
     constexpr size_t first = 8;
@@ -75,6 +75,8 @@ void tell_around_imsi(const Fields &fields, bool is_lte, Report &report)
         tell_text(report.operator_name, fields[i + 1]);
         if (is_lte)
             report.serving.tell_band(decimal(fields[i + 3]), false);
+        if (is_lte && fields.size() == i + 5)
+            tell_value(fields[i + 4], Quantity::sinr, Scale::quectel_sinr, report.serving);
         return;
     }
 }
@@ -179,8 +181,9 @@ bool read_rfsts(std::string_view reply, Report &report)
 {
     const Fields fields{record_of(reply, "#RFSTS:")};
     const bool is_lte = is_negative(fields[2]) && is_negative(fields[3]);
-    const bool is_gsm = is_negative(fields[2]) && !is_lte;
-    if (!is_negative(fields[2]) && !is_negative(fields[4]))
+    const bool is_gsm = is_negative(fields[2]) && hexadecimal(fields[3]);
+    const bool is_wcdma = decimal(fields[2]).value_or(-1) >= 0 && is_negative(fields[4]);
+    if (!is_lte && !is_gsm && !is_wcdma)
         return false;
     report.tell_technology(is_lte ? Technology::lte : is_gsm ? Technology::gsm : Technology::wcdma);
     Cell &cell = report.serving;
@@ -204,7 +207,9 @@ bool read_servinfo(std::string_view reply, Report &report)
     if (!is_measured && fields.size() <= fields_of_lte)
         return false;
     constexpr size_t longest_code = 5; // WCDMA and GSM have a short code in the place of the cell's identity
-    const bool is_lte = fields.size() == fields_of_lte && fields[4].size() > longest_code;
+    const bool is_lte = fields[4].size() > longest_code;
+    if (!is_lte && fields.size() == fields_of_lte && !decimal(fields[4]))
+        return false;
     Cell &cell = report.serving;
     if (is_measured)
         report.tell_technology(is_lte ? Technology::lte : fields[8].empty() ? Technology::gsm : Technology::wcdma);

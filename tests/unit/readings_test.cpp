@@ -131,15 +131,6 @@ const Row rows[] = {
     {"CNSMOD (SIM7600)", read_cnsmod, "+CNSMOD: 0,7\r\n", R"({"network": {"technology": "WCDMA"}})"},
     {"CNSMOD of a narrow-band modem", read_narrow_band_cnsmod, "+CNSMOD: 0,7\r\n",
      R"({"modem": {"model": "SIM7000E"}, "network": {"technology": "eMTC"}})"},
-    {"CEREG without a technology: the area is a TAC", read_registration, "+CEREG: 2,1,\"1F00\",\"79D903\"\r\n",
-     R"({"network": {"registration": "home"}, "serving": {"cell_id": 7985411, "tac": 7936}})"},
-    {"C5GREG without a technology", read_registration, "+C5GREG: 2,5,\"14225C\",\"0000000C027F5065\"\r\n",
-     R"({"network": {"registration": "roaming"}, "serving": {"cell_id": 51581505637, "tac": 1319516}})"},
-    {"CREG without a technology: a LAC", read_registration, "+CREG: 2,1,\"84CD\",\"00D30173\"\r\n",
-     R"({"network": {"registration": "home"}, "serving": {"cell_id": 13828467, "lac": 33997}})"},
-    {"CEREG with power saving timers", read_registration,
-     "+CEREG: 4,1,\"1206\",\"19E4A03\",7,,,\"00000000\",\"00111000\"\r\n",
-     R"({"network": {"registration": "home", "technology": "LTE"}, "serving": {"cell_id": 27150851, "tac": 4614}})"},
     {"GSTATUS, LTE (MC77xx)", read_gstatus,
      "System mode:   LTE             PS state:    Attached\r\nLTE band:      B7              LTE bw:      20 MHz\r\n"
      "LTE Rx chan:   3350            LTE Tx chan: 21350\r\nEMM state:     Registered      Normal Service\r\n"
@@ -240,6 +231,22 @@ TEST(Readings, ReadTheFormsThatManualsAndFirmwareHave)
         ASSERT_NE(expected, nullptr) << row.what;
         EXPECT_TRUE(json_object_equal(as_read.get(), expected.get())) << row.what << ": " << text_of(told);
     }
+}
+
+// Which technology it is follows from which levels there are. Without one of them it could be another.
+TEST(Readings, TellNoTechnologyFromHalfOfTelitsLevels)
+{
+    for (const char *const reply : {
+             "#RFSTS: \"310 260\",66786,,-68,-13,2D18,255,,640,1,0,3089F02,\"310260123456789\",\"T-Mobile\",3,66\r\n",
+             "#RFSTS: \"310 260\",66786,-101,,-13,2D18,255,,640,1,0,3089F02,\"310260123456789\",\"T-Mobile\",3,66\r\n",
+         }) {
+        Report report;
+        EXPECT_FALSE(read_rfsts(reply, report)) << reply;
+        EXPECT_EQ(report.technology, Technology::unknown) << reply;
+    }
+    Report report;
+    EXPECT_FALSE(read_servinfo("#SERVINFO: 66786,-68,\"T-Mobile\",\"310260\",,2D18,640,3,-101\r\n", report));
+    EXPECT_EQ(report.technology, Technology::unknown);
 }
 
 // The model is asked for in another way then.
