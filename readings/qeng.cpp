@@ -102,12 +102,13 @@ void read_lte(const Fields &fields, size_t shift, bool has_bandwidth, bool has_s
         tell_value(fields[lte_sinr + shift], Quantity::sinr, Scale::decibels, cell);
 }
 
-// RM500U and its kin print MHz instead of an index, and one field more of a standalone cell.
+// RM500U, RG255C and their kin print MHz instead of an index, and one field more of a standalone cell. A bandwidth in
+// MHz is a multiple of 5.
 void tell_nr_bandwidth(const Fields &fields, size_t index, const Report &report, Cell &cell)
 {
     constexpr size_t most_fields_with_index = 17;
-    const bool is_mhz =
-        fields.size() > most_fields_with_index || find_word(report.model.view(), "00U") != std::string_view::npos;
+    const bool is_mhz = (fields.size() > most_fields_with_index && decimal(fields[index]).value_or(0) % 5 == 0) ||
+                        find_word(report.model.view(), "00U") != std::string_view::npos;
     tell_value(fields[index], Quantity::bandwidth_dl, is_mhz ? Scale::decibels : Scale::nr_bw_index, cell);
 }
 

@@ -79,6 +79,11 @@ const Row rows[] = {
                      "bandwidth_dl_mhz": 20, "bandwidth_ul_mhz": 20, "rssi_dbm": -58, "rsrp_dbm": -89, "rsrq_db": -13,
                      "sinr_db": 16},
          "nr": {"pci": 832, "rsrp_dbm": -76, "rsrq_db": -11, "sinr_db": 21, "mcc": "515", "mnc": "03"}})"},
+    {"QENG, a standalone cell with a field more than is known: the bandwidth is an index", read_qeng_serving,
+     "+QENG: \"servingcell\",\"NOCONN\",\"NR5G-SA\",\"TDD\",310,260,18666712F,335,794E00,516270,41,12,-75,-11,5,1,-,7\r\n",
+     R"({"network": {"technology": "NR5G-SA", "mcc": "310", "mnc": "260", "modem_state": "NOCONN"},
+         "serving": {"band": "n41", "duplex": "TDD", "cell_id": 6549827887, "tac": 7949824, "pci": 335, "arfcn": 516270,
+                     "bandwidth_dl_mhz": 100, "rsrp_dbm": -75, "rsrq_db": -11, "sinr_db": 5}})"},
     {"QNWINFO, two NR carriers beside LTE", read_qnwinfo,
      "+QNWINFO: \"FDD LTE\",\"51503\",\"-\",0\r\n+QNWINFO: \"TDD NR5G\",\"51503\",\"NR5G BAND 41\",528030\r\n"
      "+QNWINFO: \"FDD NR5G\",\"51503\",\"NR5G BAND 28\",152690\r\n",
