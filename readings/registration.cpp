@@ -75,7 +75,7 @@ bool read_record(const Fields &fields, const Question &question, Report &report)
     const bool is_5g = question.tag == questions[0].tag;
     if (is_5g || fields.size() <= 5 || act)
         tell_location(fields[2], fields[3], act, question.area, report);
-    else if (!act && last)
+    else if (last && hexadecimal(fields[4]))
         tell_location(fields[2], fields[4], last, question.area, report);
     else // the meaning of the fields after the area is not known
         tell_location(fields[2], {}, std::nullopt, question.area, report);

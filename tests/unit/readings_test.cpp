@@ -136,6 +136,18 @@ const Row rows[] = {
     {"CNSMOD (SIM7600)", read_cnsmod, "+CNSMOD: 0,7\r\n", R"({"network": {"technology": "WCDMA"}})"},
     {"CNSMOD of a narrow-band modem", read_narrow_band_cnsmod, "+CNSMOD: 0,7\r\n",
      R"({"modem": {"model": "SIM7000E"}, "network": {"technology": "eMTC"}})"},
+    {"CEREG without a technology: the area is a TAC", read_registration, "+CEREG: 2,1,\"1F00\",\"79D903\"\r\n",
+     R"({"network": {"registration": "home"}, "serving": {"cell_id": 7985411, "tac": 7936}})"},
+    {"C5GREG without a technology", read_registration, "+C5GREG: 2,5,\"14225C\",\"0000000C027F5065\"\r\n",
+     R"({"network": {"registration": "roaming"}, "serving": {"cell_id": 51581505637, "tac": 1319516}})"},
+    {"CREG without a technology: a LAC", read_registration, "+CREG: 2,1,\"84CD\",\"00D30173\"\r\n",
+     R"({"network": {"registration": "home"}, "serving": {"cell_id": 13828467, "lac": 33997}})"},
+    {"CEREG with power saving timers", read_registration,
+     "+CEREG: 4,1,\"1206\",\"19E4A03\",7,,,\"00000000\",\"00111000\"\r\n",
+     R"({"network": {"registration": "home", "technology": "LTE"}, "serving": {"cell_id": 27150851, "tac": 4614}})"},
+    {"CEREG without a technology, with power saving timers", read_registration,
+     "+CEREG: 4,1,\"1206\",\"19E4A03\",,00,,\"00000000\",\"00111000\"\r\n",
+     R"({"network": {"registration": "home"}, "serving": {"tac": 4614}})"},
     {"GSTATUS, LTE (MC77xx)", read_gstatus,
      "System mode:   LTE             PS state:    Attached\r\nLTE band:      B7              LTE bw:      20 MHz\r\n"
      "LTE Rx chan:   3350            LTE Tx chan: 21350\r\nEMM state:     Registered      Normal Service\r\n"
