@@ -49,7 +49,7 @@ const char *sim_state_name(SimState state)
 void tell_text(TextOut out, std::string_view text)
 {
     text = trim(text);
-    if (out.empty() && !text.empty())
+    if (out.empty() && text.find_first_not_of('-') != std::string_view::npos)
         out.assign(text);
 }
 
@@ -106,8 +106,7 @@ void Cell::tell_band(std::string_view words)
     }
     if (words.starts_with("NR"))
         return tell_band(decimal(without_first(words, words.find_last_of("Nn") + 1)), true);
-    if (words != "-")
-        tell_text(band, words);
+    tell_text(band, words);
 }
 
 void Cell::tell_network(std::string_view mcc_digits, std::string_view mnc_digits)

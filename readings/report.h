@@ -145,5 +145,6 @@ struct Report {
     void tell_registration(Registration told);
 };
 
-/// Sets out unless it is set already or text is empty. Spaces at the ends are removed; text is cut at out's capacity.
+/// Sets out unless it is set already or text is empty or of dashes alone. Spaces at the ends are removed; text is cut
+/// at out's capacity.
 void tell_text(TextOut out, std::string_view text);

@@ -266,6 +266,13 @@ TEST(Readings, TellNoTechnologyFromHalfOfTelitsLevels)
     EXPECT_EQ(report.technology, Technology::unknown);
 }
 
+TEST(Readings, TakeDashesForNoText)
+{
+    Report report;
+    read_cops("+COPS: 0,0,\"--\",7\r\n", report);
+    EXPECT_TRUE(report.operator_name.empty());
+}
+
 // The model is asked for in another way then.
 TEST(Readings, TakeNoNumberForAModel)
 {
