@@ -92,12 +92,13 @@ TEST(ShippedModels, AreAllRight)
     for (std::string line; std::getline(file, line);) {
         const char *fault = nullptr;
         const auto row = parse_model_row(line, fault);
-        EXPECT_EQ(fault, nullptr) << line;
+        EXPECT_STREQ(fault, nullptr) << line;
         if (!row)
             continue;
-        EXPECT_EQ(find_driver_by_usb(modem_drivers(), row->vid, row->pid), nullptr) << line;
-        EXPECT_TRUE(numbers.insert(row->modem_id).second) << line;
-        EXPECT_TRUE(ids.insert({row->vid, row->pid}).second) << line;
+        EXPECT_EQ(find_driver_by_usb(modem_drivers(), row->vid, row->pid), nullptr)
+            << "a built-in model has these USB ids: " << line;
+        EXPECT_TRUE(numbers.insert(row->modem_id).second) << "another row has this number: " << line;
+        EXPECT_TRUE(ids.insert({row->vid, row->pid}).second) << "another row has these USB ids: " << line;
         EXPECT_NE(line.find('#'), std::string::npos) << "a row names its source: " << line;
     }
     EXPECT_GE(numbers.size(), 40U);

@@ -98,7 +98,8 @@ TEST(SecurityDocument, SaysOfEveryKeyOfEveryEndpointWhatItReaches)
             if (need == Need::nothing || need == Need::handler || need == Need::short_texts)
                 continue;
             read.insert(check_of(need).key);
-            EXPECT_TRUE(keys.contains(check_of(need).key)) << endpoint.path << " " << check_of(need).key;
+            EXPECT_TRUE(keys.contains(check_of(need).key)) << "Add `" << check_of(need).key << "` of `" << endpoint.path
+                                                           << "` to \"What every key reaches\" in docs/security.md.";
         }
         listed.insert(keys.begin(), keys.end());
     }
@@ -118,7 +119,9 @@ TEST(SecurityDocument, SaysOfEveryArgumentOfEveryCommandWhatItReaches)
         if (help.find(':') == std::string::npos)
             continue;
         for (const std::string &argument : found_in(help.substr(0, help.find(':')), "\\b([A-Z]+)\\b"))
-            EXPECT_TRUE(documented[(*match)[1]].contains(argument)) << (*match)[1] << " " << argument;
+            EXPECT_TRUE(documented[(*match)[1]].contains(argument))
+                << "Add `" << argument << "` of `" << (*match)[1]
+                << "` to \"What every key reaches\" in docs/security.md.";
     }
     EXPECT_GE(commands, 20u);
 }
