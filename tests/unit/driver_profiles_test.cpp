@@ -87,7 +87,7 @@ TEST(DriverProfiles, HaveIdsPortsAndDevicesOfTheModelTable)
         }
         compared++;
     }
-    EXPECT_EQ(compared, 12);
+    EXPECT_GE(compared, 12);
 }
 
 TEST(DriverProfiles, GiveZteTheModeOfEachTechnology)
