@@ -335,7 +335,7 @@ Runs a command, or an interactive shell, in a simulated OpenWrt router with simu
                         what a recorded command prints and how it ends; repeatable
   --link [INTERFACE][,setup=MS|never][,error=CODE][,device=NAME][,address=IP/MASK][,gateway=IP][,companion=1]
          [,apn=NAME][,context=NAME][,cid=N][,username=NAME][,password=TEXT][,needs=qmi|serial]
-         [,traffic=BYTES[/BYTES]]
+         [,traffic=BYTES[/BYTES]][,dns=HOW[/HOW]]
                         how a network interface comes up, and what its network wants for that; repeatable
   --ubus FAULT          absent, deaf, dying, delay=MS or silent=OBJECT; repeatable
   --config-size BYTES   size of the file system that holds /etc/config, up to 64 MB
