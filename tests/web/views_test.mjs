@@ -144,7 +144,7 @@ test('connection: bands and generations are set as a job, and undone', async () 
     assert.equal(await page.getByLabel('B3', { exact: true }).isChecked(), true);
     assert.equal(await page.getByLabel('B41').isChecked(), false);
     await page.getByRole('button', { name: 'Undo' }).first().click();
-    await page.getByText('The setting before is back.').waitFor();
+    await page.getByText('The earlier setting is back.').waitFor();
     assert.equal(await page.getByLabel('B41').isChecked(), true);
     await page.getByLabel('Generations').selectOption('4g');
     await page.getByRole('button', { name: 'Use these generations' }).click();

@@ -148,12 +148,12 @@ class Connection {
 	async change(method, given, undo) {
 		await page.job(method, { ...this.bus, ...given }, this.working);
 		await this.read_radio();
-		page.fill(this.working, undo ? _('The setting before is back.') : _('Done. “Undo” brings the setting before back.'));
+		page.fill(this.working, undo ? _('The earlier setting is back.') : _('Done. “Undo” brings back the earlier setting.'));
 	}
 
 	keep(name) {
 		const box = h('input', { type: 'checkbox', id: 'modemctl-keep-' + name });
-		return [ box, h('div', {}, box, ' ', h('label', { 'for': box.id }, _('Keep it even if no network is found; otherwise the setting before comes back after two minutes.'))) ];
+		return [ box, h('div', {}, box, ' ', h('label', { 'for': box.id }, _('Keep it even if no network is found; otherwise the earlier setting comes back after two minutes.'))) ];
 	}
 
 	button(label, action, kind) {

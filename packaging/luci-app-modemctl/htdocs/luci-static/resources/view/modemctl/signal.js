@@ -102,7 +102,7 @@ class Signal {
 		const others = model.neighbours(info).map(cell => [ _('neighbour'), ...model.cell_row(cell) ]);
 		const cell = info.serving ?? {};
 		page.redraw(this.cells, [ serving, others, cell.cell_id, cell.tac, cell.lac ], () => [ cell.cell_id === undefined ? '' : h('p', {}, _('Cell %s, area %s').format(cell.cell_id, cell.tac ?? cell.lac ?? '–')),
-			serving.length + others.length ? page.table(_('Cells'), heads, [ ...serving, ...others ]) : h('p', {}, _('The modem names no cells.')) ]);
+			serving.length + others.length ? page.table(_('Cells'), heads, [ ...serving, ...others ]) : h('p', {}, _('The modem reports no cells.')) ]);
 		if (this.aligning)
 			this.measure(info);
 	}
