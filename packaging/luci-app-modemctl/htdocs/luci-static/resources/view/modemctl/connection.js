@@ -39,7 +39,7 @@ class Connection {
 		if (!this.rights.set)
 			return page.section(_('Settings'), page.facts([ [ _('APN'), network.apn || _('chosen by the SIM card') ], [ _('User name'), network.username ],
 				[ _('Authentication'), network.auth ], [ _('Addresses'), network.ip ], [ _('Roaming'), now('roaming') ],
-				[ _('Interval'), _('%s s').format(now('interval')) ], [ _('Asks after'), _('%s s').format(now('idle')) ] ]));
+				[ _('Interval'), _('%s s').format(now('interval')) ], [ _('Tries a silent line after'), _('%s s').format(now('idle')) ] ]));
 		const values = {
 			network: { apn: network.apn, username: network.username, password: '', auth: network.auth || 'NONE', pincode: '', ip: network.ip },
 			watch: Object.fromEntries([ 'enabled', 'roaming', 'last_stage', 'probe', 'interval', 'idle', 'usage_limit', 'usage_day', 'usage_warn', 'usage_action' ].map(name => [ name, now(name) ])),
