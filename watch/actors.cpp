@@ -25,7 +25,8 @@ constexpr int ubus_limit_ms = 10'000;
 constexpr int down_polls = 10;
 constexpr int radio_pause_s = 3;
 constexpr int radio_tries = 5;
-constexpr int busy_tries = 10; // a message daemon is done by then
+constexpr int answer_limit_ms = 15'000; // what makers give AT+CFUN; a later answer would reach the next one who asks
+constexpr int busy_tries = 10;          // a message daemon is done by then
 constexpr int usb_pause_s = 2;
 constexpr char reconnect_script[] = "/usr/libexec/modemctl-reconnect";
 constexpr char hooks_folder[] = "/etc/hotplug.d/modem";
@@ -54,8 +55,8 @@ void call_interface(const char *iface, const char *method)
     ubus_call(Text<80>::format("network.interface.%s", iface).c_str(), method, ubus_limit_ms);
 }
 
-// The port is open for one command only. @return false if the modem did not answer, or another program keeps the port
-bool tell_modem(const char *bus, const char *command, int limit_ms)
+// The port is open for one command only. @return false if the modem did not obey, or another program keeps the port
+bool tell_modem(const char *bus, const char *command)
 {
     ModemPort modem{};
     Text<256> reply;
@@ -64,7 +65,9 @@ bool tell_modem(const char *bus, const char *command, int limit_ms)
     do
         result = open_modem(bus, modem);
     while (result == InfoResult::port_busy && --tries > 0 && sleep(1) == 0);
-    return result == InfoResult::reported && modem.session.ask(command, reply, limit_ms) == AtSession::Answer::complete;
+    return result == InfoResult::reported &&
+           modem.session.ask(command, reply, answer_limit_ms) == AtSession::Answer::complete &&
+           strstr(reply.c_str(), "OK") != nullptr;
 }
 
 // Whoever takes the interface down while a stage is at work wants it down.
@@ -80,10 +83,10 @@ void reconnect(const char *iface)
 
 void restart_radio(const char *bus, const char *iface)
 {
-    tell_modem(bus, "AT+CFUN=4", 5000);
+    tell_modem(bus, "AT+CFUN=4");
     sleep(radio_pause_s);
-    // Whoever has the port meanwhile must not leave the modem without its radio.
-    for (int tries = 0; !tell_modem(bus, "AT+CFUN=1", 10'000) && tries < radio_tries; tries++)
+    // Neither a modem that is not ready yet nor whoever has the port meanwhile must leave it without its radio.
+    for (int tries = 0; !tell_modem(bus, "AT+CFUN=1") && tries < radio_tries; tries++)
         sleep(radio_pause_s);
     reconnect(iface);
 }
@@ -133,7 +136,7 @@ void do_action(const char *bus, const ModemDriver &rec, const WatchSettings &set
     else if (action == WatchAction::disconnect)
         take_offline(iface);
     else if (action == WatchAction::enter_pin)
-        tell_modem(bus, Text<24>::format("AT+CPIN=\"%s\"", settings.pin.c_str()).c_str(), 10'000);
+        tell_modem(bus, Text<24>::format("AT+CPIN=\"%s\"", settings.pin.c_str()).c_str());
     else
         bring_online(bus, iface);
 }
@@ -199,7 +202,7 @@ void restart_modem(const char *bus, const ModemDriver &rec)
 {
     const ModemTraits &traits = rec.traits;
     const bool has_own = !traits.restart_command.empty() && !traits.restart_is_off;
-    tell_modem(bus, has_own ? traits.restart_command.c_str() : full_restart, 5000);
+    tell_modem(bus, has_own ? traits.restart_command.c_str() : full_restart);
 }
 
 void act(const char *bus, const ModemDriver &rec, const WatchSettings &settings, WatchAction action, WatchStage stage)

@@ -277,6 +277,10 @@ const Fault faults[] = {
     {"replies full of garbage", ec25("", "setup=100", {"--fault", "garbage-inside=200", "--fault", "eight-bit=30"}), "start_until online; sleep 6; say", "online;the network answers;\n", ""},
     {"replies with zero bytes", ec25("", "setup=100", {"--fault", "zero=20"}), "start_until online; sleep 6; say", "online;the network answers;\n", ""},
     {"nonsense and no session", ec25("", "setup=never", {"--fault", "garbage-inside=200"}), "set_option last_stage reconnect; start_until slow; say", "slow;nothing more to try;\n", "recovering: reconnect"},
+    // What a person would mend by hand.
+    {"the radio is refused at first", profile("unready.modem,registration=2,ps_registration=2", "setup=never"),
+     "set_option no_service_wait 6; start_until no-service; until grep -q 'radio:' /tmp/modem.1-1.2/watch.log; do sleep 0.1; done; sleep 12; modemctl AT AT+CFUN? | grep -o 'CFUN: .'; grep -c radio: /tmp/modem.1-1.2/watch.log", "CFUN: 1\n1\n",
+     "no-service -> no-service: radio"},
     {"the radio is left off", ec25("", "setup=never"), "modemctl AT AT+CFUN=4 >/dev/null; start_until recovering; say; modemctl AT AT+CFUN? | grep -o 'CFUN: .'", "recovering;reconnect, 5 of 6 left this hour;\nCFUN: 1\n",
      "no-service -> no-service: radio"},
 };
