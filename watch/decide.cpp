@@ -249,6 +249,9 @@ class Decider {
             memory_.outage = memory_.clock;
         if (to == WatchState::starting)
             memory_.connected = 0;
+        // It was online when it went, so all that it may need is a new session, whatever was tried in its absence.
+        if (state() == WatchState::absent && memory_.outage == memory_.since)
+            memory_.next = memory_.round = 0;
         if (to == WatchState::online)
             memory_.connected = 1;
         memory_.tries = 0;

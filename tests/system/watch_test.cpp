@@ -281,6 +281,8 @@ const Fault faults[] = {
     {"the radio is refused at first", profile("unready.modem,registration=2,ps_registration=2", "setup=never"),
      "set_option no_service_wait 6; start_until no-service; until grep -q 'radio:' /tmp/modem.1-1.2/watch.log; do sleep 0.1; done; sleep 12; modemctl AT AT+CFUN? | grep -o 'CFUN: .'; grep -c radio: /tmp/modem.1-1.2/watch.log", "CFUN: 1\n1\n",
      "no-service -> no-service: radio"},
+    {"the modem is away for long", ec25("", "setup=100", {"--fault", "gone-before=12000:AT+CGPADDR"}),
+     "start_until online; echo -e 'AT+CGPADDR\\r' >/dev/ttyUSB2; wait_for absent; wait_for recovering; wait_for online; say", "online;the network answers;\n", "suspect -> recovering: reconnect, 5 of 6 left this hour"},
     {"the radio is left off", ec25("", "setup=never"), "modemctl AT AT+CFUN=4 >/dev/null; start_until recovering; say; modemctl AT AT+CFUN? | grep -o 'CFUN: .'", "recovering;reconnect, 5 of 6 left this hour;\nCFUN: 1\n",
      "no-service -> no-service: radio"},
 };

@@ -310,6 +310,15 @@ TEST(WatchDecider, ForgetsTheOutageAfterTenMinutesOnline)
     EXPECT_EQ(step({}, with(memory, &WatchMemory::since, 49'900), {quiet()}).memory.next, 3U);
 }
 
+TEST(WatchDecider, BeginsTheLadderAnewWhenTheModemWasOnlineAsItWentAway)
+{
+    const WatchMemory away = with(with(in(absent), &WatchMemory::next, 6), &WatchMemory::round, 1);
+    const WatchMemory back = step({}, with(away, &WatchMemory::outage, away.since), {quiet(), pending}).memory;
+    EXPECT_EQ(back.next, 0U);
+    EXPECT_EQ(back.round, 0U);
+    EXPECT_EQ(step({}, away, {quiet(), pending}).memory.next, 6U) << "a stage has sent it away";
+}
+
 TEST(WatchDecider, WithoutProbesBelievesTheInterface)
 {
     const WatchConfig config{.probe = static_cast<uint32_t>(WatchProbe::none)};
