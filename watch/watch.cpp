@@ -35,8 +35,7 @@ struct Watcher {
     Scene scene{};
     WatchSettings settings{};
     ModemDriver rec{};
-    UsageBook kept{};     ///< in the flash
-    UsageBook fresh{};    ///< not there yet
+    UsageBook fresh{};    ///< usage that is not in the flash yet
     InterfaceText last{}; ///< of the last report; empty: not to be used again
     uint32_t asked_s = 0; ///< uptime at which the modem was last asked
     uint32_t start_s = 0; ///< when the router has started, by its clock; 0: not known
@@ -132,7 +131,6 @@ void keep_fresh_usage(Watcher &watcher, int64_t between_writes_s)
     const int64_t age = uptime_s() - scene.kept;
     if (watcher.fresh.total() >= worth_a_write && age >= between_writes_s && keep_usage(watcher.fresh)) {
         watcher.fresh = {};
-        watcher.kept = read_kept_usage();
         scene.kept = uptime_s();
         write_new_usage(watcher.bus, watcher.fresh);
     }
@@ -162,8 +160,9 @@ bool count_usage(Watcher &watcher, const DeviceCounters &counters)
     scene.sent = static_cast<int64_t>(counters.tx_bytes);
     if (settings.limit_mb == 0)
         return false;
+    // A person may correct what the flash has, or put a copy back.
     const uint64_t used =
-        watcher.kept.total(scene.iccid.view(), month) + watcher.fresh.total(scene.iccid.view(), month);
+        read_kept_usage().total(scene.iccid.view(), month) + watcher.fresh.total(scene.iccid.view(), month);
     const auto percent = static_cast<int64_t>(used / (uint64_t{settings.limit_mb} * 10'000));
     const int64_t before = scene.warned;
     int64_t reached = percent >= 100 ? 100 : 0;
@@ -188,7 +187,6 @@ bool start(Watcher &watcher)
         return false;
     read_scene(watcher.bus, watcher.scene);
     watcher.settings = read_watch_settings(watcher.bus);
-    watcher.kept = read_kept_usage();
     watcher.fresh = read_new_usage(watcher.bus);
     find_means(watcher);
     return true;

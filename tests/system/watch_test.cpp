@@ -283,6 +283,9 @@ const Fault faults[] = {
      "no-service -> no-service: radio"},
     {"the modem is away for long", ec25("", "setup=100", {"--fault", "gone-before=12000:AT+CGPADDR"}),
      "start_until online; echo -e 'AT+CGPADDR\\r' >/dev/ttyUSB2; wait_for absent; wait_for recovering; wait_for online; say", "online;the network answers;\n", "suspect -> recovering: reconnect, 5 of 6 left this hour"},
+    {"a person corrects the usage after the limit", ec25("", "setup=100"),
+     "echo '89430300001234567890 '$(date +%Y%m)' 999000 2000' >/etc/modemctl.usage; set_option usage_action disconnect; set_option usage_limit 1; start_until blocked; say; rm /etc/modemctl.usage; wait_for online; say",
+     "blocked;the data limit is reached;\nonline;the network answers;\n", ""},
     {"the radio is left off", ec25("", "setup=never"), "modemctl AT AT+CFUN=4 >/dev/null; start_until recovering; say; modemctl AT AT+CFUN? | grep -o 'CFUN: .'", "recovering;reconnect, 5 of 6 left this hour;\nCFUN: 1\n",
      "no-service -> no-service: radio"},
 };
