@@ -16,6 +16,8 @@
 namespace {
 
 constexpr int report_limit_ms = 10'000;
+// An answer that is given up reaches whoever has the port next, and who waits for the port gives up after 3 s.
+constexpr int shared_limit_ms = 2800;
 constexpr int interface_timeout_s = 2;
 constexpr char identity_file[] = "identity";
 
@@ -61,8 +63,9 @@ AskResult ask(void *context, const Question &question, TextOut reply)
     const int64_t left = conversation.deadline_ms - monotonic_ms();
     if (left <= 0)
         return AskResult::stopped;
-    const int limit = left < question.limit_ms ? static_cast<int>(left) : question.limit_ms;
+    int limit = left < question.limit_ms ? static_cast<int>(left) : question.limit_ms;
     if (conversation.use == PortUse::one_question) {
+        limit = shared_limit_ms;
         const AtSession::Opened opened = conversation.session.open(conversation.port_path);
         if (opened == AtSession::Opened::busy)
             conversation.unheard = InfoResult::port_busy;
@@ -77,7 +80,10 @@ AskResult ask(void *context, const Question &question, TextOut reply)
         conversation.has_answered = true;
         return AskResult::answered;
     case AtSession::Answer::silent:
-        return AskResult::silent;
+        // A second question to a deaf modem would keep the port from others for as long again.
+        if (conversation.use == PortUse::whole_report || conversation.has_answered)
+            return AskResult::silent;
+        break;
     case AtSession::Answer::lost:
         break;
     }

@@ -286,6 +286,8 @@ const Fault faults[] = {
     {"a person corrects the usage after the limit", ec25("", "setup=100"),
      "echo '89430300001234567890 '$(date +%Y%m)' 999000 2000' >/etc/modemctl.usage; set_option usage_action disconnect; set_option usage_limit 1; start_until blocked; say; rm /etc/modemctl.usage; wait_for online; say",
      "blocked;the data limit is reached;\nonline;the network answers;\n", ""},
+    {"replies come late, and each command has its own", ec25("", "setup=100", {"--fault", "late=2500"}),
+     "start_until online; while sleep 1; do modemctl info --cached >/dev/null; done & for i in 1 2 3 4 5 6; do modemctl AT AT+CIMI | tr -d '\\r' | grep -c -x -e 232031234567890; done", "1\n1\n1\n1\n1\n1\n", ""},
     {"the radio is left off", ec25("", "setup=never"), "modemctl AT AT+CFUN=4 >/dev/null; start_until recovering; say; modemctl AT AT+CFUN? | grep -o 'CFUN: .'", "recovering;reconnect, 5 of 6 left this hour;\nCFUN: 1\n",
      "no-service -> no-service: radio"},
 };
