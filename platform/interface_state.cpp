@@ -27,6 +27,12 @@ InterfaceState parse_interface_state(json_object *status)
     return kjson_get_boolean(status, "up") ? interface_is_up : interface_is_down;
 }
 
+bool is_companion(json_object *status, std::string_view device)
+{
+    const char *own = kjson_get_string(status, "l3_device");
+    return kjson_get_boolean(status, "dynamic") || (own != nullptr && device == own);
+}
+
 Json interface_status(const char *iface, int timeout_s)
 {
     if (strlen(iface) > longest_interface_name)

@@ -21,6 +21,11 @@ InterfaceState interface_state(const char *iface, int timeout_s);
 /// The state in a status document; null is down.
 InterfaceState parse_interface_state(json_object *status);
 
+/// True if status is that of a companion of an interface on device ("wan_4" of "wan"). A handler makes its own dynamic,
+/// and what a person makes for both kinds of addresses is on the same device. Other interfaces may have such a name
+/// too.
+bool is_companion(json_object *status, std::string_view device);
+
 /// The whole status document of iface, null if the call fails; bounds as for interface_state.
 Json interface_status(const char *iface, int timeout_s);
 

@@ -344,11 +344,9 @@ void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen)
                 break; // never connected so far, or the network daemon is away
             continue;
         }
-        // Another modem's interface may have such a name. What a handler makes is dynamic, what a person makes for both
-        // kinds of addresses is on the same device.
-        const char *device = kjson_get_string(status.get(), "l3_device");
-        if (!is_main && !kjson_get_boolean(status.get(), "dynamic") && (device == nullptr || scene.device != device))
+        if (!is_main && !is_companion(status.get(), scene.device.view()))
             continue;
+        const char *device = kjson_get_string(status.get(), "l3_device");
         json_object *errors = kjson_get_object(status.get(), "errors");
         if (is_main) {
             static constexpr WatchLink links[] = {WatchLink::up, WatchLink::pending, WatchLink::down};

@@ -85,7 +85,8 @@ void answer_identity(const RpcdCall &call, json_object *answer)
 void add_companion(json_object *facts, const char *iface, const char *suffix, const char *addresses)
 {
     const Json object{json_object_new_object()};
-    add_interface(object.get(), Text<32>::format("%s%s", iface, suffix).c_str());
+    const char *device = kjson_get_string(facts, "device");
+    add_interface(object.get(), Text<32>::format("%s%s", iface, suffix).c_str(), device != nullptr ? device : "");
     json_object *companion = kjson_get_object(object.get(), "interface");
     json_object *list = kjson_get_object(companion, addresses);
     if (!json_object_is_type(list, json_type_array) || json_object_array_length(list) == 0)

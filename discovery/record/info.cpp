@@ -220,11 +220,11 @@ void add_head(json_object *object, const char *bus)
 
 } // namespace
 
-void add_interface(json_object *object, const char *iface)
+void add_interface(json_object *object, const char *iface, const char *companion_of)
 {
     static constexpr const char *states[] = {"up", "pending", "down"};
     const Json status = interface_status(iface, interface_timeout_s);
-    if (status == nullptr)
+    if (status == nullptr || (companion_of != nullptr && !is_companion(status.get(), companion_of)))
         return;
     Json member{json_object_new_object()};
     const InterfaceState state = parse_interface_state(status.get());

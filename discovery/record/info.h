@@ -17,4 +17,4 @@ InfoResult add_info(json_object *object, const char *bus, PortUse use = PortUse:
                     json_object *before = nullptr);
 
 /// Adds "interface", what the network daemon says about the interface; nothing if it does not know it.
-void add_interface(json_object *object, const char *iface);
+void add_interface(json_object *object, const char *iface, const char *companion_of = nullptr);

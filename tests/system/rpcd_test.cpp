@@ -426,6 +426,25 @@ done_by apn | grep -o -e '"apn":"[^"]*"' -e '"[a-z_]*password[^,}]*')sh");
                        "\"listed_password\":\"public\"\n\"apn\":\"\"\n\"password_set\":false\n");
 }
 
+// The settings of the LAN may have such a name too.
+TEST(RpcdStatus, TakesOnlyACompanionsAddressesForTheInterfaces)
+{
+    const auto addresses = [](const std::string &device) {
+        return call({"--modem", "EC25", "--link", "modem_1_1_2,setup=100"},
+                    R"sh(
+uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi; uci set network.modem_1_1_2.device=/dev/cdc-wdm0
+uci set network.modem_1_1_2_4=interface; uci set network.modem_1_1_2_4.proto=static; uci set network.modem_1_1_2_4.ipaddr=192.168.77.1
+uci set network.modem_1_1_2_4.netmask=255.255.255.0; uci set network.modem_1_1_2_4.device=)sh" +
+                        device +
+                        R"sh(; uci commit; ubus call network reload
+n=0; until ifstatus modem_1_1_2 | grep -q '"up": true'; do n=$((n + 1)); [ $n -lt 100 ] || break; sleep 0.1; done
+call status | grep -o '"ipv4":[^]]*]')sh")
+            .out;
+    };
+    EXPECT_EQ(addresses("br-lan"), "\"ipv4\":[\"10.64.1.2/30\"]\n");
+    EXPECT_EQ(addresses("wwan0"), "\"ipv4\":[\"192.168.77.1/24\"]\n");
+}
+
 TEST(RpcdUsage, TellsTheCardInTheModemFromThoseOfOtherModems)
 {
     const RouterRun run = call({"--modem", "EC25"}, R"sh(
