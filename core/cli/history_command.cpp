@@ -156,6 +156,11 @@ int run_history(const CommandRun &run)
     return count > 0 ? 0 : exit_nothing;
 }
 
+Text<12> month_text(uint32_t month)
+{
+    return Text<12>::format("%04u-%02u", month / 100, month % 100);
+}
+
 Json list_usage(const char *bus)
 {
     UsageBook book = read_kept_usage();
@@ -167,8 +172,7 @@ Json list_usage(const char *bus)
         if (!entry.iccid.empty())
             kjson_add_string(object.get(), "iccid", entry.iccid.view());
         if (entry.month != 0)
-            kjson_add_string(object.get(), "month",
-                             Text<12>::format("%04u-%02u", entry.month / 100, entry.month % 100).view());
+            kjson_add_string(object.get(), "month", month_text(entry.month).view());
         kjson_add_int64(object.get(), "rx_bytes", static_cast<int64_t>(entry.rx_bytes));
         kjson_add_int64(object.get(), "tx_bytes", static_cast<int64_t>(entry.tx_bytes));
         kjson_array_add(list.get(), std::move(object));

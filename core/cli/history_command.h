@@ -15,6 +15,9 @@ Json list_history(const char *bus, int64_t since_s);
 /// `usage [BUS] [--json]`: bytes by SIM card and month.
 int run_usage(const CommandRun &run);
 
+/// "2026-11" of 202611.
+Text<12> month_text(uint32_t month);
+
 /// Its entries as an array of objects.
 Json list_usage(const char *bus);
 

@@ -14,6 +14,7 @@
 #include "discovery/record/snapshot.h"
 #include "platform/clock.h"
 #include "status/traffic.h"
+#include "status/usage.h"
 #include "watch/settings.h"
 #include "watch/watch.h"
 #include "watch/watch_log.h"
@@ -151,7 +152,10 @@ void answer_usage(const RpcdCall &call, json_object *answer)
         kjson_del_key(entry, "iccid");
     }
     kjson_add_object(answer, "usage", std::move(list));
-    kjson_add_int(answer, "limit_mb", static_cast<int32_t>(read_watch_settings(call.bus.c_str()).limit_mb));
+    const WatchSettings settings = read_watch_settings(call.bus.c_str());
+    kjson_add_int(answer, "limit_mb", static_cast<int32_t>(settings.limit_mb));
+    if (const uint32_t month = billing_month(time(nullptr), settings.first_day); month != 0)
+        kjson_add_string(answer, "month", month_text(month).view());
 }
 
 void answer_pause(const RpcdCall &call, json_object *answer)

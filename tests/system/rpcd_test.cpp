@@ -450,8 +450,9 @@ TEST(RpcdUsage, TellsTheCardInTheModemFromThoseOfOtherModems)
     const RouterRun run = call({"--modem", "EC25"}, R"sh(
 printf '%s\n' '89430300001234567890 202611 5000 2000' '89430300009999999999 202611 900000 2000' >/etc/modemctl.usage
 uci set network.modem_1_1_2=interface; uci set network.modem_1_1_2.proto=qmi; uci commit
-call usage; modemctl watch --once; call usage)sh");
-    const std::string limit = R"(,"limit_mb":0})";
+month=$(date +%Y-%m); usage() { call usage | sed "s/,\"month\":\"$month\"}$/,now}/"; }
+usage; modemctl watch --once; usage)sh");
+    const std::string limit = R"(,"limit_mb":0,now})";
     const auto list = [](const std::string &first, const std::string &second) {
         return R"({"usage":[{"month":"2026-11","rx_bytes":5000,"tx_bytes":2000,"sim":"7890")" + first +
                R"(},{"month":"2026-11","rx_bytes":900000,"tx_bytes":2000,"sim":"9999")" + second + "}]";

@@ -165,6 +165,7 @@ test('the newest month counts, of the card in the modem, or of all', () => {
     const usage = [{ month: '2026-10', rx_bytes: 9e9, tx_bytes: 0 }, { month: '2026-11', rx_bytes: 1e6, tx_bytes: 1e6 }, { month: '2026-11', rx_bytes: 2e6, tx_bytes: 0 }];
     assert.equal(model.month({ usage, limit_mb: 8 }).text, '4.0 MB of 8.0 MB');
     assert.equal(model.month({ usage, limit_mb: 0 }).text, '4.0 MB');
+    assert.equal(model.month({ usage, limit_mb: 8, month: '2026-12' }).text, '0 B of 8.0 MB');
     assert.equal(model.month({ usage: [], limit_mb: 8 }), null);
     assert.equal(model.month({ error: 'failed' }), null);
 });

@@ -201,12 +201,13 @@ return baseclass.extend({
 
 	// The data of the current month and its limit: { used, limit, share, text }; null if nothing was counted. The list has all cards
 	// of the router; as long as nobody knows which one is in the modem, all of them count.
-	month({ usage, limit_mb }) {
+	month({ usage, limit_mb, month }) {
 		const rows = (usage ?? []).filter(row => is_number(row.rx_bytes) && row.present !== false);
 		if (!rows.length)
 			return null;
-		const newest = rows.reduce((month, row) => (row.month ?? '') > month ? row.month : month, '');
-		const used = rows.filter(row => (row.month ?? '') === newest).reduce((sum, row) => sum + row.rx_bytes + (row.tx_bytes ?? 0), 0);
+		// A router without a date names no month.
+		const current = month ?? rows.reduce((newest, row) => (row.month ?? '') > newest ? row.month : newest, '');
+		const used = rows.filter(row => (row.month ?? '') === current).reduce((sum, row) => sum + row.rx_bytes + (row.tx_bytes ?? 0), 0);
 		const limit = (limit_mb ?? 0) * 1e6;
 		return { used, limit, share: limit ? Math.min(1, used / limit) : 0,
 			text: limit ? _('%s of %s').format(words.bytes(used), words.bytes(limit)) : words.bytes(used) };
