@@ -14,7 +14,8 @@ namespace {
 
 constexpr int answer_limit_ms = 3000;
 constexpr uint16_t dns_port = 53;
-constexpr uint32_t own_way = 0x3f00; // mwan3 sends what has no mark by the way that it prefers, or nowhere
+constexpr in_addr_t far_host = 0x09090909; // 9.9.9.9, in no private network
+constexpr uint32_t own_way = 0x3f00;       // mwan3 sends what has no mark by the way that it prefers, or nowhere
 
 union Address {
     sockaddr any;
@@ -63,6 +64,19 @@ uint16_t checksum(std::span<const uint8_t> bytes)
 }
 
 } // namespace
+
+in_addr_t find_way_out()
+{
+    const Fd way{socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    setsockopt(way.get(), SOL_SOCKET, SO_MARK, &own_way, sizeof own_way);
+    Address address = {};
+    address.v4.sin_family = AF_INET;
+    address.v4.sin_addr.s_addr = htonl(far_host);
+    socklen_t size = sizeof address.v4;
+    const bool is_found =
+        connect(way.get(), &address.any, size) == 0 && getsockname(way.get(), &address.any, &size) == 0;
+    return is_found ? address.v4.sin_addr.s_addr : INADDR_ANY;
+}
 
 size_t compose_dns_question(uint16_t id, std::span<uint8_t, 40> out)
 {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <netinet/in.h>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -20,6 +21,9 @@ bool ask_server(ProbeKind kind, const char *device, const char *address);
 /// Asks each address (empty: none) in turn, by the ways that probe names, until one answers.
 /// @return that one; null if none answers
 const char *probe_network(WatchProbe probe, const char *device, std::span<const char *const> addresses);
+
+/// The router's own address for what it sends to the Internet by IPv4; INADDR_ANY without a route. Nothing is sent.
+in_addr_t find_way_out();
 
 /// The question for the address of a.root-servers.net, which every resolver has at hand: 36 bytes. @return its length
 size_t compose_dns_question(uint16_t id, std::span<uint8_t, 40> out);

@@ -50,7 +50,7 @@ constexpr WrittenRow table[] = {
     {s_blocked,            silent,               0,            same,       Deed::round,      ""},
     {s_blocked,            0,                    0,            starting,   Deed::again,      "the cause is gone"},
     // Online, and how it ends.
-    {s_online,             no_device,            0,            suspect,    Deed::again,      "the interface has no address"},
+    {s_online,             no_device,            0,            suspect,    Deed::again,      "the interface has no address or no route"},
     {s_online,             changed,              looked,       same,       Deed::look,       ""},
     {s_online,             looked,               up,           suspect,    Deed::again,      "the interface is down"},
     {s_online,             stalled,              probed,       same,       Deed::probe,      ""},

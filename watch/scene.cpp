@@ -28,6 +28,7 @@ namespace {
 
 constexpr int ubus_limit_s = 2;
 constexpr int ubus_not_found = 4;
+constexpr int64_t route_is_lost = 2;
 constexpr char scene_file[] = "watch";
 constexpr char upgrade_file[] = "/tmp/modem_upgrade_status";
 constexpr char public_server_v4[] = "9.9.9.9";
@@ -47,11 +48,11 @@ struct Part {
 };
 
 // A line each, before the memory.
-std::array<Part, 13> parts_of(Scene &scene)
+std::array<Part, 14> parts_of(Scene &scene)
 {
-    return {scene.device.out(), scene.server.out(), scene.address.out(), scene.plug.out(), scene.stamp.out(),
-            scene.sampled,      scene.iccid.out(),  scene.received,      scene.sent,       scene.kept,
-            scene.warned,       scene.loader,       scene.reason.out()};
+    return {scene.device.out(), scene.server.out(), scene.address.out(), scene.plug.out(),  scene.stamp.out(),
+            scene.sampled,      scene.iccid.out(),  scene.received,      scene.sent,        scene.kept,
+            scene.warned,       scene.route,        scene.loader,        scene.reason.out()};
 }
 
 bool has_file(const char *path)
@@ -118,6 +119,17 @@ bool ask_device(const Text<16> &device, Text<16> &address)
         inet_ntop(AF_INET, &reinterpret_cast<sockaddr_in *>(&request.ifr_addr)->sin_addr, address.data(),
                   address.capacity());
     return true;
+}
+
+// The network daemon puts back no route that somebody has removed, or that went as the device was off for a moment.
+// While there is another way out, somebody may want it so.
+void note_way_out(Scene &scene)
+{
+    const in_addr_t own_address = find_way_out();
+    if (own_address != INADDR_ANY)
+        scene.route = own_address == inet_addr(scene.address.c_str()) ? 1 : 0;
+    else if (scene.route != 0)
+        scene.route = route_is_lost;
 }
 
 bool is_our_device(const char *name)
@@ -318,9 +330,11 @@ WatchObservation observe(const char *bus, Scene &scene, WatchSettings &settings)
     }
     Text<16> address;
     const bool is_up = !scene.device.empty() && ask_device(scene.device, address);
-    seen.has_device = scene.device.empty() || (is_up && (scene.address.empty() || !address.empty()));
     if (!address.empty())
         scene.address = address; // it may go again
+    note_way_out(scene);
+    seen.has_device =
+        scene.device.empty() || (is_up && (scene.address.empty() || !address.empty()) && scene.route != route_is_lost);
     count_packets(scene, seen);
     return seen;
 }
@@ -370,6 +384,8 @@ void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen)
     const bool is_device_up = ask_device(scene.device, scene.address);
     if (!is_device_up)
         scene.address.clear();
+    if (seen.link == WatchLink::up && scene.route == route_is_lost)
+        seen.link = WatchLink::down;
     // Without the network daemon the session goes on, and a modem that is restarted then stays offline.
     if (is_unknown && is_device_up)
         seen.link = WatchLink::up;

@@ -21,6 +21,7 @@ struct Scene {
     int64_t sent = 0;
     int64_t kept = 0;   ///< uptime at which the flash last got the usage
     int64_t warned = 0; ///< the last warning of the limit, in per cent
+    int64_t route = 0; ///< by the device: 1 if the router's IPv4 goes out there, 2 if it went and has no way at all now
     int64_t loader = 0; ///< uptime at which the modem was first seen in its boot loader; 0: it is not there
     Text<64> reason;    ///< of the last change
 };

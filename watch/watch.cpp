@@ -109,6 +109,7 @@ bool answer(Watcher &watcher, const WatchDecision &decision, WatchObservation &s
     case WatchAction::none:
         return false;
     default:
+        watcher.scene.route = 0;
         // Remembered first, so that a process that is killed meanwhile does not act twice.
         write_scene(watcher.bus, watcher.scene);
         act(watcher.bus, watcher.rec, watcher.settings, decision.action, decision.stage);
