@@ -177,6 +177,13 @@ bool has_other_way_out(std::string_view iface)
     return false;
 }
 
+// A protocol without a handler is shown as "none", and without a network device of its own it never comes up.
+bool has_no_protocol(json_object *status)
+{
+    const char *protocol = kjson_get_string(status, "proto");
+    return protocol != nullptr && strcmp(protocol, "none") == 0 && !is_our_device(kjson_get_string(status, "device"));
+}
+
 WatchSim sim_of(SimState state)
 {
     switch (state) {
@@ -366,6 +373,7 @@ void look(Scene &scene, const WatchSettings &settings, WatchObservation &seen)
             static constexpr WatchLink links[] = {WatchLink::up, WatchLink::pending, WatchLink::down};
             seen.link = links[parse_interface_state(status.get())];
             seen.is_started = is_started(status.get());
+            seen.is_misset = seen.link == WatchLink::down && has_no_protocol(status.get());
         }
         for (size_t i = 0; i < length_of(errors); i++) {
             const char *code = kjson_get_string(json_object_array_get_idx(errors, i), "code");

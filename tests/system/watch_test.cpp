@@ -297,6 +297,8 @@ const Fault faults[] = {
      "no-service -> no-service: radio"},
     {"the modem is away for long", ec25("", "setup=100", {"--fault", "gone-before=12000:AT+CGPADDR"}),
      "start_until online; echo -e 'AT+CGPADDR\\r' >/dev/ttyUSB2; wait_for absent; wait_for recovering; wait_for online; say", "online;the network answers;\n", "suspect -> recovering: reconnect, 5 of 6 left this hour"},
+    {"the protocol has no handler", ec25("", "setup=100,dns=answer"),
+     "uci set network.modem_1_1_2.proto=none; uci delete network.modem_1_1_2.device; uci commit network; ubus call network reload; rests_in blocked 5", "blocked;the settings are refused;\n", ""},
     {"a person corrects the usage after the limit", ec25("", "setup=100"),
      "echo '89430300001234567890 '$(date +%Y%m)' 999000 2000' >/etc/modemctl.usage; set_option usage_action disconnect; set_option usage_limit 1; start_until blocked; say; rm /etc/modemctl.usage; wait_for online; say",
      "blocked;the data limit is reached;\nonline;the network answers;\n", ""},
