@@ -14,16 +14,17 @@ Technology technology_of(std::string_view word)
 
 // ^MONSC: NR,460,00,524910,1,C027F5065,114,14225C,-74,-9,17            (MT5700M)
 //         0  1   2  3      4 5         6   7      8   9  10
-// The PCI is hexadecimal, also without letters: ^NRSSBID of this modem says 276.
+// The PCI has been seen in hexadecimal. What has no letters is read as decimal, as it was in the first replies at hand,
+// although ^NRSSBID of the same modem said 276 beside this 114.
 constexpr FieldRule nr_rules[] = {
-    {3, Quantity::arfcn, Scale::number},   {5, Quantity::cell_id, Scale::hex},    {6, Quantity::pci, Scale::hex},
+    {3, Quantity::arfcn, Scale::number},   {5, Quantity::cell_id, Scale::hex},    {6, Quantity::pci, Scale::any_base},
     {7, Quantity::tac, Scale::hex},        {8, Quantity::rsrp, Scale::decibels},  {9, Quantity::rsrq, Scale::decibels},
     {10, Quantity::sinr, Scale::decibels},
 };
 // ^MONSC: LTE,460,00,38400,D975244,8,24C8,-85,-10,-54                  (MT5700M; the last is the RSSI)
 //         0   1   2  3     4       5 6    7   8   9
 constexpr FieldRule lte_rules[] = {
-    {3, Quantity::arfcn, Scale::number},   {4, Quantity::cell_id, Scale::hex},    {5, Quantity::pci, Scale::hex},
+    {3, Quantity::arfcn, Scale::number},   {4, Quantity::cell_id, Scale::hex},    {5, Quantity::pci, Scale::any_base},
     {6, Quantity::tac, Scale::hex},        {7, Quantity::rsrp, Scale::decibels},  {8, Quantity::rsrq, Scale::decibels},
     {9, Quantity::rssi, Scale::decibels},
 };

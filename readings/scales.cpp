@@ -69,6 +69,12 @@ std::optional<int64_t> above_zero(std::string_view field)
     return number && *number > 0 ? number : std::nullopt;
 }
 
+std::optional<int64_t> decimal_or_hexadecimal(std::string_view field)
+{
+    const auto number = decimal(field);
+    return number ? number : hexadecimal(field);
+}
+
 // What receivers measure ends near -113 dBm, so that a 125 without its sign is no level.
 std::optional<int64_t> without_sign(std::string_view field)
 {
@@ -117,6 +123,7 @@ constexpr ReadNumber readers[] = {
     decimal,
     above_zero,
     hexadecimal,
+    decimal_or_hexadecimal,
     number_in_both_forms,
     hundredths,
     leading_hundredths,

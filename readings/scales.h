@@ -26,6 +26,7 @@ enum class Scale : uint8_t {
     number,       ///< decimal
     positive,     ///< decimal above 0
     hex,          ///< hexadecimal
+    any_base,     ///< decimal; hexadecimal if it has letters
     both_forms,   ///< hexadecimal, then the decimal form in brackets, which must agree
     decibels,     ///< whole or with a fraction, to hundredths
     with_unit,    ///< as decibels, followed by the unit
