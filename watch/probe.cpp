@@ -130,7 +130,7 @@ bool ask_server(ProbeKind kind, const char *device, const char *text)
     const int family = address.any.sa_family;
     const Fd probe = open_probe(kind, device, address);
     uint16_t id = 0;
-    // Without random bytes the id is 0, as good as another one: a router that has just started may have none for a while.
+    // Without random bytes, as on a router that has just started, the id is 0, as good as another one.
     [[maybe_unused]] const ssize_t taken = getrandom(&id, sizeof id, GRND_NONBLOCK);
     std::array<uint8_t, 40> question;
     const size_t size =
