@@ -40,7 +40,7 @@ screenshots:
 	@cmake --build build -j$(jobs) --target simrouter modemctl router_data
 	@for test in overview views shown; do SCREENSHOTS=build/screenshots tests/web/run.sh tests/web/$${test}_test.mjs build; done
 
-# The loop of every day: make check, or one suite of it: make check T='Qcsq*'
+# The loop of every day: make check, or one suite of it: make check T='Cells*'
 check:
 	@tools/setup.sh -n build test
 	@cmake --preset release >/dev/null

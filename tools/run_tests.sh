@@ -2,7 +2,7 @@
 # Runs the tests of each build folder given, and closes with one line, "N passed, N failed, N skipped", over all that ran.
 # Tests mostly wait (for a silent modem, for an interface), so more of them run at a time than there are processors.
 #   -l LABELS    only the tests with one of these labels ("quick|test"): see tests/CMakeLists.txt
-#   -s SUITE     only the tests whose name begins like this ("Qcsq*", "Qcsq*.Reads*"), or like one of these ("Qcsq*:Csq*")
+#   -s SUITE     only the tests whose name begins like this ("Cells*", "Cells*.Are*"), or like one of these ("Cells*:Carrier*")
 #   -t TARGETS   the tests of these routers' processors too, which the simulated router runs by qemu, and the products' sizes
 #   -n N         so many at a time for each processor (6)
 #   -c FILE      keep the counts there when all passed;  -a FILE  add the counts kept there
