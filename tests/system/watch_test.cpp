@@ -138,7 +138,7 @@ const Fault faults[] = {
      "recovering;reconnect, 5 of 6 left this hour;\n", "recovering: reconnect"},
     {"the whole ladder", ec25("", "setup=never"), "start_until slow; say", "slow;nothing more to try;\n", "suspect -> recovering: modem, 1 of 2 left this hour"},
     {"a deaf modem", ec25("", "setup=never", {"--fault", "silence"}), "start_until slow; say", "slow;nothing more to try;\n", "suspect -> recovering: usb, 1 of 2 left this hour"},
-    {"a deaf modem and no other way out", ec25("", "setup=never", {"--fault", "silence"}), "until ip route del default 2>/dev/null; do sleep 0.1; done; set_option last_stage router; start_until slow; say", "slow;nothing more to try;\n", "suspect -> recovering: router, 0 of 1 left this hour"},
+    {"a deaf modem and no other way out", ec25("", "setup=never", {"--fault", "silence"}), "uci delete network.wan; uci delete network.wan6; uci commit network; ubus call network reload; set_option last_stage router; start_until slow; say", "slow;nothing more to try;\n", "suspect -> recovering: router, 0 of 1 left this hour"},
     {"a deaf modem beside another way out", ec25("", "setup=never", {"--fault", "silence"}),
      "set_option last_stage router; start_until slow; say; grep -c router: /tmp/modem.1-1.2/watch.log", "slow;nothing more to try;\n0\n", "suspect -> recovering: usb, 1 of 2 left this hour"},
     {"the modem goes for good", ec25("", "setup=100", {"--fault", "gone-before=0:AT+CGPADDR"}),
