@@ -12,18 +12,13 @@ const views = ['overview', 'signal', 'connection', 'messages', 'diagnostics'];
 /// change(method, result, given) may change what the router answers.
 async function alter(page, change) {
     await page.route('**/ubus/**', async route => {
-        try {
-            const response = await route.fetch(), given = route.request().postDataJSON(), answers = await response.json();
-            [given].flat().forEach(({ params }, i) => {
-                const result = [answers].flat()[i].result?.[1];
-                if (result)
-                    change(params[2], result, params[3]);
-            });
-            await route.fulfill({ response, json: answers });
-        } catch (error) {
-            if (!page.isClosed())
-                throw error;
-        }
+        const response = await route.fetch(), given = route.request().postDataJSON(), answers = await response.json();
+        [given].flat().forEach(({ params }, i) => {
+            const result = [answers].flat()[i].result?.[1];
+            if (result)
+                change(params[2], result, params[3]);
+        });
+        await route.fulfill({ response, json: answers });
     });
 }
 
