@@ -163,11 +163,14 @@ def built_targets():
     return [name for name in names if os.path.exists(os.path.join(TARGETS, name, "modemctl"))]
 
 
+def targets_that_run():
+    # The C library that mips_24kc has here is not a router's.
+    return [target for target in built_targets() if target != "mips_24kc"]
+
+
 def processors(build):
-    for target in built_targets():
+    for target in targets_that_run():
         options = ["--modem", "EC25", "--products", os.path.join(TARGETS, target)]
-        if target == "mips_24kc":  # its C library here is not a router's
-            continue
         processor = target.split("-")[0]
         if processor == platform.machine():
             router = Router(build, *options)
@@ -400,7 +403,7 @@ echo $(($(switches) - before)) $((last - first - 2)); cat /proc/$watch/smaps"""
 def asleep(build):
     """The watch asleep, between two questions to the modem: its memory, wake-ups and processes. Processes have numbers in
     their order, so what it starts shows as a gap."""
-    for folder in [build] + [os.path.join(TARGETS, target) for target in built_targets()]:
+    for folder in [build] + [os.path.join(TARGETS, target) for target in targets_that_run()]:
         name = "this machine (glibc)" if folder == build else os.path.basename(folder)
         processor = name.split("-")[0]
         options, begin = [], 0
