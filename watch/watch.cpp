@@ -8,13 +8,16 @@
 #include <syslog.h>
 
 #include "core/model/state_dir.h"
+#include "discovery/record/modem_record.h"
 #include "discovery/record/snapshot.h"
 #include "platform/clock.h"
 #include "readings/fields.h"
 #include "status/traffic.h"
 #include "status/usage.h"
 #include "watch/actors.h"
+#include "watch/ask_modem.h"
 #include "watch/budgets.h"
+#include "watch/observers.h"
 #include "watch/scene.h"
 #include "watch/sleep.h"
 #include "watch/watch_log.h"

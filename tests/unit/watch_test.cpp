@@ -6,8 +6,8 @@
 
 #include "status/usage.h"
 #include "tests/fuzz/watch_walk.h"
+#include "watch/observers.h"
 #include "watch/probe.h"
-#include "watch/scene.h"
 #include "watch/settings.h"
 
 namespace watch_test {
@@ -476,7 +476,7 @@ TEST(WatchSettings, KnowsWhereRoamingIsForbidden)
     EXPECT_TRUE(is_roaming_forbidden("262", "")) << "a country that is not known is not allowed";
 }
 
-TEST(WatchScene, TakesOnlyItsCompanionsForItsOwnInterface)
+TEST(WatchObservers, TakeOnlyItsCompanionsForItsOwnInterface)
 {
     for (const char *own : {"wan", "wan_4", "wan_6"})
         EXPECT_TRUE(is_own_interface(own, "wan")) << own;
